@@ -1,0 +1,116 @@
+// zinextension: a notification service extension.
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Apps/zinextension/Options.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/Json.h"
+#include "Platform/Foundation/NSUserDefaults.h"
+#include "Platform/HeadlessDevice.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kUnusable = 2;
+
+void complain(const std::string& text) {
+  std::fflush(stdout);
+  std::fputs(("zinextension: " + text + "\n").c_str(), stderr);
+}
+
+/// Throws zn::Exception for a payload that cannot be stored. False, with `error` filled, where the storage cannot be
+/// written.
+bool append(NSUserDefaults& store, const std::string& application, const zn::Value& payload, std::string& error) {
+  return store.tryTransaction(
+      [&](zn::Value& contents) {
+        zn::Value mine = contents.validObjectForKey(application);
+        if (!mine.isDictionary()) mine = zn::Value::dictionary();
+        zn::Value list = mine.validObjectForKey(zn::payload::pendingNotifications);
+        if (!list.isArray()) list = zn::Value::array();
+        list.append(payload);
+        mine.setObjectNilHandled(list, zn::payload::pendingNotifications);
+        contents.setObjectNilHandled(mine, application);
+      },
+      error);
+}
+
+int storeLines(std::istream& input, NSUserDefaults& store, const std::string& application) {
+  int status = 0;
+  long number = 0;
+  for (std::string line; std::getline(input, line);) {
+    const std::string place = "line " + std::to_string(++number) + ": ";
+    const auto first = line.find_first_not_of(" \t\r");
+    if (first == std::string::npos || line[first] == '#') continue;
+    std::string problem;
+    zn::JsonError malformed;
+    const auto payload = zn::parseJson(line, &malformed);
+    if (!payload) {
+      problem = "not JSON: " + malformed.text.substr(malformed.text.find("column"));  // without its "line 1"
+    } else if (!payload->isDictionary()) {
+      problem = "a payload is a JSON object";
+    } else {
+      try {
+        if (append(store, application, *payload, problem)) continue;
+        complain(place + problem);
+        return kFailed;
+      } catch (const zn::Exception& unusable) {
+        problem = unusable.reason();
+      }
+    }
+    complain(place + problem);
+    status = kUnusable;
+  }
+  if (!input.bad()) return status;
+  complain(std::string("cannot read: ") + std::strerror(errno));
+  return kFailed;
+}
+
+int storeCardClick(NSUserDefaults& store, const zinextension::Options& options) {
+  std::string error;
+  const zn::Value click = zn::Value::dictionary(
+      {{zn::payload::clickInfoCampaignID, options.campaign}, {zn::payload::clickInfoCardID, options.card}});
+  const auto change = [&](zn::Value& contents) { contents.setObjectNilHandled(click, zn::payload::templateClickInfo); };
+  if (store.tryTransaction(change, error)) return 0;
+  complain(error);
+  return kFailed;
+}
+
+int run(const zinextension::Options& options) {
+  zn::HeadlessDevice::Options shared;
+  shared.home = options.home;
+  shared.backgroundThreads = 1;
+  shared.mainQueue = zn::HeadlessDevice::MainQueue::pumped;
+  shared.sharedStoresOnly = true;
+  zn::Device::install(std::make_shared<zn::HeadlessDevice>(shared));
+  const auto store = NSUserDefaults::initWithSuiteName(options.group);
+  if (options.isCardClick) return storeCardClick(*store, options);
+  if (options.file == "-") return storeLines(std::cin, *store, options.application);
+  std::ifstream file(options.file);
+  if (!file) throw zn::Exception(options.file + ": " + std::strerror(errno));
+  return storeLines(file, *store, options.application);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  std::ios::sync_with_stdio(false);
+  try {
+    const auto options = zinextension::parsedOptions(std::vector<std::string>(arguments + 1, arguments + count));
+    if (options.help) {
+      std::fputs(zinextension::helpText().c_str(), stdout);
+      return std::fflush(stdout) == 0 ? 0 : kFailed;
+    }
+    return run(options);
+  } catch (const zn::Exception& problem) {
+    complain(problem.reason() + "\nTry 'zinextension --help' for more information.");
+    return kUnusable;
+  }
+}

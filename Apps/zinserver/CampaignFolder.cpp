@@ -1,0 +1,101 @@
+#include "Apps/zinserver/CampaignFolder.h"
+
+#include <string_view>
+#include <vector>
+
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/Json.h"
+
+namespace zinserver {
+
+using zn::Value;
+
+namespace {
+
+constexpr const char* kInbox = "inbox.json";
+constexpr const char* kTriggers = "triggers.json";
+constexpr const char* kSegments = "segments.json";
+constexpr const char* kFaults = "faults.json";
+
+[[noreturn]] void refuse(const std::string& file, const std::string& reason) {
+  throw zn::Exception(file + ": " + reason);
+}
+
+/// Milliseconds since 1970; 0 for what is no number.
+double timeOf(const Value& value) { return value.isNumber() ? value.doubleValue() : 0; }
+
+}  // namespace
+
+/// nil when there is no such file.
+Value CampaignFolder::readJson(const char* name) const {
+  std::string reason;
+  const auto bytes = zn::readFile(zn::stringByAppendingPathComponent(path_, name), &reason);
+  if (!bytes && reason.empty()) return zn::nil;
+  if (!bytes) refuse(name, reason);
+  zn::JsonError error;
+  const std::string_view text(reinterpret_cast<const char*>(bytes->data()), bytes->size());
+  const auto value = zn::parseJson(text, &error, {.allowComments = true});
+  if (!value) refuse(name, error.text);
+  return *value;
+}
+
+Value CampaignFolder::readObject(const char* name) const {
+  const Value value = readJson(name);
+  if (value.isNil()) refuse(name, "there is no such file in the folder");
+  if (!value.isDictionary()) refuse(name, "must hold a JSON object");
+  return value;
+}
+
+Value CampaignFolder::answer(ZNService service, const Value& request) const {
+  switch (service) {
+    case ZNService::events:
+    case ZNService::categories:
+      return Value::dictionary({{"accepted", true}});
+    case ZNService::inbox:
+      return readObject(kInbox);
+    case ZNService::triggerSync:
+      return campaigns(request);
+    case ZNService::userInSegment:
+      return segment(request);
+  }
+  throw zn::Exception("no such service");
+}
+
+Value CampaignFolder::campaigns(const Value& request) const {
+  Value answer = readObject(kTriggers);
+  const Value onlyChanged = answer["only_changed"];
+  answer.removeValidObjectForKey("only_changed");
+  if (!onlyChanged.boolean()) return answer;
+  const double last = timeOf(request["last_sync_time"]);
+  std::vector<Value> changed;
+  for (const Value& campaign : answer["campaigns"].elements()) {
+    if (timeOf(campaign["last_updated"]) > last) changed.push_back(campaign);
+  }
+  answer.setObjectNilHandled(Value::array(std::move(changed)), "campaigns");
+  return answer;
+}
+
+Value CampaignFolder::segment(const Value& request) const {
+  const Value segments = readObject(kSegments);
+  const Value& own = segments["campaigns"][request["campaign_id"].string()];
+  const Value& answer = own.isNil() ? segments["default"] : own;
+  if (!answer.isDictionary()) refuse(kSegments, "has no object for this campaign, and none under \"default\"");
+  return answer;
+}
+
+std::vector<Fault> CampaignFolder::faults() const {
+  const Value descriptions = readJson(kFaults);
+  if (!descriptions.isNil() && !descriptions.isArray()) refuse(kFaults, "must hold a JSON array");
+  std::vector<Fault> faults;
+  for (const Value& each : descriptions.elements()) {
+    try {
+      faults.push_back(faultOf(each));
+    } catch (const zn::Exception& refusal) {
+      refuse(kFaults, refusal.reason());
+    }
+  }
+  return faults;
+}
+
+}  // namespace zinserver

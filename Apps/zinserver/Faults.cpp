@@ -1,0 +1,108 @@
+#include "Apps/zinserver/Faults.h"
+
+#include <algorithm>
+#include <string>
+
+#include "Apps/zinserver/Services.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/Format.h"
+
+namespace zinserver {
+
+using zn::Value;
+
+namespace {
+
+constexpr int kLowestStatus = 200;  // those below do not end an answer
+constexpr int kHighestStatus = 599;
+constexpr double kLongestDelay = 24 * 3600;
+
+[[noreturn]] void refuse(const Value& key, const char* expected, const Value& value) {
+  throw zn::Exception(zn::format("a fault's \"%@\" must be %@, not %@", key, expected, value));
+}
+
+std::int64_t wholeNumber(const Value& key, const char* expected, const Value& value, std::int64_t lowest,
+                         std::int64_t highest) {
+  const bool isWhole = value.type() == Value::Type::integer && value.integer() >= lowest && value.integer() <= highest;
+  if (!isWhole) refuse(key, expected, value);
+  return value.integer();
+}
+
+bool boolean(const Value& key, const Value& value) {
+  if (!value.isBoolean()) refuse(key, "true or false", value);
+  return value.boolean();
+}
+
+double delay(const Value& key, const Value& value) {
+  const bool isDelay = value.isNumber() && !value.isBoolean() && value.doubleValue() >= 0;
+  if (!isDelay || value.doubleValue() > kLongestDelay) refuse(key, "a number of seconds, a day at most", value);
+  return value.doubleValue();
+}
+
+}  // namespace
+
+Fault faultOf(const Value& description) {
+  if (!description.isDictionary()) throw zn::Exception("a fault is a JSON object");
+  Fault fault;
+  for (const auto& [key, value] : description.entries()) {
+    const auto name = key.string();
+    if (name == "service") {
+      fault.service = static_cast<int>(wholeNumber(key, "1, 7, 8, 9 or 10", value, 1, INT16_MAX));
+    } else if (name == "times") {
+      fault.times = wholeNumber(key, "a whole number from 1 on", value, 1, INT64_MAX);
+    } else if (name == "delaySeconds") {
+      fault.delaySeconds = delay(key, value);
+    } else if (name == "status") {
+      fault.status =
+          static_cast<int>(wholeNumber(key, "a status from 200 to 599", value, kLowestStatus, kHighestStatus));
+    } else if (name == "garbage") {
+      fault.garbage = boolean(key, value);
+    } else if (name == "truncate") {
+      fault.truncate = boolean(key, value);
+    } else if (name == "close") {
+      fault.close = boolean(key, value);
+    } else {
+      throw zn::Exception(zn::format("a fault has no \"%@\"", key));
+    }
+  }
+  if (!isService(fault.service)) refuse("service", "1, 7, 8, 9 or 10", description["service"]);
+  return fault;
+}
+
+Value descriptionOf(const Fault& fault) {
+  return Value::dictionary({{"service", fault.service},
+                            {"times", fault.times},
+                            {"delaySeconds", fault.delaySeconds},
+                            {"status", fault.status ? Value(fault.status) : zn::nil},
+                            {"garbage", fault.garbage},
+                            {"truncate", fault.truncate},
+                            {"close", fault.close}});
+}
+
+void Faults::add(const Fault& fault) {
+  zn::Lock lock(mutex_);
+  faults_.push_back(fault);
+}
+
+std::optional<Fault> Faults::take(int service) {
+  zn::Lock lock(mutex_);
+  const auto found = std::find_if(faults_.begin(), faults_.end(), [&](const Fault& f) { return f.service == service; });
+  if (found == faults_.end()) return std::nullopt;
+  const Fault fault = *found;
+  if (--found->times == 0) faults_.erase(found);
+  return fault;
+}
+
+Value Faults::descriptions() const {
+  zn::Lock lock(mutex_);
+  Value all = Value::array();
+  for (const Fault& fault : faults_) all.append(descriptionOf(fault));
+  return all;
+}
+
+void Faults::clear() {
+  zn::Lock lock(mutex_);
+  faults_.clear();
+}
+
+}  // namespace zinserver

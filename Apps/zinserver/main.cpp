@@ -1,0 +1,63 @@
+// zinserver: a campaign server for development.
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Apps/zinserver/Options.h"
+#include "Apps/zinserver/Server.h"
+#include "Platform/Foundation/Exception.h"
+
+namespace {
+
+constexpr int kUnusable = 2;
+
+sigset_t endingSignals() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&set, signal);
+  return set;
+}
+
+void run(const zinserver::Options& options) {
+  if (!std::filesystem::is_directory(options.folder)) throw zn::Exception(options.folder + ": there is no such folder");
+  // Blocked in all threads, so that the one that waits for them gets them.
+  const sigset_t signals = endingSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+  zinserver::Server server(options.folder);
+  const int port = server.bind(options.host, options.port);
+  const bool isVersion6 = options.host.find(':') != std::string::npos;
+  const std::string host = isVersion6 ? "[" + options.host + "]" : options.host;
+  std::printf("listening on http://%s:%d\n", host.c_str(), port);
+  std::fflush(stdout);
+
+  std::thread serving([&] { server.serve(); });
+  int signal = 0;
+  sigwait(&signals, &signal);
+  server.stop();
+  serving.join();
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  try {
+    const auto options = zinserver::parsedOptions(std::vector<std::string>(arguments + 1, arguments + count));
+    if (options.help) {
+      std::fputs(zinserver::helpText().c_str(), stdout);
+      return std::fflush(stdout) == 0 ? 0 : 1;
+    }
+    run(options);
+    return 0;
+  } catch (const zn::Exception& problem) {
+    std::fflush(stdout);
+    std::fputs(("zinserver: " + problem.reason() + "\nTry 'zinserver --help' for more information.\n").c_str(), stderr);
+    return kUnusable;
+  }
+}

@@ -1,0 +1,104 @@
+#include "Apps/zinsim/Archive.h"
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Apps/zinsim/Fields.h"
+#include "Platform/Foundation/KeyedArchive.h"
+
+namespace zinsim {
+
+using zn::Value;
+
+namespace {
+
+constexpr const char* kClassKey = "$class";
+
+/// Archivers keep the addresses of names.
+const char* kept(std::string_view name) {
+  static auto& names = *new std::set<std::string, std::less<>>;
+  return names.emplace(name).first->c_str();
+}
+
+bool isRecord(const Value& value) { return value.isDictionary() && !value[kClassKey].isNil(); }
+
+Value mutableValue(const Value& value) {
+  if (isRecord(value)) throw UsageError("a record can stand in a field or in an array of records only");
+  if (value.isArray()) {
+    Value copy = Value::array();
+    for (const Value& element : value.elements()) copy.append(mutableValue(element));
+    return copy.mutableCopy();
+  }
+  if (value.isDictionary()) {
+    Value copy = Value::dictionary();
+    for (const auto& entry : value.entries()) copy.setObjectNilHandled(mutableValue(entry.value), entry.name());
+    return copy.mutableCopy();
+  }
+  return value;
+}
+
+class Record : public zn::Coding {
+ public:
+  explicit Record(const Value& description) {
+    const Value& name = description[kClassKey];
+    if (!shape::name.fits(name)) throw UsageError("a record needs its class's name under \"$class\"");
+    className_ = kept(name.string());
+    for (const auto& entry : description.entries()) {
+      if (entry.name() != kClassKey) fields_.push_back(fieldFrom(entry));
+    }
+  }
+
+  const char* archivedClassName() const override { return className_; }
+
+  void encodeWithCoder(zn::NSKeyedArchiver& coder) const override {
+    for (const Field& field : fields_) {
+      if (field.isArray) {
+        coder.encodeObjects(field.records, true, field.key);
+      } else if (!field.records.empty()) {
+        coder.encodeObject(field.records.front(), field.key);
+      } else if (field.value.isBoolean()) {
+        coder.encodeBool(field.value.boolean(), field.key);
+      } else {
+        coder.encodeObject(field.value, field.key);
+      }
+    }
+  }
+
+ private:
+  struct Field {
+    const char* key;
+    bool isArray = false;  // of records
+    std::vector<std::shared_ptr<const zn::Coding>> records{};
+    Value value{};
+  };
+
+  static Field fieldFrom(const Value::Entry& entry) {
+    Field field{kept(entry.name())};
+    if (isRecord(entry.value)) {
+      field.records.push_back(std::make_shared<Record>(entry.value));
+    } else if (entry.value.isArray() && !entry.value.isEmpty() && isRecord(entry.value.elements().front())) {
+      field.isArray = true;
+      for (const Value& element : entry.value.elements()) {
+        if (!isRecord(element)) throw UsageError("an array holds either records or values: " + shown(element));
+        field.records.push_back(std::make_shared<Record>(element));
+      }
+    } else if (!entry.value.isNull()) {
+      field.value = mutableValue(entry.value);
+    }
+    return field;
+  }
+
+  const char* className_ = "";
+  std::vector<Field> fields_;
+};
+
+}  // namespace
+
+zn::Data archivedRecord(const Value& description) {
+  if (!isRecord(description)) throw UsageError("the root of an archive is a record: {\"$class\": NAME, ...}");
+  return zn::NSKeyedArchiver::archivedDataWithRootObject(Record(description));
+}
+
+}  // namespace zinsim

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Apps/zinsim/Session.h"
+#include "Platform/UIKit/UIApplication.h"
+#include "Platform/UserNotifications/UNUserNotificationCenter.h"
+#include "ZNMessaging/ZNMessaging.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
+
+namespace zinsim {
+
+/// What an operation takes in one place. null stands for nil, but for a boolean.
+enum class Parameter {
+  anything,
+  text,
+  number,
+  boolean,
+  dictionary,    ///< a payload or attributes, as they are
+  array,         ///< of payloads or entries, as they are
+  application,   ///< "application"
+  center,        ///< "center"
+  response,      ///< {"payload": …, "action": …}
+  notification,  ///< {"payload": …}
+  token,         ///< {"$data": "HEX"}
+  completion,    ///< "completion"
+  categories,  ///< an array of {"identifier": …, "actions": [{"identifier": …, "title": …}]}; another element stands
+               ///< for something that is no category
+  object,     ///< the class name of a host object, or "center"
+  campaign,   ///< a stored campaign's id, or a campaign as the server sends it
+  campaigns,  ///< an array of either
+  nothing     ///< null only: an object that no argument can stand for
+};
+
+/// The arguments of one call, checked against what the operation takes.
+class Arguments {
+ public:
+  /// Throws UsageError for another number of arguments, or one of a wrong type.
+  Arguments(const std::string& selector, const std::vector<Parameter>& parameters, const zn::Value& list,
+            Session& session);
+
+  zn::Value value(std::size_t index) const;  ///< nil for null
+  bool boolean(std::size_t index) const { return values_[index].boolean(); }
+  zn::Data data(std::size_t index) const;
+  std::shared_ptr<UIApplication> application(std::size_t index) const;
+  std::shared_ptr<UNUserNotificationCenter> center(std::size_t index) const;
+  UNNotificationResponse response(std::size_t index) const;
+  UNNotification notification(std::size_t index) const;
+  /// Completions print what they are called with; empty for null.
+  std::function<void()> completion(std::size_t index) const;
+  std::function<void(bool)> booleanCompletion(std::size_t index) const;
+  std::function<void(unsigned)> optionsCompletion(std::size_t index) const;
+  std::function<void(const zn::Value&)> valueCompletion(std::size_t index) const;
+  zn::CategorySet categories(std::size_t index) const;
+  std::shared_ptr<zn::Object> object(std::size_t index) const;
+  std::shared_ptr<ZNDeviceTriggerCampaign> campaign(std::size_t index) const;  ///< an empty one for null
+  zn::CampaignList campaigns(std::size_t index) const;
+
+ private:
+  bool isGiven(std::size_t index) const { return !values_[index].isNull(); }
+
+  std::vector<zn::Value> values_;
+  Session& session_;
+};
+
+}  // namespace zinsim

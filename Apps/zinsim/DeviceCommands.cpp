@@ -1,0 +1,222 @@
+// The device, its user and its server.
+
+#include <optional>
+#include <utility>
+
+#include "Apps/zinsim/Commands.h"
+#include "Platform/Foundation/Json.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+
+namespace zinsim {
+
+using zn::Value;
+
+namespace {
+
+constexpr Need required = Need::required;
+constexpr Need optional = Need::optional;
+
+void config(const Fields& fields, Session&) { ZNConfigDataManager::sharedInstance()->apply(fields.line()); }
+
+void clock(const Fields& fields, Session& session) {
+  if (fields["zone"]) session.device().setTimeZone(fields.text("zone"));
+  session.device().moveClock(fields.number("to"));
+}
+
+void state(const Fields& fields, Session& session) {
+  const std::string is = fields.text("is");
+  session.device().setApplicationState(is == "active"     ? UIApplicationState::active
+                                       : is == "inactive" ? UIApplicationState::inactive
+                                                          : UIApplicationState::background);
+}
+
+void settings(const Fields& fields, Session& session) {
+  const std::string alert = fields.text("alert");
+  session.device().setAlertSetting(alert == "enabled"    ? UNNotificationSetting::enabled
+                                   : alert == "disabled" ? UNNotificationSetting::disabled
+                                                         : UNNotificationSetting::notDetermined);
+}
+
+std::optional<std::string> errorIn(const Value& field) {
+  return field.isString() ? std::optional(std::string(field.string())) : std::nullopt;
+}
+
+void authorization(const Fields& fields, Session& session) {
+  session.device().setAuthorizationAnswer(errorIn(fields["grants"]));
+}
+
+void server(const Fields& fields, Session& session) {
+  const int service = static_cast<int>(fields.integer("service"));
+  if (fields.boolean("holds", false)) {
+    session.device().holdRequests(service);
+  } else {
+    session.device().setServerAnswer(service, fields.orNil("answers"));
+  }
+}
+
+void answer(const Fields& fields, Session& session) {
+  const int service = static_cast<int>(fields.integer("service"));
+  if (!session.device().answerOldestRequest(service, fields.orNil("with"))) {
+    throw UsageError("no request of service " + std::to_string(service) + " is kept unanswered");
+  }
+}
+
+void advance(const Fields& fields, Session& session) { session.device().advance(fields.number("seconds")); }
+void foreground(const Fields&, Session& session) { session.device().enterForeground(); }
+void badge(const Fields& fields, Session& session) { session.device().setBadge(fields.integer("is")); }
+
+void remoteRegistered(const Fields& fields, Session& session) {
+  session.device().setRegisteredForRemoteNotifications(fields.boolean("is", false));
+}
+
+void notificationCenter(const Fields& fields, Session& session) {
+  session.device().setNotificationFailure(errorIn(fields["fails"]));
+}
+
+void richContent(const Fields& fields, Session& session) {
+  session.device().setRichContent(fields.text("is") == "passes");
+}
+
+void deliver(const Fields& fields, Session& session) {
+  session.device().deliver(fields["payload"], fields.boolean("fetch", false));
+}
+
+void tap(const Fields& fields, Session& session) {
+  session.device().tap(fields["payload"], fields.text("action", "default"));
+}
+
+void present(const Fields& fields, Session& session) { session.device().present(fields["payload"]); }
+
+void remoteToken(const Fields& fields, Session& session) {
+  const auto token = zn::dataFromHexText(fields["hex"].string());
+  if (!token) {
+    throw UsageError("field \"hex\" of \"remoteToken\" must be pairs of hexadecimal digits, not " +
+                     shown(fields["hex"]));
+  }
+  session.device().remoteToken(*token);
+}
+
+void remoteFailure(const Fields& fields, Session& session) { session.device().remoteFailure(fields.text("error")); }
+void expireBackgroundTasks(const Fields&, Session& session) { session.device().expireBackgroundTasks(); }
+
+void press(const Fields& fields, Session& session) {
+  if (!session.device().press(fields.text("button"))) {
+    throw UsageError("there is no alert with a button \"" + fields.text("button") + "\" on the screen");
+  }
+}
+
+std::vector<Field> configuration() {
+  return {{"accountActive", optional, shape::boolean},
+          {"sdkEnabled", optional, shape::boolean},
+          {"inboxServiceActive", optional, shape::boolean},
+          {"realTimeTriggersEnabled", optional, shape::boolean},
+          {"appDelegateProxyEnabled", optional, shape::boolean},
+          {"appID", optional, shape::textOrNull},
+          {"appGroupID", optional, shape::textOrNull},
+          {"inboxDefaultExpiry", optional, shape::number},
+          {"realTimeTriggerSyncInterval", optional, shape::number},
+          {"appVersion", optional, shape::text},
+          {"queryParams", optional, shape::dictionaryOrNull}};
+}
+
+std::vector<Command> deviceAndUser() {
+  return {
+      {"config", configuration(),
+       "Sets the given ones of the core's configuration. At the start: accountActive, sdkEnabled,\n"
+       "inboxServiceActive and realTimeTriggersEnabled true, appDelegateProxyEnabled false,\n"
+       "appID \"app-1\", appGroupID \"group.zintar\", inboxDefaultExpiry 0,\n"
+       "realTimeTriggerSyncInterval 3600, appVersion \"1.0\", queryParams {\"app\": \"app-1\"}.",
+       config},
+      {"clock",
+       {{"to", required, shape::number}, {"zone", optional, shape::name}},
+       "Moves the clock to that second since 1970; forwards, delayed work runs as it falls due.\n"
+       "zone: the device's time zone, as a POSIX TZ text such as \"IST-5:30\".",
+       clock},
+      {"advance",
+       {{"seconds", required, shape::number}},
+       "Moves the clock forwards; delayed work runs as it falls due.",
+       advance},
+      {"state",
+       {{"is", required, shape::text, {"active", "inactive", "background"}}},
+       "Sets the application's state, nothing else (active at the start).",
+       state},
+      {"foreground", {}, "The application comes to the foreground.", foreground},
+      {"badge", {{"is", required, shape::integer}}, "Sets the badge without printing it (0 at the start).", badge},
+      {"settings",
+       {{"alert", required, shape::text, {"enabled", "disabled", "notDetermined"}}},
+       "What the user allows (enabled at the start).",
+       settings},
+      {"authorization",
+       {{"grants", required, shape::trueOrText}},
+       "How permission requests are answered from now on (true at the start).",
+       authorization},
+      {"remoteRegistered",
+       {{"is", required, shape::boolean}},
+       "Whether the application is registered for remote notifications already (false at the start).",
+       remoteRegistered},
+  };
+}
+
+std::vector<Command> serverAndReports() {
+  return {
+      {"server",
+       {{"service", required, shape::integer},
+        {"answers", optional, shape::dictionaryOrNull},
+        {"holds", optional, shape::boolean}},
+       "From now on requests to this service get that answer (null: the request fails), or are kept\n"
+       "unanswered with holds. At the start every service fails.",
+       server},
+      {"answer",
+       {{"service", required, shape::integer}, {"with", optional, shape::dictionaryOrNull}},
+       "Answers the oldest kept request of that service.",
+       answer},
+      {"notificationCenter",
+       {{"fails", required, shape::textOrNull}},
+       "Makes adding a notification request fail with this text; null for success.",
+       notificationCenter},
+      {"richContent",
+       {{"is", required, shape::text, {"passes", "nil"}}},
+       "What the rich-notification library gives for a local notification: the contents, or nothing.",
+       richContent},
+      {"deliver",
+       {{"payload", required, shape::dictionary}, {"fetch", optional, shape::boolean}},
+       "A remote notification arrives at the application; with fetch, through the callback that has a\n"
+       "fetch completion handler.",
+       deliver},
+      {"tap",
+       {{"payload", required, shape::dictionary}, {"action", optional, shape::text}},
+       "The user's response reaches the notification centre's delegate. action: \"default\" (also where\n"
+       "it is absent), \"dismiss\" (the platform's own two) or an action identifier.",
+       tap},
+      {"present",
+       {{"payload", required, shape::dictionary}},
+       "A notification arrives in the foreground; the centre's delegate says how to present it.",
+       present},
+      {"remoteToken", {{"hex", required, shape::text}}, "A device token arrives at the application.", remoteToken},
+      {"remoteFailure",
+       {{"error", required, shape::text}},
+       "The registration for remote notifications failed.",
+       remoteFailure},
+      {"expireBackgroundTasks",
+       {},
+       "The expiration handler of each running background task runs.",
+       expireBackgroundTasks},
+      {"press",
+       {{"button", required, shape::text}},
+       "The user presses that button of the newest alert, which then closes.",
+       press},
+  };
+}
+
+}  // namespace
+
+const std::vector<Command>& deviceCommands() {
+  static const auto& table = *new std::vector<Command>([] {
+    auto all = deviceAndUser();
+    for (auto& each : serverAndReports()) all.push_back(std::move(each));
+    return all;
+  }());
+  return table;
+}
+
+}  // namespace zinsim

@@ -1,0 +1,177 @@
+// What the host application does.
+
+#include <algorithm>
+
+#include "Apps/zinsim/Commands.h"
+#include "Apps/zinsim/HostDelegate.h"
+#include "Apps/zinsim/Operations.h"
+#include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/UIKit/UIApplication.h"
+#include "Platform/UserNotifications/UNUserNotificationCenter.h"
+#include "ZNAnalytics/TrackedEvent.h"
+#include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNMessaging.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZintarCore/ZNCoreUtils.h"
+
+namespace zinsim {
+
+using zn::Value;
+
+namespace {
+
+constexpr Need required = Need::required;
+constexpr Need optional = Need::optional;
+
+std::shared_ptr<zn::Object> hostObject(const Fields& fields, Session& session) {
+  return session.device().hostObject({.name = fields.text("class"),
+                                      .implements = fields.texts("implements"),
+                                      .inherits = fields.text("inherits"),
+                                      .conforms = fields.boolean("conforms", true),
+                                      .throws = fields.texts("throws")});
+}
+
+void object(const Fields& fields, Session& session) { hostObject(fields, session); }
+
+void appDelegate(const Fields& fields, Session& session) {
+  UIApplication::sharedApplication()->setDelegate(hostObject(fields, session));
+}
+
+void centerDelegate(const Fields& fields, Session& session) {
+  const auto delegate = fields["class"].isNull() ? nullptr : hostObject(fields, session);
+  UNUserNotificationCenter::currentNotificationCenter()->setDelegate(delegate);
+}
+
+void delegate(const Fields& fields, Session& session) {
+  std::shared_ptr<HostDelegate> made;
+  if (!fields["implements"].isNull()) {
+    made = std::make_shared<HostDelegate>(session, fields.texts("implements"), fields.texts("throws"));
+  }
+  ZNMessaging::sharedInstance()->setMessagingDelegate(made);
+  session.messagingDelegate = made;
+}
+
+void track(const Fields& fields, Session&) {
+  ZNAnalytics::sharedInstance()->trackEvent(fields.text("event"),
+                                            ZNProperties::initWithAttributes(fields["attributes"]));
+}
+
+void post(const Fields& fields, Session&) {
+  NSNotificationCenter::defaultCenter()->postNotificationName(
+      fields.text("name") == "update" ? kNotificationNameUpdateModules : kNotificationNameUserReset);
+}
+
+void set(const Fields& fields, Session& session) {
+  const Operation& setter = setterNamed(fields.text("on"), fields.text("property"));
+  setter.run(Arguments(setter.selector, setter.parameters, Value::array({fields["value"]}), session));
+}
+
+void call(const Fields& fields, Session& session) {
+  const Operation& called = operationNamed(fields.text("on"), fields.text("operation"));
+  const Arguments arguments(called.selector, called.parameters, fields["arguments"], session);
+  const auto run = [&] {
+    if (const auto returned = called.run(arguments)) {
+      session.print("returned", returned->isString()
+                                    ? Value(session.device().withoutTemporaryHome(std::string(returned->string())))
+                                    : *returned);
+    }
+  };
+  if (fields.text("thread") == "background") {
+    session.device().runInBackground(run);
+  } else {
+    run();
+  }
+}
+
+void inbox(const Fields&, Session& session) {
+  const Value entries = printed(ZNInboxHandler::sharedInstance()->getAllNotificationModelObjs());
+  session.print("inbox", entries ? entries : Value::array());
+}
+
+void explain(const Fields& fields, Session& session) {
+  ZNDeviceTriggersHandler::sharedInstance()->explainEvent(
+      fields.text("event"), zn::trackedDictionary(fields.orNil("attributes")),
+      [&session](const Value& explanation) { session.print("explain", explanation); });
+}
+
+void triggers(const Fields&, Session& session) {
+  const auto all = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields();
+  Value status = Value::array();
+  for (const auto& each : all.statuses()) status.append(printed(each));
+  session.print("triggers", Value::dictionary({{"campaigns", orNull(printed(all.deviceTriggers))},
+                                               {"events", orNull(all.deviceTriggerEvents)},
+                                               {"status", status},
+                                               {"globalDelay", orNull(all.globalDelay)},
+                                               {"dndStart", orNull(all.dndStartTime)},
+                                               {"dndEnd", orNull(all.dndEndTime)},
+                                               {"lastSync", orNull(all.deviceTriggerLastUpdatedTime)},
+                                               {"lastPosted", orNull(all.deviceTriggerLastPostedTime)}}));
+}
+
+std::vector<Field> objectFields(Shape className) {
+  return {{"class", required, className},
+          {"implements", optional, shape::texts},
+          {"inherits", optional, shape::name},
+          {"conforms", optional, shape::boolean},
+          {"throws", optional, shape::texts}};
+}
+
+std::vector<Command> makeTable() {
+  return {
+      {"object", objectFields(shape::name),
+       "Makes a host object of a class of that name with these operations; each prints a \"host\" line and\n"
+       "calls the completion handler it is given, or raises an exception if it is named in throws.\n"
+       "inherits: a class made before. conforms (true): to the notification-centre delegate protocol. A\n"
+       "known class name stands for the same object.",
+       object},
+      {"appDelegate", objectFields(shape::name),
+       "The same, and makes it the application's delegate (at the start, one of class \"AppDelegate\" that\n"
+       "implements nothing).",
+       appDelegate},
+      {"centerDelegate", objectFields(shape::nameOrNull),
+       "The same, and makes it the notification centre's delegate; class null sets none.", centerDelegate},
+      {"delegate",
+       {{"implements", required, shape::textsOrNull}, {"throws", optional, shape::texts}},
+       "Sets the module's messaging delegate to one that implements these operations; null sets none.",
+       delegate},
+      {"track",
+       {{"event", required, shape::text}, {"attributes", optional, shape::dictionary}},
+       "The host tracks an event with the analytics module.",
+       track},
+      {"post",
+       {{"name", required, shape::text, {"update", "reset"}}},
+       "The core posts its module-update or user-reset notification.",
+       post},
+      {"set",
+       {{"on", required, shape::text, {"ZNMessaging", "ZNNotificationHandler"}},
+        {"property", required, shape::name},
+        {"value", required, shape::anything}},
+       "Sets a public property.",
+       set},
+      {"call",
+       {{"on", required, shape::name},
+        {"operation", required, shape::name},
+        {"arguments", optional, shape::array},
+        {"thread", optional, shape::text, {"main", "background"}}},
+       "Calls one operation by its full selector and prints what it returns; see OPERATIONS.",
+       call},
+      {"inbox", {}, "Prints the inbox, in its order.", inbox},
+      {"explain",
+       {{"event", required, shape::text}, {"attributes", optional, shape::dictionary}},
+       "Prints what device triggers would do for that event now, and why: gates, the global delay, and\n"
+       "every stored campaign with every rule. Without any effect.",
+       explain},
+      {"triggers", {}, "Prints what device triggers keep: campaigns, showings, limits and times.", triggers},
+  };
+}
+
+}  // namespace
+
+const std::vector<Command>& hostCommands() {
+  static const auto& table = *new std::vector<Command>(makeTable());
+  return table;
+}
+
+}  // namespace zinsim

@@ -1,0 +1,87 @@
+#include "Apps/zinsim/LineReader.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "Apps/zinsim/Fields.h"
+
+namespace zinsim {
+
+namespace {
+
+volatile sig_atomic_t endingSignal = 0;
+
+void noteSignal(int signal) { endingSignal = signal; }
+
+void noteEndingSignals() {
+  struct sigaction action = {};
+  action.sa_handler = noteSignal;
+  action.sa_flags = SA_RESETHAND;  // no SA_RESTART: waiting for input shall end
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before = {};
+    sigaction(signal, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);  // nohup stays in force
+  }
+}
+
+}  // namespace
+
+LineReader::LineReader(const std::string& path) : name_(path.empty() ? "standard input" : path) {
+  struct stat status = {};
+  if (!path.empty()) {
+    descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor_ < 0) throw UsageError(name_ + ": " + std::strerror(errno));
+  }
+  if (fstat(descriptor_, &status) == 0 && S_ISDIR(status.st_mode)) {
+    if (descriptor_ > 0) ::close(descriptor_);
+    throw UsageError(name_ + ": " + std::strerror(EISDIR));
+  }
+  noteEndingSignals();
+}
+
+LineReader::~LineReader() {
+  if (descriptor_ > 0) ::close(descriptor_);
+}
+
+int LineReader::endedBySignal() { return endingSignal; }
+
+bool LineReader::readMore() {
+  char bytes[64 * 1024];
+  while (!endingSignal) {
+    const ssize_t count = ::read(descriptor_, bytes, sizeof bytes);
+    if (count > 0) {
+      pending_.append(bytes, static_cast<std::size_t>(count));
+      return true;
+    }
+    if (count == 0) break;
+    if (errno != EINTR) throw UsageError(name_ + ": " + std::strerror(errno));
+  }
+  return false;
+}
+
+std::optional<std::string> LineReader::next() {
+  std::size_t searched = start_;
+  while (!endingSignal) {
+    const std::size_t end = pending_.find('\n', searched);
+    if (end != std::string::npos) {
+      std::string line = pending_.substr(start_, end - start_);
+      start_ = end + 1;
+      return line;
+    }
+    pending_.erase(0, start_);
+    start_ = 0;
+    searched = pending_.size();
+    if (isAtEnd_) return std::nullopt;
+    if (readMore()) continue;
+    isAtEnd_ = true;
+    if (!pending_.empty() && !endingSignal) return std::exchange(pending_, {});
+  }
+  return std::nullopt;
+}
+
+}  // namespace zinsim

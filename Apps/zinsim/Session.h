@@ -1,0 +1,51 @@
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Devices/Simulator/Simulator.h"
+#include "Platform/Foundation/Value.h"
+
+class ZNInboxCellSelectedDelegate;
+class ZNMessagingDelegate;
+namespace zn {
+class InboxScreen;
+}
+
+namespace zinsim {
+
+/// What all lines of one run share: the device, the way to print, and what the host application holds.
+class Session {
+ public:
+  using Show = std::function<void(const zn::Effect&)>;
+
+  Session(std::shared_ptr<zn::Simulator> device, Show show);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  zn::Simulator& device() { return *device_; }
+
+  /// Prints an effect: what stands under the kind's own key, and the other keys; nil as null.
+  void print(std::string_view kind, const zn::Value& value,
+             std::initializer_list<std::pair<std::string_view, zn::Value>> others = {}) const;
+
+  /// The module holds its delegate weakly, so the session owns it.
+  std::shared_ptr<ZNMessagingDelegate> messagingDelegate;
+  std::shared_ptr<zn::InboxScreen> inboxScreen;  ///< the open one
+  /// The screen holds its delegate weakly too.
+  std::shared_ptr<ZNInboxCellSelectedDelegate> inboxCellDelegate;
+
+ private:
+  const std::shared_ptr<zn::Simulator> device_;
+  const Show show_;
+};
+
+/// null for nil.
+inline zn::Value orNull(const zn::Value& value) { return value.isNil() ? zn::Value::null() : value; }
+
+}  // namespace zinsim

@@ -1,0 +1,128 @@
+#include "Apps/zinstory/Teller.h"
+
+#include <ctime>
+#include <utility>
+
+#include "Platform/Foundation/Format.h"
+#include "Platform/Foundation/Json.h"
+
+namespace zinstory {
+
+namespace {
+
+std::string utcText(double secondsSince1970, const char* pattern) {
+  const auto moment = static_cast<std::time_t>(secondsSince1970);
+  std::tm parts{};
+  char text[64] = "";
+  if (!gmtime_r(&moment, &parts) || std::strftime(text, sizeof text, pattern, &parts) == 0) return "-";
+  return text;
+}
+
+std::string valueText(const zn::Value& value) {
+  return value.isString() ? std::string(value.string()) : zn::jsonText(value);
+}
+
+std::string attributesText(const zn::Value& attributes) {
+  std::string text;
+  for (const auto& entry : attributes.entries()) {
+    if (!text.empty()) text += ", ";
+    text += std::string(entry.name()) + "=" + valueText(entry.value);
+  }
+  return text;
+}
+
+/// Where the analytics module takes the user to have come from.
+std::string sourceText(const zn::Value& source) {
+  const zn::Value& value = source["value"];
+  if (source["kind"] == zn::Value("url")) return valueText(value);
+  if (source["kind"] == zn::Value("zinPush")) return "campaign " + valueText(value.validObjectForKeyPath("zintar.cid"));
+  return source["kind"] == zn::Value("push") ? "another sender's push" : valueText(value);
+}
+
+}  // namespace
+
+std::string dateText(double secondsSince1970) { return utcText(secondsSince1970, "%-d %B %Y, %H:%M:%S UTC"); }
+
+std::string timeText(const zn::Value& date) {
+  return date.isDate() ? utcText(date.date().secondsSince1970, "%H:%M:%S") : "-";
+}
+
+Teller::Teller(std::shared_ptr<zn::Simulator> device, Page& page) : device_(std::move(device)), page_(page) {
+  device_->setEffectObserver([this](const zn::Effect& effect) { show(effect); });
+}
+
+Teller::~Teller() { device_->setEffectObserver(nullptr); }
+
+void Teller::step(const std::string& name, const std::function<void()>& action) {
+  constexpr double minute = 60;
+  if (!std::exchange(isFirstStep_, false)) device_->advance(minute);
+  page_.beginStep(timeText(zn::Date{device_->now()}), name);
+  badge_ = device_->badge();
+  action();
+  device_->runUntilIdle();
+  page_.endStep();
+}
+
+void Teller::show(const zn::Effect& effect) {
+  // These are of no interest to who reads the story.
+  if (effect.kind == "optOutEvents" || effect.kind == "responded" || effect.kind == "host") return;
+  if (effect.kind == "event") {
+    showEvent(effect);
+  } else if (effect.kind == "badge") {
+    showBadge(effect);
+  } else if (effect.kind == "broadcast" || effect.kind == "log" || effect.kind == "error") {
+    page_.effect(effect.kind, valueText(effect.value()));
+  } else if (effect.kind == "saved") {
+    page_.effect("saved", valueText(effect.value()) + " file");
+  } else if (effect.kind == "flush") {
+    page_.effect("flush", "queued events are to be sent now");
+  } else if (!showScreenEffect(effect) && !showServerEffect(effect)) {
+    page_.effect(effect.kind, effect.line());
+  }
+}
+
+bool Teller::showScreenEffect(const zn::Effect& effect) {
+  if (effect.kind == "open") {
+    page_.effect("opened", valueText(effect.value()) + " " + valueText(effect.fields["url"]));
+  } else if (effect.kind == "alert") {
+    std::string text = valueText(effect.value()) + ": " + valueText(effect.fields["message"]);
+    for (const zn::Value& button : effect.fields["buttons"].elements()) text += " [" + valueText(button["title"]) + "]";
+    page_.effect("alert", text);
+  } else if (effect.kind == "pasteboard") {
+    page_.effect("copied", valueText(effect.value()));
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool Teller::showServerEffect(const zn::Effect& effect) {
+  if (effect.kind == "sources") {
+    for (const zn::Value& source : effect.value().elements()) page_.effect("came from", sourceText(source));
+  } else if (effect.kind == "userAttribute") {
+    page_.effect("attribute", valueText(effect.value()) + "=" + valueText(effect.fields["value"]));
+  } else if (effect.kind == "analytics") {
+    page_.effect("sent", "the device's record, with its token and attributes");
+  } else if (effect.kind == "request") {
+    page_.effect("asked", zn::format("the server's service %@", effect.value()));
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void Teller::showEvent(const zn::Effect& effect) {
+  const bool interactive = effect.fields["interactive"].boolean();
+  page_.effect("tracked", valueText(effect.value()) + (interactive ? "" : " (not interactive)"));
+  const std::string attributes = attributesText(effect.fields["attributes"]);
+  if (!attributes.empty()) page_.effect("", attributes);
+}
+
+void Teller::showBadge(const zn::Effect& effect) {
+  const long after = static_cast<long>(effect.value().integer());
+  page_.effect("badge",
+               after == badge_ ? zn::format("stays %ld", after) : zn::format("from %ld to %ld", badge_, after));
+  badge_ = after;
+}
+
+}  // namespace zinstory

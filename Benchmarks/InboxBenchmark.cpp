@@ -1,0 +1,234 @@
+// What the inbox costs: encoding, saving, loading, a click, a merge, a synchronisation and start-up, beside libplist
+// and the bare disk.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <plist/plist.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+
+#include "Benchmarks/BenchmarkDevice.h"
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/KeyedArchive.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNMessaging.h"
+#include "ZintarCore/ZNNetworkRequest.h"
+
+namespace {
+
+using zn::Value;
+
+zn::test::TestDevice& device() { return zn::test::benchmarkDevice(); }
+
+std::shared_ptr<ZNInboxModel> clickedEntry(const std::string& campaign, double received) {
+  auto entry = ZNInboxModel::initWithNotificationPayload(zn::test::realisticPayload(campaign, received));
+  entry->updateClickedDate();  // gives it a clicked date and a shared "zintar" dictionary, as real inboxes have them
+  return entry;
+}
+
+zn::InboxListPtr entries(std::int64_t count, const char* prefix = "campaign-") {
+  zn::InboxList list;
+  for (std::int64_t i = 0; i < count; ++i) {
+    list.push_back(clickedEntry(prefix + std::to_string(i), 1699000000 - static_cast<double>(i)));
+  }
+  return std::make_shared<const zn::InboxList>(std::move(list));
+}
+
+std::shared_ptr<ZNInboxData> inboxOf(std::int64_t count) {
+  device();
+  auto data = std::make_shared<ZNInboxData>();
+  data->setInboxMessages(entries(count));
+  data->setLastUpdatedFromServerSync(zn::Date{1699000000});
+  return data;
+}
+
+void EncodeInbox(benchmark::State& state) {
+  const auto data = inboxOf(state.range(0));
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*data);
+    bytes = archive.size();
+    benchmark::DoNotOptimize(archive.data());
+  }
+  state.counters["bytes"] = static_cast<double>(bytes);
+  state.SetComplexityN(state.range(0));
+}
+
+/// libplist writes the very structure that it reads from our archive.
+void EncodeSameWithLibplist(benchmark::State& state) {
+  const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0)));
+  plist_t tree = nullptr;
+  plist_from_bin(reinterpret_cast<const char*>(archive.data()), static_cast<std::uint32_t>(archive.size()), &tree);
+  for (auto _ : state) {
+    char* bytes = nullptr;
+    std::uint32_t length = 0;
+    plist_to_bin(tree, &bytes, &length);
+    benchmark::DoNotOptimize(bytes);
+    plist_to_bin_free(bytes);
+  }
+  plist_free(tree);
+  state.SetComplexityN(state.range(0));
+}
+
+void LoadInbox(benchmark::State& state) {
+  const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0)));
+  for (auto _ : state) {
+    const auto read = zn::NSKeyedUnarchiver::unarchiveObjectWithData(archive, ZNInboxData::archivedClasses());
+    if (!read.root || read.damaged) state.SkipWithError("the archive was not read");
+  }
+  state.SetComplexityN(state.range(0));
+}
+
+void ParseSameWithLibplist(benchmark::State& state) {
+  const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0)));
+  for (auto _ : state) {
+    plist_t tree = nullptr;
+    plist_from_bin(reinterpret_cast<const char*>(archive.data()), static_cast<std::uint32_t>(archive.size()), &tree);
+    benchmark::DoNotOptimize(tree);
+    plist_free(tree);
+  }
+  state.SetComplexityN(state.range(0));
+}
+
+std::shared_ptr<ZNInboxHandler> storeOf(std::int64_t count) {
+  device();
+  auto store = std::make_shared<ZNInboxHandler>();
+  store->setInboxData(inboxOf(count));
+  return store;
+}
+
+void SaveInbox(benchmark::State& state) {
+  const auto store = storeOf(state.range(0));
+  for (auto _ : state) {
+    if (!store->updateInboxStorage()) state.SkipWithError("the inbox was not saved");
+  }
+}
+
+/// The same number of bytes with write, fdatasync and rename: what the disk takes whatever we do.
+void WriteSameBytes(benchmark::State& state) {
+  const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0)));
+  const std::string path = device().home() + "/bare";
+  const std::string temporary = path + ".new";
+  for (auto _ : state) {
+    const int file = ::open(temporary.c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
+    if (::write(file, archive.data(), archive.size()) != static_cast<ssize_t>(archive.size())) {
+      state.SkipWithError("the bytes were not written");
+    }
+    ::fdatasync(file);
+    ::close(file);
+    ::rename(temporary.c_str(), path.c_str());
+  }
+}
+
+void ClickOnStoredPush(benchmark::State& state) {
+  const auto store = storeOf(state.range(0));
+  const Value payload = zn::test::realisticPayload("campaign-5");
+  for (auto _ : state) store->updateClickedNotificationInStorageWithPayload(payload);
+  state.SetComplexityN(state.range(0));
+}
+
+/// What a synchronisation does with as many pushes as are stored: makes entries of them, merges and sorts.
+void MergeAsManyNewPushes(benchmark::State& state) {
+  device();
+  const auto stored = entries(state.range(0));
+  std::vector<Value> payloads;
+  for (std::int64_t i = 0; i < state.range(0); ++i) {
+    payloads.push_back(zn::test::realisticPayload("new-" + std::to_string(i), 1699500000 - static_cast<double>(i)));
+  }
+  zn::InboxList fresh;
+  zn::InboxList merged;
+  for (auto _ : state) {
+    for (const Value& payload : payloads) fresh.push_back(ZNInboxModel::initWithNotificationPayload(payload));
+    merged = zn::sortedNewestFirst(zn::mergedWithNewEntries(*stored, fresh));
+    state.PauseTiming();  // an inbox keeps its entries; freeing them is no part of a merge
+    fresh.clear();
+    merged.clear();
+    state.ResumeTiming();
+  }
+  state.SetComplexityN(state.range(0));
+}
+
+/// The merge and the sort alone, of entries that exist already: this is little but pointer chasing, so it grows faster
+/// than the number of entries where these outgrow the processor's second-level cache.
+void MergeAlone(benchmark::State& state) {
+  device();
+  const auto stored = entries(state.range(0));
+  const auto fresh = entries(state.range(0), "new-");
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(zn::sortedNewestFirst(zn::mergedWithNewEntries(*stored, *fresh)));
+  }
+  state.SetComplexityN(state.range(0));
+}
+
+/// Answers every request at once; what the answer costs on its way is no part of a synchronisation.
+class Answer final : public ZNNetworkTransport {
+ public:
+  explicit Answer(Value response) : response_(std::move(response)) {}
+  void execute(const ZNNetworkRequest&, std::function<void(Value)> completion) override { completion(response_); }
+
+ private:
+  const Value response_;
+};
+
+/// A synchronisation whose server answers with as many new messages as are stored.
+void SynchroniseServerAnswer(benchmark::State& state) {
+  const auto store = storeOf(0);
+  const auto stored = entries(state.range(0));
+  Value messages = Value::array();
+  for (std::int64_t i = 0; i < state.range(0); ++i) {
+    messages.append(Value::dictionary({{"data", zn::test::realisticPayload("new-" + std::to_string(i))},
+                                       {"c_cr_t", 1699500000 - i},
+                                       {"isRead", i % 2 == 0}}));
+  }
+  ZNNetworkRequest::setTransport(std::make_shared<Answer>(Value::dictionary({{"messagesInfo", messages}})));
+  for (auto _ : state) {
+    state.PauseTiming();
+    store->inboxData()->setInboxMessages(stored);
+    state.ResumeTiming();
+    store->syncInboxNotificationsWithCompletionHandler(nullptr);
+  }
+  if (store->getAllNotificationCount() != static_cast<std::size_t>(2 * state.range(0))) {
+    state.SkipWithError("the answer was not merged");
+  }
+  ZNNetworkRequest::setTransport(nullptr);
+  state.SetComplexityN(state.range(0));
+}
+
+double residentMegabytes() {
+  std::ifstream file("/proc/self/statm");
+  long total = 0;
+  long resident = 0;
+  file >> total >> resident;
+  return static_cast<double>(resident * sysconf(_SC_PAGESIZE)) / 1e6;
+}
+
+/// The first call of a process returned, with that many entries on disk. Only the first iteration is a start-up, so
+/// there is one; run the program again for another sample.
+void StartUp(benchmark::State& state) {
+  storeOf(state.range(0))->updateInboxStorage();
+  const double before = residentMegabytes();
+  for (auto _ : state) ZNMessaging::sharedInstance()->initializeMessagingWithLaunchOptions(zn::nil);
+  state.counters["entries"] = static_cast<double>(ZNInboxHandler::sharedInstance()->getAllNotificationCount());
+  state.counters["resident_MB"] = residentMegabytes();
+  state.counters["grown_MB"] = residentMegabytes() - before;
+}
+
+void sizes(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(StartUp)->Arg(1000)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(EncodeInbox)->Apply(sizes);
+BENCHMARK(EncodeSameWithLibplist)->Apply(sizes);
+BENCHMARK(LoadInbox)->Apply(sizes);
+BENCHMARK(ParseSameWithLibplist)->Apply(sizes);
+BENCHMARK(SaveInbox)->Apply(sizes)->UseRealTime();
+BENCHMARK(WriteSameBytes)->Apply(sizes)->UseRealTime();
+BENCHMARK(ClickOnStoredPush)->Apply(sizes)->UseRealTime();
+BENCHMARK(MergeAsManyNewPushes)->Apply(sizes);
+BENCHMARK(MergeAlone)->Apply(sizes);
+BENCHMARK(SynchroniseServerAnswer)->Apply(sizes)->UseRealTime();
+
+}  // namespace

@@ -1,0 +1,95 @@
+#include "Devices/Simulator/SimulatedNotifications.h"
+
+#include <algorithm>
+
+namespace zn {
+
+namespace {
+
+Value categoryValue(const UNNotificationCategory& category) {
+  Value actions = Value::array();
+  for (const auto& action : category.actions) {
+    actions.append(Value::dictionary({{"identifier", action.identifier.isNil() ? Value::null() : action.identifier},
+                                      {"options", action.options},
+                                      {"title", action.title.isNil() ? Value::null() : action.title}}));
+  }
+  return Value::dictionary({{"actions", actions}, {"identifier", category.identifier}, {"options", category.options}});
+}
+
+Value soundValue(const std::optional<UNNotificationSound>& sound) {
+  if (!sound) return nil;
+  return sound->isDefault ? "default" : sound->name;
+}
+
+}  // namespace
+
+void SimulatedNotifications::requestAuthorization(
+    unsigned options, std::function<void(bool, const std::optional<std::string>&)> completion) {
+  effects_->emit("authorization", options);
+  std::optional<std::string> error;
+  {
+    Lock lock(mutex_);
+    error = authorizationError_;
+  }
+  line_->queue(Queue::global, 0, [completion = std::move(completion), error] {
+    if (completion) completion(!error, error);
+  });
+}
+
+void SimulatedNotifications::getSettings(std::function<void(const UNNotificationSettings&)> completion) {
+  UNNotificationSettings settings;
+  {
+    Lock lock(mutex_);
+    settings = settings_;
+  }
+  line_->queue(Queue::global, 0, [completion = std::move(completion), settings] {
+    if (completion) completion(settings);
+  });
+}
+
+void SimulatedNotifications::setCategories(const std::vector<UNNotificationCategory>& categories) {
+  std::vector<UNNotificationCategory> sorted = categories;
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [](const auto& a, const auto& b) { return a.identifier < b.identifier; });
+  Value list = Value::array();
+  for (const auto& category : sorted) list.append(categoryValue(category));
+  effects_->emit("categories", list);
+}
+
+void SimulatedNotifications::add(const UNNotificationRequest& request,
+                                 std::function<void(const std::optional<std::string>& error)> completion) {
+  const UNNotificationContent& content = request.content;
+  effects_->emit("notification", request.identifier,
+                 {{"title", content.title},
+                  {"subtitle", content.subtitle},
+                  {"body", content.body},
+                  {"sound", soundValue(content.sound)},
+                  {"category", content.categoryIdentifier},
+                  {"userInfo", content.userInfo},
+                  {"delay", request.trigger ? Value(request.trigger->timeInterval) : nil}});
+  std::optional<std::string> failure;
+  {
+    Lock lock(mutex_);
+    failure = failure_;
+  }
+  line_->queue(Queue::global, 0, [completion = std::move(completion), failure] {
+    if (completion) completion(failure);
+  });
+}
+
+void SimulatedNotifications::setAlertSetting(UNNotificationSetting setting) {
+  Lock lock(mutex_);
+  settings_.alertSetting = setting;
+}
+
+void SimulatedNotifications::setAuthorizationAnswer(std::optional<std::string> error) {
+  Lock lock(mutex_);
+  authorizationError_ = std::move(error);
+}
+
+void SimulatedNotifications::setFailure(std::optional<std::string> error) {
+  Lock lock(mutex_);
+  failure_ = std::move(error);
+}
+
+}  // namespace zn

@@ -1,0 +1,42 @@
+#pragma once
+
+// The simulated notification centre. Not installed API.
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Devices/Simulator/Effects.h"
+#include "Devices/Simulator/TaskLine.h"
+#include "Platform/Device.h"
+#include "Platform/Foundation/Mutex.h"
+
+namespace zn {
+
+class SimulatedNotifications : public DeviceNotifications {
+ public:
+  SimulatedNotifications(EffectSinkPtr effects, std::shared_ptr<TaskLine> line)
+      : effects_(std::move(effects)), line_(std::move(line)) {}
+
+  void requestAuthorization(unsigned options,
+                            std::function<void(bool, const std::optional<std::string>&)> completion) override;
+  void getSettings(std::function<void(const UNNotificationSettings&)> completion) override;
+  void setCategories(const std::vector<UNNotificationCategory>& categories) override;
+  void add(const UNNotificationRequest& request,
+           std::function<void(const std::optional<std::string>& error)> completion) override;
+
+  void setAlertSetting(UNNotificationSetting setting);
+  void setAuthorizationAnswer(std::optional<std::string> error);
+  void setFailure(std::optional<std::string> error);
+
+ private:
+  const EffectSinkPtr effects_;
+  const std::shared_ptr<TaskLine> line_;
+  mutable Mutex mutex_;
+  UNNotificationSettings settings_ ZN_GUARDED_BY(mutex_){UNNotificationSetting::enabled};
+  std::optional<std::string> authorizationError_ ZN_GUARDED_BY(mutex_);
+  std::optional<std::string> failure_ ZN_GUARDED_BY(mutex_);
+};
+
+}  // namespace zn

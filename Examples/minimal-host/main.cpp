@@ -1,0 +1,38 @@
+// The smallest host application: it hands a clicked push to the module and looks at the inbox.
+#include <iostream>
+
+#include "Platform/Foundation/Json.h"
+#include "Platform/HeadlessDevice.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNMessaging.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+
+int main(int count, char** arguments) {
+  zn::HeadlessDevice::Options options;
+  options.applicationID = "com.example.minimal-host";
+  options.mainQueue = zn::HeadlessDevice::MainQueue::pumped;  // this thread is the main thread
+  const auto device = std::make_shared<zn::HeadlessDevice>(options);
+  zn::Device::install(device);
+
+  std::string error = "usage: minimal-host CONFIGURATION";
+  if (count != 2 || !ZNConfigDataManager::sharedInstance()->loadFile(arguments[1], &error)) {
+    std::cerr << error << '\n';
+    return 1;
+  }
+  const auto messaging = ZNMessaging::sharedInstance();
+  messaging->initializeMessagingWithLaunchOptions(zn::nil);
+  const auto inbox = ZNInboxHandler::sharedInstance();
+  // The start synchronises the inbox with the server. A click that comes meanwhile is recorded afterwards.
+  while (inbox->syncInProgress()) device->runFor(0.1);
+  std::cout << "at the start: " << inbox->getAllNotificationCount() << " in the inbox\n";
+
+  UNNotificationResponse click;
+  click.actionIdentifier = UNNotificationDefaultActionIdentifier;
+  click.notification.request.content.userInfo =
+      *zn::parseJson(R"({"aps": {"alert": "Your parcel is here."}, "zintar": {"cid": "parcel-1"}})");
+  messaging->didReceiveNotificationResponse(UNUserNotificationCenter::currentNotificationCenter(), click);
+  device->runPending();  // a host with an event loop calls this whenever device->wakeDescriptor() is readable
+
+  std::cout << "after a click: " << inbox->getAllNotificationCount() << " in the inbox, "
+            << inbox->getUnreadNotifictionCount() << " unread\n";
+}

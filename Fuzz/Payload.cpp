@@ -1,0 +1,55 @@
+// A payload that goes through receipt, click, dismissal and the inbox, and is read back from the archive.
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "Platform/Foundation/Json.h"
+#include "Platform/Foundation/KeyedArchive.h"
+#include "Tests/Support/TestDevice.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNMessaging.h"
+
+namespace {
+
+UNNotificationResponse response(const zn::Value& payload, const char* action) {
+  UNNotificationResponse made;
+  made.notification.request.content.userInfo = payload;
+  made.actionIdentifier = action;
+  return made;
+}
+
+/// Keeps the list short, and checks that what would be saved can be read again, entry by entry.
+void checkInbox() {
+  const auto& store = ZNInboxHandler::sharedInstance();
+  const auto list = store->getAllNotificationModelObjs();
+  const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*store->inboxData());
+  const auto read = zn::NSKeyedUnarchiver::unarchiveObjectWithData(archive, ZNInboxData::archivedClasses());
+  const auto data = std::dynamic_pointer_cast<ZNInboxData>(read.root);
+  if (read.damaged || !data || data->inboxMessages()->size() != list->size()) std::abort();
+  for (std::size_t i = 0; i < list->size(); ++i) {
+    if ((*list)[i]->notificationPayloadDict() != (*data->inboxMessages())[i]->notificationPayloadDict()) std::abort();
+  }
+  if (list->size() > 8) store->inboxData()->setInboxMessages(std::make_shared<const zn::InboxList>());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  static auto& device = *new zn::test::TestDevice;
+  (void)device;
+  const auto payload = zn::parseJson({reinterpret_cast<const char*>(bytes), size});
+  if (!payload) return 0;
+  const auto& facade = ZNMessaging::sharedInstance();
+  const auto center = UNUserNotificationCenter::currentNotificationCenter();
+  facade->didReceieveNotificationinApplication(UIApplication::sharedApplication(), *payload);
+  for (const char* action : {UNNotificationDefaultActionIdentifier, UNNotificationDismissActionIdentifier, "BUTTON"}) {
+    facade->didReceiveNotificationResponse(center, response(*payload, action));
+  }
+  const auto& store = ZNInboxHandler::sharedInstance();
+  store->updateClickedNotificationInStorageWithPayload(*payload);
+  store->trackInboxNotificationClickForCampaignID(payload->validObjectForKeyPath("zintar.cid"));
+  const auto entry = ZNInboxModel::initWithLegacyInboxPlistPayload(*payload);
+  (void)ZNInboxModel::initWithNotificationPayload(entry->getLegacyInboxPayload());
+  checkInbox();
+  return 0;
+}

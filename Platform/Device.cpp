@@ -1,0 +1,131 @@
+#include "Platform/Device.h"
+
+#include <cxxabi.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/Mutex.h"
+#include "Platform/HeadlessDevice.h"
+
+namespace zn {
+
+DeviceClock::~DeviceClock() = default;
+DeviceQueues::~DeviceQueues() = default;
+
+DeviceDirectories::~DeviceDirectories() = default;
+std::string DeviceDirectories::library() const { return home() + "/Library"; }
+std::string DeviceDirectories::documents() const { return home() + "/Documents"; }
+std::string DeviceDirectories::preferences() const { return home() + "/Preferences"; }
+void DeviceDirectories::didWriteFile(const std::string&) {}
+
+DeviceApplication::~DeviceApplication() = default;
+UIApplicationState DeviceApplication::state() const { return UIApplicationState::active; }
+long DeviceApplication::badge() const { return badge_.load(); }
+void DeviceApplication::setBadge(long number) { badge_.store(number); }
+bool DeviceApplication::isRegisteredForRemoteNotifications() const { return false; }
+void DeviceApplication::registerForRemoteNotifications() {}
+UIBackgroundTaskIdentifier DeviceApplication::beginBackgroundTask(std::function<void()>) {
+  return UIBackgroundTaskInvalid;
+}
+void DeviceApplication::endBackgroundTask(UIBackgroundTaskIdentifier) {}
+
+DeviceNotifications::~DeviceNotifications() = default;
+
+void DeviceNotifications::requestAuthorization(
+    unsigned, std::function<void(bool, const std::optional<std::string>&)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion)] {
+    if (completion) completion(false, std::nullopt);
+  });
+}
+
+void DeviceNotifications::getSettings(std::function<void(const UNNotificationSettings&)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion)] {
+    if (completion) completion({});
+  });
+}
+
+void DeviceNotifications::setCategories(const std::vector<UNNotificationCategory>&) {}
+
+void DeviceNotifications::add(const UNNotificationRequest&,
+                              std::function<void(const std::optional<std::string>& error)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion)] {
+    if (completion) completion("this device shows no notifications");
+  });
+}
+
+DeviceScreen::~DeviceScreen() = default;
+void DeviceScreen::openLink(LinkKind kind, const std::string& url) {
+  Device::current().systemLog->diagnostic(std::string("this device opens no links: ") +
+                                          (kind == LinkKind::deeplink ? "deep link " : "landing page ") + url);
+}
+bool DeviceScreen::showsAlerts() const { return false; }
+void DeviceScreen::present(const std::shared_ptr<UIViewController>&, bool) {}
+std::shared_ptr<UIViewController> DeviceScreen::topMostViewController() const { return nullptr; }
+void DeviceScreen::setPasteboard(const std::string&) {}
+
+DeviceSystemLog::~DeviceSystemLog() = default;
+void DeviceSystemLog::write(const std::string& text) { std::fputs((text + "\n").c_str(), stderr); }
+void DeviceSystemLog::diagnostic(const std::string& text) { std::fputs(("zintar: " + text + "\n").c_str(), stderr); }
+
+void runTask(const Task& task, DeviceSystemLog& log) {
+  try {
+    task();
+  } catch (const abi::__forced_unwind&) {
+    throw;  // thread cancellation is not an exception that may be kept
+  } catch (...) {
+    log.diagnostic("an exception left a task: " + currentExceptionText());
+  }
+}
+
+Device::Device()
+    : application(std::make_unique<DeviceApplication>()),
+      notifications(std::make_unique<DeviceNotifications>()),
+      screen(std::make_unique<DeviceScreen>()),
+      systemLog(std::make_unique<DeviceSystemLog>()) {}
+
+Device::~Device() = default;
+void Device::shutDown() {}
+
+namespace {
+
+Mutex installation;
+std::atomic<Device*> installed{nullptr};
+
+void installLocked(std::shared_ptr<Device> device) ZN_REQUIRES(installation) {
+  // Never destroyed: threads that the host still runs at exit may use it.
+  static std::shared_ptr<Device>& kept = *new std::shared_ptr<Device>;
+  kept = std::move(device);
+  installed.store(kept.get(), std::memory_order_release);
+  std::atexit([] { installed.load(std::memory_order_acquire)->shutDown(); });
+}
+
+}  // namespace
+
+void Device::install(std::shared_ptr<Device> device) {
+  if (!device) throw Exception("no device to install");
+  const bool complete = device->clock && device->queues && device->directories && device->application &&
+                        device->notifications && device->screen && device->systemLog;
+  if (!complete) throw Exception("a device needs all its members before it is installed");
+  const Lock lock(installation);
+  if (installed.load(std::memory_order_acquire)) throw Exception("a device is installed already");
+  installLocked(std::move(device));
+}
+
+Device& Device::current() {
+  if (Device* device = installed.load(std::memory_order_acquire)) return *device;
+  std::string trouble;
+  {
+    // The lock is held over making the device: until there is one, no other thread has anything else to do here.
+    const Lock lock(installation);
+    if (Device* device = installed.load(std::memory_order_acquire)) return *device;
+    installLocked(HeadlessDevice::makeDefault(trouble));
+  }
+  Device& device = *installed.load(std::memory_order_acquire);
+  if (!trouble.empty()) device.systemLog->diagnostic(trouble);
+  return device;
+}
+
+}  // namespace zn

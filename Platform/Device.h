@@ -1,0 +1,136 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/Export.h"
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/Value.h"
+#include "Platform/UIKit/UIApplication.h"
+#include "Platform/UIKit/UIViewController.h"
+#include "Platform/UserNotifications/UNNotification.h"
+
+/// The one seam between the library and the machine it runs on. A device is an aggregate of small interfaces; each has
+/// a base version that does nothing ("none"), so a device overrides only what its machine has. All operations may be
+/// called from any thread unless they say otherwise, and none may throw.
+namespace zn {
+
+class ZN_EXPORT DeviceClock {
+ public:
+  virtual ~DeviceClock();
+  virtual Date now() const = 0;
+  /// Offset of the device's time zone from GMT at that moment, in seconds (east is positive).
+  virtual long secondsFromGMT(Date at) const = 0;
+};
+
+/// Queues stop and report an exception that leaves a task; `runTask` does both.
+class ZN_EXPORT DeviceQueues {
+ public:
+  virtual ~DeviceQueues();
+  virtual void async(Queue queue, Task task) = 0;
+  virtual void after(Queue queue, double seconds, Task task) = 0;
+  virtual bool isMainThread() const = 0;
+};
+
+/// Where the application keeps its files. The folders exist when the device is installed.
+class ZN_EXPORT DeviceDirectories {
+ public:
+  virtual ~DeviceDirectories();
+  virtual std::string home() const = 0;
+  std::string library() const;      ///< home/Library
+  std::string documents() const;    ///< home/Documents
+  std::string preferences() const;  ///< home/Preferences
+  /// Tells the device that a state file was replaced (for devices that show what happens).
+  virtual void didWriteFile(const std::string& path);
+};
+
+class ZN_EXPORT DeviceApplication {
+ public:
+  virtual ~DeviceApplication();
+  virtual UIApplicationState state() const;  ///< none: active
+  virtual long badge() const;                ///< none: what was set last
+  virtual void setBadge(long number);
+  virtual bool isRegisteredForRemoteNotifications() const;  ///< none: false
+  virtual void registerForRemoteNotifications();
+  virtual UIBackgroundTaskIdentifier beginBackgroundTask(std::function<void()> expirationHandler);  ///< none: invalid
+  virtual void endBackgroundTask(UIBackgroundTaskIdentifier identifier);
+
+ private:
+  std::atomic<long> badge_{0};
+};
+
+class ZN_EXPORT DeviceNotifications {
+ public:
+  virtual ~DeviceNotifications();
+  /// Completions are called exactly once, later, never from within the call. none: not granted, without an error.
+  virtual void requestAuthorization(unsigned options,
+                                    std::function<void(bool, const std::optional<std::string>&)> completion);
+  virtual void getSettings(std::function<void(const UNNotificationSettings&)> completion);  ///< none: not determined
+  virtual void setCategories(const std::vector<UNNotificationCategory>& categories);
+  /// none: fails with "this device shows no notifications".
+  virtual void add(const UNNotificationRequest& request,
+                   std::function<void(const std::optional<std::string>& error)> completion);
+};
+
+/// What a clicked link is for: a deep link belongs to an application, a landing page to the browser.
+enum class LinkKind { deeplink, landing };
+
+/// The screen: links, alerts, the clipboard. Called on the main thread.
+class ZN_EXPORT DeviceScreen {
+ public:
+  virtual ~DeviceScreen();
+  /// Opens an absolute URL, as text. none: reports it as a diagnostic, so that the click is not lost without a trace.
+  virtual void openLink(LinkKind kind, const std::string& url);
+  virtual bool showsAlerts() const;  ///< none: false
+  /// Shows a controller above everything else: an alert, with its buttons, or a screen of the host. none: nothing.
+  virtual void present(const std::shared_ptr<UIViewController>& controller, bool animated);
+  /// The controller that is on top, or null. none: null.
+  virtual std::shared_ptr<UIViewController> topMostViewController() const;
+  virtual void setPasteboard(const std::string& text);  ///< none: nothing
+};
+
+class ZN_EXPORT DeviceSystemLog {
+ public:
+  virtual ~DeviceSystemLog();
+  /// A line of the application's own for the machine's log. none: standard error.
+  virtual void write(const std::string& text);
+  /// Something that this library wants its user to know and that has no other way out: an unreadable file, a full disk,
+  /// an exception that left a task. none: standard error, with "zintar: " before it.
+  virtual void diagnostic(const std::string& text);
+};
+
+/// Runs a task as every queue must: an exception that leaves it is stopped and reported as a diagnostic.
+ZN_EXPORT void runTask(const Task& task, DeviceSystemLog& log);
+
+class ZN_EXPORT Device {
+ public:
+  /// With the "none" versions of application, notifications, screen and system log.
+  Device();
+  virtual ~Device();
+
+  std::unique_ptr<DeviceClock> clock;
+  std::unique_ptr<DeviceQueues> queues;
+  std::unique_ptr<DeviceDirectories> directories;
+  std::unique_ptr<DeviceApplication> application;
+  std::unique_ptr<DeviceNotifications> notifications;
+  std::unique_ptr<DeviceScreen> screen;
+  std::unique_ptr<DeviceSystemLog> systemLog;
+
+  /// Installs the process's device: once, before anything else of the library is used. It lives until the process ends.
+  /// Throws Exception when one is installed already (also the default one, which the first use installs). All members
+  /// must be set.
+  static void install(std::shared_ptr<Device> device);
+  /// The installed device. Without one, a HeadlessDevice with its default options is made and installed; where that
+  /// fails (its home cannot be made or is in use), the device keeps its files in a fresh temporary folder and says so.
+  static Device& current();
+
+  /// Called at the normal end of the process, after which no task starts any more: stop threads here. Tasks that were
+  /// running have ended when it returns. none: nothing.
+  virtual void shutDown();
+};
+
+}  // namespace zn

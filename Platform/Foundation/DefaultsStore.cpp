@@ -1,0 +1,189 @@
+#include "Platform/Foundation/DefaultsStore.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "Platform/Device.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/PropertyList.h"
+
+namespace zn {
+
+namespace {
+
+struct Stores {
+  Mutex mutex;
+  std::map<std::string, std::shared_ptr<DefaultsStore>> bySuite ZN_GUARDED_BY(mutex);
+};
+
+}  // namespace
+
+std::shared_ptr<DefaultsStore> DefaultsStore::named(const std::string& suite) {
+  static Stores& stores = *new Stores;
+  const std::shared_ptr<DefaultsStore> made(new DefaultsStore(suite));
+  const Lock lock(stores.mutex);
+  return stores.bySuite.try_emplace(suite, made).first->second;
+}
+
+DefaultsStore::DefaultsStore(const std::string& suite)
+    : path_(Device::current().directories->preferences() + "/" + suite + ".plist"),
+      lockPath_(Device::current().directories->preferences() + "/." + suite + ".lock") {}
+
+bool DefaultsStore::FileVersion::operator==(const FileVersion& other) const {
+  return exists == other.exists && device == other.device && inode == other.inode && size == other.size &&
+         modified.tv_sec == other.modified.tv_sec && modified.tv_nsec == other.modified.tv_nsec;
+}
+
+DefaultsStore::FileVersion DefaultsStore::versionOf(const std::string& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return {};
+  return {true, status.st_dev, status.st_ino, status.st_size, status.st_mtim};
+}
+
+DefaultsStore::FileVersion DefaultsStore::versionOf(int descriptor) {
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0) return {};
+  return {true, status.st_dev, status.st_ino, status.st_size, status.st_mtim};
+}
+
+DefaultsStore::Loaded DefaultsStore::load() const {
+  Loaded fresh;
+  // First the version, then the contents: should the file be replaced between the two, the contents are newer than the
+  // version says, and the next look reads them again.
+  fresh.open = Descriptor(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+  if (fresh.open) fresh.version = versionOf(fresh.open.get());
+  const std::optional<Data> bytes = readFile(path_, &fresh.readError);
+  if (!bytes) return fresh;
+  std::optional<Value> list = parsePropertyList(*bytes, &fresh.unreadable);
+  if (list && list->isDictionary()) {
+    fresh.contents = std::move(*list);
+  } else if (list) {
+    fresh.unreadable = "it holds no dictionary";
+  }
+  return fresh;
+}
+
+DefaultsStore::Snapshot DefaultsStore::look() {
+  const FileVersion now = versionOf(path_);
+  {
+    const Lock lock(state_);
+    if (isLoaded_ && now == loaded_.version) return snapshotLocked();
+  }
+  Loaded fresh = load();
+  const Lock lock(state_);
+  adoptLocked(fresh);
+  return snapshotLocked();
+}
+
+DefaultsStore::Snapshot DefaultsStore::snapshotLocked() const {
+  return {merged_, loaded_.contents, isLoaded_ ? std::string() : loaded_.readError, loaded_.unreadable};
+}
+
+bool DefaultsStore::hasUnwritten() const {
+  const Lock lock(state_);
+  return !unwritten_.empty();
+}
+
+void DefaultsStore::adoptLocked(Loaded& fresh) {
+  // A file that cannot be read at the moment says nothing: what was known before still counts, and the next look tries
+  // again.
+  isLoaded_ = fresh.readError.empty();
+  if (isLoaded_) {
+    std::swap(loaded_, fresh);
+  } else {
+    loaded_.readError = fresh.readError;
+  }
+  mergeLocked();
+}
+
+void DefaultsStore::mergeLocked() {
+  merged_ = loaded_.contents;
+  for (const Change& change : unwritten_) {
+    if (change.value) {
+      merged_.setObjectNilHandled(change.value, change.key);
+    } else {
+      merged_.removeValidObjectForKey(change.key);
+    }
+  }
+}
+
+std::vector<DefaultsStore::Change> DefaultsStore::changesBetween(const Value& from, const Value& to) {
+  std::vector<Change> changes;
+  for (const Value::Entry& entry : to.entries()) {
+    if (!(from[entry.name()] == entry.value)) changes.push_back({std::string(entry.name()), entry.value});
+  }
+  for (const Value::Entry& entry : from.entries()) {
+    if (!to[entry.name()]) changes.push_back({std::string(entry.name()), nil});
+  }
+  return changes;
+}
+
+void DefaultsStore::transaction(const std::function<void(Value&)>& change_) {
+  Reports reports;
+  {
+    std::string error;
+    const Lock lock(saving_);
+    change(change_, true, error, reports);
+  }
+  // The device's log is foreign code, and may use this very store.
+  for (const std::string& report : reports) Device::current().systemLog->diagnostic(report);
+}
+
+bool DefaultsStore::tryTransaction(const std::function<void(Value&)>& change_, std::string& error) {
+  Reports reports;
+  bool written = false;
+  {
+    const Lock lock(saving_);
+    written = change(change_, false, error, reports);
+  }
+  for (const std::string& report : reports) Device::current().systemLog->diagnostic(report);
+  return written;
+}
+
+bool DefaultsStore::change(const std::function<void(Value&)>& body, bool keep, std::string& error, Reports& reports) {
+  const std::optional<FileLock> fileLock = FileLock::wait(lockPath_, &error);
+  const Snapshot before = look();
+  Value after = before.merged;
+  body(after);
+  if (!after.isDictionary()) throw Exception("a user-defaults store holds a dictionary");
+  if (after == before.onDisk) {
+    const Lock lock(state_);
+    unwritten_.clear();
+    mergeLocked();
+    return true;
+  }
+  const Data bytes = binaryPropertyList(after);
+  if (error.empty()) error = before.readError;
+  if (error.empty() && write(bytes, before.unreadable, error, reports)) {
+    Loaded fresh = load();
+    const Lock lock(state_);
+    unwritten_.clear();
+    failing_ = false;
+    adoptLocked(fresh);
+    return true;
+  }
+  if (!keep) return false;
+  // What a reader of the file would have seen, without nulls for example.
+  const std::vector<Change> changes = changesBetween(before.onDisk, parsePropertyList(bytes).value_or(after));
+  const Lock lock(state_);
+  unwritten_ = changes;
+  mergeLocked();
+  if (!std::exchange(failing_, true)) reports.push_back(error + "; changes of these user defaults stay in memory");
+  return false;
+}
+
+bool DefaultsStore::write(const Data& bytes, const std::string& unreadable, std::string& error, Reports& reports) {
+  if (!unreadable.empty()) {
+    const std::string aside = keepAside(path_, &error);
+    if (aside.empty()) return false;
+    reports.push_back("cannot read " + path_ + " (" + unreadable + "); it is kept as " + aside);
+  }
+  return replaceFile(path_, bytes, &error);
+}
+
+}  // namespace zn

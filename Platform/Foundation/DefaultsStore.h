@@ -1,0 +1,88 @@
+#pragma once
+
+// The one state behind all NSUserDefaults objects of a suite. Not installed API.
+
+#include <sys/types.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Platform/Foundation/Descriptor.h"
+#include "Platform/Foundation/Mutex.h"
+#include "Platform/Foundation/Value.h"
+
+namespace zn {
+
+class DefaultsStore {
+ public:
+  /// The process's store of that name; lives for the process.
+  static std::shared_ptr<DefaultsStore> named(const std::string& suite);
+
+  /// What the file holds now, with what could not be written into it.
+  Value contents() ZN_EXCLUDES(state_) { return look().merged; }
+  bool hasUnwritten() const ZN_EXCLUDES(state_);
+  void transaction(const std::function<void(Value&)>& change) ZN_EXCLUDES(saving_, state_);
+  bool tryTransaction(const std::function<void(Value&)>& change, std::string& error) ZN_EXCLUDES(saving_, state_);
+
+ private:
+  /// Tells one state of a file from another without reading it. While the file is held open its inode cannot become
+  /// another file's, so equal versions are equal contents, however fast files follow each other.
+  struct FileVersion {
+    bool exists = false;
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    timespec modified{};
+    bool operator==(const FileVersion& other) const;
+  };
+  struct Loaded {
+    FileVersion version;
+    Descriptor open;
+    Value contents = Value::dictionary();
+    std::string readError;   ///< the file could not be read now; it may hold anything
+    std::string unreadable;  ///< why its contents are no store
+  };
+  /// One moment's view: a reader that is slower than a writer may bring back an older file for a moment, so a writer
+  /// must not look twice.
+  struct Snapshot {
+    Value merged;
+    Value onDisk;
+    std::string readError;
+    std::string unreadable;
+  };
+  struct Change {
+    std::string key;
+    Value value;  ///< nil: removed
+  };
+  using Reports = std::vector<std::string>;
+
+  explicit DefaultsStore(const std::string& suite);
+  static FileVersion versionOf(const std::string& path);
+  static FileVersion versionOf(int descriptor);
+  static std::vector<Change> changesBetween(const Value& from, const Value& to);
+  Loaded load() const;
+  Snapshot look() ZN_EXCLUDES(state_);
+  Snapshot snapshotLocked() const ZN_REQUIRES(state_);
+  /// False where the store could not be written; `keep` then says whether the change stays in memory.
+  bool change(const std::function<void(Value&)>& body, bool keep, std::string& error, Reports& reports)
+      ZN_REQUIRES(saving_) ZN_EXCLUDES(state_);
+  bool write(const Data& bytes, const std::string& unreadable, std::string& error, Reports& reports)
+      ZN_REQUIRES(saving_);
+  void adoptLocked(Loaded& fresh) ZN_REQUIRES(state_);
+  void mergeLocked() ZN_REQUIRES(state_);
+
+  const std::string path_;
+  const std::string lockPath_;
+  /// Orders this process's writers; held over reading and writing the file, which is what it is for.
+  Mutex saving_;
+  mutable Mutex state_;
+  bool isLoaded_ ZN_GUARDED_BY(state_) = false;
+  Loaded loaded_ ZN_GUARDED_BY(state_);
+  std::vector<Change> unwritten_ ZN_GUARDED_BY(state_);
+  Value merged_ ZN_GUARDED_BY(state_) = Value::dictionary();
+  bool failing_ ZN_GUARDED_BY(state_) = false;  // and reported
+};
+
+}  // namespace zn

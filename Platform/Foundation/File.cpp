@@ -1,0 +1,233 @@
+#include "Platform/Foundation/File.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <charconv>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <system_error>
+#include <vector>
+
+#include "Platform/Foundation/Descriptor.h"
+
+namespace zn {
+
+namespace {
+
+/// "cannot write /path: No space left on device". Always false, so that callers can return it.
+bool fail(std::string* error, const char* action, const std::string& path, int code) {
+  if (error) *error = std::string("cannot ") + action + " " + path + ": " + std::generic_category().message(code);
+  return false;
+}
+
+struct SplitPath {
+  std::string folder;
+  std::string name;
+};
+
+SplitPath split(const std::string& path) {
+  const auto slash = path.rfind('/');
+  if (slash == std::string::npos) return {".", path};
+  return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
+}
+
+int openRetrying(int folder, const char* path, int flags, mode_t mode = 0) {
+  int descriptor;
+  do descriptor = ::openat(folder, path, flags | O_CLOEXEC, mode);
+  while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
+bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+/// Writes a new file to the disk. 0, or the error's number; then the file is gone again.
+int writeNewFile(int folder, const std::string& name, std::span<const std::uint8_t> bytes) {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL;
+  Descriptor file(openRetrying(folder, name.c_str(), kFlags, 0600));
+  if (!file) return errno;
+  if (writeAll(file.get(), bytes) && ::fdatasync(file.get()) == 0 && file.close()) return 0;
+  const int code = errno;
+  ::unlinkat(folder, name.c_str(), 0);
+  return code;
+}
+
+std::string temporaryPrefix(const std::string& name) { return "." + name + ".tmp-"; }
+
+/// The temporary file's name ends with its writer's process number; without the process nobody will finish it.
+bool isAbandoned(std::string_view fileName, const std::string& prefix) {
+  if (!fileName.starts_with(prefix)) return false;
+  fileName.remove_prefix(prefix.size());
+  pid_t writer = 0;
+  const auto [end, failure] = std::from_chars(fileName.data(), fileName.data() + fileName.size(), writer);
+  if (failure != std::errc{} || end != fileName.data() + fileName.size() || writer <= 0) return false;
+  return ::kill(writer, 0) != 0 && errno == ESRCH;
+}
+
+void removeAbandonedFiles(int folder, const std::string& prefix) {
+  Descriptor listing(openRetrying(folder, ".", O_RDONLY | O_DIRECTORY));
+  if (!listing) return;
+  struct Close {
+    void operator()(DIR* folderEntries) const { ::closedir(folderEntries); }
+  };
+  const std::unique_ptr<DIR, Close> entries(::fdopendir(listing.get()));
+  if (!entries) return;
+  listing.release();  // closedir closes it
+  while (const dirent* entry = ::readdir(entries.get())) {
+    if (isAbandoned(entry->d_name, prefix)) ::unlinkat(folder, entry->d_name, 0);
+  }
+}
+
+/// Some file systems cannot sync a folder; they say so with these.
+bool syncFolder(int folder) { return ::fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP; }
+
+/// The file cannot get a second name here: gives it a copy.
+std::string copyAside(const std::string& path, const std::string& aside, bool& taken, std::string* error) {
+  const std::optional<Data> contents = readFile(path, error);
+  if (!contents) return {};
+  const int code = writeNewFile(AT_FDCWD, aside, *contents);
+  if (code == 0) return aside;
+  if (code == EEXIST) {
+    // A copy is a file of its own; only its contents tell that it is this file's.
+    taken = readFile(aside) != contents;
+    return taken ? std::string() : aside;
+  }
+  fail(error, "write", aside, code);
+  return {};
+}
+
+}  // namespace
+
+std::optional<Data> readFile(const std::string& path, std::string* error) {
+  if (error) error->clear();
+  const auto failed = [&](int code) {
+    fail(error, "read", path, code);
+    return std::nullopt;
+  };
+  const Descriptor file(openRetrying(AT_FDCWD, path.c_str(), O_RDONLY));
+  if (!file) {
+    if (errno == ENOENT) return std::nullopt;
+    return failed(errno);
+  }
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) return failed(errno);
+  try {
+    // One byte more than the size, so that the end shows in the same read; files without a size grow as they are read.
+    Data bytes(static_cast<std::size_t>(status.st_size > 0 ? status.st_size : 4095) + 1);
+    std::size_t used = 0;
+    for (;;) {
+      if (used == bytes.size()) bytes.resize(bytes.size() * 2);
+      const ssize_t got = ::read(file.get(), bytes.data() + used, bytes.size() - used);
+      if (got < 0 && errno == EINTR) continue;
+      if (got < 0) return failed(errno);
+      if (got == 0) break;
+      used += static_cast<std::size_t>(got);
+    }
+    bytes.resize(used);
+    return bytes;
+  } catch (const std::bad_alloc&) {
+    return failed(ENOMEM);
+  } catch (const std::length_error&) {
+    return failed(EFBIG);
+  }
+}
+
+bool replaceFile(const std::string& path, std::span<const std::uint8_t> bytes, std::string* error) {
+  const SplitPath target = split(path);
+  if (target.name.empty()) return fail(error, "write", path, EISDIR);
+  const Descriptor folder(openRetrying(AT_FDCWD, target.folder.c_str(), O_RDONLY | O_DIRECTORY));
+  if (!folder) return fail(error, "write", path, errno);
+
+  const std::string prefix = temporaryPrefix(target.name);
+  removeAbandonedFiles(folder.get(), prefix);
+  const std::string temporary = prefix + std::to_string(::getpid());
+  int code = writeNewFile(folder.get(), temporary, bytes);
+  if (code == EEXIST) {  // left by an earlier process that had our number
+    ::unlinkat(folder.get(), temporary.c_str(), 0);
+    code = writeNewFile(folder.get(), temporary, bytes);
+  }
+  if (code != 0) return fail(error, "write", path, code);
+  if (::renameat(folder.get(), temporary.c_str(), folder.get(), target.name.c_str()) != 0) {
+    code = errno;
+    ::unlinkat(folder.get(), temporary.c_str(), 0);
+    return fail(error, "write", path, code);
+  }
+  return syncFolder(folder.get()) || fail(error, "sync the folder of", path, errno);
+}
+
+std::string keepAside(const std::string& path, std::string* error) {
+  constexpr int kMostAsideFiles = 1000;
+  struct stat original {};
+  if (::lstat(path.c_str(), &original) != 0) {
+    fail(error, "keep aside", path, errno);
+    return {};
+  }
+  for (int number = 1; number <= kMostAsideFiles; ++number) {
+    const std::string aside = path + ".unreadable" + (number == 1 ? "" : "-" + std::to_string(number));
+    if (::link(path.c_str(), aside.c_str()) == 0) return aside;
+    if (errno == EEXIST) {
+      struct stat there {};
+      if (::lstat(aside.c_str(), &there) == 0 && there.st_dev == original.st_dev && there.st_ino == original.st_ino) {
+        return aside;
+      }
+      continue;
+    }
+    if (errno != EPERM && errno != ENOTSUP && errno != ENOSYS && errno != EMLINK && errno != EACCES) {
+      fail(error, "keep aside", path, errno);
+      return {};
+    }
+    bool taken = false;
+    const std::string copy = copyAside(path, aside, taken, error);
+    if (!taken) return copy;
+  }
+  fail(error, "keep aside", path, EEXIST);
+  return {};
+}
+
+bool fileExistsAtPath(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0;
+}
+
+bool createDirectoryAtPath(const std::string& path, bool intermediate, std::string* error) {
+  const auto isDirectory = [&] {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  };
+  for (bool retried = false;; retried = true) {
+    if (::mkdir(path.c_str(), 0700) == 0) return true;
+    const int code = errno;
+    if (code == EEXIST) return isDirectory() || fail(error, "make folder", path, ENOTDIR);
+    if (code != ENOENT || !intermediate || retried) return fail(error, "make folder", path, code);
+    const std::string parent = split(path.ends_with('/') ? path.substr(0, path.size() - 1) : path).folder;
+    if (path.empty() || parent == path) return fail(error, "make folder", path, code);
+    if (!createDirectoryAtPath(parent, true, error)) return false;
+  }
+}
+
+bool removeItemAtPath(const std::string& path, std::string* error) {
+  std::error_code failure;
+  if (std::filesystem::remove_all(path, failure) == 0 && !failure) return fail(error, "remove", path, ENOENT);
+  return !failure || fail(error, "remove", path, failure.value());
+}
+
+std::string stringByAppendingPathComponent(const std::string& path, std::string_view component) {
+  while (component.starts_with('/')) component.remove_prefix(1);
+  std::string joined = path;
+  if (!joined.empty() && !joined.ends_with('/')) joined += '/';
+  return joined += component;
+}
+
+}  // namespace zn

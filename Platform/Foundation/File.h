@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "Platform/Export.h"
+#include "Platform/Foundation/Value.h"
+
+namespace zn {
+
+/// The whole file, or nothing: `error` is then empty where there is no such file, and else says what failed.
+ZN_EXPORT std::optional<Data> readFile(const std::string& path, std::string* error = nullptr);
+
+/// Replaces a file as one step: a process killed at any moment leaves the old contents or the new ones, never a
+/// mixture. Writes a temporary file beside it (mode 0600), syncs its data, renames it over `path` and syncs the folder.
+/// On failure the old file is untouched, the temporary one is gone, and the result is false with `error` filled. (One
+/// exception: when only the sync of the folder fails, the new contents stand there, but may not outlive a power cut.)
+/// Left-over temporary files of a killed process are removed by the next call for the same path. Blocks on the disk.
+/// Calls for the same path from several threads of one process at once are the caller's to order.
+ZN_EXPORT bool replaceFile(const std::string& path, std::span<const std::uint8_t> bytes, std::string* error = nullptr);
+
+/// Gives an unreadable file a second name beside it, "NAME.unreadable" ("NAME.unreadable-2", … where that is taken), so
+/// that replacing it loses nothing. The file keeps its own name too. Returns the new path, or "" with `error` filled.
+ZN_EXPORT std::string keepAside(const std::string& path, std::string* error = nullptr);
+
+ZN_EXPORT bool fileExistsAtPath(const std::string& path);
+/// Makes one folder (mode 0700); with `intermediate` also those above it. True when it is there afterwards.
+ZN_EXPORT bool createDirectoryAtPath(const std::string& path, bool intermediate, std::string* error = nullptr);
+ZN_EXPORT bool removeItemAtPath(const std::string& path, std::string* error = nullptr);
+ZN_EXPORT std::string stringByAppendingPathComponent(const std::string& path, std::string_view component);
+
+/// An advisory lock on a file (made when missing, mode 0600), held while the object lives; it excludes other processes
+/// and other FileLock objects of this one.
+class ZN_EXPORT FileLock {
+ public:
+  /// Waits for the lock.
+  static std::optional<FileLock> wait(const std::string& path, std::string* error = nullptr);
+  /// Takes the lock if it is free; otherwise nothing, with an empty `error` when another holder is the reason.
+  static std::optional<FileLock> tryNow(const std::string& path, std::string* error = nullptr);
+
+  FileLock(FileLock&& other) noexcept;
+  FileLock& operator=(FileLock&& other) noexcept;
+  ~FileLock();
+
+ private:
+  explicit FileLock(int descriptor) : descriptor_(descriptor) {}
+  int descriptor_ = -1;
+};
+
+}  // namespace zn

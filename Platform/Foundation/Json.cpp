@@ -1,0 +1,225 @@
+#include "Platform/Foundation/Json.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+namespace zn {
+
+namespace {
+
+/// Reads the text and tells how far the parser has come: its events do not carry their place.
+class Cursor {
+ public:
+  using iterator_category = std::forward_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char*;
+  using reference = const char&;
+
+  Cursor() = default;
+  Cursor(const char* at, const char** observer) : at_(at), observer_(observer) {}
+  reference operator*() const { return *at_; }
+  Cursor& operator++() {
+    *observer_ = ++at_;
+    return *this;
+  }
+  Cursor operator++(int) {
+    Cursor old = *this;
+    ++*this;
+    return old;
+  }
+  friend bool operator==(const Cursor& a, const Cursor& b) { return a.at_ == b.at_; }
+
+ private:
+  const char* at_ = nullptr;
+  const char** observer_ = nullptr;
+};
+
+struct Rule {
+  std::string_view sign;  ///< a piece of the parser's message
+  std::string_view text;
+};
+
+/// The first rule that fits wins. The parser names the error only in its message, which is far too long for a log line.
+constexpr Rule kRules[] = {
+    {"number overflow", "the number is too large"},
+    {"missing closing quote", "the string is not closed"},
+    {"missing closing '*/'", "the comment is not closed"},
+    {"unexpected end of input", "the text ends too early"},
+    {"invalid literal", "unexpected characters"},
+    {"expected end of input", "something follows after the end of the value"},
+    {"ill-formed UTF-8", "the string is not valid UTF-8"},
+    {"control character", "a control character in a string must be escaped"},
+    {"surrogate", "a \\u escape is half of a surrogate pair"},
+    {"4 hex digits", "\\u needs four hex digits"},
+    {"after backslash", "unknown escape in a string"},
+    {"invalid number", "malformed number"},
+    {"invalid comment", "malformed comment"},
+    {"invalid BOM", "malformed byte order mark"},
+    {"while parsing object key", "a key in double quotes is missing"},
+    {"while parsing object separator", "':' is missing after the key"},
+    {"while parsing object", "',' or '}' is missing"},
+    {"while parsing array", "',' or ']' is missing"},
+    {"while parsing value", "a value is missing"},
+};
+
+/// Takes the parser's events and builds the value: everything open waits on one stack, and each container is made with
+/// its exact size when it closes.
+class Builder {
+ public:
+  explicit Builder(std::string_view text) : text_(text), reached_(text.data()) {}
+
+  const char** observer() { return &reached_; }
+  Value takeResult() { return std::move(pending_.back().value); }
+  std::size_t failedAt() const { return failedAt_; }
+  std::string_view failure() const { return failure_; }
+
+  bool null() { return add(Value::null()); }
+  bool boolean(bool value) { return add(value); }
+  bool number_integer(std::int64_t number) { return add(number); }
+  bool number_unsigned(std::uint64_t number) { return add(number); }
+  bool number_float(double number, const std::string&) { return add(number); }
+  bool string(const std::string& text) { return add(std::string_view(text)); }
+  bool binary(const nlohmann::json::binary_t&) { return false; }  // not in JSON texts
+  bool start_object(std::size_t) { return open(true); }
+  bool start_array(std::size_t) { return open(false); }
+
+  bool key(const std::string& name) {
+    pending_.push_back({sharedKey(name), Value()});
+    return true;
+  }
+
+  bool end_object() {
+    const auto first = pending_.begin() + static_cast<std::ptrdiff_t>(frames_.back().start);
+    return close(Value::dictionary({std::make_move_iterator(first), std::make_move_iterator(pending_.end())}));
+  }
+
+  bool end_array() {
+    std::vector<Value> elements;
+    elements.reserve(pending_.size() - frames_.back().start);
+    for (std::size_t i = frames_.back().start; i < pending_.size(); ++i) {
+      elements.push_back(std::move(pending_[i].value));
+    }
+    return close(Value::array(std::move(elements)));
+  }
+
+  bool parse_error(std::size_t position, const std::string& token, const nlohmann::json::exception& error) {
+    const std::string_view message = error.what();
+    const auto fits = [&](const Rule& rule) { return message.find(rule.sign) != std::string_view::npos; };
+    const auto* rule = std::find_if(std::begin(kRules), std::end(kRules), fits);
+    failure_ = rule != std::end(kRules) ? rule->text : "malformed JSON";
+    const bool isWholeToken = message.find("unexpected") != std::string_view::npos || failure_ == kRules[0].text;
+    const std::size_t back = isWholeToken ? tokenSize(position, token) : 1;
+    failedAt_ = std::min(position - std::min(back, position), text_.size());
+    return false;
+  }
+
+ private:
+  struct Frame {
+    std::size_t start;  ///< of its entries in `pending_`
+    bool isObject;
+  };
+
+  /// A token in the wrong place is named by its begin, not its end. The parser's copy of it is exact for strings and
+  /// numbers only.
+  std::size_t tokenSize(std::size_t end, const std::string& token) const {
+    if (end == 0 || end > text_.size()) return 1;
+    const char last = text_[end - 1];
+    if (last == '"' || (last >= '0' && last <= '9')) return token.size();
+    const auto isLetter = [&](std::size_t at) { return text_[at] >= 'a' && text_[at] <= 'z'; };
+    std::size_t begin = end;
+    while (begin > 0 && isLetter(begin - 1)) --begin;
+    return std::max<std::size_t>(end - begin, 1);
+  }
+
+  bool open(bool isObject) {
+    if (frames_.size() >= Value::maximumReadDepth) {
+      failure_ = "the value nests too deeply";
+      failedAt_ = static_cast<std::size_t>(reached_ - text_.data()) - 1;
+      return false;
+    }
+    frames_.push_back({pending_.size(), isObject});
+    return true;
+  }
+
+  bool close(Value container) {
+    pending_.resize(frames_.back().start);
+    frames_.pop_back();
+    return add(std::move(container));
+  }
+
+  bool add(Value value) {
+    if (!frames_.empty() && frames_.back().isObject) {
+      pending_.back().value = std::move(value);
+    } else {
+      pending_.push_back({Value(), std::move(value)});
+    }
+    return true;
+  }
+
+  /// Records of one kind repeat their keys: most keys share the storage of the one before.
+  const Value& sharedKey(std::string_view name) {
+    Value& slot = keys_[std::hash<std::string_view>()(name) % keys_.size()];
+    if (!slot.isString() || slot.string() != name) slot = Value(name);
+    return slot;
+  }
+
+  const std::string_view text_;
+  const char* reached_;
+  std::vector<Value::Entry> pending_;
+  std::vector<Frame> frames_;
+  std::array<Value, 128> keys_;
+  std::size_t failedAt_ = 0;
+  std::string_view failure_;
+};
+
+JsonError errorAt(std::string_view text, std::size_t offset, std::string_view reason) {
+  const std::string_view before = text.substr(0, offset);
+  const auto lineStart = before.rfind('\n') + 1;  // 0 on the first line
+  JsonError error;
+  error.line = static_cast<int>(std::count(before.begin(), before.end(), '\n')) + 1;
+  error.column = static_cast<int>(offset - lineStart) + 1;
+  error.text = "line " + std::to_string(error.line) + ", column " + std::to_string(error.column) + ": ";
+  error.text += reason;
+  return error;
+}
+
+std::optional<Value> parse(std::string_view text, JsonReadOptions options, JsonError& error) {
+  Builder builder(text);
+  const Cursor first(text.data(), builder.observer());
+  const Cursor last(text.data() + text.size(), builder.observer());
+  const bool isRead = nlohmann::json::sax_parse(first, last, &builder, nlohmann::json::input_format_t::json, true,
+                                                options.allowComments);
+  // The parser takes a NUL for the end of its input.
+  const auto nul = text.find('\0');
+  if (nul != std::string_view::npos && (isRead || builder.failedAt() >= nul)) {
+    error = errorAt(text, nul, "unexpected NUL character");
+    return std::nullopt;
+  }
+  if (isRead) return builder.takeResult();
+  error = errorAt(text, builder.failedAt(), builder.failure());
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Value> parseJson(std::string_view text, JsonError* error, JsonReadOptions options) {
+  JsonError ignored;
+  JsonError& failure = error ? *error : ignored;
+  try {
+    if (text.find_first_not_of(" \t\r\n") == std::string_view::npos) {
+      failure = errorAt(text, text.size(), "the text is empty");
+      return std::nullopt;
+    }
+    return parse(text, options, failure);
+  } catch (const std::exception&) {
+    failure = {"line 1, column 1: not enough memory to read the text", 1, 1};
+    return std::nullopt;
+  }
+}
+
+}  // namespace zn

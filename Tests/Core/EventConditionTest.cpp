@@ -1,0 +1,376 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <new>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Platform/Foundation/Json.h"
+#include "ZNAnalytics/ZNEventCondition.h"
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define ZN_SANITIZED
+#endif
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define ZN_SANITIZED
+#endif
+
+#ifndef ZN_SANITIZED  // the sanitizers bring an allocator of their own
+namespace {
+thread_local std::size_t allocations = 0;
+}
+
+// Counts what this thread allocates. Not inlined, or GCC takes malloc and free here for a mismatched pair.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  ++allocations;
+  if (void* memory = std::malloc(size ? size : 1)) return memory;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#endif
+
+namespace {
+
+using zn::Date;
+using zn::Value;
+
+Value json(const std::string& text) {
+  zn::JsonError error;
+  const auto value = zn::parseJson(text, &error);
+  EXPECT_TRUE(value) << error.text << " in " << text;
+  return value.value_or(zn::nil);
+}
+
+Value conditionWith(const Value& filter) { return Value::dictionary({{"eventName", "E"}, {"filter", filter}}); }
+
+/// What an event E was tracked with.
+Value tracked(const Value& attributes) {
+  return Value::dictionary({{"EVENT_ATTRS", Value::dictionary()}, {"EVENT_ATTRS_CUST", attributes}});
+}
+
+bool satisfies(const Value& attributes, const Value& filter) {
+  const auto condition = ZNEventCondition::initWithDictionary(conditionWith(filter));
+  EXPECT_EQ(condition->problem(), "") << zn::jsonText(filter);
+  return condition->checkIfAttributeConditionSatisfiedForEvent("E", tracked(attributes));
+}
+
+/// Whether attribute a, if it has one, stands in that relation to the value.
+bool test(const Value& attribute, const char* comparison, const Value& value) {
+  return satisfies(Value::dictionary({{"a", attribute}}),
+                   Value::dictionary({{"attribute", "a"}, {"is", comparison}, {"value", value}}));
+}
+
+/// Of equals, less and greater those that hold, as "=", "<" and ">". Checks that the other comparisons agree.
+std::string relation(const Value& attribute, const Value& value) {
+  const bool equal = test(attribute, "equals", value);
+  const bool less = test(attribute, "less", value);
+  const bool greater = test(attribute, "greater", value);
+  EXPECT_EQ(test(attribute, "notEquals", value), !equal);
+  EXPECT_EQ(test(attribute, "in", Value::array({"something else", value})), equal);
+  EXPECT_EQ(test(attribute, "between", Value::array({value, value})), equal);
+  EXPECT_EQ(test(attribute, "atLeast", value), equal || greater);
+  EXPECT_EQ(test(attribute, "atMost", value), equal || less);
+  return std::string(equal ? "=" : "") + (less ? "<" : "") + (greater ? ">" : "");
+}
+
+std::string problem(const std::string& text) { return ZNEventCondition::initWithDictionary(json(text))->problem(); }
+std::string problemOfFilter(const std::string& text) {
+  return problem(R"({"eventName": "E", "filter": )" + text + "}");
+}
+
+TEST(EventCondition, AsksForTheExactEventName) {
+  const auto condition = ZNEventCondition::initWithDictionary(json(R"({"eventName": "ADDED_TO_CART"})"));
+  EXPECT_EQ(condition->problem(), "");
+  const auto check = [&](const Value& name) {
+    return condition->checkIfAttributeConditionSatisfiedForEvent(name, zn::nil);
+  };
+  EXPECT_TRUE(check("ADDED_TO_CART"));
+  EXPECT_FALSE(check("added_to_cart"));
+  EXPECT_FALSE(check("ADDED_TO_CART "));
+  EXPECT_FALSE(check(zn::nil));
+  EXPECT_FALSE(check(5));
+
+  const auto filtered =
+      ZNEventCondition::initWithDictionary(conditionWith(json(R"({"attribute": "a", "is": "equals", "value": 1})")));
+  EXPECT_FALSE(filtered->checkIfAttributeConditionSatisfiedForEvent("F", tracked(json(R"({"a": 1})"))));
+  EXPECT_FALSE(filtered->checkIfAttributeConditionSatisfiedForEvent("E", zn::nil));
+  EXPECT_TRUE(problem(R"({"eventName": "E", "filter": null})").empty()) << "null counts as missing";
+}
+
+TEST(EventCondition, LooksAttributesUpInThreePlaces) {
+  const auto condition =
+      ZNEventCondition::initWithDictionary(conditionWith(json(R"({"attribute": "a.b", "is": "equals", "value": 1})")));
+  const auto check = [&](const char* attributes) {
+    return condition->checkIfAttributeConditionSatisfiedForEvent("E", json(attributes));
+  };
+  EXPECT_TRUE(check(R"({"EVENT_ATTRS_CUST": {"a.b": 1}, "EVENT_ATTRS": {"a.b": 2}, "a.b": 2})"));
+  EXPECT_FALSE(check(R"({"EVENT_ATTRS_CUST": {"a.b": 2}, "EVENT_ATTRS": {"a.b": 1}, "a.b": 1})"));
+  EXPECT_TRUE(check(R"({"EVENT_ATTRS_CUST": {"a.b": null}, "EVENT_ATTRS": {"a.b": 1}, "a.b": 2})"));
+  EXPECT_TRUE(check(R"({"EVENT_ATTRS_CUST": "odd", "EVENT_ATTRS": {"a.b": null}, "a.b": 1})"));
+  EXPECT_FALSE(check(R"({"EVENT_ATTRS_CUST": {"a": {"b": 1}}})")) << "a dot in a name is no path";
+}
+
+TEST(EventCondition, ComparesNumbersByValue) {
+  EXPECT_EQ(relation(5, 5.0), "=");
+  EXPECT_EQ(relation(5, 5.5), "<");
+  EXPECT_EQ(relation(-5, -5.5), ">");
+  EXPECT_EQ(relation(5.5, 5), ">");
+  EXPECT_EQ(relation(-0.0, 0), "=");
+  // A 64-bit integer and a real compare exactly: the nearest real of 2^53 + 1 is 2^53.
+  EXPECT_EQ(relation((std::int64_t{1} << 53) + 1, 0x1p53), ">");
+  EXPECT_EQ(relation(0x1p53, (std::int64_t{1} << 53) + 1), "<");
+  EXPECT_EQ(relation(INT64_MAX, 0x1p63), "<");
+  EXPECT_EQ(relation(INT64_MIN, -0x1p63), "=");
+  EXPECT_EQ(relation(INT64_MIN, -0x1p64), ">");
+  EXPECT_EQ(relation(std::numeric_limits<double>::infinity(), INT64_MAX), ">");
+  EXPECT_EQ(relation(std::nan(""), 5), "");
+  EXPECT_TRUE(test(3, "between", Value::array({1, 3})));
+  EXPECT_TRUE(test(1, "between", Value::array({1, 3.5})));
+  EXPECT_FALSE(test(3.5, "between", Value::array({1, 3})));
+  EXPECT_FALSE(test(0, "between", Value::array({1, 3})));
+}
+
+TEST(EventCondition, ComparesStringsByTheirBytes) {
+  EXPECT_EQ(relation("b", "b"), "=");
+  EXPECT_EQ(relation("B", "b"), "<") << "upper and lower case differ";
+  EXPECT_EQ(relation("b", "ab"), ">");
+  EXPECT_EQ(relation("b", ""), ">");
+  EXPECT_EQ(relation("ä", "z"), ">") << "bytes from 128 are above ASCII";
+  EXPECT_EQ(relation("2024-03-01", "2024-03-01T00:00Z"), "<") << "texts are no dates, whatever they say";
+}
+
+TEST(EventCondition, DifferentTypesAreNeverEqualAndInNoOrder) {
+  const Value values[] = {5, "5", Date{5}};
+  const Value others[] = {true, Value::array({5}), Value::dictionary({{"$date", 5}}), Value::data({5})};
+  for (const Value& value : values) {
+    for (const Value& attribute : values) {
+      EXPECT_EQ(relation(attribute, value), attribute == value ? "=" : "") << zn::jsonText(attribute);
+    }
+    for (const Value& attribute : others) EXPECT_EQ(relation(attribute, value), "") << zn::jsonText(attribute);
+  }
+  EXPECT_TRUE(test(true, "equals", true));
+  EXPECT_FALSE(test(true, "equals", false));
+  EXPECT_FALSE(test(1, "equals", true));
+  EXPECT_FALSE(test(true, "in", Value::array({1, "true"})));
+}
+
+TEST(EventCondition, DatesCompareWithDatesSecondsAndIsoText) {
+  EXPECT_EQ(relation(Date{10}, Date{10}), "=");
+  EXPECT_EQ(relation(Date{10}, json(R"({"$date": 10.5})")), "<");
+  EXPECT_EQ(relation(Date{1709251200}, "2024-03-01"), "=");
+  EXPECT_EQ(relation(Date{1709251199.5}, "2024-03-01"), "<");
+  EXPECT_EQ(relation(Date{1709296200}, "2024-03-01T12:30Z"), "=");
+  EXPECT_EQ(relation(Date{1709296215.25}, "2024-03-01T14:30:15.25+02:00"), "=");
+  EXPECT_EQ(relation(Date{1709296215}, "2024-03-01T07:00:15-05:30"), "=");
+  EXPECT_EQ(relation(Date{1709164800}, "2024-02-29"), "=");
+  EXPECT_EQ(relation(Date{-1}, "1969-12-31T23:59:59Z"), "=");
+  EXPECT_EQ(relation(10, json(R"({"$date": 10})")), "") << "a number is no date";
+  const char* const noDates[] = {"2023-02-29",
+                                 "2024-13-01",
+                                 "2024-3-01",
+                                 "24-03-01",
+                                 "2024-03-01T12:30",
+                                 "2024-03-01 12:30Z",
+                                 "2024-03-01T24:00Z",
+                                 "2024-03-01T12:60Z",
+                                 "2024-03-01T12:30:Z",
+                                 "2024-03-01T12:30:15.Z",
+                                 "2024-03-01T12:30:15,5Z",
+                                 "2024-03-01T12:30+0200",
+                                 "2024-03-01T12:30Z ",
+                                 "2024-03-01T",
+                                 "-024-03-01",
+                                 "",
+                                 "soon"};
+  for (const char* text : noDates) {
+    EXPECT_FALSE(test(Date{1709296200}, "atLeast", text) || test(Date{1709296200}, "less", text)) << text;
+  }
+  EXPECT_TRUE(test(Date{15}, "between", Value::array({Date{10}, "1970-01-01T00:00:20Z"})));
+  // In bytes these two stand the other way round.
+  const Value zones = Value::array({"2024-03-01T02:00+03:00", "2024-03-01T00:00Z"});
+  EXPECT_TRUE(test(Date{1709250000}, "between", zones));
+}
+
+TEST(EventCondition, LooksIntoTextsAndLists) {
+  EXPECT_TRUE(test("red shoes", "contains", "d s"));
+  EXPECT_TRUE(test("red shoes", "contains", ""));
+  EXPECT_FALSE(test("red shoes", "contains", "Red"));
+  EXPECT_FALSE(test("15", "contains", 5));
+  EXPECT_FALSE(test(15, "contains", 5));
+  const Value list = Value::array({"red", 5, true, Date{1709251200}, Value::null(), Value::array({"blue"})});
+  EXPECT_TRUE(test(list, "contains", "red"));
+  EXPECT_TRUE(test(list, "contains", 5.0));
+  EXPECT_TRUE(test(list, "contains", true));
+  EXPECT_TRUE(test(list, "contains", "2024-03-01"));
+  EXPECT_FALSE(test(list, "contains", "re")) << "elements are compared whole";
+  EXPECT_FALSE(test(list, "contains", 1));
+  EXPECT_FALSE(test(list, "contains", "blue"));
+  EXPECT_TRUE(test("red shoes", "startsWith", "red"));
+  EXPECT_FALSE(test("red", "startsWith", "red shoes"));
+  EXPECT_FALSE(test(list, "startsWith", "red"));
+  EXPECT_TRUE(test("b", "in", Value::array({1, "a", "b"})));
+  EXPECT_FALSE(test(Value::array({"b"}), "in", Value::array({"b"})));
+}
+
+TEST(EventCondition, AMissingAttributeIsOnlyNotEqual) {
+  for (const Value& absent : {zn::nil, Value::null()}) {
+    for (const char* comparison : {"equals", "greater", "less", "atLeast", "atMost", "contains", "startsWith"}) {
+      EXPECT_FALSE(test(absent, comparison, "")) << comparison;
+    }
+    EXPECT_FALSE(test(absent, "between", Value::array({"", "z"})));
+    EXPECT_FALSE(test(absent, "in", Value::array({""})));
+    EXPECT_TRUE(test(absent, "notEquals", ""));
+  }
+  const Value exists = json(R"({"attribute": "a", "is": "exists"})");
+  for (const char* present : {R"({"a": false})", R"({"a": ""})", R"({"a": []})", R"({"a": {}})"}) {
+    EXPECT_TRUE(satisfies(json(present), exists)) << present;
+  }
+  EXPECT_FALSE(satisfies(json(R"({"a": null, "b": 1})"), exists));
+}
+
+/// Every combination of a, b, c and d against what the operators of C++ say.
+TEST(EventCondition, CombinesFilters) {
+  const auto isTrue = [](const std::string& name) {
+    return R"({"attribute": ")" + name + R"(", "is": "equals", "value": true})";
+  };
+  const std::string a = isTrue("a"), b = isTrue("b"), c = isTrue("c"), d = isTrue("d");
+  const auto both = [](const std::string& x, const std::string& y) { return R"({"and": [)" + x + "," + y + "]}"; };
+  const auto either = [](const std::string& x, const std::string& y) { return R"({"or": [)" + x + "," + y + "]}"; };
+  const auto inverse = [](const std::string& x) { return R"({"not": )" + x + "}"; };
+  for (int bits = 0; bits < 16; ++bits) {
+    const bool A = bits & 1, B = bits & 2, C = bits & 4, D = bits & 8;
+    const Value attributes = Value::dictionary({{"a", A}, {"b", B}, {"c", C}, {"d", D}});
+    const auto holds = [&](const std::string& filter) { return satisfies(attributes, json(filter)); };
+    EXPECT_EQ(holds(both(either(a, b), either(c, d))), (A || B) && (C || D)) << bits;
+    EXPECT_EQ(holds(either(both(a, inverse(b)), inverse(either(c, d)))), (A && !B) || !(C || D)) << bits;
+    EXPECT_EQ(holds(both(inverse(both(a, b)), either(inverse(inverse(c)), d))), !(A && B) && (C || D)) << bits;
+    EXPECT_EQ(holds(R"({"and": [)" + a + "," + inverse(b) + "," + c + "]}"), A && !B && C) << bits;
+    EXPECT_EQ(holds(R"({"or": [{"or": [)" + a + "]}," + b + R"(,{"and": [)" + c + "]}]}"), A || B || C) << bits;
+  }
+}
+
+TEST(EventCondition, SaysWhyAndWhereItIsNotUnderstood) {
+  EXPECT_EQ(ZNEventCondition::initWithDictionary(zn::nil)->problem(), "condition: null is not a dictionary");
+  EXPECT_EQ(problem("{}"), R"(condition: "eventName" is missing)");
+  EXPECT_EQ(problem(R"({"eventName": 5})"), "eventName: 5 is not a string");
+  EXPECT_EQ(problem(R"({"eventName": "E", "fliter": {}})"),
+            R"(condition: "fliter" has no place here; a condition has "eventName" and "filter")");
+  EXPECT_EQ(problemOfFilter(R"([])"), "filter: [] is not a filter, which is a dictionary");
+  EXPECT_EQ(problemOfFilter(R"({})"), R"(filter: "attribute" is missing)");
+  EXPECT_EQ(problemOfFilter(R"({"and": []})"), "filter.and: [] is not a list of one filter or more");
+  EXPECT_EQ(problemOfFilter(R"({"not": null})"), "filter.not: null is not a filter, which is a dictionary");
+  EXPECT_EQ(problemOfFilter(R"({"and": [], "or": []})"), R"(filter: "or" has no place here; "and" stands alone)");
+  EXPECT_EQ(problemOfFilter(R"({"attribute": "a", "equals": 5})"),
+            "filter: \"equals\" has no place here; a filter has \"and\", \"or\", \"not\", or \"attribute\", \"is\" and "
+            "\"value\"");
+  EXPECT_EQ(problemOfFilter(R"({"or": [{"attribute": "a", "is": "exists"}, {"not": {"attribute": "", "is": 1}}]})"),
+            R"(filter.or[1].not.attribute: "" is not an attribute's name)");
+  EXPECT_EQ(
+      problemOfFilter(R"({"and": [{"attribute": "a", "is": "exists"}, {"attribute": "a", "is": "atleast"}, 7]})"),
+      "filter.and[1].is: \"atleast\" is not a comparison; use one of equals, notEquals, in, greater, less, atLeast, "
+      "atMost, between, contains, startsWith, exists");
+}
+
+TEST(EventCondition, RefusesValuesThatAComparisonCannotTake) {
+  const auto refused = [](const std::string& comparison, const std::string& value) {
+    return problemOfFilter(R"({"attribute": "a", "is": ")" + comparison + R"(", "value": )" + value + "}");
+  };
+  EXPECT_EQ(refused("equals", "null"), R"(filter: "value" is missing)");
+  EXPECT_EQ(refused("equals", "[1]"),
+            R"(filter.value: [1] is nothing that "equals" compares with; use a number, string, boolean or date)");
+  EXPECT_EQ(refused("atLeast", "true"),
+            R"(filter.value: true is nothing that "atLeast" compares with; use a number, string or date)");
+  EXPECT_EQ(refused("startsWith", "5"), R"(filter.value: 5 is nothing that "startsWith" compares with; use a string)");
+  EXPECT_EQ(refused("in", R"(["a", null])"),
+            R"(filter.value[1]: null is nothing that "in" compares with; use a number, string, boolean or date)");
+  EXPECT_EQ(refused("in", "[]"), "filter.value: [] is not a list of one value or more");
+  EXPECT_EQ(refused("exists", "true"), R"(filter.value: "exists" takes no value)");
+  EXPECT_EQ(refused("between", "[1]"), "filter.value: [1] is not a list of two values, lowest and highest");
+  EXPECT_EQ(refused("between", "[3, 1]"), "filter.value: the first value of [3,1] is above the second");
+  EXPECT_EQ(refused("between", R"([1, "3"])"), R"(filter.value: the two values of [1,"3"] do not compare)");
+  EXPECT_EQ(refused("between", R"([{"$date": 9}, "soon"])"),
+            R"(filter.value: the two values of [{"$date":9},"soon"] do not compare)");
+  for (const char* date : {R"({"$date": true})", R"({"$date": "soon"})", R"({"$date": 1, "x": 1})"}) {
+    EXPECT_NE(refused("equals", date), "") << date;
+  }
+  const Value odd[] = {std::nan(""), Date{std::nan("")}, Date{std::numeric_limits<double>::infinity()},
+                       Value::data({1})};
+  for (const Value& value : odd) {
+    const auto condition = ZNEventCondition::initWithDictionary(
+        conditionWith(Value::dictionary({{"attribute", "a"}, {"is", "notEquals"}, {"value", value}})));
+    EXPECT_NE(condition->problem(), "");
+    EXPECT_FALSE(condition->checkIfAttributeConditionSatisfiedForEvent("E", tracked(zn::nil)));
+  }
+}
+
+TEST(EventCondition, AProblemStaysOneReadableLine) {
+  std::string text = problemOfFilter(R"({"attribute": "a", "is": "new\nline"})");
+  EXPECT_EQ(text.find('\n'), std::string::npos);
+  std::string umlauts;
+  for (int i = 0; i < 1000; ++i) umlauts += "ä";
+  for (const std::string& name : {umlauts, "x" + umlauts}) {  // the cut falls between and inside characters
+    text = problemOfFilter(R"({"attribute": "a", "is": ")" + name + R"("})");
+    EXPECT_LT(text.size(), 300u);
+    EXPECT_TRUE(zn::isValidUtf8(text)) << text;
+  }
+}
+
+TEST(EventCondition, BoundsItsNesting) {
+  const auto nested = [](int levels) {
+    Value filter = json(R"({"attribute": "a", "is": "exists"})");
+    for (int i = 0; i < levels; ++i) {
+      filter = i % 2 ? Value::dictionary({{"not", filter}}) : Value::dictionary({{"and", Value::array({filter})}});
+    }
+    return ZNEventCondition::initWithDictionary(conditionWith(filter));
+  };
+  EXPECT_TRUE(nested(64)->checkIfAttributeConditionSatisfiedForEvent("E", tracked(json(R"({"a": 1})"))));
+  for (int levels : {65, 600}) {
+    const std::string text = nested(levels)->problem();
+    EXPECT_NE(text.find(": filters nest deeper than 64 levels"), std::string::npos) << text;
+  }
+}
+
+struct SharedCondition {
+  std::shared_ptr<ZNEventCondition> condition = ZNEventCondition::initWithDictionary(conditionWith(json(
+      R"({"and": [{"attribute": "price", "is": "between", "value": [10, 99.5]},
+                  {"attribute": "a rather long name of an attribute", "is": "contains", "value": "x"},
+                  {"not": {"or": [{"attribute": "tags", "is": "contains", "value": "old"},
+                                  {"attribute": "missing", "is": "exists"}]}}]})")));
+  Value name = "E";
+  Value attributes = tracked(json(
+      R"({"price": 20, "tags": ["new", "blue"], "a rather long name of an attribute": "a text with an x in it"})"));
+  bool check() const { return condition->checkIfAttributeConditionSatisfiedForEvent(name, attributes); }
+};
+
+TEST(EventCondition, ChecksWithoutAllocation) {
+#ifdef ZN_SANITIZED
+  GTEST_SKIP() << "allocations are not counted under a sanitizer";
+#else
+  const SharedCondition shared;
+  const std::size_t before = allocations;
+  const bool satisfied = shared.check();
+  EXPECT_EQ(allocations, before);
+  EXPECT_TRUE(satisfied);
+  EXPECT_GT(before, 0u) << "allocations are counted";
+#endif
+}
+
+TEST(EventCondition, IsCheckedByManyThreadsAtOnce) {
+  const SharedCondition shared;
+  std::vector<int> counts(4);
+  std::vector<std::thread> threads;
+  for (int& count : counts) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 1000; ++i) count += shared.check();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(counts, std::vector<int>(4, 1000));
+}
+
+}  // namespace

@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# zinextension as a push channel uses it, and what the application finds afterwards. $1: zinextension, $2: zinsim, $3: a
+# folder for this test.
+set -uo pipefail
+zinextension=$1
+zinsim=$2
+work=$3
+rm -rf "$work"
+mkdir -p "$work"
+cd "$work" || exit 1
+failures=0
+
+complain() {
+  echo "FAILED: $*"
+  failures=$((failures + 1))
+}
+
+gives() {  # exit status, expected standard error, arguments...; standard input is passed on
+  local status=$1 error=$2
+  shift 2
+  "$zinextension" "$@" >out.txt 2>err.txt
+  local got=$?
+  [[ $got == "$status" ]] || complain "zinextension $*: exit status $got instead of $status"
+  [[ $(<err.txt) == "$error" ]] || complain "zinextension $*: says \"$(<err.txt)\" instead of \"$error\""
+}
+
+store=(--home home --group group.zintar --app app-1)
+rich='{"zintar": {"cid": "c1"}, "zinFeatures": {"richPush": {"expandedMode": {"cards": [{"cardID": 7, "actions":
+  [{"actionName": 0, "actionType": 1, "value": "shop://seven"}]}]}}}}'
+
+# Lines that cannot be used are reported; the others are stored. The application takes them in, and the tapped card.
+gives 2 "zinextension: line 2: a payload is a JSON object
+zinextension: line 4: not JSON: column 2: unexpected characters" "${store[@]}" <<'LINES'
+{"aps": {"alert": "First"}, "zintar": {"cid": "first"}}
+[1]
+# a remark
+{bad
+{"aps": {"alert": "Second"}, "zintar": {"cid": "second"}}
+LINES
+gives 0 "" "${store[@]}" --card-click c1 7 </dev/null
+{
+  echo '{"do": "call", "on": "ZNMessaging", "operation": "initializeMessagingWithLaunchOptions:", "arguments": [null]}'
+  echo "{\"do\": \"tap\", \"payload\": $(tr -d '\n' <<<"$rich")}"
+  echo '{"do": "inbox"}'
+} | "$zinsim" --home home --only open,inbox >out.txt || complain "zinsim ends with status $?"
+grep -qF '{"open": "deeplink", "url": "shop://seven"}' out.txt || complain "the card is not opened: $(<out.txt)"
+for campaign in first second c1; do
+  grep -qF "\"cid\": \"$campaign\"" out.txt || complain "$campaign is not in the inbox: $(<out.txt)"
+done
+
+hint="Try 'zinextension --help' for more information."
+gives 2 "zinextension: option --home is needed
+$hint" </dev/null
+gives 2 "zinextension: none.jsonl: No such file or directory
+$hint" "${store[@]}" none.jsonl </dev/null
+chmod 500 home/Preferences
+if [[ ! -w home/Preferences ]]; then  # root may write everywhere
+  echo '{"zintar": {"cid": "third"}}' | "$zinextension" "${store[@]}" 2>err.txt
+  [[ $? == 1 && -s err.txt ]] || complain "a store that cannot be written goes unnoticed"
+fi
+chmod 700 home/Preferences
+exit $((failures > 0))

@@ -1,0 +1,212 @@
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "Platform/Foundation/Descriptor.h"
+#include "Platform/Foundation/Json.h"
+#include "Tests/Support/Requests.h"
+#include "Tests/Support/TestHome.h"
+
+namespace {
+
+using zn::HttpTransport;
+using zn::Value;
+
+/// A child process; its standard output is read here.
+class Process {
+ public:
+  explicit Process(std::vector<std::string> arguments) {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) std::abort();
+    output_ = ::fdopen(ends[0], "r");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    std::vector<char*> list;
+    for (std::string& each : arguments) list.push_back(each.data());
+    list.push_back(nullptr);
+    if (::posix_spawn(&id_, list[0], &actions, nullptr, list.data(), environ) != 0) std::abort();
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(ends[1]);
+  }
+  ~Process() {
+    if (id_ > 0) end(SIGKILL);
+    std::fclose(output_);
+  }
+  /// Without its line feed; "" at the end.
+  std::string line() {
+    char text[4096];
+    if (!std::fgets(text, sizeof text, output_)) return "";
+    return std::string(text, std::string(text).find('\n'));
+  }
+  /// The exit status; -1 when it was killed.
+  int end(int signal) {
+    if (signal) ::kill(id_, signal);
+    int status = 0;
+    ::waitpid(id_, &status, 0);
+    id_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  pid_t id_ = 0;
+  std::FILE* output_ = nullptr;
+};
+
+class CampaignServerTest : public zn::test::Requests {
+ protected:
+  static constexpr std::string_view kGreeting = "listening on ";
+
+  void serve(const std::string& folder) {
+    process_ = std::make_unique<Process>(std::vector<std::string>{ZN_ZINSERVER, "--folder", folder, "--port=0"});
+    const std::string greeting = process_->line();
+    ASSERT_TRUE(greeting.starts_with(std::string(kGreeting) + "http://127.0.0.1:")) << greeting;
+    const std::string address = greeting.substr(kGreeting.size());
+    // The paths are those of the example configuration, the address is this server's.
+    std::string error;
+    ASSERT_TRUE(ZNConfigDataManager::sharedInstance()->loadFile(ZN_EXAMPLES "/configuration.json", &error)) << error;
+    ZNConfigDataManager::sharedInstance()->apply(
+        Value::dictionary({{"server", Value::dictionary({{"address", address}})}}));
+    client_ = std::make_unique<httplib::Client>(address);
+  }
+  Value ask(ZNService service, const char* body) {
+    return start(transport_, *request(service, *zn::parseJson(body))).response();
+  }
+  static Value bodyOf(const httplib::Result& result) {
+    return result ? zn::parseJson(result->body).value_or(zn::nil) : zn::nil;
+  }
+  Value get(const char* path) { return bodyOf(client_->Get(path)); }
+  int postFault(const char* fault) {
+    const auto result = client_->Post("/faults", fault, "application/json");
+    return result ? result->status : 0;
+  }
+
+  HttpTransport transport_{HttpTransport::Options{.timeout = 60}};
+  std::unique_ptr<Process> process_;
+  std::unique_ptr<httplib::Client> client_;
+};
+
+TEST_F(CampaignServerTest, AnswersEveryServiceFromTheExamplesAndShowsWhatItGot) {
+  serve(ZN_EXAMPLES "/campaigns");
+  EXPECT_TRUE(ask(ZNService::events, R"({"events": [1]})").isDictionary());
+  EXPECT_TRUE(ask(ZNService::categories, R"({"data": []})").isDictionary());
+  EXPECT_EQ(ask(ZNService::inbox, "{}")["messagesInfo"].elements()[0].validObjectForKeyPath("data.zintar.cid"),
+            "order-10482-shipped");
+  const Value triggers = ask(ZNService::triggerSync, R"({"last_sync_time": 0, "campaign_ids": []})");
+  EXPECT_EQ(triggers["campaigns"].size(), 5u);
+  EXPECT_EQ(triggers["dnd_start_time"], 2230);
+  EXPECT_TRUE(triggers["only_changed"].isNil()) << "a matter between the file and the server";
+  for (const Value& campaign : triggers["campaigns"].elements()) {
+    EXPECT_EQ(campaign["campaign_id"], campaign.validObjectForKeyPath("payload.zintar.cid"));
+  }
+  const Value reminder = ask(ZNService::userInSegment, R"({"campaign_id": "cart-reminder"})");
+  EXPECT_EQ(reminder["show_notification"], true);
+  EXPECT_EQ(reminder.validObjectForKeyPath("payload.zintar.cid"), "cart-reminder");
+  EXPECT_EQ(ask(ZNService::userInSegment, R"({"campaign_id": "unheard-of"})")["show_notification"], false);
+
+  const Value received = get("/received");
+  std::vector<std::int64_t> services;
+  for (const Value& each : received.elements()) services.push_back(each["service"].integer());
+  EXPECT_EQ(services, (std::vector<std::int64_t>{1, 8, 7, 9, 10, 10}));
+  EXPECT_EQ(received.elements()[0]["body"], *zn::parseJson(R"({"events": [1]})"));
+  EXPECT_GT(received.elements()[0]["time"].doubleValue(), 1.7e9);
+  EXPECT_TRUE(client_->Delete("/received"));
+  EXPECT_EQ(get("/received"), Value::array());
+  EXPECT_EQ(process_->end(SIGTERM), 0);
+}
+
+TEST_F(CampaignServerTest, FaultsComeInTheirOrderAndGoAway) {
+  serve(ZN_EXAMPLES "/campaigns");
+  for (const char* fault :
+       {R"({"service": 9, "status": 503, "times": 2})", R"({"service": 9, "garbage": true, "delaySeconds": 0.01})",
+        R"({"service": 9, "truncate": true})"}) {
+    EXPECT_EQ(postFault(fault), 200) << fault;
+  }
+  EXPECT_EQ(get("/faults").size(), 3u);
+  for (const char* reason : {"status 503", "status 503", "not JSON", "remaining"}) {
+    EXPECT_EQ(ask(ZNService::triggerSync, "{}"), zn::nil);
+    EXPECT_NE(lastFailure().find(reason), std::string::npos) << reason << ": " << lastFailure();
+  }
+  EXPECT_TRUE(ask(ZNService::triggerSync, "{}").isDictionary());
+  EXPECT_EQ(postFault(R"({"service": 9, "close": true, "times": 9})"), 200);
+  EXPECT_EQ(ask(ZNService::triggerSync, "{}"), zn::nil);
+  EXPECT_TRUE(ask(ZNService::inbox, "{}").isDictionary()) << "other services are well";
+  EXPECT_TRUE(client_->Delete("/faults"));
+  EXPECT_TRUE(ask(ZNService::triggerSync, "{}").isDictionary());
+  for (const char* fault : {R"({"service": 3})", R"({"service": 9, "staus": 500})", R"({"service": 9, "status": 99})",
+                            R"({"service": 9, "delaySeconds": -1})", "[]", "{"}) {
+    EXPECT_EQ(postFault(fault), 400) << fault;
+  }
+  // A long pause must not hold up the end.
+  EXPECT_EQ(postFault(R"({"service": 9, "delaySeconds": 3600})"), 200);
+  auto& delayed = start(transport_, *request(ZNService::triggerSync));
+  while (get("/faults").size() > 0) {  // until that request is there
+  }
+  EXPECT_EQ(process_->end(SIGTERM), 0);
+  delayed.response();
+}
+
+TEST_F(CampaignServerTest, FilesAreReadForEveryRequestAndComplainedAboutByName) {
+  zn::test::TemporaryFolder folder;
+  const auto write = [&](const char* name, const char* text) { std::ofstream(folder / name) << text; };
+  serve(folder.path());
+  const auto complaint = [&](const char* path) {
+    const auto result = client_->Post(path, "{}", "application/json");
+    return result && result->status == 500 ? std::string(bodyOf(result)["error"].string()) : "no complaint";
+  };
+  EXPECT_EQ(complaint("/v1/inbox"), "inbox.json: there is no such file in the folder");
+  write("inbox.json", "{\n \"messagesInfo\": [}");
+  EXPECT_TRUE(complaint("/v1/inbox").starts_with("inbox.json: line 2, column 19")) << complaint("/v1/inbox");
+  write("inbox.json", R"({"messagesInfo": []})");
+  EXPECT_EQ(ask(ZNService::inbox, "{}"), Value::dictionary({{"messagesInfo", Value::array()}}));
+
+  write("triggers.json", R"({"only_changed": true, "campaigns":
+      [{"campaign_id": "old", "last_updated": 1000}, {"campaign_id": "new", "last_updated": 1001}]})");
+  EXPECT_EQ(ask(ZNService::triggerSync, R"({"last_sync_time": 1000})")["campaigns"].size(), 1u);
+  EXPECT_EQ(ask(ZNService::triggerSync, R"({"last_sync_time": 0})")["campaigns"].size(), 2u);
+
+  write("faults.json", R"([{"service": 7, "status": 418}])");
+  for (int count = 0; count < 2; ++count) EXPECT_EQ(ask(ZNService::inbox, "{}"), zn::nil);
+  write("faults.json", R"([{"service": 7, "sttus": 418}])");
+  EXPECT_EQ(complaint("/v1/inbox"), "faults.json: a fault has no \"sttus\"");
+  std::filesystem::remove(folder / "faults.json");
+  EXPECT_TRUE(ask(ZNService::inbox, "{}").isDictionary());
+
+  const auto malformed = client_->Post("/v1/inbox", "hello", "text/plain");
+  ASSERT_TRUE(malformed);
+  EXPECT_EQ(malformed->status, 400);
+  EXPECT_EQ(get("/received").elements().back()["body"], "hello");
+}
+
+TEST(CampaignServerOptions, ThatCannotBeUsedAreRefused) {
+  const auto run = [](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), ZN_ZINSERVER);
+    Process process(std::move(arguments));
+    const std::string first = process.line();
+    while (!process.line().empty()) {
+    }
+    return std::make_pair(process.end(0), first);
+  };
+  EXPECT_EQ(run({"--help"}).first, 0);
+  EXPECT_NE(run({"--help"}).second, "");
+  const std::string examples = ZN_EXAMPLES "/campaigns";
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {}, {"--folder"}, {"--folder", "/nowhere"}, {"--folder", examples, "--port", "65536"}, {"--speed"}}) {
+    EXPECT_EQ(run(arguments), std::make_pair(2, std::string()));
+  }
+  Process first({ZN_ZINSERVER, "--folder", examples, "--port", "0"});
+  const std::string greeting = first.line();
+  const std::string port = greeting.substr(greeting.rfind(':') + 1);
+  EXPECT_EQ(run({"--folder", examples, "--port", port}).first, 2) << "the port is taken";
+}
+
+}  // namespace

@@ -1,0 +1,371 @@
+#include "ZintarCore/HttpTransport.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <future>
+#include <latch>
+#include <string>
+#include <vector>
+
+#include "Platform/Foundation/Json.h"
+#include "Tests/Support/RawServer.h"
+#include "Tests/Support/Requests.h"
+
+namespace {
+
+using zn::HttpTransport;
+using zn::Value;
+using zn::test::Outcome;
+using zn::test::RawConnection;
+using zn::test::RawServer;
+
+constexpr double kPatience = 60;      // a limit that must not be what ends the request
+constexpr double kImpatience = 0.15;  // a limit that must be
+constexpr std::int64_t kMebibyte = 1 << 20;
+
+using HttpTransportTest = zn::test::Requests;
+
+/// Answers every request on a connection with that object.
+RawServer::Script answering(const std::string& body) {
+  return [body](RawConnection& connection) {
+    while (!connection.request().empty() && connection.answer(body)) {
+    }
+  };
+}
+
+std::string bodyOf(const std::string& request) { return request.substr(request.find("\r\n\r\n") + 4); }
+
+TEST_F(HttpTransportTest, PostsTheBodyWithItsPathParametersAndHeaders) {
+  std::promise<std::string> seen;
+  RawServer server([&](RawConnection& connection) {
+    seen.set_value(connection.request());
+    connection.answer(R"({"messagesInfo": [], "name": "Zoë"})", "201 Created");
+  });
+  configure("http://127.0.0.1:" + std::to_string(server.port()) + "/base/");
+  HttpTransport transport;
+  const auto request = ZNNetworkRequest::initWithService(
+      ZNService::triggerSync,
+      Value::dictionary({{"city", "São Paulo"}, {"a&b", "c=d/e?"}, {"n", 5}, {"none", Value::null()}}),
+      Value::dictionary({{"X-Token", "t 1"}, {"X-Empty", ""}, {"accept", "application/vnd.shop+json"}}),
+      Value::dictionary({{"last_sync_time", 0}, {"word", "blå"}}), "shops/7 8");
+  EXPECT_EQ(start(transport, *request).response(),
+            Value::dictionary({{"messagesInfo", Value::array()}, {"name", "Zoë"}}));
+
+  const std::string text = seen.get_future().get();
+  const auto has = [&](const char* part) { return text.find(part) != std::string::npos; };
+  EXPECT_TRUE(text.starts_with("POST /base/v1/9/shops/7%208?a%26b=c%3Dd%2Fe%3F&city=S%C3%A3o%20Paulo&n=5 HTTP/1.1\r\n"))
+      << text;
+  EXPECT_EQ(bodyOf(text), "{\"last_sync_time\":0,\"word\":\"blå\"}");
+  for (const char* header : {"\r\nContent-Type: application/json\r\n", "\r\naccept: application/vnd.shop+json\r\n",
+                             "\r\nX-Token: t 1\r\n", "\r\nX-Empty:"}) {
+    EXPECT_TRUE(has(header)) << header << " is missing in " << text;
+  }
+  EXPECT_FALSE(has("Accept:") || has("Expect")) << text;
+}
+
+TEST_F(HttpTransportTest, RequestsUseItUnlessATransportIsInstalled) {
+  RawServer server(answering(R"({"a": 1})"));
+  configure(server.port());
+  std::promise<std::pair<bool, Value>> answer;
+  request()->executeRequestWithCompletionBlock([&](bool success, const Value& response) {
+    answer.set_value({success, response});
+  });
+  EXPECT_EQ(answer.get_future().get(), std::make_pair(true, Value::dictionary({{"a", 1}})));
+}
+
+struct Misbehaviour {
+  const char* what;
+  RawServer::Script script;
+  const char* reason;
+};
+
+std::vector<Misbehaviour> misbehaviours() {
+  const auto saying = [](const std::string& bytes) {
+    return [bytes](RawConnection& connection) {
+      connection.request();
+      connection.send(bytes);
+    };
+  };
+  const auto answers = [](const std::string& body, const char* status = "200 OK") {
+    return [=](RawConnection& connection) {
+      connection.request();
+      connection.answer(body, status);
+    };
+  };
+  return {
+      {"closes at once", [](RawConnection&) {}, ""},
+      {"closes without an answer", saying(""), "Empty reply"},
+      {"closes within the header", saying("HTTP/1.1 200 OK\r\nContent-Le"), ""},
+      {"closes within the body", saying("HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n{\"a\": 1}"), "remaining"},
+      {"closes within a chunk", saying("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n8\r\n{\"a\": 1}\r\n"), ""},
+      {"speaks something else", saying("SSH-2.0-server\r\n"), "HTTP/0.9"},
+      {"hangs", [](RawConnection& connection) { connection.waitUntilGone(); }, "timed out"},
+      {"hangs within the body",
+       [](RawConnection& connection) {
+         connection.request();
+         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\n{\"a\"");
+         connection.waitUntilGone();
+       },
+       "timed out"},
+      {"sends byte by byte",
+       [](RawConnection& connection) {
+         connection.request();
+         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n");
+         while (!connection.isGoneWithin(10) && connection.send(" ")) {
+         }
+       },
+       "timed out"},
+      {"answers 500", answers(R"({"a": 1})", "500 Oops"), "status 500"},
+      {"answers 404", answers("", "404 Not Found"), "status 404"},
+      {"answers 204", answers("", "204 No Content"), "not JSON"},
+      {"answers nothing", answers(""), "not JSON"},
+      {"answers HTML", answers("<html></html>"), "not JSON"},
+      {"answers half an object", answers(R"({"a": {"b": 1})"), "not JSON"},
+      {"answers an array", answers("[1]"), "no JSON object"},
+      {"answers null", answers("null"), "no JSON object"},
+      {"answers what is not UTF-8", answers("{\"a\": \"\xff\"}"), "not JSON"},
+      {"nests deeply", answers(std::string(100000, '[')), "not JSON"},
+  };
+}
+
+TEST_F(HttpTransportTest, WhateverTheServerDoesTheAnswerIsNilOnce) {
+  HttpTransport transport({.connectTimeout = kPatience, .timeout = kPatience, .maximumResponseBytes = kMebibyte});
+  HttpTransport impatient({.connectTimeout = kPatience, .timeout = kImpatience});
+  for (const Misbehaviour& each : misbehaviours()) {
+    RawServer server(each.script);
+    configure(server.port());
+    const bool never = std::string(each.reason) == "timed out";
+    EXPECT_EQ(start(never ? impatient : transport).response(), zn::nil) << each.what;
+    const std::string failure = lastFailure();
+    EXPECT_TRUE(failure.starts_with("Network -- Request to service 7 failed: ")) << failure;
+    EXPECT_NE(failure.find(each.reason), std::string::npos) << each.what << ": " << failure;
+  }
+  const int closedPort = RawServer([](RawConnection&) {}).port();
+  configure(closedPort);
+  EXPECT_EQ(start(transport).response(), zn::nil);
+  EXPECT_NE(lastFailure().find("connect"), std::string::npos) << lastFailure();
+
+  RawServer sane(answering("{}"));
+  configure(sane.port());
+  EXPECT_EQ(start(transport).response(), Value::dictionary()) << "the transport still works";
+}
+
+TEST_F(HttpTransportTest, AConnectionThatDoesNotComeUpHasALimitOfItsOwn) {
+  RawServer server([](RawConnection& connection) { connection.waitUntilGone(); });  // and never shakes hands for TLS
+  configure("https://127.0.0.1:" + std::to_string(server.port()));
+  HttpTransport transport({.connectTimeout = kImpatience, .timeout = kPatience});
+  EXPECT_EQ(start(transport).response(), zn::nil);
+  EXPECT_NE(lastFailure().find("timeout"), std::string::npos) << lastFailure();
+}
+
+TEST_F(HttpTransportTest, AnAnswerThatIsTooLongIsNotReceived) {
+  constexpr std::int64_t kHuge = 100 * kMebibyte;
+  constexpr std::int64_t kMostInBuffers = 32 * kMebibyte;
+  const std::string piece(64 << 10, ' ');
+  const std::string header = "X-Filler: " + std::string(1000, 'x') + "\r\n";
+  for (const auto& [start_, filler] : {std::pair<std::string, std::string>("HTTP/1.1 200 OK\r\n\r\n", piece),
+                                       {"HTTP/1.1 200 OK\r\nContent-Length: 104857600\r\n\r\n", piece},
+                                       {"HTTP/1.1 200 OK\r\n", header}}) {
+    std::promise<std::size_t> sent;
+    RawServer server([&, from = start_, more = filler](RawConnection& connection) {
+      connection.request();
+      connection.send(from);
+      while (connection.sent() < kHuge && connection.send(more)) {
+      }
+      sent.set_value(connection.sent());
+    });
+    configure(server.port());
+    HttpTransport transport({.connectTimeout = kPatience, .timeout = kPatience, .maximumResponseBytes = 100000});
+    EXPECT_EQ(start(transport).response(), zn::nil);
+    EXPECT_LT(sent.get_future().get(), static_cast<std::size_t>(kMostInBuffers));
+    EXPECT_FALSE(lastFailure().empty());
+  }
+}
+
+TEST_F(HttpTransportTest, AnAnswerOfExactlyTheLimitIsRead) {
+  constexpr std::string_view kHeader = "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n";
+  RawServer server([&](RawConnection& connection) {
+    while (!connection.request().empty()) connection.send(std::string(kHeader) + R"({"a": 123})");
+  });
+  const auto ask = [&](std::int64_t limit) {
+    configure("http://127.0.0.1:" + std::to_string(server.port()),
+              Value::dictionary({{"maximumResponseBytes", limit}, {"timeout", kPatience}}));
+    HttpTransport transport;  // the limits are the configuration's
+    return start(transport).response();
+  };
+  constexpr std::int64_t kWhole = kHeader.size() + 10;
+  EXPECT_EQ(ask(kWhole), Value::dictionary({{"a", 123}}));
+  EXPECT_EQ(ask(kWhole - 1), zn::nil);
+  EXPECT_NE(lastFailure().find("longer than " + std::to_string(kWhole - 1)), std::string::npos) << lastFailure();
+}
+
+TEST_F(HttpTransportTest, RedirectsAreNotFollowed) {
+  std::atomic<int> requests{0};
+  RawServer server([&](RawConnection& connection) {
+    while (!connection.request().empty()) {
+      ++requests;
+      connection.answer("{}", "307 Temporary Redirect", "Location: /v1/elsewhere\r\n");
+    }
+  });
+  configure(server.port());
+  HttpTransport transport;
+  EXPECT_EQ(start(transport).response(), zn::nil);
+  EXPECT_EQ(requests, 1);
+  EXPECT_NE(lastFailure().find("status 307"), std::string::npos) << lastFailure();
+}
+
+TEST_F(HttpTransportTest, AConnectionIsUsedAgainAndReplacedWhenTheServerDroppedIt) {
+  std::atomic<int> connection_{0};
+  RawServer server([&](RawConnection& connection) {
+    const int most = ++connection_ == 1 ? 3 : 100;  // then the first one is closed without a word
+    for (int count = 0; count < most && !connection.request().empty(); ++count) connection.answer("{}");
+  });
+  configure(server.port());
+  HttpTransport transport({.timeout = kPatience});
+  for (int count = 0; count < 3; ++count) EXPECT_EQ(start(transport).response(), Value::dictionary());
+  EXPECT_EQ(server.connections(), 1u);
+  for (int count = 0; count < 3; ++count) EXPECT_EQ(start(transport).response(), Value::dictionary());
+  EXPECT_EQ(server.connections(), 2u);
+}
+
+TEST_F(HttpTransportTest, FiftyRequestsAtOnceAreEachAnsweredWithTheirOwnAnswer) {
+  constexpr int kCount = 50;
+  std::latch allArrived(kCount);  // nobody is answered before all are there
+  RawServer server([&](RawConnection& connection) {
+    const std::string body = bodyOf(connection.request());
+    allArrived.arrive_and_wait();
+    connection.answer(body);
+  });
+  configure(server.port());
+  HttpTransport transport({.timeout = kPatience});
+  std::vector<Outcome*> outcomes;
+  for (int number = 0; number < kCount; ++number) {
+    outcomes.push_back(&start(transport, *request(ZNService::events, Value::dictionary({{"number", number}}))));
+  }
+  for (int number = 0; number < kCount; ++number) {
+    EXPECT_EQ(outcomes[number]->response(), Value::dictionary({{"number", number}}));
+  }
+}
+
+TEST_F(HttpTransportTest, ASlowCompletionDoesNotHoldUpOthers) {
+  RawServer server(answering("{}"));
+  configure(server.port());
+  HttpTransport transport({.timeout = kPatience});
+  std::promise<void> secondIsDone;
+  std::promise<void> firstIsDone;
+  transport.execute(*request(), [&, second = secondIsDone.get_future().share()](const Value&) {
+    second.wait();
+    firstIsDone.set_value();
+  });
+  EXPECT_EQ(start(transport).response(), Value::dictionary());
+  secondIsDone.set_value();
+  firstIsDone.get_future().wait();
+}
+
+TEST_F(HttpTransportTest, ShuttingDownAnswersWhatIsUnderWayAndWhatComesLater) {
+  constexpr int kCount = 10;
+  std::latch allArrived(kCount);
+  RawServer server([&](RawConnection& connection) {
+    if (connection.request().empty()) return;
+    allArrived.count_down();
+    connection.waitUntilGone();
+  });
+  configure(server.port());
+  std::vector<Outcome*> outcomes;
+  {
+    HttpTransport transport({.timeout = kPatience});
+    for (int count = 0; count < kCount; ++count) outcomes.push_back(&start(transport));
+    allArrived.wait();
+    transport.shutDown();
+    outcomes.push_back(&start(transport));
+    transport.shutDown();
+  }
+  for (int count = 0; count < kCount; ++count) {  // these may not have left at all
+    HttpTransport transport({.timeout = kPatience});
+    outcomes.push_back(&start(transport));
+  }
+  for (Outcome* each : outcomes) EXPECT_EQ(each->response(), zn::nil);
+  EXPECT_NE(lastFailure().find("shut down"), std::string::npos);
+}
+
+std::promise<void> clientIsGone;
+
+TEST_F(HttpTransportTest, TheEndOfTheProcessBreaksRequestsOff) {
+  const auto endWithARequestUnderWay = [&] {
+    // Runs after the transport's own exit handler, which is registered with the first request.
+    std::atexit([] {
+      clientIsGone.get_future().wait();
+      std::_Exit(0);
+    });
+    std::promise<void> arrived;
+    RawServer server([&](RawConnection& connection) {
+      connection.request();
+      arrived.set_value();
+      connection.waitUntilGone();
+      clientIsGone.set_value();
+    });
+    configure(server.port());
+    request()->executeRequestWithCompletionBlock({});
+    arrived.get_future().wait();
+    std::exit(2);  // which the handler replaces
+  };
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(endWithARequestUnderWay(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(HttpTransportTest, ACompletionMayHoldTheLastReferenceToTheTransport) {
+  RawServer server(answering("{}"));
+  configure(server.port());
+  auto transport = std::make_shared<HttpTransport>();
+  std::promise<Value> answer;
+  const auto executing = transport;
+  executing->execute(*request(), [&answer, kept = std::move(transport)](const Value& response) mutable {
+    kept.reset();
+    answer.set_value(response);
+  });
+  EXPECT_EQ(answer.get_future().get(), Value::dictionary());
+}
+
+TEST_F(HttpTransportTest, WhatTheConfigurationDoesNotNameFailsAndIsReportedOnce) {
+  HttpTransport transport;
+  EXPECT_EQ(start(transport).response(), zn::nil);
+  EXPECT_EQ(start(transport).response(), zn::nil);
+  const std::string noAddress = "requests fail, because the configuration names no \"server.address\"";
+  EXPECT_EQ(systemLog().take(), std::vector{noAddress});
+  ZNConfigDataManager::sharedInstance()->apply(
+      *zn::parseJson(R"({"server": {"address": "http://127.0.0.1:1", "endpoints": {"9": null}}})"));
+  EXPECT_EQ(start(transport).response(), zn::nil);
+  EXPECT_EQ(start(transport, *request(ZNService::triggerSync)).response(), zn::nil);
+  EXPECT_EQ(start(transport, *request(ZNService::triggerSync)).response(), zn::nil);
+  EXPECT_EQ(systemLog().take().size(), 2u) << "one for each service";
+}
+
+TEST_F(HttpTransportTest, AHeaderThatWouldBreakOutOfItsLineIsNotSent) {
+  RawServer server(answering("{}"));
+  configure(server.port());
+  HttpTransport transport;
+  for (const auto& [name, value] : {std::pair("X-A", "1\r\nX-B: 2"), {"X-A: 1\r\nX-B", "2"}, {"", "1"}}) {
+    const auto request = ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil,
+                                                           Value::dictionary({{name, value}}), zn::nil, zn::nil);
+    EXPECT_EQ(start(transport, *request).response(), zn::nil) << name;
+  }
+  EXPECT_EQ(server.connections(), 0u);
+}
+
+TEST_F(HttpTransportTest, LimitsAndAddressesThatCannotBeUsedAreRefused) {
+  EXPECT_THROW(HttpTransport({.timeout = 0}), zn::Exception);
+  EXPECT_THROW(HttpTransport({.maximumResponseBytes = -1}), zn::Exception);
+  for (const char* server :
+       {R"({"address": "ftp://host"})", R"({"address": "host"})", R"({"address": "http://"})",
+        R"({"address": "https://host?x=1"})", R"({"address": "https://me@host"})", R"({"address": 5})",
+        R"({"endpoints": {"7": "http://host/x"}})", R"({"endpoints": {"7": "/a?b"}})", R"({"endpoints": {"7": 5}})",
+        R"({"timeout": 0})", R"({"connectTimeout": "soon"})", R"({"maximumResponseBytes": 0})", R"({"adress": "x"})"}) {
+    const Value configuration = Value::dictionary({{"server", *zn::parseJson(server)}});
+    EXPECT_THROW(ZNConfigDataManager::sharedInstance()->apply(configuration), zn::Exception) << server;
+  }
+  EXPECT_TRUE(ZNConfigDataManager::sharedInstance()->serverAddress().isNil()) << "nothing was applied";
+}
+
+}  // namespace

@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "Platform/Foundation/Format.h"
+#include "Tests/Support/TestDevice.h"
+#include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+
+namespace {
+
+using zn::Value;
+using zn::test::TestDevice;
+
+struct CountingObserver : zn::AnalyticsObserver {
+  void eventTracked(const std::string& name, const Value&, bool) override {
+    if (name == kEventNamePushPreferenceChanged) ++preferences;
+    if (name == kEventNameNotificationClicked) ++clicks;
+  }
+  void userAttributeSet(const std::string&, const Value&) override { ++attributes; }
+  std::atomic<int> preferences{0};
+  std::atomic<int> clicks{0};
+  std::atomic<int> attributes{0};
+};
+
+struct Analytics {
+  Analytics() { ZNAnalytics::sharedInstance()->setObserver(seen); }
+  ~Analytics() { ZNAnalytics::sharedInstance()->setObserver(nullptr); }
+  const std::shared_ptr<CountingObserver> seen = std::make_shared<CountingObserver>();
+};
+
+TEST(ClickActions, ACouponOnADeviceWithoutAScreenIsAnOrdinaryClick) {
+  TestDevice device;
+  const Analytics analytics;
+  Value payload = zn::test::realisticPayload("c1");
+  Value zintar = payload["zintar"];
+  zintar.setObjectNilHandled("10OFF", "couponCode");
+  payload.setObjectNilHandled(zintar, "zintar");
+  UIApplication::sharedApplication()->setApplicationIconBadgeNumber(3);
+
+  ZNNotificationHandler::sharedInstance()->handlePushNotificationInApplication(UIApplication::sharedApplication(),
+                                                                               payload);
+  EXPECT_GT(device.device().runPending(), 0u) << "the alert waits on the main queue";
+  EXPECT_TRUE(device.failures().empty());
+  EXPECT_EQ(UIApplication::sharedApplication()->applicationIconBadgeNumber(), 0);
+  EXPECT_EQ(ZNInboxHandler::sharedInstance()->getAllNotificationCount(), 1u);
+  EXPECT_EQ(analytics.seen->clicks, 1);
+  const auto sources = ZNAnalytics::sharedInstance()->sourcesOfCurrentSession();
+  ASSERT_EQ(sources.size(), 1u) << "recorded before the coupon";
+  EXPECT_EQ(sources[0]->value(), Value("https://shop.example/deals/autumn?utm_source=push"));
+}
+
+TEST(ClickActions, AnyTypeAnywhereInARichTemplateCountsAsNotThere) {
+  TestDevice device;
+  const auto handler = ZNNotificationHandler::sharedInstance();
+  const std::vector<Value> types = {zn::nil,        Value::null(),
+                                    true,           -7,
+                                    1e300,          "",
+                                    "text",         Value::array({"x", 1}),
+                                    zn::Date{1e12}, Value::data({1, 2}),
+                                    Value::array(), Value::dictionary({{"cardID", 1}})};
+  for (const std::string_view place :
+       {"cards", "cardID", "actions", "actionName", "actionType", "value", "kvPairs", "expandedMode"}) {
+    for (const Value& type : types) {
+      const auto at = [&](std::string_view key, const Value& usual) { return key == place ? type : usual; };
+      for (int actionType = 0; actionType < 3; ++actionType) {
+        const Value action = Value::dictionary({{"actionName", at("actionName", 0)},
+                                                {"actionType", at("actionType", actionType)},
+                                                {"value", at("value", "S")},
+                                                {"kvPairs", at("kvPairs", Value::dictionary())}});
+        const Value card =
+            Value::dictionary({{"cardID", at("cardID", 1)}, {"actions", at("actions", Value::array({action, type}))}});
+        const Value mode = Value::dictionary({{"cards", at("cards", Value::array({type, card}))}});
+        const Value richPush = Value::dictionary({{"expandedMode", at("expandedMode", mode)}});
+        const auto push = ZNPushPayload::initWithPushPayload(
+            Value::dictionary({{"zinFeatures", Value::dictionary({{"richPush", richPush}})}}));
+        handler->handleCardActionsWithCardID("1", push);
+        EXPECT_TRUE(device.failures().empty()) << place << " " << zn::description(type);
+      }
+    }
+  }
+}
+
+// Settings arrive on a queue of the device's choosing, so two checks may see their answers at the same time.
+TEST(PushPreference, OfManyChecksAtOnceOneTracksTheChange) {
+  TestDevice device;
+  const Analytics analytics;
+  constexpr int kThreads = 4, kChecks = 5;
+  const auto checkFromManyThreads = [&](void (ZNNotificationHandler::*check)()) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+      threads.emplace_back([check] {
+        for (int j = 0; j < kChecks; ++j) (*ZNNotificationHandler::sharedInstance().*check)();
+      });
+    }
+    for (auto& thread : threads) thread.join();
+  };
+  checkFromManyThreads(&ZNNotificationHandler::pushEnabled);
+  EXPECT_EQ(analytics.seen->preferences, 1);
+  checkFromManyThreads(&ZNNotificationHandler::pushDisabled);
+  EXPECT_EQ(analytics.seen->preferences, 2);
+  EXPECT_EQ(analytics.seen->attributes, 2 * kThreads * kChecks);
+  EXPECT_EQ(ZNAnalytics::sharedInstance()->userAttributeForKey(kUserAttributeNamePushPreference), Value(false));
+}
+
+}  // namespace

@@ -1,0 +1,122 @@
+// What scenarios cannot show of the delegate proxy: its C++ calls, and host classes whose implementations take their
+// own objects only.
+
+#include <gtest/gtest.h>
+
+#include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/UserNotifications/UNUserNotificationCenter.h"
+#include "Tests/Support/TestDevice.h"
+#include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
+#include "ZintarCore/ZNAppDelegateSwizzler.h"
+
+namespace {
+
+using Center = std::shared_ptr<UNUserNotificationCenter>;
+using Strings = std::vector<std::string>;
+
+Strings called;
+
+/// A delegate class of its own for each name.
+template <char Name>
+class Host : public zn::Object {
+ public:
+  const zn::Class& isa() const override {
+    static const zn::Class& mine = zn::ClassBuilder<Host>(std::string("Host") + Name)
+                                       .conformsTo(kProtocolUserNotificationCenterDelegate)
+                                       .implements(kSelectorDidReceiveNotificationResponse, &Host::didReceive)
+                                       .build();
+    return mine;
+  }
+  void didReceive(const Center&, const UNNotificationResponse&, const std::function<void()>&) {
+    called.push_back(isa().name());
+  }
+};
+
+class DelegateProxy : public testing::Test {
+ protected:
+  DelegateProxy() {
+    NSNotificationCenter::defaultCenter()->addObserver(owner_, Zintar_Notification_Received_Notification,
+                                                       [](const NSNotification&) { called.push_back("module"); });
+  }
+  static void tap() {
+    UNUserNotificationCenter::currentNotificationCenter()->deliverResponse(click(), [] {});
+  }
+  static UNNotificationResponse click() {
+    UNNotificationResponse response;
+    response.notification.request.content.userInfo = zn::Value::dictionary({{"a", 1}});
+    return response;
+  }
+  static Strings take() { return std::exchange(called, {}); }
+
+  zn::test::TestDevice device_;
+  const std::shared_ptr<int> owner_ = std::make_shared<int>(0);
+  ZNAppDelegateMessagingProxy& proxy_ = *ZNAppDelegateMessagingProxy::sharedProxy();
+  const Center center_ = UNUserNotificationCenter::currentNotificationCenter();
+};
+
+TEST_F(DelegateProxy, AReceiverThatTheSavedImplementationDoesNotTakeHasItsOwn) {
+  const auto a = std::make_shared<Host<'A'>>();
+  const auto b = std::make_shared<Host<'B'>>();
+  proxy_.swizzleUserNotificationCenterDelegate(a);
+  proxy_.swizzleUserNotificationCenterDelegate(b);
+  center_->setDelegate(a);
+  tap();
+  EXPECT_EQ(take(), (Strings{"module", "HostA"}));
+  const zn::Selector selector(kSelectorDidReceiveNotificationResponse);
+  const auto call = [&] {
+    zin_swizzle_didReceiveNotificationResponseWithHandler()->call<void>(*a, selector, center_, click(),
+                                                                        std::function<void()>([] {}));
+  };
+  call();
+  EXPECT_EQ(take(), (Strings{"module", "HostA"}));
+  EXPECT_EQ(b->isa().instanceMethod(selector), a->isa().instanceMethod(selector)) << "one replacement for all classes";
+}
+
+TEST_F(DelegateProxy, NamedPropertiesAreFoundOnObjectsAndClasses) {
+  zn::Class* const centerClass = zn::Class::named("UNUserNotificationCenter");
+  ASSERT_TRUE(centerClass);
+  EXPECT_EQ(getNamedPropertyFromObject(*centerClass, "currentNotificationCenter", centerClass), center_);
+  const auto a = std::make_shared<Host<'A'>>();
+  center_->setDelegate(a);
+  EXPECT_EQ(getNamedPropertyFromObject(*center_, "delegate", nullptr), a);
+  EXPECT_EQ(getNamedPropertyFromObject(*center_, "delegate", centerClass), nullptr) << "not of that class";
+  EXPECT_EQ(getNamedPropertyFromObject(*a, "delegate", nullptr), nullptr) << "no such operation";
+  EXPECT_EQ(getNamedPropertyFromObject(*a, kSelectorDidReceiveNotificationResponse, nullptr), nullptr);
+}
+
+TEST_F(DelegateProxy, AMethodIsAddedWithTheProtocolsSignatureOrLogged) {
+  zn::Class& silent = zn::Class::define("Silent");
+  const auto* protocol = zn::Protocol::named(kProtocolUserNotificationCenterDelegate);
+  const zn::Selector selector(kSelectorWillPresentNotification);
+  proxy_.swizzleSelector(selector, silent, zin_swizzle_didReceiveNotificationResponseWithHandler(), protocol);
+  EXPECT_EQ(device_.log().back(), "Could not add method for " + selector.name() + " to class Silent");
+  EXPECT_EQ(proxy_.swizzledSelectorsByClass().at("Silent"), Strings{selector.name()}) << "tracked all the same";
+  proxy_.swizzleSelector(selector, silent, zin_swizzle_willPresentNotificationWithHandler(), protocol);
+  EXPECT_EQ(silent.instanceMethod(selector), zin_swizzle_willPresentNotificationWithHandler());
+  EXPECT_EQ(proxy_.originalImplementationForSelector(selector), nullptr);
+  proxy_.unswizzleSelector(selector, silent);
+  EXPECT_EQ(silent.instanceMethod(selector), zn::Method::missing());
+  EXPECT_TRUE(device_.failures().empty());
+}
+
+TEST_F(DelegateProxy, AProxyThatEndsLeavesNothingBehind) {
+  const auto a = std::make_shared<Host<'A'>>();
+  const zn::Selector selector(kSelectorDidReceiveNotificationResponse);
+  const auto original = a->isa().instanceMethod(selector);
+  center_->setDelegate(a);
+  auto mine = std::make_shared<ZNAppDelegateMessagingProxy>();
+  mine->swizzleMethodsIfPossible();
+  EXPECT_NE(a->isa().instanceMethod(selector), original);
+  EXPECT_EQ(ZNAppDelegateSwizzler::registerAppDelegateInterceptor(mine), mine->appDelegateInterceptorID());
+  UIApplication::sharedApplication()->deliverRemoteNotification(zn::Value::dictionary());
+  EXPECT_EQ(take(), Strings{"module"});
+  mine = nullptr;
+  EXPECT_EQ(a->isa().instanceMethod(selector), original);
+  UIApplication::sharedApplication()->deliverRemoteNotification(zn::Value::dictionary());
+  center_->setDelegate(nullptr);
+  EXPECT_EQ(take(), Strings{});
+  EXPECT_TRUE(device_.failures().empty());
+}
+
+}  // namespace

@@ -1,0 +1,249 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/Json.h"
+#include "Platform/Foundation/NSUserDefaults.h"
+#include "Tests/Support/TestDevice.h"
+#include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+
+namespace {
+
+using zn::Date;
+using zn::Value;
+using zn::test::realisticPayload;
+using zn::test::TestDevice;
+
+std::shared_ptr<ZNInboxHandler> launched() { return std::make_shared<ZNInboxHandler>(); }
+
+/// Runs Python with the inbox file's path as its argument; the script's standard output.
+std::string python(const std::string& script, const std::string& argument) {
+  const zn::test::TemporaryFolder folder;
+  std::ofstream(folder / "script.py") << script;
+  const std::string command = "python3 '" + folder / "script.py" + "' '" + argument + "' 2>&1";
+  std::string output;
+  std::FILE* pipe = popen(command.c_str(), "r");
+  char buffer[4096];
+  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) output.append(buffer, n);
+  EXPECT_EQ(pclose(pipe), 0) << output;
+  return output;
+}
+
+class EventRecorder : public zn::AnalyticsObserver {
+ public:
+  void eventTracked(const std::string& name, const Value& attributes, bool) override {
+    events.push_back(name + " " + zn::jsonText(attributes));
+  }
+  std::vector<std::string> events;
+};
+
+TEST(InboxStore, StartsEmptyAndWritesNothingBeforeTheFirstChange) {
+  TestDevice device;
+  EXPECT_EQ(launched()->getAllNotificationCount(), 0u);
+  EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile()));
+}
+
+TEST(InboxStore, ARelaunchReadsEveryFieldOfAClickedPush) {
+  TestDevice device;
+  const auto before = launched();
+  before->updateClickedNotificationInStorageWithPayload(realisticPayload("c1", 1600000000));
+  const auto written = before->fetchInboxEntryForCampaignID("c1");
+  const auto read = launched()->fetchInboxEntryForCampaignID("c1");
+  ASSERT_TRUE(read);
+  for (const auto field :
+       {&ZNInboxModel::campaignID, &ZNInboxModel::notificationPayloadDict, &ZNInboxModel::screenDataDict,
+        &ZNInboxModel::zintarDict, &ZNInboxModel::notificationTitle, &ZNInboxModel::notificationSubTitle,
+        &ZNInboxModel::notificationBody, &ZNInboxModel::notificationSound, &ZNInboxModel::notificationMediaURL,
+        &ZNInboxModel::screenName, &ZNInboxModel::deepLinkURL, &ZNInboxModel::richLandingURL,
+        &ZNInboxModel::receivedDate, &ZNInboxModel::clickedDate, &ZNInboxModel::inboxExpiryDate}) {
+    EXPECT_EQ((*read.*field)(), (*written.*field)());
+    EXPECT_FALSE((*read.*field)().isNil());
+  }
+  EXPECT_TRUE(read->isRead());
+  EXPECT_TRUE(read->notificationPayloadDict().isMutable());
+  EXPECT_EQ(read->notificationPayloadDict()["zintar"].identity(), read->zintarDict().identity());
+  const auto size = zn::readFile(device.inboxFile())->size();
+  EXPECT_TRUE(launched()->updateInboxStorage());
+  EXPECT_EQ(zn::readFile(device.inboxFile())->size(), size) << "shared objects are written shared again";
+}
+
+TEST(InboxStore, AnotherSystemsToolsFindAKeyedArchive) {
+  TestDevice device;
+  const auto store = launched();
+  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
+  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c2"));
+  const std::string found = python(R"(
+import plistlib, sys
+archive = plistlib.load(open(sys.argv[1], "rb"))
+objects = archive["$objects"]
+at = lambda uid: objects[uid.data]
+root = at(archive["$top"]["root"])
+messages = at(root["zin_inbox_messages"])
+entry = at(messages["NS.objects"][0])
+name = lambda o: at(o["$class"])["$classname"]
+strings = [o for o in objects if isinstance(o, str)]
+print(archive["$archiver"], archive["$version"], objects[0])
+print(name(root), name(messages), name(entry), name(at(entry["notificationPayload"])), name(at(entry["zintarDict"])))
+print(at(root["$class"])["$classes"], name(at(entry["receivedDate"])), at(entry["receivedDate"])["NS.time"])
+print(sorted(entry))
+print(at(entry["title"]), entry["isRead"], len(strings) == len(set(strings)))
+)",
+                                   device.inboxFile());
+  EXPECT_EQ(found,
+            "NSKeyedArchiver 100000 $null\n"
+            "ZNInboxData NSMutableArray ZNInboxModel NSMutableDictionary NSMutableDictionary\n"
+            "['ZNInboxData', 'NSObject'] NSDate 721692800.0\n"
+            "['$class', 'body', 'cid', 'clickedDate', 'deepLinkURL', 'inboxExpiryDate', 'isRead', 'mediaURL', "
+            "'notificationPayload', 'receivedDate', 'richLandingURL', 'screenData', 'screenName', 'sound', "
+            "'subTitle', 'title', 'zintarDict']\n"
+            "Your order c1 is on its way True True\n");
+}
+
+/// Writes, with Python alone, an inbox file as Foundation lays it out on another system.
+constexpr const char* kForeignFile = R"(
+import plistlib, sys
+from plistlib import UID
+objects = ["$null"]
+def add(o):
+    objects.append(o); return UID(len(objects) - 1)
+def cls(*names): return add({"$classname": names[0], "$classes": list(names) + ["NSObject"]})
+array, dictionary = cls("NSMutableArray", "NSArray"), cls("NSDictionary")
+date, text, model, data = cls("NSDate"), cls("NSMutableString", "NSString"), cls("ZNInboxModel"), cls("ZNInboxData")
+def dict_(**entries):
+    return add({"NS.keys": [add(k) for k in entries], "NS.objects": list(entries.values()), "$class": dictionary})
+cid = add("caf\u00e9-\U0001f680")
+zintar = dict_(cid=cid, variant=add(2), ratio=add(0.5), isRead=add(True))
+entry = add({"cid": cid, "notificationPayload": dict_(zintar=zintar), "zintarDict": zintar,
+             "title": add({"NS.string": "Gr\u00fc\u00dfe", "$class": text}), "isRead": True, "body": UID(0),
+             "receivedDate": add({"NS.time": 621692800.0, "$class": date}), "$class": model})
+root = add({"zin_inbox_messages": add({"NS.objects": [entry], "$class": array}),
+            "zin_inbox_last_updated": add({"NS.time": 0.0, "$class": date}), "$class": data})
+plistlib.dump({"$version": 100000, "$archiver": "NSKeyedArchiver", "$top": {"root": root}, "$objects": objects},
+              open(sys.argv[1], "wb"), fmt=plistlib.FMT_BINARY)
+)";
+
+TEST(InboxStore, ReadsAnInboxThatAnotherSystemWrote) {
+  TestDevice device;
+  zn::createDirectoryAtPath(device.home() + "/Library/ZNInbox", true);
+  python(kForeignFile, device.inboxFile());
+  const auto store = launched();
+  const auto entry = store->fetchInboxEntryForCampaignID("café-🚀");
+  ASSERT_TRUE(entry);
+  EXPECT_EQ(entry->notificationTitle(), "Grüße");
+  EXPECT_EQ(entry->receivedDate(), Date{1600000000});
+  EXPECT_EQ(entry->zintarDict()["ratio"], 0.5);
+  EXPECT_TRUE(entry->notificationBody().isNil());
+  EXPECT_TRUE(entry->isRead());
+  EXPECT_EQ(store->inboxData()->lastUpdatedFromServerSync(), Date{978307200});
+  // Its payload was archived as an immutable dictionary: a click shows in the entry, but not in that payload.
+  entry->updateClickedDate();
+  EXPECT_EQ(entry->clickedDate(), Date{1700000000});
+  EXPECT_TRUE(entry->notificationPayloadDict().validObjectForKeyPath("zintar.clicked_epoch_val").isNil());
+  ASSERT_EQ(device.failures().size(), 1u);
+  EXPECT_EQ(device.failures()[0].text.find("exception while updating inbox data model with clicked info -- "), 0u);
+}
+
+TEST(InboxStore, AnUnreadableFileIsKeptAsideBeforeItIsReplaced) {
+  TestDevice device;
+  zn::createDirectoryAtPath(device.home() + "/Library/ZNInbox", true);
+  std::ofstream(device.inboxFile()) << "bplist00 but no archive";
+  const auto store = launched();
+  EXPECT_EQ(store->getAllNotificationCount(), 0u);
+  EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile() + ".unreadable"));
+  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
+  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c2"));
+  const auto aside = zn::readFile(device.inboxFile() + ".unreadable");
+  ASSERT_TRUE(aside);
+  EXPECT_EQ(std::string(aside->begin(), aside->end()), "bplist00 but no archive");
+  EXPECT_EQ(launched()->getAllNotificationCount(), 2u);
+  EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile() + ".unreadable-2"));
+}
+
+TEST(InboxStore, AFileThatCannotBeWrittenIsLoggedAndMemoryKeepsItsState) {
+  TestDevice device;
+  const auto store = launched();
+  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
+  std::rename((device.home() + "/Library").c_str(), (device.home() + "/Away").c_str());
+  std::ofstream(device.home() + "/Library") << "in the way";
+  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c2"));
+  EXPECT_EQ(store->getAllNotificationCount(), 2u);
+  ASSERT_FALSE(device.log().empty());
+  EXPECT_EQ(device.log().back().find("Inbox could not be saved: "), 0u) << device.log().back();
+  std::remove((device.home() + "/Library").c_str());
+  std::rename((device.home() + "/Away").c_str(), (device.home() + "/Library").c_str());
+  EXPECT_EQ(launched()->getAllNotificationCount(), 1u) << "the old file stands";
+  EXPECT_TRUE(store->updateInboxStorage());
+  EXPECT_EQ(launched()->getAllNotificationCount(), 2u);
+}
+
+TEST(InboxStore, ASecondClickKeepsTheFirstClicksDates) {
+  TestDevice device;
+  const auto store = launched();
+  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
+  device.clock().set(1700000100);
+  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
+  EXPECT_EQ(store->getAllNotificationCount(), 1u);
+  const auto entry = store->fetchInboxEntryForCampaignID("c1");
+  EXPECT_EQ(entry->clickedDate(), Date{1700000000});
+  EXPECT_EQ(entry->receivedDate(), Date{1700000000});
+  EXPECT_EQ(entry->zintarDict()["clicked_epoch_val"], 1700000100) << "only the properties are carried over";
+}
+
+TEST(InboxStore, TracksEveryInboxClickAndMarksTheFirst) {
+  TestDevice device;
+  const auto recorder = std::make_shared<EventRecorder>();
+  ZNAnalytics::sharedInstance()->setObserver(recorder);
+  const auto store = launched();
+  store->resetInboxDataWithLegacyPayloadArray(
+      Value::array({Value::dictionary({{"data", Value::dictionary({{"zintar", Value::dictionary({{"cid", "c1"}})}})}}),
+                    Value::dictionary({{"isRead", true}})}));
+  EXPECT_EQ(store->getAllNotificationCount(), 2u);
+  store->trackInboxNotificationClickForCampaignID("c1");
+  store->trackInboxNotificationClickForCampaignID("c1");
+  store->trackInboxNotificationClickForCampaignID(zn::nil);
+  store->trackInboxNotificationClickForCampaignID("unknown");
+  EXPECT_EQ(recorder->events, (std::vector<std::string>{
+                                  R"(NOTIFICATION_CLICKED_IOS_ZIN {"cid":"c1","isFirstClick":true,"source":"inbox"})",
+                                  R"(NOTIFICATION_CLICKED_IOS_ZIN {"cid":"c1","clicked_epoch_val":1700000000,)"
+                                  R"("isRead":true,"source":"inbox"})"}))
+      << "the payload carries the click, so later events do too";
+}
+
+TEST(InboxStore, MarksReadRemovesAndClears) {
+  TestDevice device;
+  const auto store = launched();
+  for (const char* campaign : {"a", "b", "a"}) {
+    auto list = std::make_shared<zn::InboxList>(*store->getAllNotificationModelObjs());
+    list->push_back(ZNInboxModel::initWithNotificationPayload(realisticPayload(campaign)));
+    store->inboxData()->setInboxMessages(list);
+  }
+  store->markInboxNotificationReadForCampaignID("b");
+  EXPECT_EQ(store->getUnreadNotifictionCount(), 2u);
+  EXPECT_EQ(store->getReadNotificationPayloads().size(), 1u);
+  const auto stamp = std::filesystem::last_write_time(device.inboxFile());
+  store->markInboxNotificationReadForCampaignID("b");
+  EXPECT_EQ(std::filesystem::last_write_time(device.inboxFile()), stamp) << "a read entry is not written again";
+  store->removeNotificationForCampaignID("a");
+  EXPECT_EQ(store->getAllNotificationCount(), 2u) << "only the first entry of a campaign goes";
+  store->removeNotificationForCampaignID("zzz");
+  EXPECT_EQ(device.log().back(), "Campaign(zzz) couldn't be deleted, Inbox Entry not found");
+  store->clearInboxData();
+  EXPECT_EQ(launched()->getAllNotificationCount(), 0u);
+  EXPECT_EQ(launched()->inboxData()->lastUpdatedFromServerSync(), Date{0});
+}
+
+TEST(InboxStore, TheTimeOfTheLastSynchronisationMovesInFromOlderVersionsOnce) {
+  TestDevice device;
+  NSUserDefaults::standardUserDefaults()->setObject(Date{1650000000}, "ZN_lastUpdatedTimeForInbox");
+  const auto store = launched();
+  EXPECT_EQ(store->inboxData()->lastUpdatedFromServerSync(), Date{1650000000});
+  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->objectForKey("ZN_lastUpdatedTimeForInbox").isNil());
+  store->clearInboxData();
+  EXPECT_EQ(store->inboxData()->lastUpdatedFromServerSync(), Date{0});
+}
+
+}  // namespace

@@ -1,0 +1,238 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+#include <thread>
+
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/Json.h"
+#include "Platform/Foundation/NSUserDefaults.h"
+#include "Platform/Foundation/PropertyList.h"
+#include "Tests/Support/FileSizeLimit.h"
+#include "Tests/Support/TestDevice.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZintarCore/ZNNetworkRequest.h"
+
+namespace {
+
+using zn::Value;
+
+Value json(const std::string& text) { return zn::parseJson(text).value(); }
+
+/// Keeps every request until the test answers it.
+class HeldServer final : public ZNNetworkTransport {
+ public:
+  void execute(const ZNNetworkRequest&, std::function<void(Value)> completion) override {
+    held.push_back(std::move(completion));
+  }
+  void answerAll(const Value& response) {
+    for (const auto& each : std::exchange(held, {})) each(response);
+  }
+  std::vector<std::function<void(Value)>> held;
+};
+
+/// A store with a server that the test is; `relaunch` gives the store that the next process would have.
+class InboxSync : public ::testing::Test {
+ protected:
+  InboxSync() {
+    ZNNetworkRequest::setTransport(server);
+    ZNConfigDataManager::sharedInstance()->apply(json(R"({"queryParams": {}})"));
+  }
+  ~InboxSync() override { ZNNetworkRequest::setTransport(nullptr); }
+
+  static std::shared_ptr<ZNInboxHandler> relaunch() { return std::make_shared<ZNInboxHandler>(); }
+  void sync(const std::shared_ptr<ZNInboxHandler>& inbox) {
+    inbox->syncInboxNotificationsWithCompletionHandler(nullptr);
+    server->answerAll(zn::nil);
+  }
+  static void leave(const std::string& payloads) {
+    group()->setObject(Value::dictionary({{"zin_pending_notifications", json(payloads)}}), "app-1");
+  }
+  static std::shared_ptr<NSUserDefaults> group() { return NSUserDefaults::initWithSuiteName("group.test"); }
+  static std::vector<std::string> idsOf(const std::shared_ptr<ZNInboxHandler>& inbox) {
+    std::vector<std::string> ids;
+    const zn::InboxListPtr list = inbox->getAllNotificationModelObjs();
+    for (const auto& entry : *list) ids.emplace_back(entry->campaignID().string());
+    return ids;
+  }
+  std::string pending() const { return device.home() + "/Library/ZNInbox/Pending"; }
+  std::size_t pendingFiles() const {
+    std::error_code none;
+    const std::filesystem::directory_iterator files(pending(), none);
+    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+  }
+
+  using Ids = std::vector<std::string>;
+  zn::test::TestDevice device;
+  const std::shared_ptr<HeldServer> server = std::make_shared<HeldServer>();
+};
+
+TEST_F(InboxSync, WhatWasTakenButNotSavedComesInWithTheNextProcess) {
+  leave(R"([{"zintar": {"cid": "extension"}}, {"aps": {"alert": "no campaign"}}])");
+  zn::replaceFile(device.home() + "/Documents/InboxMessages.plist",
+                  zn::binaryPropertyList(json(R"({"messagesInfo": [{"data": {"zintar": {"cid": "older"}}}]})")));
+  const auto first = relaunch();
+  first->syncInboxNotificationsWithCompletionHandler(nullptr);
+  first->updateClickedNotificationInStorageWithPayload(json(R"({"zintar": {"cid": "clicked"}})"));
+  EXPECT_EQ(pendingFiles(), 3u);
+  EXPECT_FALSE(std::filesystem::exists(device.inboxFile()));
+
+  device.clock().set(1700000050);
+  const auto second = relaunch();
+  EXPECT_EQ(idsOf(second), Ids{});
+  sync(second);
+  EXPECT_EQ(idsOf(second), (Ids{"clicked", "older", "extension", ""}));
+  EXPECT_EQ(second->fetchInboxEntryForCampaignID("clicked")->clickedDate(), zn::Date{1700000000});
+  EXPECT_EQ(pendingFiles(), 0u);
+  EXPECT_EQ(idsOf(relaunch()), idsOf(second));
+}
+
+TEST_F(InboxSync, AnySaveCountsAndABatchThatNeverLeftTheListIsVoid) {
+  leave(R"([{"zintar": {"cid": "a"}}])");
+  const auto first = relaunch();
+  first->syncInboxNotificationsWithCompletionHandler(nullptr);
+  const std::string batch = pending() + "/1.plist";
+  const auto kept = zn::readFile(batch);
+  ASSERT_TRUE(kept);
+  first->markInboxNotificationReadForCampaignID("a");
+  EXPECT_EQ(pendingFiles(), 0u) << "a click's save contains the batch too";
+
+  // As a process leaves it that is killed before the list is emptied.
+  Value ghost = zn::parsePropertyList(*kept).value();
+  ghost.setObjectNilHandled(json(R"([{"zintar": {"cid": "ghost"}}])"), "payloads");
+  zn::replaceFile(pending() + "/2.plist", zn::binaryPropertyList(ghost));
+  leave(R"([{"zintar": {"cid": "b"}}])");
+  const auto second = relaunch();
+  sync(second);
+  EXPECT_EQ(idsOf(second), (Ids{"a", "b"}));
+  EXPECT_EQ(pendingFiles(), 0u);
+
+  // As one that is killed before it is saved, whose inbox is then cleared.
+  zn::replaceFile(pending() + "/3.plist", zn::binaryPropertyList(ghost));
+  relaunch()->clearInboxData();
+  EXPECT_EQ(pendingFiles(), 0u);
+}
+
+TEST_F(InboxSync, ASaveThatWasNotTidiedUpContainsItsBatchesAndAnUnfinishedOneDoesNot) {
+  leave(R"([{"zintar": {"cid": "removed"}}, {"zintar": {"cid": "stays"}}])");
+  const auto first = relaunch();
+  first->updateInboxStorage();
+  const auto before = zn::readFile(device.inboxFile());
+  first->syncInboxNotificationsWithCompletionHandler(nullptr);
+  const std::string batch = pending() + "/1.plist";
+  const auto kept = zn::readFile(batch);
+  ASSERT_TRUE(before && kept);
+  // A folder in the batch's place cannot be removed as a file: the save ends as if the process were killed there.
+  std::filesystem::remove(batch);
+  std::filesystem::create_directories(batch + "/in the way");
+  first->removeNotificationForCampaignID("removed");
+  std::filesystem::remove_all(batch);
+  const auto processEnds = [&] { zn::replaceFile(batch, *kept); };
+
+  processEnds();
+  const auto record = zn::readFile(pending() + "/Saved.plist");
+  ASSERT_TRUE(record);
+  const auto second = relaunch();
+  EXPECT_EQ(pendingFiles(), 0u);
+  sync(second);
+  EXPECT_EQ(idsOf(second), Ids{"stays"});
+
+  processEnds();
+  zn::replaceFile(pending() + "/Saved.plist", *record);
+  zn::replaceFile(device.inboxFile(), *before);
+  const auto third = relaunch();
+  sync(third);
+  EXPECT_EQ(idsOf(third), (Ids{"removed", "stays"}));
+}
+
+TEST_F(InboxSync, WhereNothingCanBeWrittenTheListStays) {
+  const Value list = json(R"([{"zintar": {"cid": "a"}}])");
+  leave(R"([{"zintar": {"cid": "a"}}])");
+  const auto inbox = relaunch();
+  {
+    const zn::test::FileSizeLimit full(10);
+    inbox->syncNotificationsFromExtension(nullptr);
+    EXPECT_EQ(inbox->getStoredNotificationsInExtension(), zn::nil);
+    EXPECT_EQ(group()->objectForKey("app-1")["zin_pending_notifications"], list);
+  }
+  EXPECT_EQ(device.failures().size(), 2u);
+  EXPECT_EQ(idsOf(inbox), Ids{});
+  sync(inbox);
+  EXPECT_EQ(idsOf(inbox), Ids{"a"});
+}
+
+TEST_F(InboxSync, ObserversLearnEachChangeOnceInOrderAndMayUseTheStore) {
+  struct Recorder final : zn::InboxObserver {
+    void inboxChanged(const zn::InboxChange& change) override {
+      std::string text;
+      const auto add = [&](const char* what, const std::vector<Value>& ids) {
+        for (const Value& id : ids) text += what + (id.isNil() ? std::string("none") : std::string(id.string())) + ' ';
+      };
+      add("+", change.added);
+      add("=", change.read);
+      add("-", change.removed);
+      lines.push_back(text + std::to_string(change.unreadCount));
+      if (inbox && !change.added.empty()) inbox->markInboxNotificationReadForCampaignID(change.added.front());
+    }
+    std::shared_ptr<ZNInboxHandler> inbox;
+    std::vector<std::string> lines;
+  };
+  const auto inbox = relaunch();
+  leave(R"([{"zintar": {"cid": "before"}}])");
+  sync(inbox);
+  const auto first = std::make_shared<Recorder>();
+  const auto second = std::make_shared<Recorder>();
+  inbox->addObserver(first);
+  inbox->addObserver(first);
+  inbox->addObserver(second);
+  first->inbox = inbox;
+  leave(R"([{"zintar": {"cid": "a"}}, {"zintar": {"cid": "b"}}, {"zintar": {}}, {"zintar": {"cid": "before"}}])");
+  sync(inbox);
+  EXPECT_TRUE(first->lines.empty()) << "told on the main queue only";
+  device.device().runPending();
+  inbox->removeNotificationForCampaignID("b");
+  inbox->removeObserver(second);
+  inbox->clearInboxData();
+  device.device().runPending();
+  EXPECT_EQ(first->lines, (std::vector<std::string>{"+a +b +none 4", "=a 3", "-b 2", "-a -none -before 0"}));
+  EXPECT_EQ(second->lines, (std::vector<std::string>{"+a +b +none 4", "=a 3"}));
+}
+
+TEST_F(InboxSync, SynchronisationsRemovalsAndClearingFromManyThreadsLeaveAllInStep) {
+  struct Tally final : zn::InboxObserver {
+    void inboxChanged(const zn::InboxChange& change) override {
+      for (const Value& id : change.added) ids.insert(std::string(id.string()));
+      for (const Value& id : change.removed) ids.erase(ids.find(std::string(id.string())));
+    }
+    std::multiset<std::string> ids;
+  };
+  struct Silent final : ZNNetworkTransport {
+    void execute(const ZNNetworkRequest&, std::function<void(Value)> completion) override { completion(zn::nil); }
+  };
+  ZNNetworkRequest::setTransport(std::make_shared<Silent>());
+  const auto inbox = relaunch();
+  const auto tally = std::make_shared<Tally>();
+  inbox->addObserver(tally);
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 3; ++thread) {
+    threads.emplace_back([&, thread] {
+      for (int i = 0; i < 20; ++i) {
+        const std::string id = std::to_string(thread) + "-" + std::to_string(i);
+        leave(R"([{"zintar": {"cid": ")" + id + R"("}}, {"zintar": {"cid": "x)" + id + R"("}}])");
+        inbox->syncInboxNotificationsWithCompletionHandler(nullptr);
+        inbox->removeNotificationForCampaignID(id);
+        if (i == 10) inbox->clearInboxData();
+      }
+    });
+  }
+  for (std::thread& each : threads) each.join();
+  sync(inbox);
+  device.device().runPending();
+  Ids ids = idsOf(inbox);
+  EXPECT_EQ(idsOf(relaunch()), ids);
+  EXPECT_EQ(tally->ids, std::multiset<std::string>(ids.begin(), ids.end()));
+  EXPECT_EQ(pendingFiles(), 0u);
+  EXPECT_TRUE(device.failures().empty());
+}
+
+}  // namespace

@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/Json.h"
+#include "Tests/Support/TestDevice.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+
+namespace {
+
+using zn::Value;
+using zn::test::TestDevice;
+
+constexpr std::int64_t kNow = 1700000000000;
+
+Value sent(const char* id, const char* status = "active", std::int64_t expiry = kNow + 1000, int updated = 1,
+           int priority = 0) {
+  return Value::dictionary({{"campaign_id", id},
+                            {"trigger_event_name", "E"},
+                            {"status", status},
+                            {"expiry", expiry},
+                            {"last_updated", updated},
+                            {"priority", priority},
+                            {"show_delay", 1500}});
+}
+
+std::string ids(const ZNDeviceTriggersDataManager& store) {
+  std::string text;
+  const auto fields = store.activeDeviceTriggers()->fields();
+  for (const auto& campaign : fields.campaigns()) text += campaign->campaignID().string();
+  return text;
+}
+
+std::shared_ptr<ZNDeviceTriggersDataManager> launched() { return std::make_shared<ZNDeviceTriggersDataManager>(); }
+
+TEST(TriggerStore, MergesDropsAndSorts) {
+  TestDevice device;
+  const auto store = launched();
+  store->saveDeviceTriggerCampaigns(
+      Value::array({sent("a", "active", kNow, 1, 1), sent("b", "active", kNow - 1), sent("c", "stopped"),
+                    sent("d", "paused", kNow + 1, 9), sent("e", "active", kNow + 1, 1, 2), Value::dictionary()}),
+      true);
+  EXPECT_EQ(ids(*store), "dea") << "an expiry of now still counts; newest first, then by priority";
+  store->saveDeviceTriggerCampaigns(Value::array({sent("e", "active", kNow + 1, 10), Value::dictionary(), "odd"}),
+                                    true);
+  EXPECT_EQ(ids(*store), "eda");
+  store->saveDeviceTriggerCampaigns(Value::array({sent("e", "stopped"), sent("d", "expired"), sent("a", "stopped")}),
+                                    true);
+  EXPECT_EQ(store->activeDeviceTriggers()->fields().deviceTriggers, nullptr) << "no campaign is stored as no list";
+  EXPECT_TRUE(store->activeDeviceTriggers()->fields().deviceTriggerEvents.isEmpty());
+}
+
+TEST(TriggerStore, TheTimeOfTheLastSynchronisationStaysZeroForAnUnknownUser) {
+  TestDevice device;
+  const auto store = launched();
+  store->saveDeviceTriggerCampaigns(zn::nil, false);
+  EXPECT_EQ(store->getDeviceTriggerLastUpdatedTime(), 0);
+  store->saveDeviceTriggerCampaigns(zn::nil, true);
+  EXPECT_EQ(store->getDeviceTriggerLastUpdatedTime(), kNow);
+  device.clock().set(1700000001);
+  store->saveDeviceTriggerCampaigns(zn::nil, false);
+  EXPECT_EQ(store->getDeviceTriggerLastUpdatedTime(), kNow + 1000);
+}
+
+TEST(TriggerStore, CountsShowingsAndSurvivesARelaunch) {
+  TestDevice device;
+  const auto store = launched();
+  store->saveDeviceTriggerCampaigns(Value::array({sent("a")}), true);
+  const auto campaign = store->activeDeviceTriggers()->fields().campaigns()[0];
+  EXPECT_EQ(store->getStatusInstanceForCampaign(*campaign)->numberOfTimesShown, 0);
+  EXPECT_TRUE(store->activeDeviceTriggers()->fields().statuses().empty()) << "asking stores nothing";
+  store->updateCampaignShownForCampaign(*campaign);
+  EXPECT_EQ(store->getStatusInstanceForCampaign(*campaign)->lastShownTime, kNow + 1500)
+      << "the first showing is stamped when it is to appear";
+  device.clock().set(1700000010);
+  store->updateCampaignShownForCampaign(*campaign);
+  campaign->updateNotificationPayload(Value::dictionary({{"aps", 1}}));
+  store->updateDeviceTriggersInPersistentStorage();
+
+  const auto again = launched();
+  const auto read = again->activeDeviceTriggers()->fields();
+  ASSERT_EQ(read.campaigns().size(), 1u);
+  EXPECT_EQ(read.campaigns()[0]->triggerDelay(), 1500);
+  EXPECT_EQ(read.campaigns()[0]->updated_payload(), nullptr);
+  EXPECT_EQ(read.deviceTriggerLastPostedTime, kNow + 10000);
+  const auto status = again->getStatusInstanceForCampaign(*campaign);
+  EXPECT_EQ(status->numberOfTimesShown, 2);
+  EXPECT_EQ(status->lastShownTime, kNow + 10000);
+  EXPECT_TRUE(again->activeDeviceTriggers()->waitsForEvent("E"));
+}
+
+TEST(TriggerStore, ARecordOutlivesItsStoppedCampaignUntilItsOwnExpiry) {
+  TestDevice device;
+  const auto store = launched();
+  store->saveDeviceTriggerCampaigns(Value::array({sent("a"), sent("b")}), true);
+  const auto fields = store->activeDeviceTriggers()->fields();
+  for (const auto& campaign : fields.campaigns()) store->updateCampaignShownForCampaign(*campaign);
+  store->saveDeviceTriggerCampaigns(Value::array({sent("a", "stopped"), sent("b", "active", kNow + 9000)}), true);
+  EXPECT_EQ(store->activeDeviceTriggers()->fields().statuses().size(), 2u);
+  EXPECT_EQ(store->activeDeviceTriggers()->statusForCampaign("b")->expiry, kNow + 9000);
+  device.clock().set(1700000002);
+  store->saveDeviceTriggerCampaigns(zn::nil, true);
+  EXPECT_EQ(store->activeDeviceTriggers()->statusForCampaign("a"), nullptr);
+  EXPECT_NE(store->activeDeviceTriggers()->statusForCampaign("b"), nullptr);
+}
+
+TEST(TriggerStore, AnUnreadableFileIsKeptAsideAndCountsAsEmpty) {
+  TestDevice device;
+  const std::string path = launched()->getDeviceTriggerFilePath();
+  std::ofstream(path) << "nonsense";
+  const auto store = launched();
+  EXPECT_TRUE(device.log().empty());
+  EXPECT_EQ(store->activeDeviceTriggers()->fields().globalDelay, 10);
+  store->updateDeviceTriggersInPersistentStorage();
+  EXPECT_TRUE(zn::fileExistsAtPath(path + ".unreadable"));
+}
+
+TEST(TriggerStore, AnyTypeAnywhereInACampaignIsSurvivedAndSaved) {
+  TestDevice device;
+  const Value whole = *zn::parseJson(
+      R"({"campaign_id": "x", "payload": {"aps": {"alert": {"title": "t"}}, "zintar": {"cid": "x"}},
+          "trigger_event_name": "E", "condition": {"filter": {"attribute": "a", "is": "equals", "value": 1}},
+          "type": "general", "status": "active", "expiry": 4070908800000, "priority": 1, "max_times": 3,
+          "min_delay_between_notifications": 5, "last_updated": 1, "show_delay": 0, "max_sync_delay": 5,
+          "should_support_offline": true, "should_ignore_dnd": false})");
+  const auto engine = std::make_shared<ZNDeviceTriggersHandler>();
+  int tried = 0;
+  for (const auto& entry : whole.entries()) {
+    for (const Value& odd : {Value::null(), Value(true), Value(-1), Value(1e300), Value("text"), Value(""),
+                             Value::array({1, "x"}), Value::dictionary({{"a", Value::array()}})}) {
+      Value campaign = whole;
+      campaign.setObjectNilHandled(odd, entry.name());
+      const auto store = launched();
+      store->saveDeviceTriggerCampaigns(Value::array({campaign, sent("good")}), true);
+      for (const auto& each : store->getCampaignsForEvent("E", Value::dictionary({{"a", 1}}))) {
+        engine->canPostDeviceTrigger(*each);
+        store->updateCampaignShownForCampaign(*each);
+      }
+      engine->explainEvent("E", Value::dictionary({{"a", 1}}), [](const Value&) {});
+      ASSERT_TRUE(store->updateDeviceTriggersInPersistentStorage());
+      ++tried;
+    }
+  }
+  EXPECT_GT(tried, 100);
+  EXPECT_FALSE(zn::fileExistsAtPath(launched()->getDeviceTriggerFilePath() + ".unreadable"));
+}
+
+}  // namespace

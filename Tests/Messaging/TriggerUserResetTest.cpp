@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "Platform/NotificationRecorder.h"
+#include "Tests/Support/TestDevice.h"
+#include "ZNMessaging/ZNMessaging.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZintarCore/ZNNetworkRequest.h"
+
+namespace {
+
+using zn::Value;
+using zn::test::TestDevice;
+
+/// Keeps what was asked about segments; the answer is the test's. Everything else fails at once.
+class HeldServer : public ZNNetworkTransport {
+ public:
+  void execute(const ZNNetworkRequest& request, std::function<void(Value)> completion) override {
+    if (request.service() != ZNService::userInSegment) return completion(zn::nil);
+    held.push_back(std::move(completion));
+  }
+  std::vector<std::function<void(Value)>> held;
+};
+
+/// A clock that stands still and does something the first time that someone looks at it in that situation.
+class WatchedClock : public zn::test::ManualClock {
+ public:
+  WatchedClock() : ManualClock(1700000000) {}
+  zn::Date now() const override {
+    if (isTheMoment && isTheMoment()) {
+      isTheMoment = nullptr;
+      action();
+    }
+    return ManualClock::now();
+  }
+  mutable std::function<bool()> isTheMoment;
+  std::function<void()> action;
+};
+
+/// The next user comes, and the server has the same campaign for this one. Every answer may go the offline way.
+void changeUser() {
+  ZNMessaging::sharedInstance()->clearUserInfo();
+  ZNDeviceTriggersDataManager::sharedInstance()->saveDeviceTriggerCampaigns(
+      Value::array({Value::dictionary({{"campaign_id", "c"},
+                                       {"trigger_event_name", "E"},
+                                       {"status", "active"},
+                                       {"expiry", 4070908800000},
+                                       {"max_times", -9090909},
+                                       {"should_support_offline", true},
+                                       {"payload", zn::test::realisticPayload("c")}})}),
+      false);
+}
+
+// The evaluation of an event hops from queue to queue and waits for the server. Whenever the user changes meanwhile,
+// the next one's server is not asked and the next one sees nothing, although the campaign is stored for both.
+TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
+  TestDevice device(zn::HeadlessDevice::MainQueue::pumped, std::make_unique<zn::NotificationRecorder>());
+  const auto& recorder = static_cast<zn::NotificationRecorder&>(*device.device().notifications);
+  auto& clock = static_cast<WatchedClock&>(*(device.device().clock = std::make_unique<WatchedClock>()));
+  const auto server = std::make_shared<HeldServer>();
+  ZNNetworkRequest::setTransport(server);
+  const auto& engine = ZNDeviceTriggersHandler::sharedInstance();
+  const auto refusals = [&] {
+    const auto lines = device.log();
+    return std::count(lines.begin(), lines.end(),
+                      "Device Triggers -- Device Trigger not posted because the user was reset 🛑");
+  };
+  changeUser();
+
+  engine->checkDeviceTriggerForEvent("E", Value::dictionary());
+  changeUser();  // before the main queue, which this thread runs, took the event on
+  device.device().waitUntilIdle();
+  EXPECT_EQ(server->held.size(), 0u);
+  EXPECT_EQ(refusals(), 1);
+
+  clock.action = changeUser;
+  clock.isTheMoment = [&] {  // the campaign is picked, and its rules are looked at
+    return device.log().back() == "Device Triggers -- Checking Rules for Device Trigger : c ✅";
+  };
+  engine->checkPreconditionsForDeviceTriggerWithEvent("E", Value::dictionary());
+  EXPECT_FALSE(clock.isTheMoment) << "the moment never came";
+  EXPECT_EQ(server->held.size(), 0u);
+  EXPECT_EQ(refusals(), 2);
+
+  engine->checkDeviceTriggerForEvent("E", Value::dictionary());
+  device.device().waitUntilIdle();
+  ASSERT_EQ(server->held.size(), 1u);
+  changeUser();
+  server->held[0](zn::nil);
+  device.device().waitUntilIdle();
+  EXPECT_EQ(refusals(), 3);
+  EXPECT_TRUE(recorder.requests().empty());
+  EXPECT_TRUE(ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields().statuses().empty());
+
+  // The next user's own events are not affected.
+  engine->checkPreconditionsForDeviceTriggerWithEvent("E", Value::dictionary());
+  ASSERT_EQ(server->held.size(), 2u);
+  server->held[1](zn::nil);
+  device.device().waitUntilIdle();
+  EXPECT_EQ(recorder.requests().size(), 1u);
+  EXPECT_EQ(ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields().statuses().size(), 1u);
+  EXPECT_EQ(refusals(), 3);
+  ZNNetworkRequest::setTransport(nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <future>
+#include <optional>
+#include <thread>
+
+#include "Platform/Device.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/File.h"
+#include "Tests/Support/EnvironmentVariable.h"
+#include "Tests/Support/PlainDevice.h"
+#include "Tests/Support/TestHome.h"
+
+namespace {
+
+using zn::Queue;
+using zn::test::EnvironmentVariable;
+
+/// The installed device of a process, each time in a fresh one: the test runs again there, up to the statement that
+/// must exit. Both processes use one folder.
+class DefaultDeviceDeathTest : public testing::Test {
+ protected:
+  static constexpr const char* kFolder = "ZN_TEST_FOLDER";
+  void SetUp() override {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    if (const char* ofParent = getenv(kFolder)) {
+      folder_ = ofParent;
+      return;
+    }
+    made_.emplace();
+    folder_ = made_->path();
+    variable_.emplace(kFolder, folder_);
+  }
+
+  std::string folder_;
+  std::optional<zn::test::TemporaryFolder> made_;
+  std::optional<EnvironmentVariable> variable_;
+};
+
+[[noreturn]] void useTheDefaultDevice() {
+  std::promise<void> done;
+  zn::dispatchAsync(Queue::global, [&] {
+    zn::dispatchAsync(Queue::main, [&] {
+      std::fprintf(stderr, "main: %d, ", zn::isMainThread());
+      done.set_value();
+    });
+  });
+  done.get_future().wait();
+  try {
+    zn::Device::install(std::make_shared<zn::test::PlainDevice>());
+  } catch (const zn::Exception& failure) {
+    std::fputs(failure.what(), stderr);
+  }
+  std::exit(0);
+}
+
+TEST_F(DefaultDeviceDeathTest, IsInstalledByTheFirstUseAndOnlyOnce) {
+  const EnvironmentVariable dataHome("XDG_DATA_HOME", folder_);
+  EXPECT_EXIT(useTheDefaultDevice(), testing::ExitedWithCode(0), "main: 1, a device is installed already");
+  EXPECT_TRUE(std::filesystem::is_directory(folder_ + "/zintar/Library"));
+  try {
+    zn::Device::install(std::make_shared<zn::Device>());
+    FAIL() << "a device without a clock was installed";
+  } catch (const zn::Exception& failure) {
+    EXPECT_STREQ(failure.what(), "a device needs all its members before it is installed");
+  }
+}
+
+[[noreturn]] void writeOneFile() {
+  const std::string path = zn::Device::current().directories->preferences() + "/probe";
+  std::string error;
+  std::fputs(zn::replaceFile(path, {}, &error) ? "written" : error.c_str(), stderr);
+  std::exit(0);
+}
+
+TEST_F(DefaultDeviceDeathTest, KeepsFilesElsewhereWhereItsHomeCannotBeUsed) {
+  const std::string file = folder_ + "/file";
+  ASSERT_TRUE(zn::replaceFile(file, {}));
+  const EnvironmentVariable dataHome("XDG_DATA_HOME", file);
+  {
+    const EnvironmentVariable temporary("TMPDIR", folder_);
+    EXPECT_EXIT(writeOneFile(), testing::ExitedWithCode(0),
+                "zintar: cannot make folder .*: Not a directory; files are kept in .*/zintar-.* instead\nwritten");
+  }
+  // The test itself needs a temporary folder: only the process under test goes without.
+  EXPECT_EXIT(
+      {
+        setenv("TMPDIR", file.c_str(), 1);
+        writeOneFile();
+      },
+      testing::ExitedWithCode(0), "zintar: cannot make folder .*; no files are kept\ncannot write .*: Not a directory");
+}
+
+[[noreturn]] void exitFromATask(Queue queue) {
+  std::atomic<bool> stop{false};
+  zn::dispatchAsync(Queue::global, [&] {
+    std::fputs("running", stderr);
+    zn::dispatchAsync(queue, [&] {
+      stop = true;
+      std::exit(3);
+    });
+    while (!stop) std::this_thread::yield();
+  });
+  for (;;) pause();
+}
+
+TEST_F(DefaultDeviceDeathTest, ATaskMayEndTheProcessWhileOthersRun) {
+  const EnvironmentVariable dataHome("XDG_DATA_HOME", folder_);
+  EXPECT_EXIT(exitFromATask(Queue::main), testing::ExitedWithCode(3), "running");
+  EXPECT_EXIT(exitFromATask(Queue::global), testing::ExitedWithCode(3), "running");
+}
+
+}  // namespace

@@ -1,0 +1,95 @@
+#include "Platform/Foundation/Format.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+namespace zn {
+namespace {
+
+TEST(NumberText, IsTheShortestThatReadsBackTheSame) {
+  const std::pair<double, const char*> table[] = {
+      {0, "0"},
+      {-0.0, "0"},
+      {-3, "-3"},
+      {1700000000.25, "1700000000.25"},
+      {0.1, "0.1"},
+      {-0.1 - 0.2, "-0.30000000000000004"},
+      {1.0 / 3, "0.3333333333333333"},
+      {100.5, "100.5"},
+      {9007199254740991, "9007199254740991"},
+      {9007199254740992, "9007199254740992"},
+      {1e15, "1000000000000000"},
+      {9999999999999998, "9999999999999998"},
+      {1e16, "1e16"},
+      {-1.2e17, "-1.2e17"},
+      {1.5e300, "1.5e300"},
+      {std::numeric_limits<double>::denorm_min(), "5e-324"},
+      {1e-5, "0.00001"},
+      {0.000012345, "0.000012345"},
+      {9.999e-6, "9.999e-6"},
+      {-2.5e-7, "-2.5e-7"},
+      {1e-10, "1e-10"},
+      {HUGE_VAL, "inf"},
+      {-HUGE_VAL, "-inf"},
+  };
+  for (const auto& [number, text] : table) {
+    EXPECT_EQ(numberText(number), text);
+    if (!std::isfinite(number)) continue;
+    EXPECT_EQ(Value(text).doubleValue(), number) << text;
+  }
+  EXPECT_EQ(numberText(std::nan("")), "nan");
+}
+
+TEST(Description, PrintsEveryKindOfValue) {
+  EXPECT_EQ(description(nil), "(null)");
+  EXPECT_EQ(description(Value::null()), "null");
+  EXPECT_EQ(description(true), "1");
+  EXPECT_EQ(description(false), "0");
+  EXPECT_EQ(description(INT64_MIN), "-9223372036854775808");
+  EXPECT_EQ(description(2.50), "2.5");
+  EXPECT_EQ(description("say \"hi\""), "say \"hi\"");
+  EXPECT_EQ(description(Date{1700000000}), "1700000000");
+  EXPECT_EQ(description(Value::data({1, 0xFE})), "01fe");
+  EXPECT_EQ(description(Value::dictionary({{"b", true}, {"a", Value::array({"x", 1.0})}})),
+            R"({"a":["x",1],"b":true})");
+}
+
+TEST(Format, FillsPlaceholders) {
+  EXPECT_EQ(format("%@ has %d of %ld, %lld, %u, %lu"), "(null) has (null) of (null), (null), (null), (null)");
+  EXPECT_EQ(format("%@ has %d of %ld, %lld, %u, %lu", "x", 1, -2L, 3LL, 4u, std::numeric_limits<std::uint64_t>::max()),
+            "x has 1 of -2, 3, 4, 18446744073709551615");
+  EXPECT_EQ(format("%f %0.1f %.0f %.3f", 1.5, 0.25, 2.5, -1e6), "1.500000 0.2 2 -1000000.000");
+  EXPECT_EQ(format("%5d|%-5d|%05d|%+d|%6.2f|%06.2f", 42, 42, -42, 42, 1.234, -1.234),
+            "   42|42   |-0042|+42|  1.23|-01.23");
+  EXPECT_EQ(format("%@, %@, %@", std::string("s"), std::string_view("v"), std::runtime_error("e")), "s, v, e");
+  EXPECT_EQ(format("%@ %d %@", true, false, 2.0), "1 0 2");
+  EXPECT_EQ(format("one %@", 1, 2, 3), "one 1") << "spare arguments are left out";
+}
+
+TEST(Format, SurvivesAnyFormatAndArgument) {
+  EXPECT_EQ(format("100%% %", 1), "100% %");
+  EXPECT_EQ(format("%y %l %5 %.", 1), "%y %l %5 %.") << "no placeholders";
+  EXPECT_EQ(format("%y%@", 1), "%y1") << "what is no placeholder takes no argument";
+  EXPECT_EQ(format("%@", static_cast<const char*>(nullptr)), "(null)");
+  EXPECT_EQ(format("%ld %f %d", "text", "2", 2.5), "text 2 2.5");
+  EXPECT_EQ(format("%.1f", 3), "3.0") << "an integer may stand for a real";
+  EXPECT_EQ(format("%f %0.1f %05.1f", std::nan(""), -HUGE_VAL, HUGE_VAL), "nan -inf   inf");
+  EXPECT_EQ(format("%.99999999999f", 1.0).size(), 258u) << "a field's size is bounded";
+  EXPECT_EQ(format("%99999999999d", 1).size(), 256u);
+  EXPECT_EQ(format("%.999f", std::numeric_limits<double>::max()).size(), 309u + 257u);
+}
+
+TEST(Format, ConvertsValues) {
+  EXPECT_EQ(format("%ld %ld %ld %ld", Value(5), Value(2.9), Value("12"), Value(true)), "5 2 12 1");
+  EXPECT_EQ(format("%0.1f %f %.2f", Value(5), Value("2.5"), Value(0.125)), "5.0 2.500000 0.12");
+  EXPECT_EQ(format("%ld %f", Value(), Value()), "(null) (null)");
+  EXPECT_EQ(format("%ld %ld %0.1f", Value("12 apples"), Value("inf"), Value("")), "12 apples inf ");
+  EXPECT_EQ(format("%ld %0.1f %d", Value::array({1}), Value::null(), Value(Date{3})), "[1] null 3");
+  EXPECT_EQ(format("%@ %@", Value("a"), Value(0.5)), "a 0.5");
+}
+
+}  // namespace
+}  // namespace zn

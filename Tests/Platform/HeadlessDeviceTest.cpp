@@ -1,0 +1,340 @@
+#include "Platform/HeadlessDevice.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <barrier>
+#include <filesystem>
+#include <future>
+#include <thread>
+
+#include "Platform/Foundation/Exception.h"
+#include "Tests/Support/DeviceContract.h"
+#include "Tests/Support/EnvironmentVariable.h"
+#include "Tests/Support/TestHome.h"
+
+namespace {
+
+using zn::HeadlessDevice;
+using zn::Queue;
+using zn::test::EnvironmentVariable;
+using MainQueue = HeadlessDevice::MainQueue;
+
+HeadlessDevice::Options optionsFor(const std::string& home, MainQueue mainQueue = MainQueue::ownThread) {
+  HeadlessDevice::Options options;
+  options.home = home;
+  options.mainQueue = mainQueue;
+  return options;
+}
+
+class HeadlessContract final : public zn::test::ContractDevice {
+ public:
+  explicit HeadlessContract(MainQueue mainQueue) : mainQueue_(mainQueue) {
+    device_ = std::make_shared<HeadlessDevice>(optionsFor(folder_ / "home", mainQueue));
+  }
+  ~HeadlessContract() override { device_->shutDown(); }
+  std::shared_ptr<zn::Device> device() override { return device_; }
+  void runUntil(const std::function<bool()>& done, double seconds) override {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    while (!done() && std::chrono::steady_clock::now() < end) letWork();
+  }
+  void settle() override { device_->waitUntilIdle(); }
+
+ private:
+  void letWork() {
+    if (mainQueue_ == MainQueue::pumped) {
+      device_->runFor(0.002);
+      return;
+    }
+    std::promise<void> tick;
+    device_->queues->after(Queue::main, 0.002, [&] { tick.set_value(); });
+    tick.get_future().wait();
+  }
+  const MainQueue mainQueue_;
+  zn::test::TemporaryFolder folder_;
+  std::shared_ptr<HeadlessDevice> device_;
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    Headless, DeviceContract,
+    testing::Values(
+        zn::test::DeviceKind{"ownThread", [] { return std::make_unique<HeadlessContract>(MainQueue::ownThread); }},
+        zn::test::DeviceKind{"pumped", [] { return std::make_unique<HeadlessContract>(MainQueue::pumped); }}),
+    zn::test::nameOfKind);
+
+/// Runs a task on a queue of the device and waits for it.
+void runOn(HeadlessDevice& device, Queue queue, const std::function<void()>& body) {
+  std::promise<void> done;
+  device.queues->async(queue, [&] {
+    body();
+    done.set_value();
+  });
+  done.get_future().wait();
+}
+
+std::string failureOf(const HeadlessDevice::Options& options) {
+  try {
+    const HeadlessDevice device(options);
+  } catch (const zn::Exception& failure) {
+    return failure.what();
+  }
+  return "no failure";
+}
+
+TEST(HeadlessDevice, HomeFollowsTheBaseDirectoryStandard) {
+  const zn::test::TemporaryFolder folder;
+  const auto homeOf = [](const std::string& dataHome, const std::string& home) {
+    const EnvironmentVariable first("XDG_DATA_HOME", dataHome);
+    const EnvironmentVariable second("HOME", home);
+    HeadlessDevice::Options options;
+    options.applicationID = "org.example.App";
+    return HeadlessDevice(options).directories->home();
+  };
+  EXPECT_EQ(homeOf(folder / "data", folder / "home"), folder / "data/org.example.App");
+  EXPECT_EQ(homeOf("", folder / "home"), folder / "home/.local/share/org.example.App");
+  EXPECT_EQ(homeOf("relative", folder / "home2"), folder / "home2/.local/share/org.example.App");
+  EXPECT_EQ(HeadlessDevice(optionsFor(folder / "a/./b/")).directories->library(), folder / "a/b/Library");
+  for (const char* made : {"data", "data/org.example.App", "data/org.example.App/Preferences", "home/.local"}) {
+    EXPECT_EQ(std::filesystem::status(folder / made).permissions(), std::filesystem::perms::owner_all) << made;
+  }
+  for (const char* name : {"", "..", "a/b"}) {
+    HeadlessDevice::Options options;
+    options.applicationID = name;
+    EXPECT_NE(failureOf(options).find("cannot be an application id"), std::string::npos) << name;
+  }
+}
+
+TEST(HeadlessDevice, AHomeBelongsToOneProcess) {
+  const zn::test::TemporaryFolder folder;
+  const std::string home = folder / "home";
+  auto device = std::make_unique<HeadlessDevice>(optionsFor(home));
+  EXPECT_EQ(failureOf(optionsFor(home)), home + " is in use by another process");
+  const pid_t other = fork();
+  if (other == 0) _exit(failureOf(optionsFor(home)) == home + " is in use by another process" ? 0 : 1);
+  int status = -1;
+  waitpid(other, &status, 0);
+  EXPECT_EQ(status, 0);
+  device.reset();
+  EXPECT_EQ(failureOf(optionsFor(home)), "no failure");
+
+  const std::string file = folder / "file";
+  ASSERT_TRUE(zn::replaceFile(file, {}));
+  EXPECT_EQ(failureOf(optionsFor(file)), "cannot make folder " + file + ": Not a directory");
+}
+
+TEST(HeadlessDevice, AnyNumberOfThreadsQueuesAndEachKeepsItsOrder) {
+  constexpr int kThreads = 4;
+  constexpr int kEach = 500;
+  const zn::test::TemporaryFolder folder;
+  HeadlessDevice device(optionsFor(folder / "home"));
+  std::vector<int> seen[kThreads];  // used on the main queue only
+  std::promise<void> all;
+  std::atomic<int> left{kThreads * kEach * 2};
+  const auto countDown = [&] {
+    if (--left == 0) all.set_value();
+  };
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&, thread] {
+      for (int i = 0; i < kEach; ++i) {
+        device.queues->async(Queue::main, [&, thread, i] {
+          seen[thread].push_back(i);
+          countDown();
+        });
+        device.queues->after(Queue::global, i % 3 * 0.001, countDown);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  all.get_future().wait();
+  runOn(device, Queue::main, [&] {
+    for (const auto& numbers : seen) {
+      EXPECT_EQ(numbers.size(), static_cast<std::size_t>(kEach));
+      EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+    }
+  });
+}
+
+TEST(HeadlessDevice, BackgroundTasksOverlapAndALongOneHoldsUpNoTimer) {
+  const zn::test::TemporaryFolder folder;
+  HeadlessDevice device(optionsFor(folder / "home"));
+  const auto both = std::make_shared<std::barrier<>>(2);
+  std::promise<void> first;
+  std::promise<void> second;
+  device.queues->async(Queue::global, [&] {
+    both->arrive_and_wait();  // returns only when the other task runs at the same time
+    first.set_value();
+  });
+  device.queues->async(Queue::global, [&] {
+    both->arrive_and_wait();
+    second.set_value();
+  });
+  first.get_future().wait();
+  second.get_future().wait();
+
+  // One thread stays busy from the first timer on until the second one, queued later in time, has run.
+  std::promise<void> timer;
+  std::promise<void> ended;
+  device.queues->after(Queue::global, 0.005, [&, fired = timer.get_future().share()] {
+    fired.wait();
+    ended.set_value();
+  });
+  device.queues->after(Queue::global, 0.02, [&] { timer.set_value(); });
+  ended.get_future().wait();
+}
+
+bool isReadable(int descriptor, int milliseconds) {
+  pollfd waiting{descriptor, POLLIN, 0};
+  return poll(&waiting, 1, milliseconds) == 1;
+}
+
+TEST(HeadlessDevice, APumpedMainQueueWakesTheHostWhenWorkIsDue) {
+  const zn::test::TemporaryFolder folder;
+  HeadlessDevice device(optionsFor(folder / "home", MainQueue::pumped));
+  const int descriptor = device.wakeDescriptor();
+  EXPECT_FALSE(isReadable(descriptor, 0));
+  EXPECT_EQ(device.runPending(), 0u);
+
+  int ran = 0;
+  device.queues->async(Queue::main, [&] {
+    ++ran;
+    device.queues->async(Queue::main, [&] { ++ran; });
+  });
+  device.queues->after(Queue::main, 1000, [&] { ++ran; });
+  EXPECT_TRUE(isReadable(descriptor, 0));
+  EXPECT_EQ(device.runPending(), 2u) << "also what the task queued";
+  EXPECT_FALSE(isReadable(descriptor, 0)) << "the delayed one is not due yet";
+  device.queues->after(Queue::main, 0.01, [&] { ++ran; });
+  ASSERT_TRUE(isReadable(descriptor, -1));
+  EXPECT_EQ(device.runPending(), 1u);
+  EXPECT_EQ(ran, 3);
+
+  std::thread other([&] {
+    EXPECT_EQ(device.runFor(1000), 0u) << "not this thread's work";
+    device.queues->async(Queue::main, [&] { ++ran; });
+    EXPECT_EQ(device.runPending(), 0u);
+  });
+  EXPECT_EQ(device.runFor(1000), 1u) << "woken by the other thread";
+  other.join();
+  EXPECT_EQ(ran, 4);
+
+  HeadlessDevice unpumped(optionsFor(folder / "second"));
+  EXPECT_EQ(unpumped.wakeDescriptor(), -1);
+  EXPECT_EQ(unpumped.runPending(), 0u);
+}
+
+TEST(HeadlessDevice, WaitsUntilAllThatWasStartedHasEnded) {
+  const zn::test::TemporaryFolder folder;
+  for (const MainQueue mainQueue : {MainQueue::ownThread, MainQueue::pumped}) {
+    HeadlessDevice device(optionsFor(folder / "home", mainQueue));
+    EXPECT_TRUE(device.waitUntilIdle());
+    std::atomic<int> hops{0};
+    const std::function<void()> hop = [&] {
+      const int number = ++hops;
+      if (number < 1000) device.queues->async(number % 2 ? Queue::global : Queue::main, hop);
+    };
+    device.queues->async(Queue::main, hop);
+    device.queues->after(Queue::global, 1000, [&] { ++hops; });
+    EXPECT_TRUE(device.waitUntilIdle());
+    EXPECT_EQ(hops, 1000) << "all hops, and not the task that is far from due";
+
+    std::atomic<bool> fromWithin{true};
+    std::promise<void> started;
+    device.queues->after(Queue::global, 0.001, [&] {  // delayed, and counted once it runs
+      started.set_value();
+      fromWithin = device.waitUntilIdle();
+    });
+    started.get_future().wait();
+    EXPECT_TRUE(device.waitUntilIdle());
+    EXPECT_FALSE(fromWithin) << "a task does not wait for itself";
+
+    device.queues->async(Queue::main, [&] { device.shutDown(); });
+    device.queues->async(Queue::main, [&] { ADD_FAILURE() << "it was shut down"; });
+    EXPECT_TRUE(device.waitUntilIdle()) << "what was dropped is not waited for";
+  }
+  HeadlessDevice pumped(optionsFor(folder / "home", MainQueue::pumped));
+  std::atomic<bool> ran{false};
+  pumped.queues->async(Queue::main, [&] { ran = true; });
+  std::thread other([&] {
+    EXPECT_TRUE(pumped.waitUntilIdle());
+    EXPECT_TRUE(ran) << "another thread waits for the one that pumps";
+  });
+  pumped.runPending();
+  other.join();
+}
+
+TEST(HeadlessDevice, ShuttingDownWaitsForRunningTasksAndDropsTheOthers) {
+  const zn::test::TemporaryFolder folder;
+  HeadlessDevice device(optionsFor(folder / "home"));
+  std::promise<void> started;
+  std::promise<void> proceed;
+  std::atomic<bool> ended{false};
+  std::atomic<int> others{0};
+  device.queues->async(Queue::main, [&] {
+    started.set_value();
+    proceed.get_future().wait();  // until what will not run is let go of
+    ended = true;
+  });
+  started.get_future().wait();
+  {
+    // The running task goes on when the waiting ones are dropped, so that they cannot have had a chance to run.
+    const std::shared_ptr<void> held(nullptr, [&](void*) { proceed.set_value(); });
+    device.queues->async(Queue::main, [&, held] { ++others; });
+    device.queues->after(Queue::global, 1000, [&, held] { ++others; });
+  }
+  std::thread second([&] {
+    device.shutDown();
+    EXPECT_TRUE(ended);
+  });
+  device.shutDown();
+  EXPECT_TRUE(ended) << "it returned while a task ran";
+  second.join();
+  const auto late = std::make_shared<int>(0);
+  device.queues->async(Queue::global, [&, late] { ++others; });
+  EXPECT_EQ(late.use_count(), 1);
+  EXPECT_EQ(others, 0);
+  device.shutDown();
+}
+
+TEST(HeadlessDevice, ATaskMayShutItsDeviceDownOrEndIt) {
+  const zn::test::TemporaryFolder folder;
+  for (const Queue queue : {Queue::main, Queue::global}) {
+    HeadlessDevice device(optionsFor(folder / "home"));
+    // Two tasks at once, each of which would have to wait for the other.
+    const auto both = std::make_shared<std::barrier<>>(2);
+    std::promise<void> first;
+    std::promise<void> second;
+    const auto shutDown = [&device, both](std::promise<void>& done) {
+      both->arrive_and_wait();
+      device.shutDown();
+      done.set_value();
+    };
+    device.queues->async(queue, [&] { shutDown(first); });
+    device.queues->async(Queue::global, [&] { shutDown(second); });
+    first.get_future().wait();
+    second.get_future().wait();
+  }
+  for (const Queue queue : {Queue::main, Queue::global}) {
+    auto device = std::make_shared<HeadlessDevice>(optionsFor(folder / "home"));
+    std::promise<void> dropped;
+    std::promise<void> ended;
+    device->queues->async(queue, [device, &ended, mayEnd = dropped.get_future().share()]() mutable {
+      mayEnd.wait();
+      device.reset();  // the last owner
+      ended.set_value();
+      throw zn::Exception("there is nobody left to hear this");
+    });
+    device.reset();
+    dropped.set_value();
+    ended.get_future().wait();
+  }
+  auto device = std::make_shared<HeadlessDevice>(optionsFor(folder / "pumped", MainQueue::pumped));
+  HeadlessDevice& pumped = *device;
+  pumped.queues->async(Queue::main, [device] { device->shutDown(); });
+  device.reset();  // now the task owns the device
+  EXPECT_EQ(pumped.runPending(), 1u);
+}
+
+}  // namespace

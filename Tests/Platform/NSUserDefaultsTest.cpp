@@ -1,0 +1,230 @@
+#include "Platform/Foundation/NSUserDefaults.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/PropertyList.h"
+#include "Tests/Support/FileSizeLimit.h"
+#include "Tests/Support/PlainDevice.h"
+
+namespace {
+
+using zn::Value;
+using zn::test::PlainDevice;
+
+class UserDefaults : public testing::Test {
+ protected:
+  void SetUp() override { log().take(); }
+  zn::test::RecordingLog& log() { return device_.log(); }
+  std::string pathOf(const std::string& suite) { return device_.directories->preferences() + "/" + suite + ".plist"; }
+  Value onDisk(const std::string& suite) { return zn::dictionaryWithContentsOfFile(pathOf(suite)); }
+  /// Writes the store as a process would that knows nothing of locks.
+  void writeFromOutside(const std::string& suite, const Value& contents) {
+    ASSERT_TRUE(zn::replaceFile(pathOf(suite), zn::binaryPropertyList(contents)));
+  }
+
+ private:
+  PlainDevice& device_ = PlainDevice::installed();
+};
+
+TEST_F(UserDefaults, ValuesReachTheDiskAndEveryObjectOfTheSuite) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("group.values");
+  const auto other = NSUserDefaults::initWithSuiteName("group.values");
+  EXPECT_TRUE(defaults->objectForKey("text").isNil());
+  EXPECT_FALSE(defaults->boolForKey("flag"));
+  defaults->setObject("yes", "text");
+  defaults->setObject(Value::array({1, zn::Date{5}}), "list");
+  defaults->setBool(true, "flag");
+  EXPECT_EQ(other->objectForKey("text"), Value("yes"));
+  EXPECT_TRUE(other->boolForKey("flag"));
+  EXPECT_TRUE(other->boolForKey("text"));
+  EXPECT_FALSE(other->boolForKey("list")) << "a list is neither";
+  EXPECT_EQ(onDisk("group.values"),
+            Value::dictionary({{"text", "yes"}, {"list", Value::array({1, zn::Date{5}})}, {"flag", true}}));
+
+  other->removeObjectForKey("text");
+  defaults->setObject(zn::nil, "list");
+  EXPECT_EQ(onDisk("group.values"), Value::dictionary({{"flag", true}}));
+  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->objectForKey("flag").isNil());
+  EXPECT_EQ(NSUserDefaults::standardUserDefaults()->suiteName(), "standard");
+  EXPECT_TRUE(log().take().empty());
+}
+
+TEST_F(UserDefaults, RefusesNamesThatAreNoFileNamesAndValuesThatAreNoPropertyLists) {
+  for (const std::string& name :
+       {std::string(), std::string("../up"), std::string(".hidden"), std::string("new\nline"), std::string(201, 'x')}) {
+    EXPECT_THROW(NSUserDefaults::initWithSuiteName(name), zn::Exception) << name;
+  }
+  EXPECT_NO_THROW(NSUserDefaults::initWithSuiteName(std::string(200, 'x'))->setBool(true, "long names work"));
+
+  const auto defaults = NSUserDefaults::initWithSuiteName("refusals");
+  defaults->setObject("kept", "key");
+  EXPECT_THROW(defaults->setObject(Value::null(), "key"), zn::Exception);
+  Value deep = Value::array();
+  for (int i = 0; i < 600; ++i) deep = Value::array({deep});
+  EXPECT_THROW(defaults->setObject(deep, "key"), zn::Exception);
+  EXPECT_EQ(defaults->objectForKey("key"), Value("kept"));
+  defaults->setObject(Value::dictionary({{"a", 1}, {"b", Value::null()}}), "nulls inside");
+  EXPECT_EQ(defaults->objectForKey("nulls inside"), Value::dictionary({{"a", 1}})) << "as another process reads it";
+}
+
+TEST_F(UserDefaults, SeesWhatAnotherProcessWroteHoweverFast) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("outside");
+  // Files of one size that follow each other within a tick of the file system's clock, inodes used again.
+  for (int i = 100; i < 400; ++i) {
+    writeFromOutside("outside", Value::dictionary({{"number", i}}));
+    ASSERT_EQ(defaults->objectForKey("number"), Value(i));
+    writeFromOutside("outside", Value::dictionary({{"number", i + 1000}}));
+    writeFromOutside("outside", Value::dictionary({{"number", i + 1}}));
+  }
+  std::filesystem::remove(pathOf("outside"));
+  EXPECT_TRUE(defaults->objectForKey("number").isNil());
+}
+
+TEST_F(UserDefaults, EqualValuesWriteNothing) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("equal");
+  defaults->setObject(Value::dictionary({{"a", Value::array({1, 2})}}), "key");
+  const auto written = std::filesystem::last_write_time(pathOf("equal"));
+  std::filesystem::permissions(pathOf("equal"), std::filesystem::perms::owner_all);  // a new file would not have it
+  defaults->setObject(Value::dictionary({{"a", Value::array({1, 2})}}), "key");
+  defaults->removeObjectForKey("missing");
+  defaults->transaction([](Value& contents) { contents.setObjectNilHandled(Value(contents["key"]), "key"); });
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(std::filesystem::last_write_time(pathOf("equal")), written);
+  EXPECT_EQ(std::filesystem::status(pathOf("equal")).permissions(), std::filesystem::perms::owner_all);
+}
+
+TEST_F(UserDefaults, ATransactionThatThrowsChangesNothing) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("throws");
+  defaults->setObject(1, "a");
+  EXPECT_THROW(defaults->transaction([](Value& contents) {
+    contents.setObjectNilHandled(2, "a");
+    throw std::runtime_error("on second thoughts");
+  }),
+               std::runtime_error);
+  EXPECT_THROW(defaults->transaction([](Value& contents) { contents = "no dictionary"; }), zn::Exception);
+  EXPECT_EQ(defaults->objectForKey("a"), Value(1));
+  defaults->transaction([](Value& contents) { contents.setObjectNilHandled(contents["a"].integer() + 1, "a"); });
+  EXPECT_EQ(onDisk("throws"), Value::dictionary({{"a", 2}})) << "the locks are free again";
+}
+
+TEST_F(UserDefaults, TransactionsOfTwoProcessesLoseNothing) {
+  constexpr int kEach = 500;
+  const auto append = [](const char* writer) {
+    const auto defaults = NSUserDefaults::initWithSuiteName("shared");
+    for (int i = 0; i < kEach; ++i) {
+      defaults->transaction([&](Value& contents) {
+        Value list = contents["list"] ? contents["list"] : Value::array();
+        list.append(std::string(writer) + std::to_string(i));
+        contents.setObjectNilHandled(std::move(list), "list");
+      });
+    }
+  };
+  const pid_t other = fork();
+  if (other == 0) {
+    append("child");
+    _exit(0);
+  }
+  append("parent");
+  int status = -1;
+  waitpid(other, &status, 0);
+  ASSERT_EQ(status, 0);
+
+  const Value list = NSUserDefaults::initWithSuiteName("shared")->objectForKey("list");
+  ASSERT_EQ(list.size(), 2u * kEach);
+  int next[2] = {0, 0};
+  for (const Value& element : list.elements()) {
+    const bool isChild = element.string().starts_with("child");
+    ASSERT_EQ(element, Value((isChild ? "child" : "parent") + std::to_string(next[isChild]++)));
+  }
+}
+
+TEST_F(UserDefaults, ThreadsReadAndWriteAtOnce) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("threads");
+  constexpr int kEach = 40;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 3; ++thread) {
+    threads.emplace_back([thread] {
+      const auto mine = NSUserDefaults::initWithSuiteName("threads");
+      const std::string key = "own" + std::to_string(thread);
+      for (int i = 0; i < kEach; ++i) {
+        mine->setObject(i, key);
+        EXPECT_EQ(mine->objectForKey(key), Value(i)) << "a thread reads what it wrote";
+        mine->transaction([](Value& all) { all.setObjectNilHandled(all["sum"].integer() + 1, "sum"); });
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(onDisk("threads")["sum"], Value(3 * kEach));
+}
+
+TEST_F(UserDefaults, AnUnreadableStoreCountsAsEmptyAndIsKeptAside) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("broken");
+  const std::string path = pathOf("broken");
+  std::ofstream(path) << "bplist00 and then nonsense";
+  EXPECT_TRUE(defaults->objectForKey("key").isNil());
+  defaults->removeObjectForKey("key");
+  EXPECT_FALSE(zn::fileExistsAtPath(path + ".unreadable")) << "nothing replaced it yet";
+
+  defaults->setObject(1, "key");
+  EXPECT_EQ(onDisk("broken"), Value::dictionary({{"key", 1}}));
+  const auto kept = zn::readFile(path + ".unreadable");
+  ASSERT_TRUE(kept);
+  EXPECT_EQ(std::string(kept->begin(), kept->end()), "bplist00 and then nonsense");
+  const auto lines = log().take();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_TRUE(lines[0].starts_with("cannot read " + path + " (")) << lines[0];
+  EXPECT_TRUE(lines[0].ends_with("it is kept as " + path + ".unreadable")) << lines[0];
+}
+
+TEST_F(UserDefaults, WhatCannotBeWrittenStaysVisibleAndIsWrittenLater) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("full");
+  writeFromOutside("full", Value::dictionary({{"old", 1}, {"gone", 1}}));
+  {
+    const zn::test::FileSizeLimit limit(10);
+    defaults->setObject("x", "new");
+    defaults->removeObjectForKey("gone");
+    EXPECT_FALSE(defaults->synchronize());
+    EXPECT_EQ(log().take(), std::vector<std::string>{"cannot write " + pathOf("full") +
+                                                     ": File too large; changes of "
+                                                     "these user defaults stay in memory"})
+        << "once for all failures in a row";
+  }
+  EXPECT_EQ(defaults->objectForKey("new"), Value("x"));
+  EXPECT_TRUE(defaults->objectForKey("gone").isNil());
+  EXPECT_EQ(onDisk("full"), Value::dictionary({{"old", 1}, {"gone", 1}}));
+
+  // Another process changes the file meanwhile: its keys count, ours still go on top.
+  writeFromOutside("full", Value::dictionary({{"old", 2}, {"gone", 2}, {"theirs", true}}));
+  EXPECT_EQ(defaults->objectForKey("old"), Value(2));
+  EXPECT_EQ(defaults->objectForKey("new"), Value("x"));
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(onDisk("full"), Value::dictionary({{"old", 2}, {"new", "x"}, {"theirs", true}}));
+
+  {
+    const zn::test::FileSizeLimit limit(10);
+    defaults->setObject("y", "new");
+    EXPECT_EQ(log().take().size(), 1u) << "a new failure is reported again";
+  }
+  defaults->setObject(3, "old");
+  EXPECT_EQ(onDisk("full"), Value::dictionary({{"old", 3}, {"new", "y"}, {"theirs", true}}));
+}
+
+TEST_F(UserDefaults, AStoreThatCannotEvenBeLookedAtIsNeverReplaced) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("folder");
+  std::filesystem::create_directory(pathOf("folder"));
+  defaults->setObject(1, "key");
+  EXPECT_EQ(defaults->objectForKey("key"), Value(1));
+  EXPECT_EQ(log().take().size(), 1u);
+  std::filesystem::remove(pathOf("folder"));
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(onDisk("folder"), Value::dictionary({{"key", 1}}));
+}
+
+}  // namespace

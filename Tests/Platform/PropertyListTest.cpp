@@ -1,0 +1,288 @@
+#include "Platform/Foundation/PropertyList.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <random>
+#include <utility>
+
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/Format.h"
+#include "Tests/Support/RawPropertyList.h"
+#include "Tests/Support/TestHome.h"
+
+namespace {
+
+using zn::binaryPropertyList;
+using zn::Data;
+using zn::parsePropertyList;
+using zn::Value;
+using zn::test::bytesOf;
+using zn::test::outputOfPython;
+using zn::test::RawPropertyList;
+
+std::optional<Value> parseText(std::string_view text, std::string* error = nullptr) {
+  return parsePropertyList(bytesOf(text), error);
+}
+
+std::optional<Value> parseElement(const std::string& element) {
+  return parseText("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">" + element + "</plist>");
+}
+
+std::string errorOf(const Data& bytes) {
+  std::string error;
+  EXPECT_FALSE(parsePropertyList(bytes, &error));
+  return error;
+}
+
+Value everything() {
+  return Value::dictionary({{"text", "Grüße \U0001F600"},
+                            {"numbers", Value::array({0, 255, 256, 65536, 4294967296, -1, INT64_MIN, 1e100})},
+                            {"flags", Value::array({true, false})},
+                            {"date", zn::Date{1700000000.5}},
+                            {"data", Value::data({1, 2, 255})},
+                            {"empty", Value::array({"", Value::array(), Value::dictionary(), Value::data({})})}});
+}
+
+TEST(PropertyList, BinaryKeepsEverythingButNull) {
+  Value value = everything();
+  value.setObjectNilHandled(Value::null(), "null");
+  value.setObjectNilHandled(Value::array({1, Value::null(), 2}), "list");
+  Value expected = everything();
+  expected.setObjectNilHandled(Value::array({1, 2}), "list");
+  EXPECT_EQ(parsePropertyList(binaryPropertyList(value)), expected);
+  EXPECT_EQ(parsePropertyList(binaryPropertyList("alone")), Value("alone"));
+  EXPECT_THROW(binaryPropertyList(Value::null()), zn::Exception);
+}
+
+TEST(PropertyList, WhatIsSharedIsWrittenOnce) {
+  Value value = Value::array({std::string(100, 'x')});
+  for (int i = 0; i < 10; ++i) value = Value::array({value, value, std::string(100, 'x')});
+  const Data bytes = binaryPropertyList(value);
+  EXPECT_LT(bytes.size(), 500u);
+  EXPECT_EQ(parsePropertyList(bytes), value);
+}
+
+TEST(PropertyList, NestsAsDeepAsReadersReadAndNoDeeper) {
+  Value value = Value::array();
+  for (int i = 1; i < Value::maximumReadDepth; ++i) value = Value::dictionary({{"k", value}});
+  const auto read = parsePropertyList(binaryPropertyList(value));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->depth(), Value::maximumReadDepth);
+  EXPECT_THROW(binaryPropertyList(Value::array({value})), zn::Exception);
+}
+
+constexpr const char* kCheck = R"(
+import datetime, plistlib, sys
+value = plistlib.load(open(sys.argv[1], 'rb'), fmt=plistlib.FMT_BINARY)
+assert value == {'text': 'Grüße \U0001F600', 'numbers': [0, 255, 256, 65536, 4294967296, -1, -2**63, 1e100],
+                 'flags': [True, False], 'date': datetime.datetime(2023, 11, 14, 22, 13, 20, 500000),
+                 'data': b'\x01\x02\xff', 'empty': ['', [], {}, b'']}, value
+assert list(value) == sorted(value)
+print('as expected')
+)";
+
+constexpr const char* kWrite = R"(
+import datetime, plistlib, sys
+value = {'text': 'Grüße \U0001F600', 'numbers': [0, 255, 256, 65536, 4294967296, -1, -2**63, 1e100],
+         'flags': [True, False], 'date': datetime.datetime(2023, 11, 14, 22, 13, 20), 'data': b'\x01\x02\xff',
+         'empty': ['', [], {}, b''], 'large': 2**64 - 1, 'far': datetime.datetime(4001, 1, 1)}
+if sys.argv[1] == 'FMT_BINARY': value['reference'] = plistlib.UID(7)
+sys.stdout.buffer.write(plistlib.dumps(value, fmt=getattr(plistlib, sys.argv[1])))
+)";
+
+TEST(PropertyList, IsExchangedWithAnotherImplementation) {
+  const zn::test::TemporaryFolder folder;
+  ASSERT_TRUE(zn::replaceFile(folder / "list", binaryPropertyList(everything())));
+  ASSERT_TRUE(zn::replaceFile(folder / "check.py", bytesOf(kCheck)));
+  ASSERT_TRUE(zn::replaceFile(folder / "write.py", bytesOf(kWrite)));
+  EXPECT_EQ(outputOfPython(folder / "check.py", folder / "list"), "as expected\n");
+
+  Value expected = everything();
+  expected.setObjectNilHandled(zn::Date{1700000000}, "date");
+  expected.setObjectNilHandled(0x1p64, "large");
+  expected.setObjectNilHandled(zn::Date{64092211200}, "far");
+  EXPECT_EQ(parseText(outputOfPython(folder / "write.py", "FMT_BINARY")), expected);
+  EXPECT_EQ(parseText(outputOfPython(folder / "write.py", "FMT_XML")), expected);
+}
+
+TEST(PropertyList, ReadsXml) {
+  EXPECT_EQ(parseText("\xEF\xBB\xBF<?xml version=\"1.0\"?><!-- <dict> --><!DOCTYPE plist SYSTEM \"x.dtd\">"
+                      "<plist version=\"1.0\"><dict><key>a</key><array><true/><integer>-5</integer></array>"
+                      "<key>b</key><string>x &amp; <![CDATA[<y>]]></string><key>c</key><dict/></dict></plist>"),
+            Value::dictionary({{"a", Value::array({true, -5})}, {"b", "x & <y>"}, {"c", Value::dictionary()}}));
+  EXPECT_EQ(parseElement("<date>1999-12-31T23:59:59Z</date>"), Value(zn::Date{946684799}));
+  EXPECT_EQ(parseElement("<data>\n  AQID\n</data>"), Value::data({1, 2, 3}));
+  EXPECT_EQ(parseElement("<integer>-9223372036854775808</integer>"), Value(INT64_MIN));
+}
+
+TEST(PropertyList, ReadsXmlNumbersInAnyLanguageAsTextsAreFormatted) {
+  const zn::test::TemporaryFolder folder;
+  const std::string make =
+      "localedef -i de_DE -f UTF-8 '" + (folder / "de_DE.UTF-8") + "' >'" + (folder / "log") + "' 2>&1";
+  const bool isMade = std::system(make.c_str()) == 0;
+  setenv("LOCPATH", folder.path().c_str(), 1);
+  if (!isMade || !std::setlocale(LC_NUMERIC, "de_DE.UTF-8")) {
+    GTEST_SKIP() << "no language that writes numbers with a comma can be made here";
+  }
+  ASSERT_EQ(std::strtod("2,5", nullptr), 2.5);
+  EXPECT_EQ(parseElement("<real>2.5</real>"), Value(2.5));
+  EXPECT_EQ(zn::format("%@ %.1f %0.2f", 1.5, 2.5, Value("3.25")), "1.5 2.5 3.25");
+  EXPECT_EQ(Value("1.5").doubleValue(), 1.5);
+  std::setlocale(LC_NUMERIC, "C");
+}
+
+TEST(PropertyList, RefusesXmlThatIsNotPlain) {
+  for (const char* text :
+       {"", "plain text", "<", "<plist>", "<plist></plist>", "<plist><dict></array></plist>", "<plist><dict/></plist",
+        "<plist><string>open</plist>", "<plist><string><dict/></string></plist>", "<plist><unknown/></plist>",
+        "<plist><dict a=\"/>\"></dict></plist>", "<plist><!-- open</plist>",
+        "<!DOCTYPE plist [<!ENTITY a \"b\">]><plist><string>&a;</string></plist>",
+        "<plist><!ENTITY a \"b\"><string>x</string></plist>", "<html><body/></html>"}) {
+    std::string error;
+    EXPECT_FALSE(parseText(text, &error)) << text;
+    EXPECT_FALSE(error.empty()) << text;
+  }
+}
+
+TEST(PropertyList, XmlNestsNoDeeperThanTheLimit) {
+  const auto nested = [](int levels) {
+    std::string text;
+    for (int i = 0; i < levels; ++i) text += i % 2 ? "<dict><key>k</key>" : "<array>";
+    for (int i = levels; i-- > 0;) text += i % 2 ? "</dict>" : "</array>";
+    return text;
+  };
+  const auto deepest = parseElement(nested(Value::maximumReadDepth - 1));
+  ASSERT_TRUE(deepest);
+  EXPECT_EQ(deepest->depth(), Value::maximumReadDepth - 1);
+  EXPECT_FALSE(parseElement(nested(Value::maximumReadDepth + 1)));
+  EXPECT_FALSE(parseElement(nested(1000000)));
+  std::string unclosed;
+  for (int i = 0; i < 1000000; ++i) unclosed += "<array>";
+  EXPECT_FALSE(parseText(unclosed));
+}
+
+TEST(PropertyList, ChangedBytesNeverDoHarm) {
+  const Data binary = binaryPropertyList(everything());
+  const Data xml = bytesOf(
+      "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key><array><true/><integer>-5"
+      "</integer><real>1.5</real></array><key>b</key><string>x &amp; <![CDATA[y]]></string>"
+      "<key>d</key><date>1999-12-31T23:59:59Z</date><key>e</key><data>AQID</data></dict></plist>");
+  std::mt19937 random(20240502);
+  for (int round = 0; round < 20000; ++round) {
+    Data bytes = round % 2 ? binary : xml;
+    for (unsigned changes = 1 + random() % 3; changes > 0; --changes) {
+      bytes[random() % bytes.size()] = static_cast<std::uint8_t>(random());
+    }
+    const auto value = parsePropertyList(bytes);
+    if (!value) continue;
+    EXPECT_TRUE(parsePropertyList(binaryPropertyList(*value)));  // what was read can be saved
+  }
+}
+
+TEST(PropertyList, AcceptsEverySizeOfReferencesAndOffsets) {
+  for (const std::size_t size : {1, 2, 3, 4, 5, 6, 7, 8}) {
+    RawPropertyList list;
+    list.referenceSize = list.offsetSize = size;
+    const int text = list.string("x");
+    EXPECT_EQ(parsePropertyList(list.file(list.array({text, text}))), Value::array({"x", "x"})) << size;
+  }
+  for (const std::size_t size : {0, 9, 16}) {
+    RawPropertyList list;
+    list.offsetSize = size;
+    EXPECT_NE(errorOf(list.file(list.string("x"))), "");
+  }
+}
+
+TEST(PropertyList, ReadsNumbersOfEveryWidth) {
+  const auto read = [](std::string_view bytes) {
+    RawPropertyList list;
+    return parsePropertyList(list.file(list.add(std::string(bytes))));
+  };
+  using namespace std::string_view_literals;
+  EXPECT_EQ(read("\x10\xFF"sv), Value(255));
+  EXPECT_EQ(read("\x11\xFF\xFF"sv), Value(65535));
+  EXPECT_EQ(read("\x12\xFF\xFF\xFF\xFF"sv), Value(4294967295));
+  EXPECT_EQ(read("\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE"sv), Value(-2));
+  EXPECT_EQ(read("\x14" + RawPropertyList::number(0, 8) + "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"), Value(0x1p64));
+  EXPECT_EQ(read("\x14" + RawPropertyList::number(UINT64_MAX, 8) + RawPropertyList::number(UINT64_MAX - 4, 8)),
+            Value(-5));
+  EXPECT_EQ(read("\x22\x3F\xC0\x00\x00"sv), Value(1.5));
+  EXPECT_FALSE(read("\x15" + std::string(40, 'x')));
+  EXPECT_FALSE(read("\x21\x00\x00"sv));
+}
+
+TEST(PropertyList, CountsAndReferencesBeyondTheFileAreErrors) {
+  for (const std::string kind : {"\x4F", "\x5F", "\x6F", "\xAF", "\xCF", "\xDF"}) {
+    for (const std::size_t size : {1, 4, 8}) {
+      RawPropertyList list;
+      const int marker = size == 1 ? 0x10 : size == 4 ? 0x12 : 0x13;
+      list.add(kind + static_cast<char>(marker) + std::string(size, '\xFF'));
+      EXPECT_NE(errorOf(list.file(0)), "");
+    }
+  }
+  RawPropertyList list;
+  list.add(RawPropertyList::head(0xA0, 1) + list.references({7}));
+  EXPECT_NE(errorOf(list.file(0)), "");
+  EXPECT_NE(errorOf(list.file(1)), "");
+}
+
+TEST(PropertyList, CyclesAndKeysThatAreNoStringsAreErrors) {
+  RawPropertyList cycle;
+  cycle.add(RawPropertyList::head(0xA0, 1) + cycle.references({1}));
+  cycle.add(RawPropertyList::head(0xA0, 1) + cycle.references({0}));
+  EXPECT_NE(errorOf(cycle.file(0)).find("contains itself"), std::string::npos);
+
+  RawPropertyList keys;
+  const int number = keys.add(std::string("\x10\x01", 2));
+  EXPECT_NE(errorOf(keys.file(keys.dictionary({{number, number}}))).find("key"), std::string::npos);
+}
+
+TEST(PropertyList, SmallFilesThatMeanHugeValuesAreRefused) {
+  RawPropertyList doubling;
+  int inner = doubling.string("lol");
+  for (int level = 0; level < 100; ++level) inner = doubling.array({inner, inner});
+  EXPECT_NE(errorOf(doubling.file(inner)), "");
+
+  // Ten thousand arrays that are the same bytes: a hundred thousand references each.
+  RawPropertyList overlapping;
+  const int text = overlapping.string("x");
+  const int list = overlapping.array(std::vector<int>(100000, text));
+  std::vector<int> arrays(10000);
+  for (int& array : arrays) array = overlapping.add("");
+  const int all = overlapping.array(arrays);
+  Data bytes = overlapping.file(all);
+  const std::size_t table = bytes.size() - 32 - 4 * static_cast<std::size_t>(overlapping.next());
+  for (const int array : arrays) {
+    std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(table + 4 * static_cast<std::size_t>(list)), 4,
+                bytes.begin() + static_cast<std::ptrdiff_t>(table + 4 * static_cast<std::size_t>(array)));
+  }
+  EXPECT_NE(errorOf(bytes).find("overlap"), std::string::npos);
+
+  // Two long keys that are equal, many times over: sorting them would compare them to the end each time.
+  RawPropertyList keys;
+  const int first = keys.string(std::string(200000, 'k')), second = keys.string(std::string(200000, 'k'));
+  std::vector<std::pair<int, int>> entries;
+  for (int i = 0; i < 50000; ++i) entries.emplace_back(i % 2 ? first : second, text);
+  keys.string("x");
+  EXPECT_NE(errorOf(keys.file(keys.dictionary(entries))), "");
+}
+
+TEST(PropertyList, ADictionaryFileIsMissingUnreadableOrRead) {
+  const zn::test::TemporaryFolder folder;
+  std::string error = "before";
+  EXPECT_TRUE(zn::dictionaryWithContentsOfFile(folder / "missing", &error).isNil());
+  EXPECT_EQ(error, "");
+  ASSERT_TRUE(zn::replaceFile(folder / "list", binaryPropertyList(everything())));
+  EXPECT_EQ(zn::dictionaryWithContentsOfFile(folder / "list", &error), everything());
+  EXPECT_EQ(error, "");
+  for (const Data& other : {binaryPropertyList(Value::array()), bytesOf("bplist00")}) {
+    ASSERT_TRUE(zn::replaceFile(folder / "other", other));
+    EXPECT_TRUE(zn::dictionaryWithContentsOfFile(folder / "other", &error).isNil());
+    EXPECT_NE(std::exchange(error, ""), "");
+  }
+}
+
+}  // namespace

@@ -1,0 +1,57 @@
+# Runs one scenario and compares what it prints, byte for byte:
+#   cmake -DZINSIM=program -DSCENARIO=folder/NAME -DWORK=folder -P RunScenario.cmake
+# NAME.jsonl prints NAME.expected. NAME.1.jsonl, NAME.2.jsonl, ... are launches of one installation. A first line
+# "# zinsim OPTIONS" gives options. With a file NAME.error the run must end with status 2 and that text on standard error;
+# without one it must end with status 0 and nothing there.
+
+get_filename_component(folder ${SCENARIO} DIRECTORY)
+get_filename_component(name ${SCENARIO} NAME)
+file(REMOVE_RECURSE ${WORK})
+file(MAKE_DIRECTORY ${WORK})
+unset(ENV{ZN_LOG})
+
+function(compare actual expected what)
+  execute_process(COMMAND ${CMAKE_COMMAND} -E compare_files ${actual} ${expected} RESULT_VARIABLE differs)
+  if(differs)
+    execute_process(COMMAND diff -u ${expected} ${actual})
+    message(FATAL_ERROR "${what} differs from ${expected}")
+  endif()
+endfunction()
+
+function(run step)
+  file(STRINGS ${folder}/${step}.jsonl first LIMIT_COUNT 1 ENCODING UTF-8)
+  set(options)
+  if(first MATCHES "^# zinsim (.*)$")
+    separate_arguments(options UNIX_COMMAND "${CMAKE_MATCH_1}")
+  endif()
+  if(ARGN)
+    list(APPEND options --home ${WORK}/home)
+  endif()
+  execute_process(COMMAND ${ZINSIM} ${options} ${step}.jsonl WORKING_DIRECTORY ${folder} RESULT_VARIABLE status
+                  OUTPUT_FILE ${WORK}/${step}.out ERROR_FILE ${WORK}/${step}.err)
+  compare(${WORK}/${step}.out ${folder}/${step}.expected "standard output of ${step}")
+  set(expected_status 0)
+  set(expected_error ${WORK}/nothing)
+  file(WRITE ${WORK}/nothing "")
+  if(EXISTS ${folder}/${step}.error)
+    set(expected_status 2)
+    set(expected_error ${folder}/${step}.error)
+  endif()
+  compare(${WORK}/${step}.err ${expected_error} "standard error of ${step}")
+  if(NOT status EQUAL expected_status)
+    message(FATAL_ERROR "${step} ended with status ${status}")
+  endif()
+endfunction()
+
+if(EXISTS ${folder}/${name}.jsonl)
+  run(${name})
+else()
+  set(number 1)
+  while(EXISTS ${folder}/${name}.${number}.jsonl)
+    run(${name}.${number} launch)
+    math(EXPR number "${number} + 1")
+  endwhile()
+  if(number EQUAL 1)
+    message(FATAL_ERROR "there is no scenario ${SCENARIO}")
+  endif()
+endif()

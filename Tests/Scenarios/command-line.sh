@@ -1,0 +1,164 @@
+#!/bin/sh
+# What zinsim says about lines and options that cannot be used, and how it behaves as a program among others.
+#   command-line.sh ZINSIM
+set -u
+zinsim=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+unset ZN_LOG
+failures=0
+
+fail() {
+  echo "FAILED: $1" >&2
+  failures=$((failures + 1))
+}
+
+# expect STATUS STDOUT STDERR WHAT: compares the last run, which went through `go`.
+expect() {
+  [ "$status" = "$1" ] || fail "$4: status $status instead of $1"
+  [ "$(cat out)" = "$2" ] || fail "$4: printed: $(cat out)"
+  [ "$(cat err)" = "$3" ] || fail "$4: complained: $(cat err)"
+}
+
+go() {
+  "$zinsim" "$@" >out 2>err
+  status=$?
+}
+
+# A good line runs and its output stands; the bad one is named; nothing of it, and no line after it, is done.
+refused() {
+  printf '%s\n' '# a comment' '' '{"do": "exists", "path": "x"}' "$1" '{"do": "exists", "path": "y"}' >bad
+  go <bad
+  expect 2 '{"exists": false, "path": "x"}' "zinsim: line 4: $2" "$1"
+}
+
+# What a command does not know is ignored, but not silently; null is as good as nothing.
+printf '%s\n' '{"do": "exists", "path": "x", "pth": 1, "_mine": 2, "comment": "c"}' \
+  '{"do": "tap", "payload": {}, "action": null}' >spare
+go <spare
+expect 0 '{"exists": false, "path": "x"}' 'zinsim: line 1: "exists" has no field "pth", which is ignored' "spare fields"
+
+refused '{"do": "tap"}' '"tap" needs the field "payload"'
+refused '{"do": "fly"}' 'unknown command "fly"'
+refused '{"do": "showInbox"}' 'no inbox screen is open'
+refused '{"do": "openInbox", "properties": {"cellBackgroundColor": "red"}}' \
+  'property "cellBackgroundColor" of the inbox screen must be a colour "#RRGGBB" or null, not "red"'
+refused '{"path": "x"}' 'a command needs the field "do"'
+refused '{"do": 5}' 'field "do" must be a command'"'"'s name, not 5'
+refused '["do"]' 'a command is a JSON object, not ["do"]'
+refused '{"do": "tap", "payload": [1]}' 'field "payload" of "tap" must be a dictionary, not [1]'
+refused '{"do": "state", "is": "asleep"}' \
+  'field "is" of "state" must be one of "active", "inactive", "background", not "asleep"'
+refused '{"do": "badge", "is": 1.5}' 'field "is" of "badge" must be a whole number, not 1.5'
+refused '{"do": "authorization", "grants": false}' \
+  'field "grants" of "authorization" must be true or an error text, not false'
+refused '{"do": "remoteToken", "hex": "0g"}' \
+  'field "hex" of "remoteToken" must be pairs of hexadecimal digits, not "0g"'
+refused '{"do": "config", "appID": "a", "accountActive": 1}' \
+  'field "accountActive" of "config" must be true or false, not 1'
+refused '{"do": "advance", "seconds": -1}' 'the clock advances by a number of seconds from 0 on'
+refused '{"do": "clock", "to": 1, "zone": "Nowhere/Land"}' 'there is no time zone "Nowhere/Land"'
+refused '{"do": "answer", "service": 9}' 'no request of service 9 is kept unanswered'
+refused '{"do": "defaults", "store": "a/b", "key": "k", "value": 1}' '"a/b" cannot name a user-defaults suite'
+refused '{"do": "plist", "path": "../out", "holds": {}}' \
+  'field "path" must name a place below the home folder, not "../out"'
+refused '{"do": "archive", "path": "/out", "root": {"$class": "C"}}' \
+  'field "path" must name a place below the home folder, not "/out"'
+refused '{"do": "archive", "path": "out", "root": {"a": 1}}' \
+  'the root of an archive is a record: {"$class": NAME, ...}'
+refused '{"do": "archive", "path": "out", "root": {"$class": "C", "list": [{"$class": "D"}, 2]}}' \
+  'an array holds either records or values: 2'
+refused '{"do": "object", "class": "A", "inherits": "B"}' 'there is no host class "B" to inherit from'
+refused '{"do": "delegate", "implements": ["clicked:"]}' 'a messaging delegate has no operation "clicked:"'
+refused '{"do": "set", "on": "ZNMessaging", "property": "pushToken", "value": null}' \
+  'ZNMessaging has no property "pushToken" that can be set'
+refused '{"do": "set", "on": "ZNMessaging", "property": "disableInbox", "value": 1}' \
+  'argument 1 (setDisableInbox) of "setDisableInbox:" must be true or false, not 1'
+refused '{"do": "call", "on": "ZNMessaging", "operation": "fly:"}' 'unknown operation "fly:" of ZNMessaging'
+refused '{"do": "call", "on": "Nobody", "operation": "fly:"}' 'this version serves no calls on "Nobody"'
+refused '{"do": "call", "on": "ZNMessaging", "operation": "setPushToken:"}' \
+  '"setPushToken:" takes 1 argument, not 0'
+refused '{"do": "call", "on": "ZNMessaging", "operation": "setPushToken:", "arguments": ["00ff"]}' \
+  'argument 1 (setPushToken) of "setPushToken:" must be {"$data": "HEX"} or null, not "00ff"'
+refused '{"do": "call", "on": "ZNMessaging", "operation": "didReceieveNotificationinApplication:withInfo:", "arguments": ["application", "x"]}' \
+  'argument 2 (withInfo) of "didReceieveNotificationinApplication:withInfo:" must be a dictionary or null, not "x"'
+# A refused call must not bring the module to life either: nothing else was printed above.
+
+printf '{"do": "exists", "path": "x"}\n{"do": "tap",\n' >broken.jsonl
+go broken.jsonl
+expect 2 '{"exists": false, "path": "x"}' 'zinsim: broken.jsonl: line 2: not JSON: column 14: the text ends too early' "broken"
+printf '{"do": "present", "payload": {"a": {"$data": "0"}}}' >tagged.jsonl
+go tagged.jsonl
+[ "$status" = 2 ] && grep -q '^zinsim: tagged.jsonl: line 1: .' err || fail "malformed data: $(cat err)"
+
+# Options.
+try="
+Try 'zinsim --help' for more information."
+go --only event,evnt
+expect 2 '' "zinsim: --only: there is no kind of effect \"evnt\"$try" "--only"
+go --speed 9
+expect 2 '' "zinsim: unknown option --speed$try" "unknown option"
+go --home
+expect 2 '' "zinsim: option --home needs a value$try" "--home"
+go a.jsonl b.jsonl
+expect 2 '' "zinsim: more than one file: \"b.jsonl\"$try" "two files"
+go missing.jsonl
+expect 2 '' 'zinsim: missing.jsonl: No such file or directory' "missing file"
+go .
+expect 2 '' 'zinsim: .: Is a directory' "folder"
+go --help
+[ "$status" = 0 ] && [ ! -s err ] && grep -q '^USAGE' out || fail "--help"
+"$zinsim" --help 2>err >/dev/full
+[ $? = 1 ] && [ -s err ] || fail "a full disk goes unnoticed"
+
+# Standard input, named or not; a last line without its line feed; CR LF; kinds that are left out.
+printf '{"do": "exists", "path": "x"}\r\n  \t\r\n{"do": "track", "event": "e"}' >lines
+go --only event - <lines
+expect 0 '{"event": "e", "attributes": {}, "interactive": true}' '' "--only event"
+go --only=event,exists <lines
+expect 0 '{"exists": false, "path": "x"}
+{"event": "e", "attributes": {}, "interactive": true}' '' "two kinds"
+
+# Without --home nothing stays behind.
+mkdir tmp
+export TMPDIR="$work/tmp"
+go lines
+[ -z "$(ls -A tmp)" ] || fail "left behind: $(ls -A tmp)"
+refused '{"do": "fly"}' 'unknown command "fly"'
+[ -z "$(ls -A tmp)" ] || fail "left behind: $(ls -A tmp)"
+export TMPDIR="$work/nowhere"
+go lines
+[ "$status" = 2 ] && [ -s err ] || fail "no temporary folder"
+unset TMPDIR
+
+# The answer to a command is there before the next one is asked for, and one home belongs to one process at a time.
+mkfifo commands answers
+"$zinsim" --home "$work/made/for/it" <commands >answers &
+exec 3>commands 4<answers
+echo '{"do": "exists", "path": "Library"}' >&3
+read -r answer <&4
+[ "$answer" = '{"exists": true, "path": "Library"}' ] || fail "answered $answer"
+go --home "$work/made/for/it" lines
+expect 2 '' "zinsim: $work/made/for/it is in use by another process" "home in use"
+exec 3>&-
+wait $! || fail "the first process ended with $?"
+go --home made/for/it lines
+[ "$status" = 0 ] || fail "the home is free again"
+
+# Nothing stays behind either when the process is told to end, or when nobody reads any more.
+export TMPDIR="$work/tmp"
+"$zinsim" <commands >answers &
+exec 3>commands 4<answers
+echo '{"do": "exists", "path": "Library"}' >&3
+read -r answer <&4
+[ -n "$(ls -A tmp)" ] || fail "no temporary home"
+kill -TERM $!
+wait $!
+[ $? = 143 ] || fail "the end by a signal does not show"
+[ -z "$(ls -A tmp)" ] || fail "left behind after a signal: $(ls -A tmp)"
+exec 3>&- 4<&-
+yes '{"do": "exists", "path": "x"}' | "$zinsim" 2>err | read -r answer
+[ -z "$(ls -A tmp)" ] || fail "left behind without a reader: $(ls -A tmp)"
+
+[ "$failures" = 0 ]

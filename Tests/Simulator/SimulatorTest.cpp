@@ -1,0 +1,345 @@
+// The simulated device as a host team uses it: what a scenario shows of it is tested by scenarios.
+
+#include "Devices/Simulator/Simulator.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/UIKit/UIApplication.h"
+#include "Platform/UserNotifications/UNUserNotificationCenter.h"
+#include "Tests/Support/DeviceContract.h"
+#include "Tests/Support/TestHome.h"
+#include "ZNMessaging/ZNMessaging.h"
+#include "ZintarCore/ZNNetworkRequest.h"
+
+namespace {
+
+using zn::Queue;
+using zn::Simulator;
+using zn::Value;
+using Strings = std::vector<std::string>;
+
+class SimulatedSubject : public zn::test::ContractDevice {
+ public:
+  std::shared_ptr<zn::Device> device() override { return simulator_; }
+  void runUntil(const std::function<bool()>& done, double seconds) override {
+    const double end = simulator_->now() + seconds;
+    simulator_->runUntilIdle();
+    while (!done() && simulator_->now() < end) simulator_->advance(0.01);
+  }
+  void settle() override { simulator_->runUntilIdle(); }
+
+ private:
+  const std::shared_ptr<Simulator> simulator_ = std::make_shared<Simulator>(Simulator::Options{});
+};
+
+INSTANTIATE_TEST_SUITE_P(Simulated, DeviceContract,
+                         testing::Values(zn::test::DeviceKind{"simulator",
+                                                              [] { return std::make_unique<SimulatedSubject>(); }}),
+                         zn::test::nameOfKind);
+
+/// Every test has the process's one simulator, and sees the effects from its own beginning on.
+class SimulatorTest : public testing::Test {
+ protected:
+  SimulatorTest() {
+    simulator().setEffectObserver([this](const zn::Effect& effect) { lines_.push_back(effect.line()); });
+  }
+  ~SimulatorTest() override { simulator().setEffectObserver(nullptr); }
+
+  static Simulator& simulator() {
+    static const std::shared_ptr<Simulator> installed = Simulator::install();
+    return *installed;
+  }
+
+  Strings take() { return std::exchange(lines_, {}); }
+  std::function<void()> noting(std::string what) {
+    return [this, what = std::move(what)] { lines_.push_back(what); };
+  }
+
+  Strings lines_;
+};
+
+}  // namespace
+
+TEST_F(SimulatorTest, ShowsWhatAClickDoesToAHostsPush) {
+  const Value payload = Value::dictionary(
+      {{"aps", Value::dictionary({{"alert", "Hello"}})}, {"zintar", Value::dictionary({{"cid", "c1"}})}});
+  ZNMessaging::sharedInstance();
+  take();
+  simulator().setBadge(3);
+  simulator().tap(payload);
+  EXPECT_EQ(
+      take(),
+      (Strings{R"({"broadcast": "Zintar_Notification_Received_Notification", "userInfo": {"aps": {"alert": )"
+               R"("Hello"}, "zintar": {"cid": "c1"}}})",
+               R"({"log": "Push - Default Actions", "type": 1})",
+               R"({"sources": [{"kind": "zinPush", "value": {"aps": {"alert": "Hello"}, "zintar": {"cid": "c1"}}}]})",
+               R"({"badge": 0})", R"({"saved": "inbox"})",
+               R"({"event": "NOTIFICATION_CLICKED_IOS_ZIN", "attributes": {"cid": "c1"}, "interactive": true})",
+               R"({"responded": true})"}));
+  EXPECT_EQ(simulator().badge(), 0);
+}
+
+TEST_F(SimulatorTest, ShowsFailuresThatTheModuleCaught) {
+  // A receipt time that is no number cannot be read.
+  const Value zintar = Value::dictionary({{"cid", "c1"}, {"received_epoch_val", Value::array({1})}});
+  ZNMessaging::sharedInstance();
+  std::vector<zn::Effect> errors;
+  simulator().setEffectObserver([&](const zn::Effect& effect) {
+    if (effect.kind == "error") errors.push_back(effect);
+  });
+  simulator().tap(Value::dictionary({{"zintar", zintar}}));
+  ASSERT_FALSE(errors.empty());
+  EXPECT_EQ(errors[0].value().string().find("exception while creating inbox data model is "), 0u);
+  EXPECT_EQ(errors[0].fields["operation"], Value("initWithNotificationPayload:"));
+}
+
+TEST_F(SimulatorTest, AllQueuesAndAnswersStandInOneLine) {
+  const auto center = UNUserNotificationCenter::currentNotificationCenter();
+  const auto request = ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil, zn::nil, zn::nil, zn::nil);
+  zn::dispatchAsync(Queue::global, noting("global"));
+  request->executeRequestWithCompletionBlock([this](bool, const Value&) { noting("answer")(); });
+  zn::dispatchAsync(Queue::main, [this] {
+    noting("main")();
+    zn::dispatchAsync(Queue::main, noting("queued by main"));
+  });
+  center->getNotificationSettingsWithCompletionHandler([this](const auto&) { noting("settings")(); });
+  zn::dispatchAfter(Queue::main, 0, noting("no delay"));
+  EXPECT_EQ(take(), Strings{R"({"request": 7, "body": null})"});
+  EXPECT_EQ(simulator().runUntilIdle(), 6u);
+  EXPECT_EQ(take(), (Strings{"global", "answer", "main", "settings", "no delay", "queued by main"}));
+}
+
+TEST_F(SimulatorTest, DelayedWorkRunsAtItsOwnTime) {
+  const double start = simulator().now();
+  const auto timed = [&](const std::string& what) {
+    return [this, what, start] { lines_.push_back(what + " " + std::to_string(simulator().now() - start)); };
+  };
+  zn::dispatchAfter(Queue::main, 3, timed("c"));
+  zn::dispatchAfter(Queue::global, 1, [&, timed] {
+    timed("a")();
+    zn::dispatchAfter(Queue::main, 2, timed("d"));  // the same time as c, but queued later
+    zn::dispatchAsync(Queue::main, timed("b"));
+  });
+  zn::dispatchAfter(Queue::main, 5, timed("e"));
+  EXPECT_EQ(simulator().runUntilIdle(), 0u);
+  simulator().advance(4);
+  EXPECT_EQ(take(), (Strings{"a 1.000000", "b 1.000000", "c 3.000000", "d 3.000000"}));
+  simulator().moveClock(start - 100);
+  simulator().moveClock(start + 4.5);
+  EXPECT_EQ(take(), Strings{});
+  simulator().advance(0.5);
+  EXPECT_EQ(take(), Strings{"e 5.000000"});
+}
+
+TEST_F(SimulatorTest, TheLineRefusesToBeRunByATask) {
+  bool refused = false;
+  zn::dispatchAsync(Queue::main, [&] {
+    try {
+      simulator().advance(1);
+    } catch (const zn::Exception&) {
+      refused = true;
+    }
+  });
+  simulator().runUntilIdle();
+  EXPECT_TRUE(refused);
+  EXPECT_THROW(simulator().advance(-1), zn::Exception);
+}
+
+TEST_F(SimulatorTest, OtherThreadsMayQueueAndAreNotTheMainThread) {
+  bool wasMain = true;
+  std::thread other([&] {
+    wasMain = zn::isMainThread();
+    for (int i = 0; i < 100; ++i) zn::dispatchAsync(Queue::main, [this] { noting("ran")(); });
+  });
+  for (int i = 0; i < 100; ++i) zn::dispatchAsync(Queue::main, [this] { noting("ran")(); });
+  other.join();
+  EXPECT_FALSE(wasMain);
+  EXPECT_EQ(simulator().runUntilIdle(), 200u);
+
+  EXPECT_TRUE(zn::isMainThread());
+  simulator().runInBackground([&] { wasMain = zn::isMainThread(); });
+  EXPECT_FALSE(wasMain);
+  EXPECT_THROW(simulator().runInBackground([] { throw 1; }), int);
+  EXPECT_TRUE(zn::isMainThread());
+}
+
+TEST_F(SimulatorTest, TheServerAnswersAsItWasTold) {
+  const auto ask = [&](ZNService service, const std::string& who) {
+    ZNNetworkRequest::initWithService(service, zn::nil, zn::nil, Value::dictionary({{"who", who}}), zn::nil)
+        ->executeRequestWithCompletionBlock([this, who](bool success, const Value& response) {
+          lines_.push_back(who + (success ? " got " + std::string(response["n"].string()) : " failed"));
+        });
+    simulator().runUntilIdle();
+  };
+  const auto answer = [](const char* text) { return Value::dictionary({{"n", text}}); };
+  ask(ZNService::inbox, "a");
+  simulator().setServerAnswer(7, answer("one"));
+  ask(ZNService::inbox, "b");
+  ask(ZNService::triggerSync, "c");
+  simulator().holdRequests(7);
+  ask(ZNService::inbox, "d");
+  ask(ZNService::inbox, "e");
+  EXPECT_EQ(take(),
+            (Strings{R"({"request": 7, "body": {"who": "a"}})", "a failed", R"({"request": 7, "body": {"who": "b"}})",
+                     "b got one", R"({"request": 9, "body": {"who": "c"}})", "c failed",
+                     R"({"request": 7, "body": {"who": "d"}})", R"({"request": 7, "body": {"who": "e"}})"}));
+  EXPECT_FALSE(simulator().answerOldestRequest(9, answer("x")));
+  EXPECT_TRUE(simulator().answerOldestRequest(7, answer("two")));
+  EXPECT_EQ(take(), Strings{});  // an answer stands in the line, too
+  EXPECT_TRUE(simulator().answerOldestRequest(7, zn::nil));
+  EXPECT_FALSE(simulator().answerOldestRequest(7, zn::nil));
+  simulator().runUntilIdle();
+  EXPECT_EQ(take(), (Strings{"d got two", "e failed"}));
+}
+
+TEST_F(SimulatorTest, ShowsWhatReachesTheNotificationCentre) {
+  const auto center = UNUserNotificationCenter::currentNotificationCenter();
+  const auto added = [this](const std::optional<std::string>& error) { lines_.push_back(error.value_or("added")); };
+  UNNotificationRequest request;
+  request.identifier = "n1";
+  center->addNotificationRequest(request, added);
+  request.content.title = "T";
+  request.content.sound = UNNotificationSound::soundNamed("chime");
+  request.content.userInfo = Value::dictionary({{"a", 1}});
+  request.trigger = UNTimeIntervalNotificationTrigger{2.5};
+  simulator().setNotificationFailure("full");
+  center->addNotificationRequest(request, added);
+  simulator().setNotificationFailure(std::nullopt);
+  center->setNotificationCategories({{"z", {}, {}, 1}, {"a", {{"yes", "Yes", 4}, {"no", "No", 0}}, {}, 0}});
+  simulator().runUntilIdle();
+  EXPECT_EQ(
+      take(),
+      (Strings{
+          R"({"notification": "n1", "body": null, "category": null, "delay": null, "sound": null, "subtitle": null, )"
+          R"("title": null, "userInfo": null})",
+          R"({"notification": "n1", "body": null, "category": null, "delay": 2.5, "sound": "chime", )"
+          R"("subtitle": null, "title": "T", "userInfo": {"a": 1}})",
+          R"({"categories": [{"actions": [{"identifier": "yes", "options": 4, "title": "Yes"}, {"identifier": "no", )"
+          R"("options": 0, "title": "No"}], "identifier": "a", "options": 0}, {"actions": [], "identifier": "z", )"
+          R"("options": 1}]})",
+          "added", "full"}));
+}
+
+TEST_F(SimulatorTest, TheUserAnswersAsTold) {
+  const auto center = UNUserNotificationCenter::currentNotificationCenter();
+  const auto ask = [&] {
+    center->requestAuthorizationWithOptions(7, [this](bool granted, const std::optional<std::string>& error) {
+      lines_.push_back((granted ? "granted " : "refused ") + error.value_or(""));
+    });
+    center->getNotificationSettingsWithCompletionHandler([this](const UNNotificationSettings& settings) {
+      lines_.push_back("setting " + std::to_string(static_cast<int>(settings.alertSetting)));
+    });
+    simulator().runUntilIdle();
+  };
+  ask();
+  simulator().setAuthorizationAnswer("no");
+  simulator().setAlertSetting(UNNotificationSetting::disabled);
+  ask();
+  simulator().setAuthorizationAnswer(std::nullopt);
+  simulator().setAlertSetting(UNNotificationSetting::notDetermined);
+  ask();
+  simulator().setAlertSetting(UNNotificationSetting::enabled);
+  const std::string asked = R"({"authorization": 7})";
+  EXPECT_EQ(take(), (Strings{asked, "granted ", "setting 2", asked, "refused no", "setting 1", asked, "granted ",
+                             "setting 0"}));
+}
+
+TEST_F(SimulatorTest, BackgroundTasksEndByTheirHandlersOnly) {
+  const auto application = UIApplication::sharedApplication();
+  UIBackgroundTaskIdentifier first = 0;
+  first = application->beginBackgroundTaskWithExpirationHandler([&] {
+    noting("expired")();
+    application->endBackgroundTask(first);
+  });
+  application->beginBackgroundTaskWithExpirationHandler([] { throw zn::Exception("a handler's trouble"); });
+  const auto ended = application->beginBackgroundTaskWithExpirationHandler(noting("ended already"));
+  application->endBackgroundTask(ended);
+  application->endBackgroundTask(ended);
+  const std::string begun = R"({"backgroundTask": "begin"})";
+  const std::string end = R"({"backgroundTask": "end"})";
+  EXPECT_EQ(take(), (Strings{begun, begun, begun, end}));
+  simulator().advance(100000);
+  EXPECT_EQ(take(), Strings{});
+  simulator().expireBackgroundTasks();
+  EXPECT_EQ(take(), (Strings{"expired", end}));
+  simulator().expireBackgroundTasks();
+  EXPECT_EQ(take(), Strings{});
+}
+
+TEST_F(SimulatorTest, HostClassesAreMadeOnceAndInheritFromHostClassesOnly) {
+  const auto first = simulator().hostObject({.name = "First", .implements = {"act"}});
+  EXPECT_EQ(simulator().hostObject({.name = "First", .implements = {"other"}}), first);
+  EXPECT_EQ(simulator().hostObjectNamed("First"), first);
+  EXPECT_EQ(simulator().hostObjectNamed("Nobody"), nullptr);
+  EXPECT_FALSE(first->respondsToSelector(zn::Selector("other")));
+  EXPECT_TRUE(first->conformsToProtocol("UNUserNotificationCenterDelegate"));
+  const auto second =
+      simulator().hostObject({.name = "Second", .inherits = "First", .conforms = true, .throws = {"act"}});
+  second->isa().instanceMethod(zn::Selector("act"))->call<void>(*second, zn::Selector("act"));
+  EXPECT_EQ(take(), Strings{R"({"host": "First act"})"});
+  EXPECT_FALSE(simulator()
+                   .hostObject({.name = "Third", .conforms = false})
+                   ->conformsToProtocol("UNUserNotificationCenterDelegate"));
+
+  // An object of the module's class would not be one: its implementations must never see a host object.
+  EXPECT_EQ(ZNMessaging::sharedInstance()->isa().name(), "ZNMessaging");
+  EXPECT_THROW(simulator().hostObject({.name = "Fourth", .inherits = "ZNMessaging"}), zn::Exception);
+  EXPECT_THROW(simulator().hostObject({.name = "ZNMessaging"}), zn::Exception);
+  EXPECT_THROW(simulator().hostObject({.name = "Fifth", .inherits = "Nobody"}), zn::Exception);
+}
+
+TEST_F(SimulatorTest, BroadcastsOfPlatformAndCoreAreNoEffects) {
+  simulator().setEffectObserver([this](const zn::Effect& effect) {
+    if (effect.kind == "broadcast") lines_.push_back(effect.line());
+  });
+  const auto center = NSNotificationCenter::defaultCenter();
+  const auto owner = std::make_shared<int>();
+  center->addObserver(owner, "Mine", [this](const NSNotification&) { noting("observed")(); });
+  center->postNotificationName("Mine", Value::dictionary({{"a", Value::null()}}));
+  center->postNotificationName("Other");
+  simulator().setApplicationState(UIApplicationState::background);
+  center->postNotificationName(UIApplicationWillEnterForegroundNotification);
+  EXPECT_EQ(take(), (Strings{R"({"broadcast": "Mine", "userInfo": {"a": null}})", "observed",
+                             R"({"broadcast": "Other", "userInfo": null})"}));
+  EXPECT_EQ(UIApplication::sharedApplication()->applicationState(), UIApplicationState::background);
+  simulator().enterForeground();
+  EXPECT_EQ(UIApplication::sharedApplication()->applicationState(), UIApplicationState::active);
+}
+
+TEST_F(SimulatorTest, TheZoneIsADaysRuleOrAnOffset) {
+  const auto offset = [&](const char* zone, double at) {
+    simulator().setTimeZone(zone);
+    return simulator().clock->secondsFromGMT({at});
+  };
+  constexpr double kJanuary = 1705276800;  // 2024-01-15
+  constexpr double kJuly = 1721001600;     // 2024-07-15
+  EXPECT_EQ(offset("IST-5:30", kJanuary), 19800);
+  EXPECT_EQ(offset("<-03>3", kJuly), -10800);
+  EXPECT_EQ(offset("EST5EDT,M3.2.0,M11.1.0", kJanuary), -18000);
+  EXPECT_EQ(offset("EST5EDT,M3.2.0,M11.1.0", kJuly), -14400);
+  EXPECT_EQ(offset("UTC", kJuly), 0);
+  for (const char* zone : {"", "Nowhere/Land", "/etc/hostname", "../zoneinfo/UTC", "5"}) {
+    EXPECT_THROW(simulator().setTimeZone(zone), zn::Exception) << zone;
+  }
+}
+
+TEST(SimulatorHomeTest, AHomeBelongsToOneDeviceAndIsKept) {
+  const zn::test::TemporaryFolder folder;
+  std::string temporary;
+  {
+    const Simulator first({folder / "a/b"});
+    EXPECT_THROW(Simulator({folder / "a/b"}), zn::Exception);
+    const Simulator other({folder / "a/c"});
+    const Simulator fresh({""});
+    temporary = fresh.directories->home();
+    EXPECT_TRUE(std::filesystem::is_directory(temporary + "/Library"));
+  }
+  EXPECT_FALSE(std::filesystem::exists(temporary));
+  const Simulator again({folder / "a/b/"});
+  EXPECT_EQ(again.directories->home(), folder / "a/b");
+}

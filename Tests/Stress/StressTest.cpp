@@ -1,0 +1,209 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <thread>
+
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/NotificationRecorder.h"
+#include "Tests/Support/TestDevice.h"
+#include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNMessaging.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZintarCore/ZNCoreUtils.h"
+#include "ZintarCore/ZNNetworkRequest.h"
+
+namespace {
+
+using zn::Value;
+using zn::test::TestDevice;
+
+int rounds(int full) {
+  const char* scale = std::getenv("ZN_STRESS_SCALE");
+  return std::max(10, static_cast<int>(full * (scale ? std::atof(scale) : 1)));
+}
+
+UNNotificationResponse click(const std::string& campaign, const char* action) {
+  UNNotificationResponse response;
+  response.notification.request.content.userInfo = zn::test::realisticPayload(campaign);
+  response.actionIdentifier = action;
+  return response;
+}
+
+class Listener : public ZNMessagingDelegate {};
+
+/// Calls one public operation, chosen at random.
+void anyOperation(std::mt19937& random) {
+  const auto& facade = ZNMessaging::sharedInstance();
+  const auto& store = ZNInboxHandler::sharedInstance();
+  const auto center = UNUserNotificationCenter::currentNotificationCenter();
+  const std::string campaign = "c" + std::to_string(random() % 20);
+  switch (random() % 17) {
+    case 0:
+      return facade->initializeMessagingWithLaunchOptions(zn::nil);
+    case 1:
+      return facade->didReceiveNotificationResponse(center, click(campaign, UNNotificationDefaultActionIdentifier));
+    case 2:
+      return facade->didReceiveNotificationResponse(center, click(campaign, UNNotificationDismissActionIdentifier));
+    case 3:
+      return facade->didReceieveNotificationinApplication(UIApplication::sharedApplication(),
+                                                          zn::test::realisticPayload(campaign));
+    case 4:
+      return store->markInboxNotificationReadForCampaignID(campaign);
+    case 5:
+      return store->trackInboxNotificationClickForCampaignID(campaign);
+    case 6:
+      return store->removeNotificationForCampaignID(campaign);
+    case 7:
+      return (void)store->getAllNotificationPayloads();
+    case 8:
+      return (void)store->getUnreadNotifictionCount();
+    case 9:
+      return store->removeExpiredInboxMessages();
+    case 10:
+      return (void)store->updateInboxStorage();
+    case 11:
+      return NSNotificationCenter::defaultCenter()->postNotificationName(kNotificationNameUpdateModules);
+    case 12:
+      if (random() % 20 == 0) NSNotificationCenter::defaultCenter()->postNotificationName(kNotificationNameUserReset);
+      return;
+    case 13: {
+      const auto listener = std::make_shared<Listener>();
+      return facade->setMessagingDelegate(listener);
+    }
+    case 14:
+      return facade->setDisableInbox(random() % 10 == 0);
+    case 15:
+      return store->setSyncInProgress(random() % 10 == 0);
+    default: {
+      center->setDelegate(random() % 2 ? facade : nullptr);
+      const auto entries = store->getAllNotificationModelObjs();  // holds the list while it is walked
+      for (const auto& entry : *entries) (void)entry->getLegacyInboxPayload();
+    }
+  }
+}
+
+/// Answers at once, on the global queue: campaigns for a synchronisation, a yes for a segment check.
+class EagerServer : public ZNNetworkTransport {
+ public:
+  void execute(const ZNNetworkRequest& request, std::function<void(Value)> completion) override {
+    const bool isSync = request.service() == ZNService::triggerSync;
+    zn::dispatchAsync(zn::Queue::global, [isSync, completion = std::move(completion)] {
+      completion(isSync ? campaigns()
+                        : Value::dictionary({{"user_in_segment", true},
+                                             {"show_notification", true},
+                                             {"payload", zn::test::realisticPayload("trigger")}}));
+    });
+  }
+
+ private:
+  static Value campaigns() {
+    return Value::dictionary({{"min_delay_across_campaigns", 0},
+                              {"campaigns", Value::array({Value::dictionary({{"campaign_id", "trigger"},
+                                                                             {"trigger_event_name", "E"},
+                                                                             {"status", "active"},
+                                                                             {"expiry", 4070908800000},
+                                                                             {"max_times", -9090909}})})}});
+  }
+};
+
+TEST(Stress, AnyPublicOperationAtOnceFromManyThreads) {
+  TestDevice device(zn::HeadlessDevice::MainQueue::ownThread);
+  ZNConfigDataManager::sharedInstance()->apply(Value::dictionary({{"queryParams", Value::dictionary()}}));
+  ZNNetworkRequest::setTransport(std::make_shared<EagerServer>());
+  constexpr int kThreads = 4;
+  const int perThread = rounds(800);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([i, perThread] {
+      std::mt19937 random(static_cast<unsigned>(i));
+      for (int n = 0; n < perThread; ++n) anyOperation(random);
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  device.device().shutDown();  // what is still queued, delayed clicks among it, would change the inbox under the test
+  EXPECT_TRUE(device.failures().empty()) << device.failures()[0].operation << ": " << device.failures()[0].text;
+  ASSERT_TRUE(ZNInboxHandler::sharedInstance()->updateInboxStorage());
+  EXPECT_EQ(std::make_shared<ZNInboxHandler>()->getAllNotificationPayloads(),
+            ZNInboxHandler::sharedInstance()->getAllNotificationPayloads());
+}
+
+TEST(Stress, ClicksOfDifferentPushesAtOnceAreAllKept) {
+  TestDevice device(zn::HeadlessDevice::MainQueue::ownThread);
+  constexpr int kThreads = 4;
+  const int perThread = rounds(100);
+  const auto store = std::make_shared<ZNInboxHandler>();
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      for (int n = 0; n < perThread; ++n) {
+        store->updateClickedNotificationInStorageWithPayload(
+            zn::test::realisticPayload("c" + std::to_string(i) + "-" + std::to_string(n)));
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(store->getAllNotificationCount(), static_cast<std::size_t>(kThreads * perThread));
+  EXPECT_EQ(std::make_shared<ZNInboxHandler>()->getAllNotificationCount(), store->getAllNotificationCount());
+}
+
+TEST(Stress, EverySuccessfulPostingIsCountedWhileSynchronisationsRun) {
+  TestDevice device(zn::HeadlessDevice::MainQueue::ownThread, std::make_unique<zn::NotificationRecorder>());
+  auto& recorder = static_cast<zn::NotificationRecorder&>(*device.device().notifications);
+  ZNConfigDataManager::sharedInstance()->apply(
+      Value::dictionary({{"realTimeTriggersEnabled", true}, {"queryParams", Value::dictionary()}}));
+  ZNNetworkRequest::setTransport(std::make_shared<EagerServer>());
+  const auto& engine = ZNDeviceTriggersHandler::sharedInstance();
+  const auto& store = ZNDeviceTriggersDataManager::sharedInstance();
+  engine->syncDeviceTriggersWithCompletionBlock(nullptr);
+  device.device().waitUntilIdle();
+  const int perThread = rounds(200);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) {
+    threads.emplace_back([&, i] {
+      for (int n = 0; n < perThread; ++n) {
+        if (i == 0) {
+          engine->syncDeviceTriggersWithCompletionBlock(nullptr);
+        } else {
+          engine->checkDeviceTriggerForEvent("E", Value::dictionary());
+        }
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  device.device().waitUntilIdle();
+  const auto status = store->activeDeviceTriggers()->statusForCampaign("trigger");
+  ASSERT_TRUE(status);
+  EXPECT_EQ(status->numberOfTimesShown, recorder.requests().size()) << "no showing is lost";
+  EXPECT_TRUE(device.failures().empty());
+
+  // A user reset in the middle: whatever is under way, the store ends up empty.
+  std::thread events([&] {
+    for (int n = 0; n < perThread; ++n) engine->checkDeviceTriggerForEvent("E", Value::dictionary());
+  });
+  engine->syncDeviceTriggersWithCompletionBlock(nullptr);
+  ZNMessaging::sharedInstance()->clearUserInfo();
+  events.join();
+  device.device().waitUntilIdle();
+  EXPECT_TRUE(store->activeDeviceTriggers()->fields().campaigns().empty());
+  EXPECT_TRUE(store->activeDeviceTriggers()->fields().statuses().empty());
+  EXPECT_TRUE(std::make_shared<ZNDeviceTriggersDataManager>()->activeDeviceTriggers()->fields().campaigns().empty());
+}
+
+TEST(Stress, OneFirstClickWhateverTheNumberOfThreads) {
+  TestDevice device(zn::HeadlessDevice::MainQueue::ownThread);
+  for (int round = 0; round < rounds(100); ++round) {
+    const auto entry = ZNInboxModel::initWithNotificationPayload(zn::test::realisticPayload("c"));
+    std::atomic<int> first{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back([&] { first += entry->markClickedIfUnread() ? 1 : 0; });
+    for (auto& thread : threads) thread.join();
+    ASSERT_EQ(first, 1);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,265 @@
+#pragma once
+
+// What every device promises, as tests. A test program that has a device includes this once and names it:
+//
+//     INSTANTIATE_TEST_SUITE_P(Mine, DeviceContract, testing::Values(zn::test::DeviceKind{"plain", &makeMine}),
+//                              zn::test::nameOfKind);
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <ostream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Platform/Device.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/File.h"
+#include "Tests/Support/PlainDevice.h"
+
+namespace zn::test {
+
+/// A device under test, and how its time passes.
+class ContractDevice {
+ public:
+  virtual ~ContractDevice() = default;
+  virtual std::shared_ptr<Device> device() = 0;
+  /// Lets the device work until `done` says so, at most for so many seconds of the device's clock. Called on the thread
+  /// that made the device.
+  virtual void runUntil(const std::function<bool()>& done, double seconds) = 0;
+  /// Lets the device work until nothing is queued for at once or running.
+  virtual void settle() = 0;
+};
+
+struct DeviceKind {
+  std::string name;
+  std::function<std::unique_ptr<ContractDevice>()> make;
+};
+
+inline void PrintTo(const DeviceKind& kind, std::ostream* out) { *out << kind.name; }
+inline std::string nameOfKind(const testing::TestParamInfo<DeviceKind>& info) { return info.param.name; }
+
+/// What happened, in order, from any thread.
+class Record {
+ public:
+  void add(std::string what) {
+    const Lock lock(mutex_);
+    all_.push_back(std::move(what));
+  }
+  std::vector<std::string> all() const {
+    const Lock lock(mutex_);
+    return all_;
+  }
+  std::size_t count() const { return all().size(); }
+
+ private:
+  mutable Mutex mutex_;
+  std::vector<std::string> all_ ZN_GUARDED_BY(mutex_);
+};
+
+}  // namespace zn::test
+
+class DeviceContract : public testing::TestWithParam<zn::test::DeviceKind> {
+ protected:
+  using Strings = std::vector<std::string>;
+  static constexpr double kPatience = 100;  // seconds, for what must happen
+
+  void SetUp() override {
+    subject_ = GetParam().make();
+    auto log = std::make_unique<zn::test::RecordingLog>();
+    log_ = log.get();
+    device().systemLog = std::move(log);
+  }
+
+  zn::Device& device() { return *subject_->device(); }
+  zn::DeviceQueues& queues() { return *device().queues; }
+  zn::test::RecordingLog& log() { return *log_; }
+  /// Lets the device work until that many things are on record.
+  void runUntilCount(std::size_t count) {
+    subject_->runUntil([&] { return record_->count() >= count; }, kPatience);
+  }
+  zn::Task adding(std::string what) {
+    return [record = record_, what = std::move(what)] { record->add(what); };
+  }
+
+  std::unique_ptr<zn::test::ContractDevice> subject_;
+  /// Shared with the tasks: one that runs late must not touch a test that failed.
+  const std::shared_ptr<zn::test::Record> record_ = std::make_shared<zn::test::Record>();
+  zn::test::RecordingLog* log_ = nullptr;
+};
+
+TEST_P(DeviceContract, MainQueueRunsTasksLaterInOrderAndOneAtATime) {
+  const auto running = std::make_shared<std::atomic<int>>(0);
+  for (int i = 0; i < 100; ++i) {
+    queues().async(zn::Queue::main, [this, running, i, record = record_] {
+      const bool alone = running->fetch_add(1) == 0;
+      record->add(std::to_string(i) + (alone && queues().isMainThread() ? "" : " at the same time or elsewhere"));
+      if (i == 3) {
+        adding("inside 3")();
+        queues().async(zn::Queue::main, adding("queued by 3"));
+      }
+      running->fetch_sub(1);
+    });
+  }
+  queues().async(zn::Queue::main, adding("last"));
+  runUntilCount(103);
+  Strings expected;
+  for (int i = 0; i < 100; ++i) {
+    expected.push_back(std::to_string(i));
+    if (i == 3) expected.push_back("inside 3");
+  }
+  const Strings all = record_->all();
+  ASSERT_EQ(all.size(), 103u);
+  // "queued by 3" may stand before tasks that were queued while 3 ran already, but it never runs inside 3.
+  EXPECT_EQ(Strings(all.begin(), all.begin() + 5), Strings(expected.begin(), expected.begin() + 5));
+  Strings others = all;
+  std::erase(others, "queued by 3");
+  expected.push_back("last");
+  EXPECT_EQ(others, expected);
+}
+
+TEST_P(DeviceContract, ATaskQueuedByATaskRunsAfterAllThatWaitAlready) {
+  queues().async(zn::Queue::main, [this] {
+    queues().async(zn::Queue::main, [this] {
+      adding("first")();
+      queues().async(zn::Queue::main, adding("fourth"));
+    });
+    queues().async(zn::Queue::main, adding("second"));
+    queues().after(zn::Queue::main, 0, adding("third"));
+    queues().after(zn::Queue::main, 1000, adding("fifth"));
+  });
+  subject_->settle();
+  EXPECT_EQ(record_->all(), (Strings{"first", "second", "third", "fourth"}));
+}
+
+TEST_P(DeviceContract, DelayedTasksRunWhenTheyAreDueNotWhenTheyWereQueued) {
+  for (const zn::Queue queue : {zn::Queue::main, zn::Queue::global}) {
+    const std::size_t before = record_->count();
+    const double start = device().clock->now().secondsSince1970;
+    queues().after(queue, 1000, adding("far"));
+    queues().after(queue, 0.02, [this, start, record = record_] {
+      constexpr double kSlew = 0.001;  // the clock may be set forwards or back a little while the timer runs
+      record->add(device().clock->now().secondsSince1970 < start + 0.02 - kSlew ? "too early" : "near");
+    });
+    queues().after(queue, -1, adding("now"));
+    runUntilCount(before + 2);
+    Strings ran = record_->all();
+    ran.erase(ran.begin(), ran.begin() + static_cast<std::ptrdiff_t>(before));
+    std::sort(ran.begin(), ran.end());  // a busy machine may let both fall due before it runs the first
+    EXPECT_EQ(ran, (Strings{"near", "now"}));
+  }
+}
+
+TEST_P(DeviceContract, DelaysThatAreNoTimesDoNoHarm) {
+  queues().after(zn::Queue::main, std::numeric_limits<double>::infinity(), adding("never"));
+  queues().after(zn::Queue::main, 1e300, adding("never"));
+  queues().after(zn::Queue::main, std::nan(""), adding("now"));
+  queues().after(zn::Queue::main, -std::numeric_limits<double>::infinity(), adding("now"));
+  runUntilCount(2);
+  subject_->settle();
+  EXPECT_EQ(record_->all(), (Strings{"now", "now"}));
+}
+
+TEST_P(DeviceContract, GlobalTasksAllRunOffTheMainThread) {
+  EXPECT_EQ(record_->count(), 0u);
+  for (int i = 0; i < 50; ++i) {
+    queues().async(zn::Queue::global,
+                   [this, record = record_] { record->add(queues().isMainThread() ? "on the main thread" : "ran"); });
+  }
+  runUntilCount(50);
+  subject_->settle();
+  EXPECT_EQ(record_->all(), Strings(50, "ran"));
+}
+
+TEST_P(DeviceContract, AnExceptionEndsItsTaskOnlyAndIsReported) {
+  for (const zn::Queue queue : {zn::Queue::main, zn::Queue::global}) {
+    const std::size_t before = record_->count();
+    queues().async(queue, [] { throw zn::Exception("first trouble"); });
+    queues().async(queue, [] { throw 42; });
+    queues().async(queue, adding("still running"));
+    subject_->settle();
+    EXPECT_EQ(record_->count(), before + 1);
+    const Strings lines = log().take();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_NE((lines[0] + lines[1]).find("first trouble"), std::string::npos) << lines[0] << "\n" << lines[1];
+  }
+}
+
+TEST_P(DeviceContract, NotificationCompletionsComeOnceAndNeverFromWithinTheCall) {
+  try {
+    zn::Device::install(subject_->device());
+  } catch (const zn::Exception&) {
+    GTEST_SKIP() << "another test of this process installed its device";
+  }
+  // Were a completion to run inside its call, its line would stand before the call's.
+  zn::DeviceNotifications& notifications = *device().notifications;
+  queues().async(zn::Queue::main, [this, &notifications] {
+    thread_local bool calling = false;
+    const auto once = [record = record_](const std::string& what) {
+      record->add(calling ? what + " from within the call" : what);
+    };
+    calling = true;
+    notifications.requestAuthorization(7, [once](bool, const std::optional<std::string>&) { once("authorization"); });
+    notifications.getSettings([once](const UNNotificationSettings&) { once("settings"); });
+    UNNotificationRequest request;
+    request.identifier = "id";
+    request.content.title = "Title";
+    notifications.add(request, [once](const std::optional<std::string>&) { once("added"); });
+    calling = false;
+  });
+  runUntilCount(3);
+  subject_->settle();
+  Strings all = record_->all();
+  std::sort(all.begin(), all.end());
+  EXPECT_EQ(all, (Strings{"added", "authorization", "settings"}));
+}
+
+TEST_P(DeviceContract, BadgeIsWhatWasSetLast) {
+  device().application->setBadge(5);
+  EXPECT_EQ(device().application->badge(), 5);
+  device().application->setBadge(0);
+  EXPECT_EQ(device().application->badge(), 0);
+}
+
+TEST_P(DeviceContract, FoldersExistAndTakeFiles) {
+  const zn::DeviceDirectories& directories = *device().directories;
+  const std::set<std::string> folders = {directories.home(), directories.library(), directories.documents(),
+                                         directories.preferences()};
+  EXPECT_EQ(folders.size(), 4u);
+  for (const auto& folder : folders) {
+    EXPECT_TRUE(folder.starts_with(directories.home())) << folder;
+    EXPECT_TRUE(std::filesystem::is_directory(folder)) << folder;
+    std::string error;
+    EXPECT_TRUE(zn::replaceFile(folder + "/probe", {}, &error)) << error;
+  }
+}
+
+TEST_P(DeviceContract, BackgroundTasksHaveIdentifiersOfTheirOwn) {
+  zn::DeviceApplication& application = *device().application;
+  const UIBackgroundTaskIdentifier first = application.beginBackgroundTask([] {});
+  const UIBackgroundTaskIdentifier second = application.beginBackgroundTask({});
+  EXPECT_TRUE(first == UIBackgroundTaskInvalid || first != second);
+  application.endBackgroundTask(first);
+  const UIBackgroundTaskIdentifier third = application.beginBackgroundTask([] {});
+  EXPECT_TRUE(third == UIBackgroundTaskInvalid || third != second);
+  application.endBackgroundTask(first);  // ended already
+  application.endBackgroundTask(UIBackgroundTaskInvalid);
+  application.endBackgroundTask(second);
+  application.endBackgroundTask(third);
+}
+
+TEST_P(DeviceContract, TheClockGoesForwardsWhileTheDeviceWorks) {
+  const double start = device().clock->now().secondsSince1970;
+  EXPECT_GT(start, 1.5e9);
+  queues().after(zn::Queue::main, 0.02, adding("later"));
+  runUntilCount(1);
+  EXPECT_GE(device().clock->now().secondsSince1970, start + 0.019);
+  EXPECT_LE(std::abs(device().clock->secondsFromGMT({start})), 15 * 3600);
+}

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Platform/Device.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/Mutex.h"
+#include "Tests/Support/TestHome.h"  // for the tests that include this
+
+namespace zn::test {
+
+/// Keeps what is written to it.
+class RecordingLog final : public DeviceSystemLog {
+ public:
+  void write(const std::string& text) override { keep(text); }
+  void diagnostic(const std::string& text) override { keep(text); }
+
+  /// The lines since the last call.
+  std::vector<std::string> take() {
+    const Lock lock(mutex_);
+    return std::exchange(lines_, {});
+  }
+
+ private:
+  void keep(const std::string& text) {
+    const Lock lock(mutex_);
+    lines_.push_back(text);
+  }
+  Mutex mutex_;
+  std::vector<std::string> lines_ ZN_GUARDED_BY(mutex_);
+};
+
+/// A device without threads: a home of its own, a clock that stands, queues that never run. For tests of what needs
+/// folders and a log only, so that they may fork.
+class PlainDevice final : public Device {
+ public:
+  /// Installs one for the process, once. Tests of other devices do not run in the same process.
+  static PlainDevice& installed() {
+    static PlainDevice* const device = [] {
+      const auto made = std::make_shared<PlainDevice>();
+      Device::install(made);
+      return made.get();
+    }();
+    return *device;
+  }
+
+  PlainDevice() : home_(freshFolder()) {
+    clock = std::make_unique<Clock>();
+    queues = std::make_unique<Queues>();
+    directories = std::make_unique<Directories>(home_);
+    systemLog = std::make_unique<RecordingLog>();
+    for (const auto& folder : {directories->library(), directories->documents(), directories->preferences()}) {
+      createDirectoryAtPath(folder, false);
+    }
+  }
+  ~PlainDevice() override { PlainDevice::shutDown(); }
+  /// The installed device outlives the test, its folder does not.
+  void shutDown() override {
+    std::error_code ignored;
+    std::filesystem::remove_all(home_, ignored);
+  }
+
+  RecordingLog& log() { return static_cast<RecordingLog&>(*systemLog); }
+
+ private:
+  struct Clock final : DeviceClock {
+    Date now() const override { return {1700000000}; }
+    long secondsFromGMT(Date) const override { return 0; }
+  };
+  struct Queues final : DeviceQueues {
+    void async(Queue, Task) override {}
+    void after(Queue, double, Task) override {}
+    bool isMainThread() const override { return true; }
+  };
+  struct Directories final : DeviceDirectories {
+    explicit Directories(std::string path) : path_(std::move(path)) {}
+    std::string home() const override { return path_; }
+    std::string path_;
+  };
+
+  /// In memory where the machine has such a folder: hundreds of writes need not wait for a busy disk.
+  static std::string freshFolder() {
+    const std::filesystem::path memory = "/dev/shm";
+    const bool hasMemory = std::filesystem::is_directory(memory) && ::access(memory.c_str(), W_OK) == 0;
+    std::string pattern = (hasMemory ? memory : std::filesystem::temp_directory_path()) / "zntest-XXXXXX";
+    if (!::mkdtemp(pattern.data())) throw Exception("cannot make " + pattern);
+    return pattern;
+  }
+
+  const std::string home_;
+};
+
+}  // namespace zn::test

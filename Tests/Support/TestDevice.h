@@ -1,0 +1,110 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Platform/Device.h"
+#include "Platform/Foundation/Mutex.h"
+#include "Platform/HeadlessDevice.h"
+#include "Tests/Support/TestHome.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNLogger.h"
+
+namespace zn::test {
+
+/// A clock that stands still until a test moves it.
+class ManualClock : public DeviceClock {
+ public:
+  explicit ManualClock(double start) : now_(start) {}
+  Date now() const override { return Date{now_}; }
+  long secondsFromGMT(Date) const override { return 0; }
+  void set(double seconds) { now_ = seconds; }
+
+ private:
+  std::atomic<double> now_;
+};
+
+/// The process's device for a test: headless, a home of its own, a pumped main queue, a manual clock and an active
+/// account. Log lines and failures are collected.
+class TestDevice {
+ public:
+  explicit TestDevice(HeadlessDevice::MainQueue mainQueue = HeadlessDevice::MainQueue::pumped,
+                      std::unique_ptr<DeviceNotifications> notifications = nullptr) {
+    HeadlessDevice::Options options;
+    options.home = folder_ / "home";
+    options.mainQueue = mainQueue;
+    device_ = std::make_shared<HeadlessDevice>(options);
+    auto clock = std::make_unique<ManualClock>(1700000000);
+    clock_ = clock.get();
+    device_->clock = std::move(clock);
+    if (notifications) device_->notifications = std::move(notifications);
+    Device::install(device_);
+    ZNConfigDataManager::sharedInstance()->apply(Value::dictionary(
+        {{"accountActive", true}, {"inboxServiceActive", true}, {"appID", "app-1"}, {"appGroupID", "group.test"}}));
+    ZNLogger::sharedInstance()->setObserver([this](const ZNLogger::Line& line) {
+      Lock lock(mutex_);
+      lines_.push_back(line);
+    });
+  }
+  ~TestDevice() {
+    device_->shutDown();
+    ZNLogger::sharedInstance()->setObserver(nullptr);
+  }
+
+  HeadlessDevice& device() { return *device_; }
+  ManualClock& clock() { return *clock_; }
+  std::string home() const { return device_->directories->home(); }
+  std::string inboxFile() const { return home() + "/Library/ZNInbox/InboxData"; }
+
+  std::vector<std::string> log() const {
+    Lock lock(mutex_);
+    std::vector<std::string> texts;
+    for (const auto& line : lines_) texts.push_back(line.text);
+    return texts;
+  }
+  std::vector<ZNLogger::Line> failures() const {
+    Lock lock(mutex_);
+    std::vector<ZNLogger::Line> found;
+    for (const auto& line : lines_) {
+      if (!line.operation.empty()) found.push_back(line);
+    }
+    return found;
+  }
+
+ private:
+  TemporaryFolder folder_;
+  std::shared_ptr<HeadlessDevice> device_;
+  ManualClock* clock_ = nullptr;
+  mutable Mutex mutex_;
+  std::vector<ZNLogger::Line> lines_ ZN_GUARDED_BY(mutex_);
+};
+
+/// A push payload of the module's own with realistic contents (about 700 bytes as JSON).
+inline Value realisticPayload(const std::string& campaign, double received = 0) {
+  Value zintar = Value::dictionary({{"cid", campaign},
+                                    {"app_id", "app-1"},
+                                    {"webUrl", "https://shop.example/deals/autumn?utm_source=push"},
+                                    {"media-attachment", "https://cdn.example/images/" + campaign + ".jpg"},
+                                    {"media-type", "image"},
+                                    {"segment", "returning-customers"},
+                                    {"variant", 2}});
+  if (received > 0) zintar.setObjectNilHandled(received, "received_epoch_val");
+  return Value::dictionary(
+      {{"aps",
+        Value::dictionary({{"alert", Value::dictionary({{"title", "Your order " + campaign + " is on its way"},
+                                                        {"subtitle", "Parcel 2 of 3"},
+                                                        {"body", "The courier comes between 14:00 and 16:00."}})},
+                           {"sound", "chime.caf"},
+                           {"category", "ORDER_STATUS"},
+                           {"badge", 1},
+                           {"mutable-content", 1}})},
+       {"zintar", zintar},
+       {"app_extra", Value::dictionary({{"screenName", "OrderDetails"},
+                                        {"screenData", Value::dictionary({{"order", campaign}, {"tab", "tracking"}})},
+                                        {"zin_deeplink", "shop://orders/" + campaign}})},
+       {"zinFeatures", Value::dictionary({{"richPush", Value::dictionary({{"displayName", "order-status"}})}})}});
+}
+
+}  // namespace zn::test

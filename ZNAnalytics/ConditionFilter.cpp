@@ -1,0 +1,133 @@
+#include "ZNAnalytics/ConditionFilter.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <span>
+
+#include "ZNAnalytics/TrackedEvent.h"
+
+namespace zn {
+
+namespace {
+
+using Kind = ConditionNode::Kind;
+using Constants = std::span<const ConditionConstant>;
+
+/// Where attributes are looked up, in this order.
+using Places = std::array<const Value*, 3>;
+
+/// The attribute, or nil. Like validObjectForKey, but without taking a share of the value.
+const Value& attributeIn(const Places& places, const std::string& name) {
+  for (const Value* place : places) {
+    const Value& value = (*place)[name];
+    if (value && !value.isNull()) return value;
+  }
+  return nil;
+}
+
+std::partial_ordering compare(std::int64_t integer, double real) {
+  if (std::isnan(real)) return std::partial_ordering::unordered;
+  if (real >= 0x1p63) return std::partial_ordering::less;
+  if (real < -0x1p63) return std::partial_ordering::greater;
+  const double whole = std::trunc(real);
+  const auto order = integer <=> static_cast<std::int64_t>(whole);
+  return order != 0 ? order : whole <=> real;
+}
+
+std::partial_ordering compareNumbers(const Value& a, const Value& b) {
+  const bool aIsInteger = a.type() == Value::Type::integer;
+  const bool bIsInteger = b.type() == Value::Type::integer;
+  if (aIsInteger && bIsInteger) return a.integer() <=> b.integer();
+  if (aIsInteger) return compare(a.integer(), b.real());
+  if (bIsInteger) return 0 <=> compare(b.integer(), a.real());
+  return a.real() <=> b.real();
+}
+
+}  // namespace
+
+std::partial_ordering compare(const Value& attribute, const ConditionConstant& constant) {
+  const Value& value = constant.value;
+  switch (attribute.type()) {
+    case Value::Type::boolean:
+      if (value.isBoolean()) return attribute.boolean() <=> value.boolean();
+      break;
+    case Value::Type::integer:
+    case Value::Type::real:
+      if (value.isNumber() && !value.isBoolean()) return compareNumbers(attribute, value);
+      break;
+    case Value::Type::string:
+      if (value.isString()) return attribute.string() <=> value.string();
+      break;
+    case Value::Type::date:
+      return attribute.date().secondsSince1970 <=> constant.secondsSince1970;
+    default:
+      break;
+  }
+  return std::partial_ordering::unordered;
+}
+
+namespace {
+
+bool contains(const Value& attribute, const ConditionConstant& constant) {
+  if (attribute.isString()) {
+    return constant.value.isString() && attribute.string().find(constant.value.string()) != std::string_view::npos;
+  }
+  return std::ranges::any_of(attribute.elements(),
+                             [&](const Value& element) { return compare(element, constant) == 0; });
+}
+
+/// A missing attribute is nil, which compares with nothing.
+bool isTestSatisfied(Kind kind, const Value& attribute, Constants constants) {
+  switch (kind) {
+    case Kind::equals:
+      return compare(attribute, constants[0]) == 0;
+    case Kind::notEquals:
+      return compare(attribute, constants[0]) != 0;
+    case Kind::in:
+      return std::ranges::any_of(constants, [&](const auto& constant) { return compare(attribute, constant) == 0; });
+    case Kind::greater:
+      return compare(attribute, constants[0]) > 0;
+    case Kind::less:
+      return compare(attribute, constants[0]) < 0;
+    case Kind::atLeast:
+      return compare(attribute, constants[0]) >= 0;
+    case Kind::atMost:
+      return compare(attribute, constants[0]) <= 0;
+    case Kind::between:
+      return compare(attribute, constants[0]) >= 0 && compare(attribute, constants[1]) <= 0;
+    case Kind::contains:
+      return contains(attribute, constants[0]);
+    case Kind::startsWith:
+      return attribute.isString() && attribute.string().starts_with(constants[0].value.string());
+    case Kind::exists:
+      return !attribute.isNil();
+    default:
+      return false;  // all, any and inverse are no tests
+  }
+}
+
+bool isSatisfied(const ConditionFilter& filter, std::uint32_t index, const Places& places) {
+  const ConditionNode& node = filter.nodes[index];
+  if (node.kind == Kind::inverse) return !isSatisfied(filter, index + 1, places);
+  if (node.kind == Kind::all || node.kind == Kind::any) {
+    // The first part that is not satisfied decides for all, the first that is decides for any.
+    const bool decisive = node.kind == Kind::any;
+    for (std::uint32_t part = index + 1; part < node.end; part = filter.nodes[part].end) {
+      if (isSatisfied(filter, part, places) == decisive) return decisive;
+    }
+    return !decisive;
+  }
+  const Constants constants = Constants(filter.constants).subspan(node.firstConstant, node.constantCount);
+  return isTestSatisfied(node.kind, attributeIn(places, node.attribute), constants);
+}
+
+}  // namespace
+
+bool ConditionFilter::isSatisfiedBy(const Value& trackedAttributes) const {
+  const Places places = {&trackedAttributes[kCustomEventAttributes], &trackedAttributes[kEventAttributes],
+                         &trackedAttributes};
+  return isSatisfied(*this, 0, places);
+}
+
+}  // namespace zn

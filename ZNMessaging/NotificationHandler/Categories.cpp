@@ -1,0 +1,144 @@
+#include <algorithm>
+
+#include "Platform/Foundation/NSUserDefaults.h"
+#include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/ZNMessaging.h"
+#include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNCoreUtils.h"
+#include "ZintarCore/ZNLogger.h"
+#include "ZintarCore/ZNNetworkRequest.h"
+
+namespace {
+
+// Keys of a record.
+constexpr const char* kName = "name";
+constexpr const char* kActions = "actions";
+constexpr const char* kActionsIdentifier = "actionsIdentifier";
+
+void log(const char* text) { ZNLogger::sharedInstance()->logWithType(1, text); }
+
+UNNotificationCategory ownCategory(const char* identifier) {
+  UNNotificationCategory category;
+  category.identifier = identifier;
+  category.actions = {{kNotificationActionIdentifierDismiss, "Dismiss", 2}};  // destructive
+  category.options = 1;                                                       // a dismissal is reported
+  return category;
+}
+
+/// The record of a category, or nil for one without a usable button.
+zn::Value recordOf(const UNNotificationCategory& category) {
+  if (category.identifier.empty()) return zn::nil;
+  zn::Value titles = zn::Value::array();
+  zn::Value identifiers = zn::Value::array();
+  for (const UNNotificationAction& action : category.actions) {
+    if (action.title.isNil() || action.identifier.isNil()) continue;
+    titles.append(action.title);
+    identifiers.append(action.identifier);
+  }
+  if (titles.isEmpty()) return zn::nil;
+  return zn::Value::dictionary({{kName, category.identifier}, {kActions, titles}, {kActionsIdentifier, identifiers}});
+}
+
+/// The title of a button; of several records that have it the last decides.
+zn::Value titleOf(const zn::Value& identifier, const zn::Value& records) {
+  zn::Value title;
+  for (const zn::Value& record : records.elements()) {
+    const zn::Value identifiers = record.validObjectForKey(kActionsIdentifier);
+    const zn::Value titles = record.validObjectForKey(kActions);
+    const auto known = identifiers.elements();
+    const auto found = std::find(known.begin(), known.end(), identifier);
+    const auto index = static_cast<std::size_t>(found - known.begin());
+    if (found != known.end() && index < titles.size()) title = titles.elements()[index];
+  }
+  return title;
+}
+
+/// A new version of the application sends its categories again.
+void forgetSentCategoriesOfOtherVersions() {
+  const auto defaults = ZNCoreUtils::getSDKUserDefault();
+  const zn::Value version = ZNCoreUtils::appVersion();
+  if (defaults->objectForKey(kUserDefaultsKeyAppVersion) == version) return;
+  defaults->setBool(false, kUserDefaultsKeyNotificationCategorySent);
+  defaults->setObject(version, kUserDefaultsKeyAppVersion);
+  defaults->synchronize();
+}
+
+}  // namespace
+
+void ZNMessaging::setUserNotificationCategories(const zn::CategorySet& categories) {
+  zn::guarded("setUserNotificationCategories:", "exception while setting categories : %@", [&] {
+    if (!ZNConfigDataManager::sharedInstance()->isAccountActive()) return;
+    std::vector<UNNotificationCategory> all = categories.categories;
+    all.push_back(ownCategory("ZIN_DISMISS_CATEGORY"));
+    all.push_back(ownCategory("ZIN_PUSH_TEMPLATE"));
+    UNUserNotificationCenter::currentNotificationCenter()->setNotificationCategories(all);
+    forgetSentCategoriesOfOtherVersions();
+    if (!ZNCoreUtils::getSDKUserDefault()->boolForKey(kUserDefaultsKeyNotificationCategorySent)) {
+      ZNNotificationHandler::sharedInstance()->setNotificationCategories(all);
+    }
+  });
+}
+
+void ZNNotificationHandler::setNotificationCategories(const std::vector<UNNotificationCategory>& categories) {
+  zn::guarded("setNotificationCategories:", "Exception while setting categories : %@", [&] {
+    zn::Value records = zn::Value::array();
+    for (const UNNotificationCategory& category : categories) records.append(recordOf(category));
+    sendCategoriesWithArray(records);
+  });
+}
+
+void ZNNotificationHandler::sendCategoriesWithArray(const zn::Value& records) {
+  zn::guarded("sendCategoriesWithArray:", "Exception while setting categories : %@", [&] {
+    const auto defaults = ZNCoreUtils::getSDKUserDefault();
+    // Kept before any check: buttons are looked up there also when nothing is sent.
+    defaults->setObject(records, kUserDefaultsKeyNotificationCategory);
+    defaults->synchronize();
+    if (!ZNCoreUtils::isSDKEnabled()) return log("Categories API not called. SDK Disabled");
+    if (ZNConfigDataManager::sharedInstance()->getZinAppID().length() == 0) {
+      return log("Categories API not called. AppID not present");
+    }
+    const zn::Value params =
+        ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::categories);
+    if (params.isNil()) return log("Notification Categories request Failed since query params ");
+    const zn::Value body = zn::Value::dictionary({{"data", records}, {"query_params", params}});
+    log("Notification Categories request initiated:");
+    ZNNetworkRequest::initWithService(ZNService::categories, zn::nil, zn::nil, body, zn::nil)
+        ->executeRequestWithCompletionBlock([](bool success, const zn::Value&) {
+          zn::guarded("sendCategoriesWithArray:", "Exception while setting categories : %@", [&] {
+            if (!success) return log("Unable to send Notification Categories, Server Error");
+            log("Notification Categories  Sent");
+            const auto store = ZNCoreUtils::getSDKUserDefault();
+            store->setBool(true, kUserDefaultsKeyNotificationCategorySent);
+            store->synchronize();
+          });
+        });
+  });
+}
+
+void ZNNotificationHandler::handleActionWithIdentifier(const zn::Value& identifier, const zn::Value& payload) {
+  zn::guarded("handleActionWithIdentifier:forRemoteNotification:", "Exception while notification action : %@", [&] {
+    if (!ZNConfigDataManager::sharedInstance()->isAccountActive()) return;
+    if (identifier.isNil() || payload.isNil()) return;
+    zn::Value attributes = ZNMessagingUtils::statsEventAttributesFromPayload(payload);
+    const zn::Value records = ZNCoreUtils::getSDKUserDefault()->objectForKey(kUserDefaultsKeyNotificationCategory);
+    attributes.setObjectNilHandled(titleOf(identifier, records), kEventAttributeNameAction);
+    attributes.setObjectNilHandled(identifier, kEventAttributeNameActionIdentifier);
+    ZNAnalytics::sharedInstance()->trackEvent(kEventNameNotificationClicked,
+                                              ZNProperties::initWithAttributes(attributes));
+    ZNAnalytics::sharedInstance()->flushWithCompletionBlock(nullptr);
+  });
+}
+
+void ZNNotificationHandler::checkPushNotificationsSettingsWithCompletionBlock(
+    std::function<void(bool isAllowed)> completion) {
+  zn::guarded("checkPushNotificationsSettingsWithCompletionBlock:", "Exception while notification action : %@", [&] {
+    UNUserNotificationCenter::currentNotificationCenter()->getNotificationSettingsWithCompletionHandler(
+        [completion = std::move(completion)](const UNNotificationSettings& settings) {
+          if (completion) completion(settings.alertSetting == UNNotificationSetting::enabled);
+        });
+  });
+}

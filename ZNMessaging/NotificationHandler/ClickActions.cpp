@@ -1,0 +1,250 @@
+#include <optional>
+#include <utility>
+
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/Format.h"
+#include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/UIKit/UIAlertController.h"
+#include "Platform/UIKit/UIPasteboard.h"
+#include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/ZNMessaging.h"
+#include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/ZNCoreUtils.h"
+#include "ZintarCore/ZNLogger.h"
+
+namespace {
+
+/// Of card actions too: whoever reads the log knows clicks by this text.
+constexpr const char* kActionsFailure = "Exception in handle Default Actions Push : %@";
+constexpr const char* kCouponAlertFailure = "Exception while showing coupon code alert : %@";
+constexpr const char* kSourceFailure = "Exception while updating the app source : %@";
+
+constexpr std::int64_t kCarriedOutHere = 0;  // the action name that is not the extension's
+enum ActionType : std::int64_t { landingPage = 0, deepLink = 1, screen = 2 };
+
+template <class... Arguments>
+void log(const char* text, const Arguments&... arguments) {
+  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
+}
+
+zn::Value valueAt(const zn::Value& payload, const char* part, const char* key) {
+  return payload.validObjectForKeyPath(zn::format("%@.%@", part, key));
+}
+
+zn::Value ownValue(const zn::Value& payload, const char* key) {
+  return valueAt(payload, kNotificationPayloadKeyZintar, key);
+}
+
+zn::Value extraValue(const zn::Value& payload, const char* key) {
+  return valueAt(payload, kNotificationPayloadKeyAppExtra, key);
+}
+
+/// Throws for what is no text: a push with such a link is a mistake that its sender shall find in the log.
+std::optional<NSURL> urlOf(const zn::Value& link) {
+  if (!link.isString()) throw zn::Exception(zn::format("a link is a text, not %@", link));
+  return NSURL::URLWithString(link.string());
+}
+
+using SourcePtr = std::shared_ptr<const ZNSource>;
+
+SourcePtr ifValid(const SourcePtr& source) { return source->isValidSource() ? source : nullptr; }
+
+SourcePtr linkSource(const zn::Value& link) {
+  return link.length() > 0 ? ifValid(ZNSource::initSourceWithURL(link)) : nullptr;
+}
+
+/// The source that an action's link has itself, or else its key-value pairs.
+SourcePtr linkActionSource(const zn::CardAction& action) {
+  if (action.value().length() == 0) return nullptr;
+  const SourcePtr source = linkSource(action.value());
+  return source ? source : ifValid(ZNSource::initSourceWithSourceInfoDict(action.kvPairs()));
+}
+
+}  // namespace
+
+void ZNNotificationHandler::handleDefaultActionsWithPayload(const zn::Value& payload) {
+  zn::guarded("handleDefaultActionsWithPayload:", kActionsFailure, [&] {
+    log("Push - Default Actions");
+    updateAppSourceForDefaultActionWithZinPushPayload(payload);
+    if (!ownValue(payload, kNotificationPayloadKeyCouponCode).isNil()) {
+      handleCouponCodeForPush(payload);  // the rest waits for the alert's buttons
+    } else {
+      if (!extraValue(payload, kNotificationPayloadKeyDeepLinkURL).isNil()) {
+        handleDeepLinking(payload);
+      } else if (!ownValue(payload, kNotificationPayloadKeyRichLandingURL).isNil()) {
+        handleRichLandingPage(payload);
+      }
+      handleInAppFromPush(payload);
+    }
+    invokeCallbackWithScreenName(extraValue(payload, kNotificationPayloadKeyScreenName),
+                                 extraValue(payload, kNotificationPayloadKeyScreenData), payload);
+  });
+}
+
+bool ZNNotificationHandler::handleCardActionsWithCardID(const zn::Value& cardID,
+                                                        const std::shared_ptr<ZNPushPayload>& payload) {
+  return zn::guarded("handleCardActionsWithCardID:forPayload:", kActionsFailure, [&] {
+    log("Push - Card Actions");
+    const auto richPush = payload ? payload->richPush() : nullptr;
+    const auto mode = richPush ? richPush->expandedMode() : nullptr;
+    if (!mode) return false;
+    const std::int64_t wanted = cardID.longLongValue();
+    for (const zn::RichCard& card : mode->cards()) {
+      if (card.cardID() != wanted) continue;
+      if (card.actions().empty()) return false;
+      updateAppSourceForCardActionWithActionsArray(card.actions());
+      for (const zn::CardAction& action : card.actions()) carryOut(action, payload->pushPayloadDict());
+      return true;
+    }
+    return false;
+  });
+}
+
+void ZNNotificationHandler::carryOut(const zn::CardAction& action, const zn::Value& payload) {
+  if (action.actionName() != kCarriedOutHere) return;
+  const zn::Value value = action.value();
+  switch (action.actionType()) {
+    case deepLink:
+      if (value.length() > 0) ZNCoreUtils::openDeeplink(urlOf(value));
+      break;
+    case landingPage:
+      if (!value.isNil()) ZNCoreUtils::openRichLandingLink(urlOf(value));
+      break;
+    case screen:
+      log("Push - Card Screen Navigation Actions with screen name(%@) and KV Pairs(%@)", value, action.kvPairs());
+      invokeCallbackWithScreenName(value, action.kvPairs(), payload);
+      break;
+    default:
+      break;
+  }
+}
+
+void ZNNotificationHandler::invokeCallbackWithScreenName(const zn::Value& screenName, const zn::Value& kvPairs,
+                                                         const zn::Value& payload) {
+  const auto delegate = ZNMessaging::sharedInstance()->messagingDelegate();
+  if (!delegate) return;
+  delegate->notificationClickedWithScreenName(screenName, kvPairs);
+  delegate->notificationClickedWithScreenName(screenName, kvPairs, payload);
+}
+
+void ZNNotificationHandler::handleDeepLinking(const zn::Value& payload) {
+  zn::guarded("handleDeepLinking:", "Exception while handling deeplinking : %@", [&] {
+    if (disableDeepLinksProcessing()) return;
+    const zn::Value link = extraValue(payload, kNotificationPayloadKeyDeepLinkURL);
+    if (link.length() > 0) ZNCoreUtils::openDeeplink(urlOf(link));
+  });
+}
+
+void ZNNotificationHandler::handleRichLandingPage(const zn::Value& payload) {
+  zn::guarded("handleRichLandingPage:", "exception while handling rich landing page is %@", [&] {
+    // Unlike a deep link, a landing page is the module's own business, so disableDeepLinksProcessing leaves it alone.
+    const zn::Value link = ownValue(payload, kNotificationPayloadKeyRichLandingURL);
+    if (!link.isNil()) ZNCoreUtils::openRichLandingLink(urlOf(link));
+  });
+}
+
+void ZNNotificationHandler::handleInAppFromPush(const zn::Value& payload) {
+  zn::guarded("handleInAppFromPush:", "exception for in app from push is %@", [&] {
+    zn::Value userInfo = ownValue(payload, kNotificationPayloadKeyInApp);
+    if (userInfo.isNil()) {
+      const zn::Value campaign = ownValue(payload, kNotificationPayloadKeyInAppV2);
+      if (campaign.length() > 0) userInfo = zn::Value::dictionary({{"cid", campaign}, {"isTest", 1}});
+    }
+    if (userInfo.isNil()) return;
+    NSNotificationCenter::defaultCenter()->postNotificationName(kNotificationNameShowInApp, userInfo);
+  });
+}
+
+void ZNNotificationHandler::handleCouponCodeForPush(const zn::Value& payload) {
+  zn::guarded("handleCouponCodeForPush:", "exception coupon code from push is %@", [&] {
+    const zn::Value code = ownValue(payload, kNotificationPayloadKeyCouponCode);
+    if (!code.isNil()) showCouponAlertView(code, payload);
+  });
+}
+
+void ZNNotificationHandler::showCouponAlertView(const zn::Value& couponCode, const zn::Value& payload) {
+  zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure, [&] {
+    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), couponCode, payload] {
+      zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure,
+                  [&] { self->presentCouponAlert(couponCode, payload); });
+    });
+  });
+}
+
+void ZNNotificationHandler::presentCouponAlert(const zn::Value& couponCode, const zn::Value& payload) {
+  if (!UIAlertController::isAvailable()) return;
+  const auto alert = UIAlertController::alertControllerWithTitle(
+      "Coupon", zn::format("Coupon code : %@ \n Copy coupon code?", couponCode), UIAlertController::Style::alert);
+  const auto addButton = [&](const char* title, UIAlertAction::Handler handler) {
+    alert->addAction(UIAlertAction::actionWithTitle(title, UIAlertAction::Style::defaultStyle, std::move(handler)));
+  };
+  addButton("COPY", [self = shared_from_this(), couponCode, payload](const UIAlertAction&) {
+    UIPasteboard::generalPasteboard()->setString(zn::description(couponCode));
+    self->followCoupon(payload);
+  });
+  // Not of the cancel style: nothing but the copying is cancelled.
+  addButton("Cancel", [self = shared_from_this(), payload](const UIAlertAction&) { self->followCoupon(payload); });
+  if (const auto top = ZNCoreUtils::getTopMostViewController()) top->presentViewController(alert, true, nullptr);
+}
+
+/// Unlike the default actions, a coupon opens both the deep link and the landing page.
+void ZNNotificationHandler::followCoupon(const zn::Value& payload) {
+  handleDeepLinking(payload);
+  handleRichLandingPage(payload);
+  handleInAppFromPush(payload);
+}
+
+void ZNNotificationHandler::updateAppSourceWithNonZinPushPayload(const zn::Value& payload) {
+  zn::guarded("updateAppSourceWithNonZinPushPayload:", kSourceFailure, [&] {
+    if (payload.isNil()) return;
+    if (const auto source = ifValid(ZNSource::initSourceWithPushPayload(payload))) {
+      updateAnalyticsModuleWithSources({source});
+    }
+  });
+}
+
+void ZNNotificationHandler::updateAppSourceForDefaultActionWithZinPushPayload(const zn::Value& payload) {
+  zn::guarded("updateAppSourceForDefaultActionWithZinPushPayload:", kSourceFailure, [&] {
+    SourcePtr source = linkSource(extraValue(payload, kNotificationPayloadKeyDeepLinkURL));
+    if (!source) source = linkSource(ownValue(payload, kNotificationPayloadKeyRichLandingURL));
+    if (!source) source = ifValid(ZNSource::initZinSourceWithPushPayload(payload));
+    if (source) updateAnalyticsModuleWithSources({source});
+  });
+}
+
+void ZNNotificationHandler::updateAppSourceForCardActionWithActionsArray(const std::vector<zn::CardAction>& actions) {
+  zn::guarded("updateAppSourceForCardActionWithActionsArray:", kSourceFailure, [&] {
+    SourcePtr deepLinkSource, landingPageSource, screenSource;
+    const auto replace = [](SourcePtr& kept, const SourcePtr& later) {
+      if (later) kept = later;
+    };
+    for (const zn::CardAction& action : actions) {
+      if (action.actionName() != kCarriedOutHere) continue;
+      switch (action.actionType()) {
+        case landingPage:
+          replace(landingPageSource, linkActionSource(action));
+          break;
+        case deepLink:
+          replace(deepLinkSource, linkActionSource(action));
+          break;
+        case screen:
+          replace(screenSource, ifValid(ZNSource::initSourceWithSourceInfoDict(action.kvPairs())));
+          break;
+        default:
+          break;
+      }
+    }
+    for (const SourcePtr& source : {deepLinkSource, landingPageSource, screenSource}) {
+      if (source) return updateAnalyticsModuleWithSources({source});
+    }
+  });
+}
+
+void ZNNotificationHandler::updateAnalyticsModuleWithSources(const std::vector<SourcePtr>& sources) {
+  zn::guarded("updateAnalyticsModuleWithSources:", kSourceFailure, [&] {
+    if (!sources.empty()) ZNAnalytics::sharedInstance()->updateSourcesForCurrentSession(sources);
+  });
+}

@@ -1,0 +1,160 @@
+#include "Platform/Foundation/Format.h"
+#include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/Foundation/NSUserDefaults.h"
+#include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNMessaging.h"
+#include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNCoreUtils.h"
+#include "ZintarCore/ZNLogger.h"
+
+namespace {
+
+bool isSwitchedOn() { return ZNConfigDataManager::sharedInstance()->isAccountActive() && ZNCoreUtils::isSDKEnabled(); }
+
+void trackEvent(const char* name, const std::shared_ptr<ZNProperties>& properties) {
+  ZNAnalytics::sharedInstance()->trackEvent(name, properties);
+}
+
+void updateBadgeForClick(const std::shared_ptr<UIApplication>& application) {
+  if (!application) return;
+  if (!ZNMessaging::sharedInstance()->disableBadgeReset()) {
+    application->setApplicationIconBadgeNumber(0);
+  } else if (const long badge = application->applicationIconBadgeNumber(); badge > 0) {
+    application->setApplicationIconBadgeNumber(badge - 1);
+  }
+}
+
+}  // namespace
+
+const std::shared_ptr<ZNNotificationHandler>& ZNNotificationHandler::sharedInstance() {
+  static const auto& instance = *new std::shared_ptr<ZNNotificationHandler>(std::make_shared<ZNNotificationHandler>());
+  return instance;
+}
+
+bool ZNNotificationHandler::isPushFromZintarWithPayload(const zn::Value& payload) const {
+  return !payload.validObjectForKey(kNotificationPayloadKeyZintar).isNil();
+}
+
+bool ZNNotificationHandler::shouldProcessNotificationZintarDict(const zn::Value& dictionary) const {
+  if (!dictionary.validObjectForKey(kNotificationPayloadKeySilentPush).isNil()) return false;
+  return !dictionary.validObjectForKey(kNotificationPayloadKeyCampaignID).isNil();
+}
+
+void ZNNotificationHandler::didReceieveNotificationinApplication(const std::shared_ptr<UIApplication>& application,
+                                                                 const zn::Value& payload) {
+  zn::guarded("didReceieveNotificationinApplication:withInfo:", "Exception in did receive notification : %@", [&] {
+    if (!isSwitchedOn()) return;
+    if (!isPushFromZintarWithPayload(payload)) updateAppSourceWithNonZinPushPayload(payload);
+    broadcastNotificationClickedWithPushPayload(payload);
+    const zn::Value zintar = payload.validObjectForKey(kNotificationPayloadKeyZintar);
+    // In the active and background states the push was received, not clicked.
+    if (shouldProcessNotificationZintarDict(zintar) && application &&
+        application->applicationState() == UIApplicationState::inactive) {
+      handlePushNotificationInApplication(application, payload);
+    }
+  });
+}
+
+void ZNNotificationHandler::didReceiveNotificationResponse(const std::shared_ptr<UNUserNotificationCenter>&,
+                                                           const UNNotificationResponse& response) {
+  zn::guarded("userNotificationCenter:didReceiveNotificationResponse:", "Exception : %@", [&] {
+    if (!isSwitchedOn()) return;
+    if (!response.notification.request.content.userInfo.isNil()) routeResponse(response);
+  });
+}
+
+void ZNNotificationHandler::routeResponse(const UNNotificationResponse& response) {
+  const zn::Value payload = response.notification.request.content.userInfo.mutableCopy();
+  const std::string& action = response.actionIdentifier;
+  const zn::Value attributes = ZNMessagingUtils::statsEventAttributesFromPayload(payload);
+  const bool isDismissal =
+      action == UNNotificationDismissActionIdentifier || action == kNotificationActionIdentifierDismiss;
+  if (!isDismissal) {  // a dismissal is never broadcast
+    if (!isPushFromZintarWithPayload(payload)) updateAppSourceWithNonZinPushPayload(payload);
+    broadcastNotificationClickedWithPushPayload(payload);
+  }
+  if (!shouldProcessNotificationZintarDict(attributes)) return;
+  if (isDismissal) {
+    const auto properties = ZNProperties::initWithAttributes(attributes);
+    properties->setNonInteractive();
+    trackEvent(kEventNameNotificationDismissed, properties);
+    ZNAnalytics::sharedInstance()->flushWithCompletionBlock(nullptr);
+  } else if (action == UNNotificationDefaultActionIdentifier) {
+    handlePushNotificationInApplication(UIApplication::sharedApplication(), payload);
+  } else {
+    handleActionWithIdentifier(action, payload);  // tracks the button itself; no click event here
+  }
+}
+
+void ZNNotificationHandler::handlePushNotificationInApplication(const std::shared_ptr<UIApplication>& application,
+                                                                const zn::Value& payload) {
+  zn::guarded("handlePushNotificationInApplication:userInfo:", "Exception in handlePushNotification : %@", [&] {
+    if (!isSwitchedOn() || payload.isNil()) return;
+    const auto push = ZNPushPayload::initWithPushPayload(payload);
+    const zn::Value cardID = takeCardIDForPush(*push);
+    bool handledByCard = false;
+    if (!cardID.isNil()) {
+      handledByCard = handleCardActionsWithCardID(cardID, push);
+      if (!handledByCard) ZNLogger::sharedInstance()->logWithType(1, "Push - Card Actions is Empty");
+    }
+    if (!handledByCard) handleDefaultActionsWithPayload(payload);
+    updateBadgeForClick(application);
+    if (!ZNMessaging::sharedInstance()->disableInbox()) {
+      ZNInboxHandler::sharedInstance()->updateClickedNotificationInStorageWithPayload(payload);
+    }
+    zn::Value attributes = ZNMessagingUtils::statsEventAttributesFromPayload(payload);
+    attributes.setObjectNilHandled(cardID, zn::payload::clickInfoCardID);  // also when the card had no actions
+    trackEvent(kEventNameNotificationClicked, ZNProperties::initWithAttributes(attributes));
+  });
+}
+
+/// The card that the user tapped, as the extension noted it, if it belongs to this push. A note for another campaign is
+/// thrown away, not kept: it is older than this click.
+zn::Value ZNNotificationHandler::takeCardIDForPush(const ZNPushPayload& push) const {
+  const zn::Value group = ZNConfigDataManager::sharedInstance()->getAppGroupID();
+  if (group.length() == 0 || !push.richPush()) return zn::nil;
+  const auto defaults = NSUserDefaults::initWithSuiteName(std::string(group.string()));
+  zn::Value clickInfo;
+  // In one step, so that a note which the extension leaves meanwhile is not removed unread.
+  defaults->transaction([&](zn::Value& contents) {
+    clickInfo = contents.validObjectForKey(zn::payload::templateClickInfo);
+    if (clickInfo.isDictionary()) contents.removeValidObjectForKey(zn::payload::templateClickInfo);
+  });
+  const zn::Value campaignID = clickInfo.validObjectForKey(zn::payload::clickInfoCampaignID);
+  const bool isForThisPush = !campaignID.isNil() && campaignID == push.campaignID();
+  return isForThisPush ? clickInfo.validObjectForKey(zn::payload::clickInfoCardID) : zn::nil;
+}
+
+void ZNNotificationHandler::handlePushNotificationForeground(const zn::Value& payload) {
+  zn::guarded("handlePushNotificationForeground:", "Exception in handlePushNotificationForeground : %@", [&] {
+    if (!payload.isNil()) handleInAppFromPush(payload);
+  });
+}
+
+void ZNNotificationHandler::broadcastNotificationClickedWithPushPayload(const zn::Value& payload) {
+  zn::guarded("broadcastNotificationClickedWithPushPayload:", "Exception while broadcasting a click : %@", [&] {
+    // The name says "received" although this is a click: hosts listen for it under that name.
+    NSNotificationCenter::defaultCenter()->postNotificationName(Zintar_Notification_Received_Notification, payload);
+  });
+}
+
+void ZNNotificationHandler::broadcastNotificationRegisteredWithToken(const zn::Value& token) {
+  zn::guarded("broadcastNotificationRegisteredWithToken:", "Exception while broadcasting a push token : %@", [&] {
+    if (token.isNil()) return;
+    NSNotificationCenter::defaultCenter()->postNotificationName(
+        Zintar_Notification_Registered_Notification, zn::Value::dictionary({{Zintar_Device_Token_Key, token}}));
+  });
+}
+
+void ZNNotificationHandler::broadcastNotificationRegisterationFailure() {
+  zn::guarded("broadcastNotificationRegisterationFailure", "Exception while broadcasting a failed registration : %@",
+              [] {
+                NSNotificationCenter::defaultCenter()->postNotificationName(
+                    Zintar_Notification_Registration_Failed_Notification);
+              });
+}

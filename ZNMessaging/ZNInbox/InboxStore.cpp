@@ -1,0 +1,299 @@
+#include <utility>
+
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/KeyedArchive.h"
+#include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxExpiry.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers.h"
+#include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/ZNCoreUtils.h"
+#include "ZintarCore/ZNLogger.h"
+
+namespace {
+
+constexpr const char* kClickSelector = "updateClickedNotificationInStorageWithPayload:";
+constexpr const char* kClickFailure = "exception while saving clicked notification to inbox  %@";
+
+const zn::InboxList& listOrEmpty(const zn::InboxListPtr& list) {
+  static const zn::InboxList& none = *new zn::InboxList;
+  return list ? *list : none;
+}
+
+zn::InboxListPtr published(zn::InboxList list) { return std::make_shared<const zn::InboxList>(std::move(list)); }
+
+std::shared_ptr<ZNInboxModel> firstWithCampaignID(const zn::InboxList& list, const zn::Value& campaignID) {
+  for (const auto& entry : list) {
+    if (entry->campaignID() == campaignID) return entry;
+  }
+  return nullptr;
+}
+
+std::string folderOfInbox() {
+  return zn::stringByAppendingPathComponent(ZNCoreUtils::getSDKLibraryDirectoryPath(), "ZNInbox");
+}
+
+}  // namespace
+
+const std::shared_ptr<ZNInboxHandler>& ZNInboxHandler::sharedInstance() {
+  static const auto& instance = *new std::shared_ptr<ZNInboxHandler>(std::make_shared<ZNInboxHandler>());
+  return instance;
+}
+
+ZNInboxHandler::ZNInboxHandler()
+    : file_([this] { return getFilePathForInbox(); }),
+      batches_(std::make_unique<zn::InboxBatches>(folderOfInbox() + "/Pending", getFilePathForInbox())),
+      observers_(std::make_shared<zn::InboxObservers>([this] { return messages(); })) {
+  auto data = file_.load<ZNInboxData>(ZNInboxData::archivedClasses());
+  setInboxData(data ? std::move(data) : ZNInboxData::init());
+}
+
+ZNInboxHandler::~ZNInboxHandler() = default;
+
+std::string ZNInboxHandler::getFilePathForInbox() const {
+  const std::string folder = folderOfInbox();
+  if (!zn::fileExistsAtPath(folder)) zn::createDirectoryAtPath(folder, false);
+  return zn::stringByAppendingPathComponent(folder, "InboxData");
+}
+
+bool ZNInboxHandler::updateInboxStorage() {
+  std::string error;
+  BatchNumbers contained;
+  const auto newest = [&] {
+    zn::Lock lock(stateMutex_);
+    contained = batches_->contained();
+    return inboxData_->snapshot();
+  };
+  const zn::ArchivedFile::Steps steps{
+      .willReplace = [&](auto bytes, auto& reason) { return batches_->willReplace(bytes, contained, reason); },
+      .didReplace = [&] { batches_->didReplace(contained); }};
+  if (file_.save(newest, error, steps)) return true;
+  ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Inbox could not be saved: %@", error);
+  return false;
+}
+
+std::shared_ptr<ZNInboxData> ZNInboxHandler::inboxData() const {
+  zn::Lock lock(stateMutex_);
+  return inboxData_;
+}
+
+void ZNInboxHandler::setInboxData(const std::shared_ptr<ZNInboxData>& data) {
+  {
+    zn::Lock lock(stateMutex_);
+    inboxData_ = data;
+  }
+  observers_->listChanged();
+}
+
+void ZNInboxHandler::replaceMessages(const ListChange& change, const BatchNumbers& batches) {
+  while (!replaceMessagesIn(inboxData(), change, batches)) {
+  }
+}
+
+bool ZNInboxHandler::replaceMessagesIn(const std::shared_ptr<ZNInboxData>& data, const ListChange& change,
+                                       const BatchNumbers& batches) {
+  for (;;) {
+    const zn::InboxListPtr before = data->inboxMessages();
+    const zn::InboxListPtr after = change(before);
+    {
+      zn::Lock lock(stateMutex_);
+      if (inboxData_ != data) return false;
+      if (data->inboxMessages() != before) continue;  // another thread was faster: change that list
+      data->setInboxMessages(after);
+      batches_->nowContains(batches);
+    }
+    observers_->listChanged();
+    return true;
+  }
+}
+
+zn::InboxListPtr ZNInboxHandler::messages() const { return inboxData()->inboxMessages(); }
+
+zn::InboxListPtr ZNInboxHandler::getAllNotificationModelObjs() const { return messages(); }
+
+zn::Value ZNInboxHandler::getAllNotificationPayloads() const {
+  const zn::InboxListPtr list = messages();
+  zn::Value payloads = zn::Value::array();
+  for (const auto& entry : listOrEmpty(list)) {
+    const zn::Value payload = entry->notificationPayloadDict();
+    if (payload.isNil()) ZNLogger::sharedInstance()->logWithType(1, "Invalid Entry : %@", entry->archivedClassName());
+    payloads.append(payload);
+  }
+  return payloads;
+}
+
+zn::Value ZNInboxHandler::payloadsWithReadState(bool isRead) const {
+  const zn::InboxListPtr list = messages();
+  zn::Value payloads = zn::Value::array();
+  for (const auto& entry : listOrEmpty(list)) {
+    if (entry->isRead() == isRead) payloads.append(entry->notificationPayloadDict());
+  }
+  return payloads;
+}
+
+zn::Value ZNInboxHandler::getUnreadNotificationPayloads() const { return payloadsWithReadState(false); }
+zn::Value ZNInboxHandler::getReadNotificationPayloads() const { return payloadsWithReadState(true); }
+std::size_t ZNInboxHandler::getAllNotificationCount() const { return listOrEmpty(messages()).size(); }
+std::size_t ZNInboxHandler::getUnreadNotifictionCount() const { return getUnreadNotificationPayloads().size(); }
+
+std::shared_ptr<ZNInboxModel> ZNInboxHandler::fetchInboxEntryForCampaignID(const zn::Value& campaignID) const {
+  if (campaignID.isNil()) {
+    ZNLogger::sharedInstance()->logWithType(1, "Campaign ID sent is nil");
+    return nullptr;
+  }
+  const zn::InboxListPtr list = messages();
+  auto entry = firstWithCampaignID(listOrEmpty(list), campaignID);
+  if (!entry) ZNLogger::sharedInstance()->logWithType(1, "Inbox Entry for Campaign ID(%@) not found", campaignID);
+  return entry;
+}
+
+void ZNInboxHandler::markInboxNotificationReadForCampaignID(const zn::Value& campaignID) {
+  zn::guarded("markInboxNotificationReadForCampaignID:",
+              zn::FailureMessage("exception while marking inbox read with cid(%@): %@", campaignID, zn::caught), [&] {
+                if (campaignID.isNil()) return;
+                const auto entry = fetchInboxEntryForCampaignID(campaignID);
+                if (!entry || !entry->markClickedIfUnread()) return;
+                observers_->listChanged();
+                updateInboxStorage();
+              });
+}
+
+void ZNInboxHandler::trackInboxNotificationClickForCampaignID(const zn::Value& campaignID) {
+  zn::guarded("trackInboxNotificationClickForCampaignID:",
+              zn::FailureMessage("exception while tracking inbox clicks with cid(%@): %@", campaignID, zn::caught),
+              [&] {
+                if (campaignID.isNil()) return;
+                const auto entry = fetchInboxEntryForCampaignID(campaignID);
+                const zn::Value payload = entry ? entry->notificationPayloadDict() : zn::nil;
+                if (payload.isNil()) return;
+                zn::Value attributes = ZNMessagingUtils::statsEventAttributesFromPayload(payload);
+                attributes.setObjectNilHandled("inbox", "source");
+                if (entry->markClickedIfUnread()) {
+                  attributes.setObjectNilHandled(true, "isFirstClick");
+                  observers_->listChanged();
+                  updateInboxStorage();
+                }
+                ZNAnalytics::sharedInstance()->trackEvent(kEventNameNotificationClicked,
+                                                          ZNProperties::initWithAttributes(attributes));
+              });
+}
+
+void ZNInboxHandler::updateClickedNotificationInStorageWithPayload(const zn::Value& payload) {
+  const std::uint64_t user = ZNMessagingUtils::userGeneration();
+  BatchNumbers keptIn;
+  if (syncInProgress()) {
+    zn::guarded(kClickSelector, kClickFailure, [&] {
+      keptIn = {batches_
+                    ->keep({.source = zn::InboxBatches::Source::click,
+                            .payloads = zn::Value::array({payload}),
+                            .clicked = zn::secondsSince1970()})
+                    .number};
+    });
+  }
+  recordClick(payload, std::move(keptIn), user);
+}
+
+void ZNInboxHandler::recordClick(const zn::Value& payload, BatchNumbers keptIn, std::uint64_t user) {
+  zn::guarded(kClickSelector, kClickFailure, [&] {
+    if (user != ZNMessagingUtils::userGeneration()) return;  // it waited, and the next user's inbox is none of its
+    if (syncInProgress()) {
+      zn::performAfterDelay(
+          1.0, [self = shared_from_this(), payload, keptIn, user] { self->recordClick(payload, keptIn, user); });
+      return;
+    }
+    const auto entry = ZNInboxModel::initWithNotificationPayload(payload);
+    entry->updateClickedDate();
+    replaceMessages(
+        [&](const zn::InboxListPtr& stored) { return getSortedInboxArray(mergeNewEntries(stored, {entry})); }, keptIn);
+    updateInboxStorage();
+  });
+}
+
+void ZNInboxHandler::removeNotificationForCampaignID(const zn::Value& campaignID) {
+  zn::guarded("removeNotificationForCampaignID:",
+              zn::FailureMessage("exception while deleting Inbox Campaign with ID(%@) %@", campaignID, zn::caught),
+              [&] {
+                const auto entry = fetchInboxEntryForCampaignID(campaignID);
+                bool removed = false;
+                if (entry) {
+                  replaceMessages([&](const zn::InboxListPtr& stored) {
+                    zn::InboxList list = listOrEmpty(stored);
+                    removed = std::erase(list, entry) > 0;
+                    return removed ? published(std::move(list)) : stored;
+                  });
+                }
+                if (removed) {
+                  updateInboxStorage();
+                } else {
+                  ZNLogger::sharedInstance()->logWithType(1, "Campaign(%@) couldn't be deleted, Inbox Entry not found",
+                                                          campaignID);
+                }
+              });
+}
+
+void ZNInboxHandler::clearInboxData() {
+  zn::guarded("clearInboxData", "exception while deleting Inbox Notifications : %@", [&] {
+    const auto empty = ZNInboxData::init();
+    {
+      zn::Lock lock(stateMutex_);
+      inboxData_ = empty;
+      batches_->nowContainsAll();  // what was kept goes too, with the save
+    }
+    observers_->listChanged();
+    updateInboxStorage();
+  });
+}
+
+void ZNInboxHandler::resetInboxDataWithLegacyPayloadArray(const zn::Value& entries) {
+  zn::guarded("resetInboxDataWithLegacyPayloadArray:", "exception while resetting inbox data : %@", [&] {
+    zn::InboxList made;
+    for (const zn::Value& entry : entries.elements()) {
+      made.push_back(ZNInboxModel::initWithLegacyInboxPlistPayload(entry));
+    }
+    const zn::InboxListPtr list = published(std::move(made));
+    replaceMessages([&](const zn::InboxListPtr&) { return list; });
+    updateInboxStorage();
+  });
+}
+
+zn::InboxListPtr ZNInboxHandler::getSortedInboxArray(const zn::InboxListPtr& list) const {
+  return zn::guarded("getSortedInboxArray:", "exception while sorting inbox Array %@",
+                     [&]() -> zn::InboxListPtr { return list ? published(zn::sortedNewestFirst(*list)) : nullptr; });
+}
+
+zn::InboxListPtr ZNInboxHandler::mergeNewEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries) {
+  return zn::guarded("getInboxArrayPostDuplicationCheckWithNewEntries:", "exception while dedup check %@",
+                     [&] { return published(zn::mergedWithNewEntries(listOrEmpty(stored), entries)); });
+}
+
+zn::InboxListPtr ZNInboxHandler::mergeServerEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries) {
+  return zn::guarded(
+      "getInboxArrayPostDuplicationCheckWithServerEntries:", "exception while dedup check with server response %@",
+      [&] { return published(zn::mergedWithServerEntries(listOrEmpty(stored), entries)); });
+}
+
+zn::InboxListPtr ZNInboxHandler::getInboxArrayPostDuplicationCheckWithNewEntries(const zn::InboxList& entries) const {
+  return mergeNewEntries(messages(), entries);
+}
+
+zn::InboxListPtr ZNInboxHandler::getInboxArrayPostDuplicationCheckWithServerEntries(
+    const zn::InboxList& entries) const {
+  return mergeServerEntries(messages(), entries);
+}
+
+void ZNInboxHandler::removeExpiredInboxMessages() {
+  zn::guarded("removeExpiredInboxMessages", "exception while removing extra messages from inbox is %@", [&] {
+    const zn::Date now{zn::secondsSince1970()};
+    const double period = zn::defaultInboxExpiryPeriod();
+    replaceMessages([&](const zn::InboxListPtr& stored) {
+      return listOrEmpty(stored).empty() ? stored : published(zn::withoutExpired(*stored, now, period));
+    });
+  });
+}
+
+UIFont ZNInboxHandler::defaultTextFont() { return UIFont::fontWithName("AvenirNext-Regular", 16); }
+UIFont ZNInboxHandler::defaultUnreadTextFont() { return UIFont::fontWithName("AvenirNext-Bold", 16); }

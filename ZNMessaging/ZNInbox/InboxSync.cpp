@@ -1,0 +1,280 @@
+#include <optional>
+#include <utility>
+
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/Format.h"
+#include "Platform/Foundation/NSUserDefaults.h"
+#include "Platform/Foundation/Once.h"
+#include "Platform/Foundation/PropertyList.h"
+#include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers.h"
+#include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNCoreUtils.h"
+#include "ZintarCore/ZNLogger.h"
+#include "ZintarCore/ZNNetworkRequest.h"
+
+namespace {
+
+using zn::InboxBatch;
+
+/// Number of the last batch that left the extension's list, kept where the list is.
+constexpr const char* kLastBatchKey = "zin_inbox_last_batch";
+
+constexpr const char* kExtensionFailure = "exception while getting notifications from extension storage %@";
+
+template <class... Arguments>
+void log(const char* text, const Arguments&... arguments) {
+  ZNLogger::sharedInstance()->logWithType(ZNLogger::kInfo, text, arguments...);
+}
+
+/// Whether a list from outside has anything in it. Throws where it is no list.
+bool holdsEntries(const zn::Value& list) {
+  if (!list.isNil() && !list.isArray()) throw zn::Exception(zn::format("a list was expected, not %@", list));
+  return !list.isEmpty();
+}
+
+std::shared_ptr<ZNInboxModel> entryOf(const InboxBatch& batch, const zn::Value& payload) {
+  if (batch.source == InboxBatch::Source::older) return ZNInboxModel::initWithLegacyInboxPlistPayload(payload);
+  auto entry = ZNInboxModel::initWithNotificationPayload(payload);
+  if (batch.source == InboxBatch::Source::click) entry->updateClickedDate(zn::Date{batch.clicked});
+  return entry;
+}
+
+using ListTaken = std::function<void(const zn::Value& list, const std::string& group, zn::Value& store)>;
+
+/// Empties the extension's list in both layouts. `taken` gets it within the same step against the extension; what it
+/// throws leaves the list as it is. False without an app group or application id.
+bool emptyExtensionList(const ListTaken& taken) {
+  const auto& configuration = ZNConfigDataManager::sharedInstance();
+  const zn::Value group = configuration->getAppGroupID();
+  if (group.length() == 0 || !configuration->hasZinAppID()) return false;
+  const std::string suite(group.string());
+  const std::string appID(configuration->getZinAppID().string());
+  std::string error;
+  const auto change = [&](zn::Value& store) {
+    zn::Value list;
+    if (zn::Value ofApplication = store.validObjectForKey(appID).mutableCopy()) {
+      list = ofApplication.validObjectForKey(zn::payload::pendingNotifications);
+      ofApplication.setObjectNilHandled(zn::Value::array(), zn::payload::pendingNotifications);
+      store.setObjectNilHandled(ofApplication.copy(), appID);
+    }
+    // Where the application has a list of its own, what an older extension left beside it is not read.
+    if (list.isNil()) list = store.validObjectForKey(zn::payload::pendingNotifications);
+    store.setObjectNilHandled(zn::Value::array(), zn::payload::pendingNotifications);
+    taken(list, suite, store);
+  };
+  if (!NSUserDefaults::initWithSuiteName(suite)->tryTransaction(change, error)) throw zn::Exception(error);
+  return true;
+}
+
+}  // namespace
+
+void ZNInboxHandler::syncInboxNotificationsWithCompletionHandler(SyncCompletion completion) {
+  if (!ZNConfigDataManager::sharedInstance()->isInboxServiceActive() || !ZNCoreUtils::isSDKEnabled()) {
+    if (completion) completion(false);
+    return;
+  }
+  setSyncInProgress(true);
+  const std::uint64_t user = ZNMessagingUtils::userGeneration();
+  takeInLeftClicks();
+  const auto finish = [self = shared_from_this(), completion = std::move(completion)](bool success) {
+    if (!success) log("Inbox Sync Failed from Server");
+    self->finishSynchronisation();
+    if (completion) completion(true);
+  };
+  syncNotificationFromOlderPlist([&](bool success) {
+    if (success) {
+      removeOldInboxPlistFile();
+    } else {
+      log("Inbox Sync Failed from Old Inbox File");
+    }
+    syncNotificationsFromExtension([&](bool succeeded) {
+      if (!succeeded) log("Inbox Sync Failed from Extension");
+      syncNotificationsFromServer(finish, user);
+    });
+  });
+}
+
+void ZNInboxHandler::finishSynchronisation() {
+  zn::guarded("syncInboxNotificationsWithCompletionHandler:", "exception while finishing inbox sync %@", [&] {
+    replaceMessages([this](const zn::InboxListPtr& stored) { return getSortedInboxArray(stored); });
+    removeExpiredInboxMessages();
+    updateInboxStorage();
+    log("Inbox Sync Completed, Inbox Messages: %@", getAllNotificationPayloads());
+  });
+  setSyncInProgress(false);
+}
+
+/// Merges what a source gave, as new entries. From then on every save of the inbox contains it.
+void ZNInboxHandler::mergeBatches(const std::vector<InboxBatch>& batches) {
+  if (batches.empty()) return;
+  zn::InboxList entries;
+  BatchNumbers numbers;
+  for (const InboxBatch& batch : batches) {
+    numbers.push_back(batch.number);
+    for (const zn::Value& payload : batch.payloads.elements()) entries.push_back(entryOf(batch, payload));
+  }
+  replaceMessages([&](const zn::InboxListPtr& stored) { return mergeNewEntries(stored, entries); }, numbers);
+}
+
+/// Clicks that still waited for a synchronisation when the process ended.
+void ZNInboxHandler::takeInLeftClicks() {
+  zn::guarded("syncInboxNotificationsWithCompletionHandler:", "exception while taking in earlier clicks : %@",
+              [&] { mergeBatches(batches_->take(InboxBatch::Source::click)); });
+}
+
+void ZNInboxHandler::syncNotificationFromOlderPlist(const SyncCompletion& completion) {
+  const bool done = zn::guarded(
+      "syncNotificationFromOlderPlist:", "exception while getting all inbox notifications from legacy storage %@", [&] {
+        const zn::Value entries = getPreviouslyStoredNotifications();
+        if (holdsEntries(entries)) {
+          const auto batch = batches_->keep({.source = InboxBatch::Source::older, .payloads = entries});
+          batches_->discard(InboxBatch::Source::older);  // left over, and all of it is in the file
+          mergeBatches({batch});
+        } else {
+          mergeBatches(batches_->take(InboxBatch::Source::older));
+        }
+        return true;
+      });
+  if (completion) completion(done);
+}
+
+std::string ZNInboxHandler::getOlderInboxMessagesPlistFile() const {
+  return zn::stringByAppendingPathComponent(ZNCoreUtils::getDocumentsDirectoryPath(), "InboxMessages.plist");
+}
+
+zn::Value ZNInboxHandler::getPreviouslyStoredNotifications() const {
+  return zn::guarded("getPreviouslyStoredNotifications", "exception while fetching plist Inbox notifications  %@", [&] {
+    return zn::dictionaryWithContentsOfFile(getOlderInboxMessagesPlistFile()).validObjectForKey(ZN_PUSH_MESSAGES_INFO);
+  });
+}
+
+void ZNInboxHandler::removeOldInboxPlistFile() {
+  zn::guarded("removeOldInboxPlistFile", "Zintra - error while removing inbox plist is %@", [&] {
+    const std::string path = getOlderInboxMessagesPlistFile();
+    if (!zn::fileExistsAtPath(path)) return;
+    std::string error;
+    zn::dictionaryWithContentsOfFile(path, &error);
+    if (!error.empty() && zn::keepAside(path, &error).empty()) throw zn::Exception(error);
+    if (!zn::removeItemAtPath(path, &error)) throw zn::Exception(error);
+  });
+}
+
+void ZNInboxHandler::syncNotificationsFromExtension(const SyncCompletion& completion) {
+  const bool done = zn::guarded(
+      "syncNotificationsFromExtension:", "exception while getting inbox notifications from Extension storage %@", [&] {
+        zn::Value list;
+        mergeBatches(takeFromExtension(list));
+        holdsEntries(list);  // one that is none is gone, and reported
+        return true;
+      });
+  if (completion) completion(done);
+}
+
+zn::Value ZNInboxHandler::getStoredNotificationsInExtension() {
+  return zn::guarded("getStoredNotificationsInExtension", kExtensionFailure, [&] {
+    zn::Value taken;
+    emptyExtensionList([&](const zn::Value& list, const std::string&, zn::Value&) { taken = list; });
+    return taken;
+  });
+}
+
+/// What earlier processes left over of the extension's list, and then the list, which is kept before it is emptied.
+std::vector<InboxBatch> ZNInboxHandler::takeFromExtension(zn::Value& list) {
+  constexpr auto kSource = InboxBatch::Source::extension;
+  std::vector<InboxBatch> taken;
+  const auto keep = [&](const zn::Value& present, const std::string& group, zn::Value& store) {
+    list = present;
+    const auto last = static_cast<std::uint64_t>(store[kLastBatchKey].integer());
+    // Kept, but the process ended before the list was emptied: all of it is still there.
+    batches_->discard(kSource, group, last);
+    std::optional<InboxBatch> fresh;
+    if (list.isArray() && !list.isEmpty()) {
+      fresh = batches_->keep({.source = kSource, .payloads = list, .group = group}, last);
+      store.setObjectNilHandled(fresh->number, kLastBatchKey);
+    }
+    taken = batches_->take(kSource, group);
+    if (fresh) taken.push_back(std::move(*fresh));
+  };
+  return zn::guarded("getStoredNotificationsInExtension", kExtensionFailure, [&] {
+    try {
+      emptyExtensionList(keep);
+    } catch (...) {
+      batches_->giveBack(taken);
+      throw;
+    }
+    return taken;
+  });
+}
+
+void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion, std::uint64_t user) {
+  const auto answer = zn::once(std::move(completion));
+  const bool answersLater = zn::guarded(
+      "syncInboxFromServerRequestWithCompletionBlock:", "exception while making inbox messages request is %@", [&] {
+        if (!ZNConfigDataManager::sharedInstance()->hasZinAppID()) {
+          log("Inbox API not called. AppID not present");
+          return false;
+        }
+        const double last = inboxData()->lastUpdatedFromServerSync().date().secondsSince1970;
+        const std::int64_t milliseconds = zn::Value(last * 1000.0).longLongValue();
+        zn::Value params =
+            ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::inbox).mutableCopy();
+        params.setObjectNilHandled(zn::format("%ld", milliseconds), "last_updated");
+        const zn::Value body = zn::Value::dictionary({{"query_params", params}});
+        log("Inbox request initiated:");
+        ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil, zn::nil, body, zn::nil)
+            ->executeRequestWithCompletionBlock([answer, user](bool, const zn::Value& response) {
+              zn::Value messages;
+              const bool success = zn::guarded(
+                  "syncInboxFromServerRequestWithCompletionBlock:", "Exception while getting Notifications data %@",
+                  [&] {
+                    if (response.isNil()) return false;
+                    // Of an earlier user: counts as no answer.
+                    if (ZNMessagingUtils::userGeneration() != user) return false;
+                    log("Inbox messages are : %@", response);
+                    const zn::Value sent = response.validObjectForKey(ZN_PUSH_MESSAGES_INFO);
+                    if (holdsEntries(sent)) messages = sent;
+                    return true;
+                  });
+              answer(success, messages);
+            });
+        return true;
+      });
+  if (!answersLater) answer(false, zn::nil);
+}
+
+void ZNInboxHandler::syncNotificationsFromServer(SyncCompletion completion, std::uint64_t user) {
+  const auto merge = [self = shared_from_this(), completion = std::move(completion), user](bool success,
+                                                                                           const zn::Value& messages) {
+    // The container is taken first: a reset after this look replaces it.
+    const auto data = self->inboxData();
+    const bool done = zn::guarded("syncNotificationsFromServer:", "exception while syncing inbox messages is %@", [&] {
+      if (!success || ZNMessagingUtils::userGeneration() != user) return false;
+      if (holdsEntries(messages)) self->mergeServerAnswer(data, messages);
+      return true;
+    });
+    if (completion) completion(done);
+  };
+  syncInboxFromServerRequestWithCompletionBlock(merge, user);
+}
+
+void ZNInboxHandler::mergeServerAnswer(const std::shared_ptr<ZNInboxData>& data, const zn::Value& messages) {
+  // The device's time, and only with messages: the next request asks again for all since the last answer that had any.
+  data->setLastUpdatedFromServerSync(zn::Date{zn::secondsSince1970()});
+  zn::InboxList entries;
+  for (const zn::Value& message : messages.elements()) {
+    entries.push_back(ZNInboxModel::initWithLegacyInboxPlistPayload(message));
+  }
+  replaceMessagesIn(data, [&](const zn::InboxListPtr& stored) { return mergeServerEntries(stored, entries); }, {});
+}
+
+void ZNInboxHandler::addObserver(const std::shared_ptr<zn::InboxObserver>& observer) { observers_->add(observer); }
+void ZNInboxHandler::removeObserver(const std::shared_ptr<zn::InboxObserver>& observer) {
+  observers_->remove(observer);
+}

@@ -1,0 +1,161 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Platform/Export.h"
+#include "Platform/Foundation/ArchivedFile.h"
+#include "Platform/Foundation/Mutex.h"
+#include "Platform/UIKit/UIFont.h"
+#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/ZNInbox/InboxObserver.h"
+#include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxData.h"
+
+namespace zn {
+struct InboxBatch;
+class InboxBatches;
+class InboxObservers;
+}  // namespace zn
+
+/// The inbox store: one container in memory, read from the inbox file when the store is made and written back whole
+/// after every change that matters.
+///
+/// The list is newest first after a recorded click and after a synchronisation; other changes keep the order. Entries
+/// leave by expiry, removal or clearing only. An inbox file that cannot be read, wholly or in part, is kept aside as
+/// "InboxData.unreadable" before it is replaced. Where the file cannot be written, that is logged, the old file stands
+/// and memory keeps its state; the next save tries again.
+///
+/// What a synchronisation takes from a source that it empties, and a click that waits for it, is kept in files of its
+/// own ("Pending") until the inbox file contains it: the end of the process at any moment neither loses it nor brings
+/// it in twice. Where a process ended so, the next synchronisation takes it in.
+///
+/// Ownership: one instance a process (sharedInstance), never destroyed. Thread: any; each operation is one step against
+/// the others. Operations that save block on the disk. No operation throws: a failure is logged.
+class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHandler> {
+ public:
+  static const std::shared_ptr<ZNInboxHandler>& sharedInstance();
+  /// `init`: loads the inbox; nothing is written.
+  ZNInboxHandler();
+  ~ZNInboxHandler();
+
+  /// `getFilePathForInbox`: the inbox file below the library folder; its folder is made if it is missing.
+  std::string getFilePathForInbox() const;
+  /// `updateInboxStorage`: writes the inbox file. False when it could not be written.
+  bool updateInboxStorage();
+
+  /// `getAllNotificationModelObjs`: the list as it stands; null stands for no list.
+  zn::InboxListPtr getAllNotificationModelObjs() const;
+  zn::Value getAllNotificationPayloads() const;     ///< `getAllNotificationPayloads`: array of payloads, in list order
+  zn::Value getUnreadNotificationPayloads() const;  ///< `getUnreadNotificationPayloads`
+  zn::Value getReadNotificationPayloads() const;    ///< `getReadNotificationPayloads`
+  std::size_t getAllNotificationCount() const;      ///< `getAllNotificationCount`
+  std::size_t getUnreadNotifictionCount()
+      const;  ///< `getUnreadNotifictionCount` (spelled so; hosts call it by this name)
+
+  /// `fetchInboxEntryForCampaignID:`: the first entry of that campaign, or null. Ids are strings, or nil.
+  std::shared_ptr<ZNInboxModel> fetchInboxEntryForCampaignID(const zn::Value& campaignID) const;
+  /// `markInboxNotificationReadForCampaignID:`: marks an unread entry read and clicked, and saves.
+  void markInboxNotificationReadForCampaignID(const zn::Value& campaignID);
+  /// `trackInboxNotificationClickForCampaignID:`: tracks a click; the first one marks the entry read, saves, and is
+  /// tracked with "isFirstClick".
+  void trackInboxNotificationClickForCampaignID(const zn::Value& campaignID);
+  /// `updateClickedNotificationInStorageWithPayload:`: records a clicked push. While a synchronisation runs, it tries
+  /// again every second, so that the synchronisation's last write does not lose the click; the click then counts from
+  /// the moment it is recorded, or, where the process ends before, in the next one from its own time.
+  void updateClickedNotificationInStorageWithPayload(const zn::Value& payload);
+  /// `removeNotificationForCampaignID:`: removes the first entry of that campaign, and saves.
+  void removeNotificationForCampaignID(const zn::Value& campaignID);
+  /// `clearInboxData`: an empty inbox, saved; the next synchronisation asks the server for everything.
+  void clearInboxData();
+  /// `resetInboxDataWithLegacyPayloadArray:`: replaces the list with these legacy inbox entries, in this order, and
+  /// saves. For hosts that hold entries in that form; the module does not call it.
+  void resetInboxDataWithLegacyPayloadArray(const zn::Value& entries);
+
+  // Steps of recording and synchronising. They answer null after a failure, and callers store that: the inbox is then
+  // empty, on disk too from the next save on. Kept so: a failed merge must not leave duplicates behind.
+
+  zn::InboxListPtr getSortedInboxArray(const zn::InboxListPtr& list) const;  ///< `getSortedInboxArray:`
+  /// `getInboxArrayPostDuplicationCheckWithNewEntries:`
+  zn::InboxListPtr getInboxArrayPostDuplicationCheckWithNewEntries(const zn::InboxList& entries) const;
+  /// `getInboxArrayPostDuplicationCheckWithServerEntries:`
+  zn::InboxListPtr getInboxArrayPostDuplicationCheckWithServerEntries(const zn::InboxList& entries) const;
+  /// `removeExpiredInboxMessages`: in memory only.
+  void removeExpiredInboxMessages();
+
+  // Synchronisation: brings in what reached the device without passing through the module, from the older inbox file,
+  // from the notification service extension and from the server, in this order, then sorts, drops what has expired and
+  // saves, once. Completions may be empty, are called exactly once, and those of single steps tell whether the step
+  // failed; nothing to bring in is no failure. The first two steps run on the caller's thread, what follows the
+  // server's answer on the queue that delivers it.
+
+  using SyncCompletion = std::function<void(bool success)>;
+  /// Messages: an array of legacy inbox entries, or nil.
+  using MessagesCompletion = std::function<void(bool success, const zn::Value& messages)>;
+
+  /// `syncInboxNotificationsWithCompletionHandler:`: false at once where the inbox service or the library is switched
+  /// off; otherwise true in the end, also when sources failed. One that is started while another runs is not refused. A
+  /// server that never answers leaves it unfinished until the request's time limit.
+  void syncInboxNotificationsWithCompletionHandler(SyncCompletion completion);
+  /// `syncNotificationFromOlderPlist:`: merges the older inbox file; the file stays.
+  void syncNotificationFromOlderPlist(const SyncCompletion& completion);
+  /// `getPreviouslyStoredNotifications`: the older inbox file's legacy inbox entries, or nil.
+  zn::Value getPreviouslyStoredNotifications() const;
+  std::string getOlderInboxMessagesPlistFile() const;  ///< `getOlderInboxMessagesPlistFile`: path
+  /// `removeOldInboxPlistFile`: deletes it if it is there. One that cannot be read is kept aside.
+  void removeOldInboxPlistFile();
+  /// `syncNotificationsFromExtension:`: merges what the notification service extension left in the app group's user
+  /// defaults.
+  void syncNotificationsFromExtension(const SyncCompletion& completion);
+  /// `getStoredNotificationsInExtension`: empties that list, as one step against the extension, and returns it; nil
+  /// without an app group, an application id or a list. The caller alone has the payloads then.
+  zn::Value getStoredNotificationsInExtension();
+  /// `syncNotificationsFromServer:`: asks the server and merges what is new. `user`: whose inbox it is (see
+  /// ZNMessagingUtils); after a user reset an answer counts as none.
+  void syncNotificationsFromServer(SyncCompletion completion, std::uint64_t user = ZNMessagingUtils::userGeneration());
+  /// `syncInboxFromServerRequestWithCompletionBlock:`: the request alone.
+  void syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion,
+                                                     std::uint64_t user = ZNMessagingUtils::userGeneration());
+
+  /// Weakly held; adding one twice counts once. After `removeObserver`, on the main thread, it is not called any more.
+  void addObserver(const std::shared_ptr<zn::InboxObserver>& observer);
+  void removeObserver(const std::shared_ptr<zn::InboxObserver>& observer);
+
+  static UIFont defaultTextFont();        ///< `defaultTextFont`
+  static UIFont defaultUnreadTextFont();  ///< `defaultUnreadTextFont`
+
+  std::shared_ptr<ZNInboxData> inboxData() const;
+  void setInboxData(const std::shared_ptr<ZNInboxData>& data);
+
+  bool syncInProgress() const { return syncInProgress_; }
+  void setSyncInProgress(bool inProgress) { syncInProgress_ = inProgress; }
+
+ private:
+  zn::Value payloadsWithReadState(bool isRead) const;
+  zn::InboxListPtr messages() const;
+  using BatchNumbers = std::vector<std::uint64_t>;
+  using ListChange = std::function<zn::InboxListPtr(const zn::InboxListPtr& stored)>;
+  /// Replaces the list by what `change` makes of it, as one step: `change` runs without a lock, and again if another
+  /// thread replaced the list meanwhile. The new list contains these batches.
+  void replaceMessages(const ListChange& change, const BatchNumbers& batches = {});
+  /// The same in this container only: false, and nothing is changed, once another has taken its place.
+  bool replaceMessagesIn(const std::shared_ptr<ZNInboxData>& data, const ListChange& change,
+                         const BatchNumbers& batches);
+  static zn::InboxListPtr mergeNewEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries);
+  static zn::InboxListPtr mergeServerEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries);
+
+  void recordClick(const zn::Value& payload, BatchNumbers keptIn, std::uint64_t user);
+  void takeInLeftClicks();
+  void mergeBatches(const std::vector<zn::InboxBatch>& batches);
+  std::vector<zn::InboxBatch> takeFromExtension(zn::Value& list);
+  void mergeServerAnswer(const std::shared_ptr<ZNInboxData>& data, const zn::Value& messages);
+  void finishSynchronisation();
+
+  mutable zn::Mutex stateMutex_;  // held while the container or its list is replaced; never over input or output
+  std::shared_ptr<ZNInboxData> inboxData_ ZN_GUARDED_BY(stateMutex_);
+  zn::ArchivedFile file_;
+  const std::unique_ptr<zn::InboxBatches> batches_;
+  const std::shared_ptr<zn::InboxObservers> observers_;
+  std::atomic<bool> syncInProgress_{false};
+};

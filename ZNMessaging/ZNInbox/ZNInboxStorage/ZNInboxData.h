@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <span>
+
+#include "Platform/Export.h"
+#include "Platform/Foundation/KeyedArchive.h"
+#include "Platform/Foundation/Mutex.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+
+/// The inbox as a whole, and the root object of the inbox file: the entries and the time of the last synchronisation
+/// with the server that brought any. Thread: any; each property is read and replaced as one step.
+class ZN_EXPORT ZNInboxData : public zn::Coding {
+ public:
+  /// `init`: an empty inbox. The time of the last server synchronisation moves in from the key that older versions kept
+  /// it under in the standard user defaults (the key is removed), and is 1970 otherwise.
+  static std::shared_ptr<ZNInboxData> init();
+  /// `initWithCoder:`
+  static std::shared_ptr<ZNInboxData> initWithCoder(zn::NSKeyedUnarchiver& coder);
+  /// The classes that an inbox file holds.
+  static std::span<const zn::ArchivedClass> archivedClasses();
+
+  zn::InboxListPtr inboxMessages() const;  ///< newest first; null stands for no list and counts as empty
+  void setInboxMessages(zn::InboxListPtr messages);
+  zn::Value lastUpdatedFromServerSync() const;  ///< a date, or nil from an archive without it
+  void setLastUpdatedFromServerSync(const zn::Value& date);
+  /// A container of its own with the list and the time of this moment; the entries are shared.
+  std::shared_ptr<ZNInboxData> snapshot() const;
+
+  const char* archivedClassName() const override { return "ZNInboxData"; }
+  void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
+
+  ZNInboxData() = default;
+
+ private:
+  mutable zn::Mutex mutex_;
+  zn::InboxListPtr inboxMessages_ ZN_GUARDED_BY(mutex_);
+  zn::Value lastUpdatedFromServerSync_ ZN_GUARDED_BY(mutex_);
+};

@@ -1,0 +1,198 @@
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "Platform/Device.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/File.h"
+#include "Platform/Foundation/PropertyList.h"
+
+namespace zn {
+
+namespace {
+
+constexpr const char* kSourceNames[] = {"older", "extension", "click"};
+constexpr std::string_view kExtension = ".plist";
+
+/// FNV-1a: it has to tell one state of the file from the next, not to withstand anybody.
+std::int64_t checksum(std::span<const std::uint8_t> bytes) {
+  std::uint64_t sum = 0xcbf29ce484222325;
+  for (const std::uint8_t byte : bytes) sum = (sum ^ byte) * 0x100000001b3;
+  return static_cast<std::int64_t>(sum);
+}
+
+Value listOf(const InboxBatch& batch) {
+  return Value::dictionary({{"source", kSourceNames[static_cast<int>(batch.source)]},
+                            {"payloads", batch.payloads},
+                            {"group", batch.group},
+                            {"clicked", batch.clicked}});
+}
+
+/// Nothing for a file that is none of ours.
+std::optional<InboxBatch> batchFrom(InboxBatches::Number number, const Value& list) {
+  const auto* const source = std::find(std::begin(kSourceNames), std::end(kSourceNames), list["source"].string());
+  if (source == std::end(kSourceNames) || !list["payloads"].isArray()) return std::nullopt;
+  return InboxBatch{number, static_cast<InboxBatch::Source>(source - std::begin(kSourceNames)), list["payloads"],
+                    std::string(list["group"].string()), list["clicked"].doubleValue()};
+}
+
+/// True when it is gone afterwards.
+bool removeFile(const std::string& path) {
+  std::error_code failure;
+  std::filesystem::remove(path, failure);
+  return !failure;
+}
+
+}  // namespace
+
+InboxBatches::InboxBatches(std::string folder, const std::string& inboxFile) : folder_(std::move(folder)) {
+  std::error_code failure;
+  std::vector<std::string> names;
+  for (std::filesystem::directory_iterator each(folder_, failure), end; each != end; each.increment(failure)) {
+    names.push_back(each->path().filename());
+  }
+  for (const std::string& name : names) find(name);
+  const Numbers done = recordedIn(inboxFile);
+  nowContains(done);
+  didReplace(done);
+}
+
+std::string InboxBatches::fileOf(Number number) const {
+  return stringByAppendingPathComponent(folder_, std::to_string(number).append(kExtension));
+}
+
+std::string InboxBatches::recordFile() const { return stringByAppendingPathComponent(folder_, "Saved.plist"); }
+
+void InboxBatches::find(const std::string& name) {
+  const std::string path = stringByAppendingPathComponent(folder_, name);
+  if (name.starts_with('.')) {  // of a process that was killed while it wrote
+    removeFile(path);
+    return;
+  }
+  Number number = 0;
+  const char* const end = name.data() + name.size();
+  const auto [rest, failure] = std::from_chars(name.data(), end, number);
+  if (failure != std::errc{} || std::string_view(rest, static_cast<std::size_t>(end - rest)) != kExtension) return;
+  std::string error;
+  auto batch = batchFrom(number, dictionaryWithContentsOfFile(path, &error));
+  if (!batch) {
+    const std::string aside = keepAside(path);
+    if (!aside.empty()) removeFile(path);
+    Device::current().systemLog->diagnostic("cannot read " + path + " (" + error + "); it is kept as " + aside);
+  }
+  const Lock lock(mutex_);
+  last_ = std::max(last_, number);
+  if (batch) kept_[number] = {State::waiting, std::move(*batch)};
+}
+
+InboxBatches::Numbers InboxBatches::recordedIn(const std::string& inboxFile) const {
+  Numbers numbers;
+  const Value record = dictionaryWithContentsOfFile(recordFile());
+  if (record.isNil()) return numbers;
+  const std::optional<Data> bytes = readFile(inboxFile);
+  if (!bytes || record["checksum"] != checksum(*bytes)) return numbers;
+  for (const Value& number : record["batches"].elements()) numbers.push_back(static_cast<Number>(number.integer()));
+  return numbers;
+}
+
+InboxBatch InboxBatches::keep(InboxBatch batch, Number above) {
+  {
+    const Lock lock(mutex_);
+    batch.number = last_ = std::max(last_, above) + 1;
+  }
+  std::string error;
+  if (!createDirectoryAtPath(folder_, true, &error) ||
+      !replaceFile(fileOf(batch.number), binaryPropertyList(listOf(batch)), &error)) {
+    throw Exception(error);
+  }
+  const Lock lock(mutex_);
+  Kept& kept = kept_[batch.number];
+  kept = {State::taken, batch};
+  kept.batch.payloads = nil;
+  return batch;
+}
+
+std::vector<InboxBatch> InboxBatches::take(Source source, const std::string& group) {
+  std::vector<InboxBatch> taken;
+  const Lock lock(mutex_);
+  for (auto& [number, kept] : kept_) {
+    if (kept.state != State::waiting || kept.batch.source != source || kept.batch.group != group) continue;
+    kept.state = State::taken;
+    taken.push_back(kept.batch);
+    kept.batch.payloads = nil;
+  }
+  return taken;
+}
+
+void InboxBatches::giveBack(const std::vector<InboxBatch>& batches) {
+  const Lock lock(mutex_);
+  for (const InboxBatch& batch : batches) {
+    const auto found = kept_.find(batch.number);
+    if (found != kept_.end() && found->second.state == State::taken) found->second = {State::waiting, batch};
+  }
+}
+
+void InboxBatches::discard(Source source, const std::string& group, Number above) {
+  Numbers numbers;
+  {
+    const Lock lock(mutex_);
+    for (const auto& [number, kept] : kept_) {
+      const bool isMeant = kept.state == State::waiting && kept.batch.source == source && kept.batch.group == group;
+      if (isMeant && number > above) numbers.push_back(number);
+    }
+  }
+  for (const Number number : numbers) {
+    if (!removeFile(fileOf(number))) throw Exception("cannot remove " + fileOf(number));
+    const Lock lock(mutex_);
+    kept_.erase(number);
+  }
+}
+
+void InboxBatches::nowContains(const Numbers& numbers) {
+  const Lock lock(mutex_);
+  for (const Number number : numbers) {
+    const auto found = kept_.find(number);
+    if (found != kept_.end()) found->second.state = State::contained;
+  }
+}
+
+void InboxBatches::nowContainsAll() {
+  const Lock lock(mutex_);
+  for (auto& [number, kept] : kept_) kept.state = State::contained;
+}
+
+InboxBatches::Numbers InboxBatches::contained() const {
+  Numbers numbers;
+  const Lock lock(mutex_);
+  for (const auto& [number, kept] : kept_) {
+    if (kept.state == State::contained) numbers.push_back(number);
+  }
+  return numbers;
+}
+
+bool InboxBatches::willReplace(std::span<const std::uint8_t> bytes, const Numbers& contained, std::string& error) {
+  if (contained.empty()) return true;
+  const Value record = Value::dictionary(
+      {{"checksum", checksum(bytes)}, {"batches", Value::array({contained.begin(), contained.end()})}});
+  return replaceFile(recordFile(), binaryPropertyList(record), &error);
+}
+
+void InboxBatches::didReplace(const Numbers& contained) {
+  bool allGone = true;
+  for (const Number number : contained) {
+    if (!removeFile(fileOf(number))) {
+      allGone = false;  // stays contained, so the next save names it again
+      continue;
+    }
+    const Lock lock(mutex_);
+    kept_.erase(number);
+  }
+  if (allGone && !contained.empty()) removeFile(recordFile());
+}
+
+}  // namespace zn

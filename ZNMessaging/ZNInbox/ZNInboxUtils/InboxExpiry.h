@@ -1,0 +1,10 @@
+#pragma once
+
+#include "Platform/Export.h"
+
+namespace zn {
+
+/// How long an entry without an expiry of its own stays, in seconds: as configured, or 30 days.
+ZN_EXPORT double defaultInboxExpiryPeriod();
+
+}  // namespace zn

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "Platform/Export.h"
+#include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxModel.h"
+
+namespace zn {
+
+/// Entries in order. A published list is never changed; a new one takes its place.
+using InboxList = std::vector<std::shared_ptr<ZNInboxModel>>;
+using InboxListPtr = std::shared_ptr<const InboxList>;
+
+// Pure operations on lists. Each costs time in proportion to the entries, except sorting a list in no order at all.
+
+/// Newest first by received date; entries without one come last; equal ones keep their order.
+ZN_EXPORT InboxList sortedNewestFirst(InboxList list);
+
+/// `stored` with `newEntries` appended, each replacing all stored entries of its campaign (no campaign counts as one of
+/// its own). A replaced entry passes on its read state and clicked date, if it was read, and its received date, if it
+/// has one; of several the last decides. The new entries are changed accordingly.
+ZN_EXPORT InboxList mergedWithNewEntries(const InboxList& stored, const InboxList& newEntries);
+
+/// `stored` with those of `serverEntries` appended whose campaign is not there yet; of equal ones the first counts.
+ZN_EXPORT InboxList mergedWithServerEntries(const InboxList& stored, const InboxList& serverEntries);
+
+/// `list` without entries that have no payload or have expired at `now`: the expiry date, or else the received date
+/// plus `defaultPeriod` seconds, must be later than `now`. An entry with neither date stays and is stamped as received
+/// now.
+ZN_EXPORT InboxList withoutExpired(const InboxList& list, Date now, double defaultPeriod);
+
+}  // namespace zn

@@ -1,0 +1,234 @@
+#include "ZNMessaging/ZNMessaging.h"
+
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/Foundation/Once.h"
+#include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNCoreUtils.h"
+#include "ZintarCore/ZNLogger.h"
+
+namespace {
+
+constexpr const char* kInitializationFailure = "exception while initializing Messaging: %@";
+constexpr const char* kUpdateFailure = "exception in Messaging Module while updating modules is %@";
+constexpr const char* kTriggerSyncFailure = "Exception in syncing real-time triggers %@";
+
+void log(const char* text) { ZNLogger::sharedInstance()->logWithType(1, text); }
+
+bool isAccountActive() { return ZNConfigDataManager::sharedInstance()->isAccountActive(); }
+
+}  // namespace
+
+ZNMessagingDelegate::~ZNMessagingDelegate() = default;
+void ZNMessagingDelegate::notificationClickedWithScreenName(const zn::Value&, const zn::Value&) {}
+void ZNMessagingDelegate::notificationClickedWithScreenName(const zn::Value&, const zn::Value&, const zn::Value&) {}
+
+const std::shared_ptr<ZNMessaging>& ZNMessaging::sharedInstance() {
+  static const auto& instance = *new std::shared_ptr<ZNMessaging>(create());
+  return instance;
+}
+
+const zn::Class& ZNMessaging::isa() const {
+  using Response = void (ZNMessaging::*)(const std::shared_ptr<UNUserNotificationCenter>&,
+                                         const UNNotificationResponse&, const std::function<void()>&);
+  static const zn::Class& mine =
+      zn::ClassBuilder<ZNMessaging>("ZNMessaging")
+          .conformsTo(kProtocolUserNotificationCenterDelegate)
+          .implements(kSelectorDidReceiveNotificationResponse,
+                      static_cast<Response>(&ZNMessaging::didReceiveNotificationResponse))
+          .implements(kSelectorWillPresentNotification, &ZNMessaging::willPresentNotification)
+          .build();
+  return mine;
+}
+
+std::shared_ptr<ZNMessaging> ZNMessaging::create() {
+  const auto facade = std::make_shared<ZNMessaging>();
+  zn::guarded("sharedInstance", kInitializationFailure, [&] {
+    facade->addObserverForApplicationLifeCycle();
+    ZNAnalytics::sharedInstance()->updateOptOutEvents(facade->getMessagingWhitelistedEvents());
+    const auto center = UNUserNotificationCenter::currentNotificationCenter();
+    if (!center->delegate()) center->setDelegate(facade);
+    const auto application = UIApplication::sharedApplication();
+    // Registering again at every start gives a fresh token.
+    if (application->isRegisteredForRemoteNotifications()) application->registerForRemoteNotifications();
+  });
+  return facade;
+}
+
+void ZNMessaging::addObserverForApplicationLifeCycle() {
+  const auto center = NSNotificationCenter::defaultCenter();
+  const auto self = std::static_pointer_cast<ZNMessaging>(shared_from_this());
+  // The observers are dropped with their owner, so they may use the plain pointer.
+  center->addObserver(self, UIApplicationWillEnterForegroundNotification,
+                      [this](const NSNotification&) { applicationEnteredForeground(); });
+  center->addObserver(self, kNotificationNameUpdateModules, [this](const NSNotification&) { updateModules(); });
+  center->addObserver(self, kNotificationNameUserReset, [this](const NSNotification&) { clearUserInfo(); });
+}
+
+void ZNMessaging::initializeMessagingWithLaunchOptions(const zn::Value& launchOptions) {
+  zn::guarded("initializeMessagingWithLaunchOptions:", kInitializationFailure, [&] {
+    const auto self = std::static_pointer_cast<ZNMessaging>(shared_from_this());
+    updateModules();
+    ZNAnalytics::sharedInstance()->setMessagingTriggerDelegate(self);
+    const auto finish = [self, launchOptions] {
+      self->configureAppDelegateProxy();
+      self->processLaunchOptions(launchOptions);
+    };
+    if (zn::isMainThread()) {
+      finish();
+    } else {
+      zn::dispatchAsync(zn::Queue::main, finish);
+    }
+  });
+}
+
+void ZNMessaging::configureAppDelegateProxy() {
+  zn::guarded("configureAppDelegateProxy", "Exception while configuring app delegate proxy : %@", [] {
+    if (!isAccountActive() || !ZNAppDelegateMessagingProxy::canSwizzleMethods()) return;
+    log("Set proxy for Push Notification callbacks");
+    ZNAppDelegateMessagingProxy::sharedProxy()->swizzleMethodsIfPossible();
+  });
+}
+
+void ZNMessaging::processLaunchOptions(const zn::Value& launchOptions) {
+  zn::guarded("processLaunchOptions:", kInitializationFailure, [&] {
+    if (launchOptions.isNil()) return;
+    const zn::Selector response = zn::NSSelectorFromString(kSelectorDidReceiveNotificationResponse);
+    const auto application = UIApplication::sharedApplication();
+    for (const auto& delegate :
+         {application->delegate(), UNUserNotificationCenter::currentNotificationCenter()->delegate()}) {
+      // Then the click arrives through that callback.
+      if (delegate && delegate->respondsToSelector(response)) return;
+    }
+    const zn::Value payload = launchOptions.validObjectForKey(UIApplicationLaunchOptionsRemoteNotificationKey);
+    if (!payload.isNil()) didReceieveNotificationinApplication(application, payload);
+  });
+}
+
+void ZNMessaging::applicationEnteredForeground() { updateModules(); }
+
+void ZNMessaging::updateModules() {
+  zn::guarded("updateModules", kUpdateFailure, [&] {
+    ZNNotificationHandler::sharedInstance()->checkForPushPermission();
+    if (!disableBadgeReset()) {
+      zn::dispatchAsync(zn::Queue::main, [] { UIApplication::sharedApplication()->setApplicationIconBadgeNumber(0); });
+    }
+    syncRealTimeTriggersWithCompletionBlock(nullptr);
+    if (disableInbox()) {
+      log("Inbox is disabled in the SDK");
+    } else {
+      ZNInboxHandler::sharedInstance()->syncInboxNotificationsWithCompletionHandler(nullptr);
+    }
+  });
+}
+
+void ZNMessaging::syncRealTimeTriggersWithCompletionBlock(std::function<void(bool)> completion) {
+  const auto answer = zn::once(std::move(completion));
+  const bool answersLater = zn::guarded("syncRealTimeTriggersWithCompletionBlock:", kTriggerSyncFailure, [&] {
+    const auto& triggers = ZNDeviceTriggersHandler::sharedInstance();
+    const bool enabled = triggers->isRealTimeTriggerEnabled();
+    if (enabled && triggers->shouldFetch()) {
+      triggers->syncDeviceTriggersWithCompletionBlock([answer](bool success) {
+        if (!success) log("Real-Time Trigger Campaigns sync failure");
+        answer(success);
+      });
+      return true;
+    }
+    if (!enabled) log("Real-Time Trigger is Disabled for the account‼️");
+    return false;
+  });
+  if (!answersLater) answer(false);
+}
+
+zn::Value ZNMessaging::getMessagingWhitelistedEvents() const {
+  return zn::Value::array({kEventNameNotificationClicked, kEventNameNotificationReceived,
+                           kEventNameNotificationDismissed, kEventNameNotificationReceivedInForeground,
+                           kEventNamePushPreferenceChanged, kEventNameDTShownOffline, kEventNameDTScheduled,
+                           kEventNameDTScheduleFailed});
+}
+
+void ZNMessaging::eventTrackedWithName(const zn::Value& name, const zn::Value& attributes) {
+  zn::guarded("eventTrackedWithName:andEventAttr:", "Exception in handling a tracked event : %@", [&] {
+    const auto& triggers = ZNDeviceTriggersHandler::sharedInstance();
+    if (triggers->isRealTimeTriggerEnabled()) triggers->checkDeviceTriggerForEvent(name, attributes);
+  });
+}
+
+void ZNMessaging::clearUserInfo() {
+  zn::guarded("clearUserInfo", "Exception while clearing the user's data : %@", [] {
+    ZNMessagingUtils::userWasReset();
+    ZNDeviceTriggersHandler::sharedInstance()->clearDeviceTriggersData();
+    ZNInboxHandler::sharedInstance()->clearInboxData();
+  });
+}
+
+/// Whether a callback that the host hands on is ours to treat: not for an inactive account, and not while the delegate
+/// proxy delivers the same callbacks, which would count a click twice.
+bool ZNMessaging::shouldForward() const {
+  if (!isAccountActive()) return false;
+  if (!ZNCoreUtils::isAppDelegateProxyEnabled() || !ZNMessagingUtils::isAppDelegateProxyConfigured()) return true;
+  log("AppDelegate proxy is enabled.");
+  return false;
+}
+
+void ZNMessaging::didReceieveNotificationinApplication(const std::shared_ptr<UIApplication>& application,
+                                                       const zn::Value& info) {
+  zn::guarded("didReceieveNotificationinApplication:withInfo:", "Exception in did receive notification : %@", [&] {
+    if (shouldForward()) {
+      ZNNotificationHandler::sharedInstance()->didReceieveNotificationinApplication(application, info);
+    }
+  });
+}
+
+void ZNMessaging::didReceiveNotificationResponse(const std::shared_ptr<UNUserNotificationCenter>& center,
+                                                 const UNNotificationResponse& response) {
+  zn::guarded("userNotificationCenter:didReceiveNotificationResponse:", "Exception : %@", [&] {
+    if (shouldForward()) ZNNotificationHandler::sharedInstance()->didReceiveNotificationResponse(center, response);
+  });
+}
+
+void ZNMessaging::setPushToken(const zn::Data& token) {
+  zn::guarded("setPushToken:", "Exception while registering for push %@", [&] {
+    if (shouldForward()) ZNNotificationHandler::sharedInstance()->setPushToken(token);
+  });
+}
+
+void ZNMessaging::didFailToRegisterForPush() {
+  zn::guarded("didFailToRegisterForPush", "Exception while registering for push %@", [&] {
+    if (shouldForward()) ZNNotificationHandler::sharedInstance()->didFailToRegisterForPush();
+  });
+}
+
+void ZNMessaging::handleActionWithIdentifier(const zn::Value& identifier, const zn::Value& payload) {
+  zn::guarded("handleActionWithIdentifier:forRemoteNotification:", "Exception while notification action : %@",
+              [&] { ZNNotificationHandler::sharedInstance()->handleActionWithIdentifier(identifier, payload); });
+}
+
+void ZNMessaging::didReceiveNotificationResponse(const std::shared_ptr<UNUserNotificationCenter>& center,
+                                                 const UNNotificationResponse& response,
+                                                 const std::function<void()>& completion) {
+  didReceiveNotificationResponse(center, response);
+  if (completion) completion();
+}
+
+void ZNMessaging::willPresentNotification(const std::shared_ptr<UNUserNotificationCenter>&, const UNNotification&,
+                                          const std::function<void(unsigned)>& completion) {
+  if (completion) completion(UNOptionAlert | UNOptionSound);
+}
+
+std::shared_ptr<ZNMessagingDelegate> ZNMessaging::messagingDelegate() const {
+  zn::Lock lock(mutex_);
+  return messagingDelegate_.lock();
+}
+
+void ZNMessaging::setMessagingDelegate(const std::shared_ptr<ZNMessagingDelegate>& delegate) {
+  zn::Lock lock(mutex_);
+  messagingDelegate_ = delegate;
+}

@@ -1,0 +1,304 @@
+#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+
+#include <algorithm>
+#include <limits>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/File.h"
+#include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/ZNCoreUtils.h"
+#include "ZintarCore/ZNLogger.h"
+
+namespace {
+
+template <class... Arguments>
+void log(const char* text, const Arguments&... arguments) {
+  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
+}
+
+bool isOver(const zn::Value& expiry, std::int64_t now) { return expiry.longLongValue() < now; }
+
+std::shared_ptr<const ZNDeviceTriggerStatus> freshStatus(const ZNDeviceTriggerCampaign& campaign) {
+  zn::Value dictionary = zn::Value::dictionary();
+  dictionary.setObjectNilHandled(campaign.campaignID(), "campaign_id");
+  dictionary.setObjectNilHandled(campaign.expiry(), "expiry");
+  return ZNDeviceTriggerStatus::initWithDictionary(dictionary);
+}
+
+/// Nil sorts below every number.
+double sortKey(const zn::Value& value) {
+  return value.isNil() ? -std::numeric_limits<double>::infinity() : value.doubleValue();
+}
+
+}  // namespace
+
+std::int64_t zn::millisecondsSince1970() { return Value(secondsSince1970() * 1000.0).longLongValue(); }
+
+std::int64_t zn::boundedSum(std::int64_t a, std::int64_t b) {
+  std::int64_t sum = 0;
+  if (!__builtin_add_overflow(a, b, &sum)) return sum;
+  return a < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
+}
+
+const std::shared_ptr<ZNDeviceTriggersDataManager>& ZNDeviceTriggersDataManager::sharedInstance() {
+  static const auto& instance =
+      *new std::shared_ptr<ZNDeviceTriggersDataManager>(std::make_shared<ZNDeviceTriggersDataManager>());
+  return instance;
+}
+
+ZNDeviceTriggersDataManager::ZNDeviceTriggersDataManager() : file_([this] { return getDeviceTriggerFilePath(); }) {
+  auto triggers = file_.load<ZNDeviceTriggers>(ZNDeviceTriggers::archivedClasses());
+  setActiveDeviceTriggers(triggers ? std::move(triggers) : ZNDeviceTriggers::init());
+}
+
+std::string ZNDeviceTriggersDataManager::getDeviceTriggerFilePath() const {
+  return zn::stringByAppendingPathComponent(ZNCoreUtils::getSDKLibraryDirectoryPath(), "ZinDeviceTriggers");
+}
+
+std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggersDataManager::activeDeviceTriggers() const {
+  zn::Lock lock(mutex_);
+  return activeDeviceTriggers_;
+}
+
+void ZNDeviceTriggersDataManager::setActiveDeviceTriggers(const std::shared_ptr<ZNDeviceTriggers>& triggers) {
+  zn::Lock lock(mutex_);
+  activeDeviceTriggers_ = triggers;
+}
+
+zn::Value ZNDeviceTriggersDataManager::getDeviceTriggerLastUpdatedTime() const {
+  const zn::Value time = activeDeviceTriggers()->fields().deviceTriggerLastUpdatedTime;
+  return time.isNil() ? zn::Value(0) : time;
+}
+
+bool ZNDeviceTriggersDataManager::updateDeviceTriggersInPersistentStorage() {
+  log("Device Triggers -- Device Trigger File path : %@", getDeviceTriggerFilePath());
+  std::string error;
+  if (file_.save([this] { return activeDeviceTriggers(); }, error)) return true;
+  ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Device triggers could not be saved: %@", error);
+  return false;
+}
+
+void ZNDeviceTriggersDataManager::saveDeviceTriggerCampaigns(const zn::Value& campaigns, bool updateLastSyncTime) {
+  saveServerAnswer(activeDeviceTriggers(), campaigns, updateLastSyncTime, nullptr);
+}
+
+void ZNDeviceTriggersDataManager::saveServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container,
+                                                   const zn::Value& campaigns, bool updateLastSyncTime,
+                                                   const std::function<void(ZNDeviceTriggers::Fields&)>& limits) {
+  zn::guarded("saveDeviceTriggerCampaigns:andUpdateLastSyncTime:",
+              "Device Triggers -- exception while saving in device trigger data is %@", [&] {
+                const std::int64_t now = zn::millisecondsSince1970();
+                const zn::CampaignList answer = campaignsIn(campaigns, container->fields().campaigns().empty());
+                container->update([&](ZNDeviceTriggers::Fields& fields) {
+                  if (limits) limits(fields);
+                  zn::CampaignList all = merged(fields.campaigns(), answer);
+                  // Records are reconciled before expired campaigns go: theirs must not outlive them.
+                  fields.deviceTriggerStatus =
+                      std::make_shared<const zn::StatusList>(reconciled(fields.statuses(), all, now));
+                  fields.deviceTriggers = sortCampaignByLastUpdatedTime(removeExpiredCampaign(all, now));
+                  fields.deviceTriggerEvents = getTriggerEvents(fields.campaigns());
+                  // With the flag off a time of 0 stays 0: a user whom the server does not know asks for everything.
+                  if (updateLastSyncTime || fields.deviceTriggerLastUpdatedTime.longLongValue() != 0) {
+                    fields.deviceTriggerLastUpdatedTime = now;
+                  }
+                });
+                log("Device Triggers -- Device Trigger Events : %@", container->fields().deviceTriggerEvents);
+                updateDeviceTriggersInPersistentStorage();
+              });
+}
+
+zn::CampaignList ZNDeviceTriggersDataManager::campaignsIn(const zn::Value& answer, bool takesNameless) {
+  zn::CampaignList campaigns;
+  for (const zn::Value& dictionary : answer.elements()) {
+    if (!dictionary.isDictionary()) continue;
+    if (!takesNameless && dictionary.validObjectForKey("campaign_id").isNil()) continue;
+    campaigns.push_back(ZNDeviceTriggerCampaign::initWithDictionary(dictionary));
+  }
+  return campaigns;
+}
+
+zn::CampaignList ZNDeviceTriggersDataManager::updateDeviceTriggersFromServerResponse(const zn::Value& campaigns) const {
+  const auto fields = activeDeviceTriggers()->fields();
+  return merged(fields.campaigns(), campaignsIn(campaigns, fields.campaigns().empty()));
+}
+
+void ZNDeviceTriggersDataManager::updateStatusEntriesForCampaigns(const zn::CampaignList& campaigns) {
+  zn::guarded("updateStatusEntriesForCampaigns:",
+              "Device Triggers -- exception while saving in device trigger data is %@", [&] {
+                const std::int64_t now = zn::millisecondsSince1970();
+                activeDeviceTriggers()->update([&](ZNDeviceTriggers::Fields& fields) {
+                  fields.deviceTriggerStatus =
+                      std::make_shared<const zn::StatusList>(reconciled(fields.statuses(), campaigns, now));
+                });
+              });
+}
+
+zn::CampaignList ZNDeviceTriggersDataManager::merged(const zn::CampaignList& stored, const zn::CampaignList& answer) {
+  zn::CampaignList result = stored;
+  // Where the list holds each campaign; a replaced one leaves an empty place until the end.
+  std::unordered_map<zn::Value, std::vector<std::size_t>, zn::ValueHash> places;
+  for (std::size_t place = 0; place < stored.size(); ++place) places[stored[place]->campaignID()].push_back(place);
+  for (const auto& campaign : answer) {
+    // An empty store takes every campaign of the first answer, one without an id too; a filled one skips those, which
+    // it could never replace again.
+    if (!stored.empty()) {
+      if (campaign->campaignID().isNil()) continue;
+      std::vector<std::size_t>& held = places[campaign->campaignID()];
+      for (const std::size_t place : held) result[place].reset();
+      held.assign(1, result.size());
+    }
+    result.push_back(campaign);
+  }
+  std::erase(result, nullptr);
+  return result;
+}
+
+zn::StatusList ZNDeviceTriggersDataManager::reconciled(const zn::StatusList& statuses,
+                                                       const zn::CampaignList& campaigns, std::int64_t now) {
+  std::unordered_map<zn::Value, zn::CampaignList, zn::ValueHash> active;
+  for (const auto& campaign : campaigns) {
+    if (campaign->isActive()) active[campaign->campaignID()].push_back(campaign);
+  }
+  zn::StatusList kept;
+  for (auto status : statuses) {
+    const auto found = active.find(status->campaignID);
+    bool isKept = true;
+    if (found == active.end()) {
+      isKept = !isOver(status->expiry, now);
+    } else {
+      for (const auto& campaign : found->second) {
+        if (isOver(campaign->expiry(), now)) {
+          isKept = false;
+        } else if (status->expiry.longLongValue() != campaign->expiry().longLongValue()) {
+          auto changed = std::make_shared<ZNDeviceTriggerStatus>(*status);
+          changed->expiry = campaign->expiry();
+          status = std::move(changed);
+        }
+      }
+    }
+    if (isKept) kept.push_back(std::move(status));
+  }
+  return kept;
+}
+
+zn::CampaignList ZNDeviceTriggersDataManager::removeExpiredCampaign(const zn::CampaignList& campaigns,
+                                                                    std::int64_t now) {
+  const zn::Value stopped = "stopped";
+  const zn::Value expired = "expired";
+  zn::CampaignList live;
+  std::copy_if(campaigns.begin(), campaigns.end(), std::back_inserter(live), [&](const auto& campaign) {
+    return !(campaign->status() == stopped || campaign->status() == expired || isOver(campaign->expiry(), now));
+  });
+  return live;
+}
+
+zn::CampaignListPtr ZNDeviceTriggersDataManager::sortCampaignByLastUpdatedTime(zn::CampaignList campaigns) {
+  if (campaigns.empty()) return nullptr;
+  struct Keyed {
+    double updated;
+    double priority;
+    std::shared_ptr<ZNDeviceTriggerCampaign> campaign;
+  };
+  std::vector<Keyed> keyed;
+  keyed.reserve(campaigns.size());
+  for (auto& campaign : campaigns) {
+    keyed.push_back({sortKey(campaign->lastUpdatedTime()), sortKey(campaign->priority()), campaign});
+  }
+  std::stable_sort(keyed.begin(), keyed.end(), [](const Keyed& a, const Keyed& b) {
+    return a.updated != b.updated ? a.updated > b.updated : a.priority > b.priority;
+  });
+  std::transform(keyed.begin(), keyed.end(), campaigns.begin(), [](Keyed& each) { return std::move(each.campaign); });
+  return std::make_shared<const zn::CampaignList>(std::move(campaigns));
+}
+
+zn::Value ZNDeviceTriggersDataManager::getTriggerEvents(const zn::CampaignList& campaigns) {
+  std::vector<zn::Value> events;
+  std::unordered_set<zn::Value, zn::ValueHash> seen;
+  for (const auto& campaign : campaigns) {
+    const zn::Value& event = campaign->triggerEvent();
+    if (!event.isNil() && seen.insert(event).second) events.push_back(event);
+  }
+  return zn::Value::array(std::move(events)).mutableCopy();
+}
+
+zn::CampaignList ZNDeviceTriggersDataManager::getCampaignsForEvent(const zn::Value& event,
+                                                                   const zn::Value& attributes) const {
+  zn::CampaignList found;
+  zn::guarded(
+      "getCampaignsForEvent:withAttributes:",
+      zn::FailureMessage("Device Triggers --exception while retrieving  device trigger satisfying Event %@ : %@", event,
+                         zn::caught),
+      [&] {
+        const auto triggers = activeDeviceTriggers();
+        if (!ZNLogger::sharedInstance()->isEnabled()) {
+          found = triggers->campaignsForEvent(event);
+          std::erase_if(found, [&](const auto& campaign) { return !campaign->isSatisfiedBy(event, attributes); });
+          return;
+        }
+        log("Device Triggers -- Checking Triggers for Event : %@ and Attributes : %@ ✅", event, attributes);
+        const ZNDeviceTriggers::Fields fields = triggers->fields();
+        for (const auto& campaign : fields.campaigns()) {
+          log("Device Triggers -- Checking condition for Campaign ID %@", campaign->campaignID());
+          if (!campaign->checkIfAttributeConditionSatisfiedForEvent(event, attributes)) continue;
+          log("Device Triggers -- %@ Campaign Satisfies trigger condition ✅", campaign->campaignID());
+          found.push_back(campaign);
+        }
+      });
+  return found;
+}
+
+std::shared_ptr<const ZNDeviceTriggerStatus> ZNDeviceTriggersDataManager::getStatusInstanceForCampaign(
+    const ZNDeviceTriggerCampaign& campaign) const {
+  return zn::guarded(
+      "getStatusInstanceForCampaign:",
+      zn::FailureMessage("Device Triggers --exception while getting status device trigger for campaignID %@ : %@",
+                         zn::caught, campaign.campaignID()),
+      [&]() -> std::shared_ptr<const ZNDeviceTriggerStatus> {
+        if (campaign.campaignID().isNil()) return nullptr;
+        auto status = activeDeviceTriggers()->statusForCampaign(campaign.campaignID());
+        return status ? status : freshStatus(campaign);
+      });
+}
+
+void ZNDeviceTriggersDataManager::updateCampaignShownForCampaign(const ZNDeviceTriggerCampaign& campaign) {
+  updateCampaignShownForCampaign(campaign, activeDeviceTriggers());
+}
+
+void ZNDeviceTriggersDataManager::updateCampaignShownForCampaign(const ZNDeviceTriggerCampaign& campaign,
+                                                                 const std::shared_ptr<ZNDeviceTriggers>& container) {
+  zn::guarded("updateCampaignShownForCampaign:", "Device Triggers --exception while updating status device trigger %@",
+              [&] {
+                if (campaign.campaignID().isNil()) return;
+                const std::int64_t now = zn::millisecondsSince1970();
+                container->update([&](ZNDeviceTriggers::Fields& fields) { countShowing(fields, campaign, now); });
+                updateDeviceTriggersInPersistentStorage();
+              });
+}
+
+void ZNDeviceTriggersDataManager::countShowing(ZNDeviceTriggers::Fields& fields,
+                                               const ZNDeviceTriggerCampaign& campaign, std::int64_t now) {
+  zn::StatusList statuses = fields.statuses();
+  bool isKnown = false;
+  for (auto& status : statuses) {
+    if (status->campaignID != campaign.campaignID()) continue;
+    auto changed = std::make_shared<ZNDeviceTriggerStatus>(*status);
+    changed->numberOfTimesShown = zn::boundedSum(status->numberOfTimesShown.longLongValue(), 1);
+    changed->lastShownTime = now;
+    fields.deviceTriggerLastPostedTime = now;
+    status = std::move(changed);
+    isKnown = true;
+  }
+  if (!isKnown) {
+    // The first showing is stamped when it is to appear, later ones when they are posted; the delays count from there.
+    auto status = std::make_shared<ZNDeviceTriggerStatus>(*freshStatus(campaign));
+    const double shown = static_cast<double>(campaign.triggerDelay().longLongValue()) + static_cast<double>(now);
+    status->numberOfTimesShown = 1;
+    status->lastShownTime = zn::Value(shown).longLongValue();
+    fields.deviceTriggerLastPostedTime = status->lastShownTime;
+    statuses.push_back(std::move(status));
+  }
+  fields.deviceTriggerStatus = std::make_shared<const zn::StatusList>(std::move(statuses));
+}

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Platform/Export.h"
+#include "Platform/Foundation/ArchivedFile.h"
+#include "Platform/Foundation/Mutex.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
+
+/// The store of device triggers: campaigns, how often each was shown, times and limits; one container in memory, read
+/// when the store is made and written whole after every change. Times are milliseconds since 1970.
+///
+/// Ownership: one instance a process (sharedInstance), never destroyed. Thread: any; each operation changes the
+/// container as one step. Operations that save block on the disk. No operation throws: a failure is logged, what was
+/// changed before it stays changed, and nothing is written.
+class ZN_EXPORT ZNDeviceTriggersDataManager {
+ public:
+  static const std::shared_ptr<ZNDeviceTriggersDataManager>& sharedInstance();
+  /// `init`: loads the file; a missing or unreadable one gives an empty container.
+  ZNDeviceTriggersDataManager();
+
+  /// `saveDeviceTriggerCampaigns:andUpdateLastSyncTime:`: merges campaigns of a server answer (an array of
+  /// dictionaries, or nil), drops stopped and expired ones, sorts, and saves. The time of the last synchronisation
+  /// becomes now; with the flag false only if it is not 0, so that a device that never synchronised keeps asking for
+  /// everything.
+  void saveDeviceTriggerCampaigns(const zn::Value& campaigns, bool updateLastSyncTime);
+  /// The same for a whole server answer, whose other limits are stored in the same step. The answer belongs to
+  /// `container`: after a reset that is no longer the active one, and the answer changes nothing that lasts.
+  void saveServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container, const zn::Value& campaigns,
+                        bool updateLastSyncTime, const std::function<void(ZNDeviceTriggers::Fields&)>& limits);
+
+  /// `getCampaignsForEvent:withAttributes:`: campaigns that the event triggers, in stored order. While nothing is
+  /// logged, only the event's own campaigns are looked at.
+  zn::CampaignList getCampaignsForEvent(const zn::Value& event, const zn::Value& attributes) const;
+  /// `getStatusInstanceForCampaign:`: how often the campaign was shown; a fresh record, not stored, for one never
+  /// shown; null for a campaign without an id.
+  std::shared_ptr<const ZNDeviceTriggerStatus> getStatusInstanceForCampaign(
+      const ZNDeviceTriggerCampaign& campaign) const;
+  /// `updateCampaignShownForCampaign:`: counts a showing, and saves.
+  void updateCampaignShownForCampaign(const ZNDeviceTriggerCampaign& campaign);
+  /// The same in `container`, as for saveServerAnswer.
+  void updateCampaignShownForCampaign(const ZNDeviceTriggerCampaign& campaign,
+                                      const std::shared_ptr<ZNDeviceTriggers>& container);
+
+  /// `updateDeviceTriggersInPersistentStorage`: writes the file. False when it could not be written; that is logged.
+  bool updateDeviceTriggersInPersistentStorage();
+  std::string getDeviceTriggerFilePath() const;       ///< `getDeviceTriggerFilePath`
+  zn::Value getDeviceTriggerLastUpdatedTime() const;  ///< `getDeviceTriggerLastUpdatedTime`: never nil
+
+  std::shared_ptr<ZNDeviceTriggers> activeDeviceTriggers() const;
+  void setActiveDeviceTriggers(const std::shared_ptr<ZNDeviceTriggers>& triggers);
+
+  /// `updateDeviceTriggersFromServerResponse:`: what the stored campaigns and an answer (an array of dictionaries)
+  /// give; stores nothing.
+  zn::CampaignList updateDeviceTriggersFromServerResponse(const zn::Value& campaigns) const;
+  /// `updateStatusEntriesForCampaigns:`: in memory only.
+  void updateStatusEntriesForCampaigns(const zn::CampaignList& campaigns);
+
+  // Steps of saving a server answer, each on plain values.
+
+  /// Stored campaigns with those of the answer in place of their namesakes.
+  static zn::CampaignList merged(const zn::CampaignList& stored, const zn::CampaignList& answer);
+  /// Brings expiry times up to date and drops stale records. A stopped or vanished
+  /// campaign's record stays, with its count, until its own expiry.
+  static zn::StatusList reconciled(const zn::StatusList& statuses, const zn::CampaignList& campaigns, std::int64_t now);
+  static zn::CampaignList removeExpiredCampaign(const zn::CampaignList& campaigns, std::int64_t now);
+  /// `sortCampaignByLastUpdatedTime:`: newest first, then by higher priority; null for no campaigns.
+  static zn::CampaignListPtr sortCampaignByLastUpdatedTime(zn::CampaignList campaigns);
+  static zn::Value getTriggerEvents(const zn::CampaignList& campaigns);  ///< `getTriggerEvents:`
+
+ private:
+  static zn::CampaignList campaignsIn(const zn::Value& answer, bool takesNameless);
+  static void countShowing(ZNDeviceTriggers::Fields& fields, const ZNDeviceTriggerCampaign& campaign, std::int64_t now);
+
+  mutable zn::Mutex mutex_;
+  std::shared_ptr<ZNDeviceTriggers> activeDeviceTriggers_ ZN_GUARDED_BY(mutex_);
+  zn::ArchivedFile file_;
+};
+
+namespace zn {
+/// Now in whole milliseconds since 1970.
+ZN_EXPORT std::int64_t millisecondsSince1970();
+/// The sum, or the nearest end of the range.
+ZN_EXPORT std::int64_t boundedSum(std::int64_t a, std::int64_t b);
+}  // namespace zn

@@ -1,0 +1,105 @@
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/Format.h"
+#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNCoreUtils.h"
+
+namespace {
+
+using zn::Value;
+
+Value gate(const char* name, bool passes, const std::string& because) {
+  return Value::dictionary({{"gate", name}, {"passes", passes}, {"because", because}});
+}
+
+Value secondsOrNull(const std::optional<double>& milliseconds) {
+  return milliseconds ? Value(*milliseconds / 1000.0) : Value::null();
+}
+
+Value described(const zn::Verdict& verdict) {
+  return Value::dictionary(
+      {{"passes", verdict.passes}, {"because", verdict.because}, {"passesAt", secondsOrNull(verdict.passesAt)}});
+}
+
+/// A decision about data of the wrong type fails, and says so.
+template <class Decision>
+zn::Verdict decided(Decision&& decision) {
+  try {
+    return decision();
+  } catch (...) {
+    zn::Verdict failed;
+    failed.because = "cannot be decided: " + zn::currentExceptionText();
+    return failed;
+  }
+}
+
+struct Explanation {
+  Value gates = Value::array();
+  bool allPass = true;
+
+  void add(const char* name, bool passes, const std::string& because) {
+    gates.append(gate(name, passes, because));
+    allPass = allPass && passes;
+  }
+};
+
+Explanation gatesFor(const Value& name, const ZNDeviceTriggers& triggers, bool alertsAllowed) {
+  const auto& configuration = ZNConfigDataManager::sharedInstance();
+  Explanation all;
+  const bool sdk = ZNCoreUtils::isSDKEnabled();
+  all.add("sdk", sdk, sdk ? "the library is switched on" : "the library is switched off");
+  const bool enabled = configuration->isRealTimeTriggersEnabled();
+  all.add("enabled", enabled, enabled ? "real-time triggers are switched on" : "real-time triggers are switched off");
+  const Value appID = configuration->getZinAppID();
+  all.add("appID", appID.length() > 0, zn::format("the application id is \"%@\"", appID.isNil() ? Value("") : appID));
+  const bool waits = !name.isNil() && triggers.waitsForEvent(name);
+  all.add("event", waits, waits ? "a campaign waits for this event" : "no campaign waits for this event");
+  all.add("alerts", alertsAllowed, alertsAllowed ? "the user allows alerts" : "the user does not allow alerts");
+  return all;
+}
+
+Value explained(const Value& name, const Value& attributes, bool alertsAllowed) {
+  const auto& store = ZNDeviceTriggersDataManager::sharedInstance();
+  const auto triggers = store->activeDeviceTriggers();
+  const auto fields = triggers->fields();
+  const Explanation gates = gatesFor(name, *triggers, alertsAllowed);
+  const zn::Verdict globalDelay = decided([&] {
+    return zn::globalDelayRule(fields.deviceTriggerLastPostedTime, fields.globalDelay, zn::secondsSince1970());
+  });
+  bool mayFire = gates.allPass && globalDelay.passes;
+  Value campaigns = Value::array();
+  for (const auto& campaign : fields.campaigns()) {
+    const auto status = store->getStatusInstanceForCampaign(*campaign);
+    const zn::RuleInput input{*campaign, status.get(), fields.deviceTriggerLastUpdatedTime,
+                              zn::millisecondsSince1970()};
+    bool rulesPass = true;
+    Value rules = Value::array();
+    for (const zn::Rule& rule : zn::postingRules()) {
+      const zn::Verdict verdict = decided([&] { return rule.decide(input); });
+      Value line = described(verdict);
+      line.setObjectNilHandled(rule.name, "rule");
+      rules.append(line);
+      rulesPass = rulesPass && verdict.passes;
+    }
+    const bool matches = campaign->matches(name, attributes);
+    const bool fires = mayFire && matches && rulesPass;
+    if (fires) mayFire = false;  // one campaign an event
+    const Value& id = campaign->campaignID();
+    campaigns.append(Value::dictionary(
+        {{"campaign", id.isNil() ? Value::null() : id}, {"matches", matches}, {"fires", fires}, {"rules", rules}}));
+  }
+  return Value::dictionary({{"gates", gates.gates}, {"globalDelay", described(globalDelay)}, {"campaigns", campaigns}});
+}
+
+}  // namespace
+
+void ZNDeviceTriggersHandler::explainEvent(const Value& name, const Value& attributes,
+                                           std::function<void(const Value& explanation)> completion) const {
+  ZNNotificationHandler::sharedInstance()->checkPushNotificationsSettingsWithCompletionBlock(
+      [name, attributes, completion = std::move(completion)](bool isAllowed) {
+        completion(explained(name, attributes, isAllowed));
+      });
+}

@@ -1,0 +1,204 @@
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/Format.h"
+#include "Platform/UserNotifications/UNUserNotificationCenter.h"
+#include "ZNAnalytics/TrackedEvent.h"
+#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNRichNotification/ZNRichNotification.h"
+#include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNCoreUtils.h"
+#include "ZintarCore/ZNLogger.h"
+#include "ZintarCore/ZNNetworkRequest.h"
+
+namespace {
+
+constexpr const char* kSegmentFailure = "exception user in segment response device trigger : %@";
+constexpr const char* kPostingFailure = "exception posting device trigger in adding NotificationRequest : %@";
+
+template <class... Arguments>
+void log(const char* text, const Arguments&... arguments) {
+  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
+}
+
+/// Whether the user whose event it was is still there. What was meant for the last one is not shown to the next one.
+bool isStillThere(std::uint64_t user) {
+  if (ZNMessagingUtils::userGeneration() == user) return true;
+  log("Device Triggers -- Device Trigger not posted because the user was reset 🛑");
+  return false;
+}
+
+bool hasContents(const std::shared_ptr<const ZNDeviceTriggerPayload>& payload) {
+  return payload && !payload->pushDict().isEmpty();
+}
+
+/// The value under a key as JSON text, where it can be written so.
+void turnIntoJsonText(zn::Value& body, const char* key) {
+  body.setObjectNilHandled(ZNCoreUtils::getJSONStringFromDictionary(body.validObjectForKey(key)), key);
+}
+
+}  // namespace
+
+void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
+                                                              const zn::Value& eventDict, std::uint64_t user) {
+  zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
+    if (!isStillThere(user)) return;
+    if (ZNConfigDataManager::sharedInstance()->getZinAppID().length() == 0) {
+      log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
+      return;
+    }
+    const zn::Value body = getUserInSegmentPayloadWithCampaignID(campaign->campaignID(), eventDict);
+    log("User In Segment request initiated:");
+    ZNNetworkRequest::initWithService(ZNService::userInSegment, zn::nil, zn::nil, body, zn::nil)
+        ->executeRequestWithCompletionBlock(
+            [self = shared_from_this(), campaign, user](bool, const zn::Value& response) {
+              zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
+                if (isStillThere(user)) self->handleSegmentAnswer(campaign, response, user);
+              });
+            });
+  });
+}
+
+zn::Value ZNDeviceTriggersHandler::getUserInSegmentPayloadWithCampaignID(const zn::Value& campaignID,
+                                                                         const zn::Value& eventDict) const {
+  zn::Value body = zn::Value::dictionary();
+  body.setObjectNilHandled(campaignID, "campaign_id");
+  // Keys of the event replace ours of the same name.
+  for (const auto& entry : eventDict.entries()) body.setObjectNilHandled(entry.value, entry.name());
+  for (const char* key : {zn::kEventAttributes, zn::kCustomEventAttributes}) turnIntoJsonText(body, key);
+  body.setObjectNilHandled(
+      ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::userInSegment),
+      "query_params");
+  return body;
+}
+
+void ZNDeviceTriggersHandler::handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
+                                                  const zn::Value& response, std::uint64_t user) {
+  if (response.isNil()) return postOffline(campaign, user);
+  log("Device Triggers -- User in segment response : %@", response);
+  const bool inSegment = response.validObjectForKey("user_in_segment").boolValue();
+  const bool show = response.validObjectForKey("show_notification").boolValue();
+  if (inSegment && show) {
+    log("Device Triggers -- User in Segment and Show Notification is true ✅");
+    campaign->updateNotificationPayload(response.validObjectForKey("payload"));
+    postDeviceTriggerCampaign(campaign, false, user);
+    return;
+  }
+  if (!show) log("Device Triggers -- Device Trigger not posted because Show Notification is false 🛑");
+  if (!inSegment) log("Device Triggers -- Device Trigger not posted because User Not In Segment 🛑");
+}
+
+void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
+                                          std::uint64_t user) {
+  if (!campaign->shouldSupportOffline()) {
+    log("Device Triggers -- User in Segment failed --> Show Offline disabled. Device Trigger will not be posted 🛑");
+    return;
+  }
+  log("Device Triggers -- User in Segment failed --> Device Trigger in Offline mode. ✅");
+  if (!checkIfDNDForCampaign(*campaign)) {
+    log("Device Triggers -- Campaign(%@) Offline DND check passed ✅", campaign->campaignID());
+    postDeviceTriggerCampaign(campaign, true, user);
+  } else if (campaign->shouldIgnoreDND()) {
+    log("Device Triggers -- Campaign(%@) Offline DND check failed and shouldIgnoreDND is true ✅",
+        campaign->campaignID());
+    postDeviceTriggerCampaign(campaign, true, user);
+  } else {
+    log("Device Triggers -- Campaign(%@) Not shown because DND check failed and shouldIgnoreDND is false 🛑",
+        campaign->campaignID());
+  }
+}
+
+std::shared_ptr<const ZNDeviceTriggerPayload> ZNDeviceTriggersHandler::getPayloadToShow(
+    const ZNDeviceTriggerCampaign& campaign, bool isOffline) const {
+  const auto payload = isOffline ? campaign.payload() : campaign.updated_payload();
+  return hasContents(payload) ? payload : nullptr;
+}
+
+void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
+                                                        bool isOffline, std::uint64_t user) {
+  zn::guarded("postDeviceTriggerCampaign:isOffline:", kPostingFailure, [&] {
+    const auto payload = getPayloadToShow(*campaign, isOffline);
+    if (!payload) {
+      log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑", campaign->campaignID());
+      return;
+    }
+    processDeviceTriggerWithInfo({campaign, payload, isOffline, user});
+  });
+}
+
+void ZNDeviceTriggersHandler::processDeviceTriggerWithInfo(const ZNDTPostInfo& info) {
+  zn::guarded("processDeviceTriggerWithInfo:", kPostingFailure, [&] {
+    const std::int64_t delay = info.rtCampaign->triggerDelay().longLongValue();
+    const std::int64_t seconds = delay / 1000;
+    std::optional<UNTimeIntervalNotificationTrigger> trigger;
+    if (delay >= 1000) trigger = UNTimeIntervalNotificationTrigger{static_cast<double>(seconds)};
+    log("Device Triggers -- Posting Notification request for Campaign : %@ -- Trigger Delay :  %ld -- Payload : %@ ✅",
+        info.rtCampaign->campaignID(), seconds, info.finalPayload->pushDict());
+    const UNNotificationRequest request = getRequestForPayload(*info.finalPayload, std::nullopt, trigger);
+    ZNRichNotification::getLocalNotificationContentForRequest(
+        request, [self = shared_from_this(), request, info](const std::optional<UNNotificationContent>& content) {
+          if (!content) return;
+          UNNotificationRequest prepared = request;
+          prepared.content = *content;
+          self->postDeviceTriggerWithRequest(prepared, info);
+        });
+  });
+}
+
+UNNotificationRequest ZNDeviceTriggersHandler::getRequestForPayload(
+    const ZNDeviceTriggerPayload& payload, const std::optional<std::vector<std::string>>& attachments,
+    const std::optional<UNTimeIntervalNotificationTrigger>& trigger) const {
+  UNNotificationRequest request;
+  UNNotificationContent& content = request.content;
+  content.userInfo = payload.pushDict();
+  content.title = payload.alertTitle();
+  content.body = payload.alertBody();
+  if (payload.alertSubTitle().length() > 0) content.subtitle = payload.alertSubTitle();
+  content.categoryIdentifier = payload.category();
+  const zn::Value& sound = payload.alertSound();
+  if (sound == zn::Value("default")) {
+    content.sound = UNNotificationSound::defaultSound();
+  } else if (sound.length() > 0) {
+    content.sound = UNNotificationSound::soundNamed(std::string(sound.string()));
+  }
+  if (attachments) content.attachments = *attachments;
+  request.identifier = zn::format("%@_%f", payload.campaignID(), zn::secondsSince1970());
+  request.trigger = trigger;
+  return request;
+}
+
+void ZNDeviceTriggersHandler::postDeviceTriggerWithRequest(const UNNotificationRequest& request,
+                                                           const ZNDTPostInfo& info) {
+  zn::guarded("postDeviceTriggerWithRequest:andInfo:", kPostingFailure, [&] {
+    if (!isStillThere(info.userGeneration)) return;  // again: preparing contents may take its time
+    UNUserNotificationCenter::currentNotificationCenter()->addNotificationRequest(
+        request, [self = shared_from_this(), info](const std::optional<std::string>& error) {
+          zn::guarded("postDeviceTriggerWithRequest:andInfo:", kPostingFailure,
+                      [&] { self->didAddRequest(info, error); });
+        });
+  });
+}
+
+void ZNDeviceTriggersHandler::didAddRequest(const ZNDTPostInfo& info, const std::optional<std::string>& error) {
+  const ZNDeviceTriggerCampaign& campaign = *info.rtCampaign;
+  const ZNDeviceTriggerPayload& payload = *info.finalPayload;
+  if (error) {
+    log("Device Triggers -- Something went wrong: %@ 🛑", *error);
+    ZNDeviceTriggerUtils::trackNotificationScheduledFailedForCampaign(campaign, payload);
+    return;
+  }
+  log("Device Triggers -- Notification Request successfully added for campaign ID : %@ ✅", campaign.campaignID());
+  ZNDeviceTriggerUtils::trackNotificationReceivedForCampaign(campaign, payload);
+  ZNDeviceTriggerUtils::trackNotificationShownForCampaign(campaign, payload);
+  ZNDeviceTriggerUtils::trackNotificationScheduledForCampaign(campaign, payload);
+  if (info.isOffline) ZNDeviceTriggerUtils::trackNotificationOfflineForCampaign(campaign, payload);
+  // A showing that the last user's campaign got is not the next one's. The container is taken first: a reset after this
+  // look replaces it.
+  const auto container = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers();
+  if (ZNMessagingUtils::userGeneration() == info.userGeneration) {
+    ZNDeviceTriggersDataManager::sharedInstance()->updateCampaignShownForCampaign(campaign, container);
+  }
+  endBGTask();
+}

@@ -1,0 +1,140 @@
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/Once.h"
+#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNCoreUtils.h"
+#include "ZintarCore/ZNLogger.h"
+#include "ZintarCore/ZNNetworkRequest.h"
+
+namespace {
+
+constexpr const char* kSyncFailure = "exception while syncing device trigger : %@";
+
+template <class... Arguments>
+void log(const char* text, const Arguments&... arguments) {
+  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
+}
+
+std::int64_t wholeSecondsSince1970() { return zn::Value(zn::secondsSince1970()).longLongValue(); }
+
+const std::shared_ptr<ZNDeviceTriggersDataManager>& store() { return ZNDeviceTriggersDataManager::sharedInstance(); }
+
+}  // namespace
+
+const std::shared_ptr<ZNDeviceTriggersHandler>& ZNDeviceTriggersHandler::sharedInstance() {
+  static const auto& instance =
+      *new std::shared_ptr<ZNDeviceTriggersHandler>(std::make_shared<ZNDeviceTriggersHandler>());
+  return instance;
+}
+
+bool ZNDeviceTriggersHandler::isRealTimeTriggerEnabled() const {
+  const auto& configuration = ZNConfigDataManager::sharedInstance();
+  if (!ZNCoreUtils::isSDKEnabled() || !configuration->isRealTimeTriggersEnabled()) return false;
+  if (configuration->hasZinAppID()) return true;
+  log("RealTime Trigger Sync API not called. AppID not present");
+  return false;
+}
+
+bool ZNDeviceTriggersHandler::shouldFetch() const {
+  const std::int64_t interval = ZNConfigDataManager::sharedInstance()->getRealTimeTriggerSyncInterval();
+  const std::int64_t last = lastUpdatedTime();
+  if (last == 0 || zn::boundedSum(last, interval) <= wholeSecondsSince1970()) return true;
+  log("Not fetching it since Real-Time Triggers will be fetched only once in %ld secs", interval);
+  return false;
+}
+
+zn::Value ZNDeviceTriggersHandler::getExistingCampaignList() const {
+  zn::Value ids = zn::Value::array();
+  const auto fields = store()->activeDeviceTriggers()->fields();
+  for (const auto& campaign : fields.campaigns()) {
+    if (campaign->isActive()) ids.append(campaign->campaignID());
+  }
+  return ids;
+}
+
+zn::Value ZNDeviceTriggersHandler::getDeviceTriggerSyncRequestPayload() const {
+  zn::Value body = zn::Value::dictionary(
+      {{"campaign_ids", getExistingCampaignList()}, {"last_sync_time", store()->getDeviceTriggerLastUpdatedTime()}});
+  const zn::Value params =
+      ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::triggerSync);
+  if (params.isNil()) {
+    log("Query Params are nil");
+    return zn::nil;
+  }
+  body.setObjectNilHandled(params, "query_params");
+  return body;
+}
+
+void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::function<void(bool)> completion) {
+  const auto answer = zn::once(std::move(completion));
+  const bool answersLater = zn::guarded(
+      "syncDeviceTriggersWithCompletionBlock:", kSyncFailure,
+      [&] {
+        const std::uint64_t user = ZNMessagingUtils::userGeneration();  // before the store, which a reset empties
+        const zn::Value body = getDeviceTriggerSyncRequestPayload();
+        if (body.isNil()) {
+          log("BodyDict is nil");
+          return true;  // a start without parameters stays unanswered
+        }
+        log("Device Trigger Sync request initiated:");
+        ZNNetworkRequest::initWithService(ZNService::triggerSync, zn::nil, zn::nil, body, zn::nil)
+            ->executeRequestWithCompletionBlock(
+                [self = shared_from_this(), user, answer](bool, const zn::Value& response) {
+                  const auto container = store()->activeDeviceTriggers();
+                  // The container is taken first: a reset after this look replaces it.
+                  const bool isOurs = ZNMessagingUtils::userGeneration() == user;
+                  const bool stored = zn::guarded("syncDeviceTriggersWithCompletionBlock:", kSyncFailure, [&] {
+                    if (!isOurs || response.isNil()) {
+                      log("Real-Time Trigger -- Error while syncing Device Triggers");
+                      return false;
+                    }
+                    self->storeServerAnswer(container, response);
+                    return true;
+                  });
+                  answer(stored);
+                });
+        return true;
+      },
+      [] { return false; });
+  if (!answersLater) answer(false);
+}
+
+void ZNDeviceTriggersHandler::storeServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container,
+                                                const zn::Value& response) {
+  lastUpdatedTime_ = wholeSecondsSince1970();
+  log("Real-Time Trigger -- Device Trigger API Response : %@", response);
+  const auto setLimits = [&](ZNDeviceTriggers::Fields& fields) {
+    const auto dndTime = [&](const char* key) {
+      return ZNDeviceTriggerUtils::DNDTimeStringFromNumber(response.validObjectForKey(key));
+    };
+    // Stored also when the answer lacks it: no delay is the server's word too.
+    fields.globalDelay = response.validObjectForKey("min_delay_across_campaigns");
+    fields.dndStartTime = dndTime("dnd_start_time");
+    fields.dndEndTime = dndTime("dnd_end_time");
+  };
+  bool isUserKnown = true;
+  try {
+    ZNDeviceTriggers::Fields trial;
+    setLimits(trial);
+    isUserKnown = !response.validObjectForKey("user_not_found").boolValue();
+  } catch (...) {
+    container->update(setLimits);  // of an answer that cannot be read on, what stands before that place counts
+    throw;
+  }
+  store()->saveServerAnswer(container, response.validObjectForKey("campaigns"), isUserKnown, setLimits);
+  // A reset that overtook this answer wants the next synchronisation at once.
+  if (store()->activeDeviceTriggers() != container) lastUpdatedTime_ = 0;
+  log("Real-Time Trigger -- Campaigns synced successfully");
+}
+
+void ZNDeviceTriggersHandler::clearDeviceTriggersData() {
+  zn::guarded("clearDeviceTriggersData", "exception while clearing device triggers : %@", [&] {
+    store()->setActiveDeviceTriggers(ZNDeviceTriggers::init());
+    lastUpdatedTime_ = 0;  // after the replacement: an answer that is just being stored looks for that
+    store()->updateDeviceTriggersInPersistentStorage();
+  });
+}

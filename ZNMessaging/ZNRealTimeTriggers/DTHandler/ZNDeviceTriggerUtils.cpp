@@ -1,0 +1,83 @@
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
+
+#include <algorithm>
+
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/Format.h"
+#include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNRichNotification/ZNRichPush.h"
+
+namespace {
+
+/// One of the two parts of "H:m".
+int partOf(const zn::Value& text, bool first) {
+  const std::string_view whole = text.string();
+  const auto colon = whole.find(':');
+  if (colon == std::string_view::npos || whole.find(':', colon + 1) != std::string_view::npos) return -1;
+  return zn::Value(first ? whole.substr(0, colon) : whole.substr(colon + 1)).intValue();
+}
+
+std::shared_ptr<ZNProperties> statsProperties(const ZNDeviceTriggerPayload& payload) {
+  const auto properties =
+      ZNProperties::initWithAttributes(ZNMessagingUtils::statsEventAttributesFromPayload(payload.pushDict()));
+  properties->setNonInteractive();
+  return properties;
+}
+
+void trackAndFlush(const char* event, const ZNDeviceTriggerCampaign& campaign, const ZNDeviceTriggerPayload& payload) {
+  ZNAnalytics::sharedInstance()->trackEvent(
+      event, ZNDeviceTriggerUtils::getPropertiesForTrackingEventsForCampaign(campaign, payload));
+  ZNAnalytics::sharedInstance()->flushWithCompletionBlock(nullptr);
+}
+
+}  // namespace
+
+std::string ZNDeviceTriggerUtils::DNDTimeStringFromNumber(const zn::Value& number) {
+  if (number.isNil()) return "NA";
+  const int hoursAndMinutes = number.intValue();
+  return zn::format("%d:%d", hoursAndMinutes / 100, hoursAndMinutes % 100);
+}
+
+int ZNDeviceTriggerUtils::hourFromDNDString(const zn::Value& text) { return partOf(text, true); }
+int ZNDeviceTriggerUtils::minuteFromDNDString(const zn::Value& text) { return partOf(text, false); }
+
+std::shared_ptr<ZNProperties> ZNDeviceTriggerUtils::getPropertiesForTrackingEventsForCampaign(
+    const ZNDeviceTriggerCampaign& campaign, const ZNDeviceTriggerPayload& payload) {
+  const auto properties = statsProperties(payload);
+  // At least a second ahead: also a notification that is posted at once takes its time to appear.
+  const std::int64_t seconds = std::max<std::int64_t>(campaign.triggerDelay().longLongValue() / 1000, 1);
+  properties->addDateAttribute(zn::Date{zn::secondsSince1970() + static_cast<double>(seconds)}, "scheduledDate");
+  return properties;
+}
+
+void ZNDeviceTriggerUtils::trackNotificationScheduledFailedForCampaign(const ZNDeviceTriggerCampaign& campaign,
+                                                                       const ZNDeviceTriggerPayload& payload) {
+  trackAndFlush(kEventNameDTScheduleFailed, campaign, payload);
+}
+
+void ZNDeviceTriggerUtils::trackNotificationScheduledForCampaign(const ZNDeviceTriggerCampaign& campaign,
+                                                                 const ZNDeviceTriggerPayload& payload) {
+  trackAndFlush(kEventNameDTScheduled, campaign, payload);
+}
+
+void ZNDeviceTriggerUtils::trackNotificationOfflineForCampaign(const ZNDeviceTriggerCampaign& campaign,
+                                                               const ZNDeviceTriggerPayload& payload) {
+  trackAndFlush(kEventNameDTShownOffline, campaign, payload);
+}
+
+void ZNDeviceTriggerUtils::trackNotificationReceivedForCampaign(const ZNDeviceTriggerCampaign&,
+                                                                const ZNDeviceTriggerPayload& payload) {
+  ZNAnalytics::sharedInstance()->trackEvent(kEventNameNotificationReceived, statsProperties(payload));
+}
+
+void ZNDeviceTriggerUtils::trackNotificationShownForCampaign(const ZNDeviceTriggerCampaign&,
+                                                             const ZNDeviceTriggerPayload& payload) {
+  // Template 2 tells of its showing itself.
+  constexpr std::int64_t kSelfReporting = 2;
+  const auto richPush = ZNRichPush::initWithDictionary(
+      payload.pushDict().validObjectForKey(zn::payload::features).validObjectForKey(zn::payload::richPush));
+  if (!richPush || !richPush->expandedMode() || richPush->expandedMode()->templateType() == kSelfReporting) return;
+  ZNAnalytics::sharedInstance()->trackEvent(zn::kEventNameNotificationShown, statsProperties(payload));
+}

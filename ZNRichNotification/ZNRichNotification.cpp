@@ -1,0 +1,35 @@
+#include "ZNRichNotification/ZNRichNotification.h"
+
+#include <utility>
+
+#include "Platform/Foundation/Mutex.h"
+
+namespace {
+
+struct Installed {
+  zn::Mutex mutex;
+  ZNRichNotification::Preparer preparer ZN_GUARDED_BY(mutex);
+};
+
+Installed& installed() {
+  static Installed& instance = *new Installed;
+  return instance;
+}
+
+}  // namespace
+
+void ZNRichNotification::setPreparer(Preparer preparer) {
+  zn::Lock lock(installed().mutex);
+  installed().preparer.swap(preparer);
+}
+
+void ZNRichNotification::getLocalNotificationContentForRequest(const UNNotificationRequest& request,
+                                                               Completion completion) {
+  Preparer preparer;
+  {
+    zn::Lock lock(installed().mutex);
+    preparer = installed().preparer;
+  }
+  if (preparer) return preparer(request, std::move(completion));
+  completion(request.content);
+}

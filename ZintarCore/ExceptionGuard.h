@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cxxabi.h>
+
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "Platform/Export.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/Format.h"
+
+namespace zn {
+
+/// Stands for the caught exception among the arguments of a failure message.
+struct Caught {};
+inline constexpr Caught caught{};
+
+/// A failure's log text with its arguments, formatted only when the failure happens. It keeps references: make it in
+/// the call of `guarded`. Without arguments the text's one placeholder is the exception.
+template <class... Arguments>
+class FailureMessage {
+ public:
+  explicit FailureMessage(const char* text, const Arguments&... arguments) : text_(text), arguments_(arguments...) {}
+
+  std::string textFor(const std::string& exception) const {
+    return std::apply([&](const auto&... each) { return format(text_, resolve(each, exception)...); }, arguments_);
+  }
+
+ private:
+  template <class T>
+  static FormatArgument resolve(const T& argument, const std::string& exception) {
+    if constexpr (std::is_same_v<T, Caught>) {
+      return FormatArgument(exception);
+    } else {
+      return FormatArgument(argument);
+    }
+  }
+  const char* text_;
+  std::tuple<const Arguments&...> arguments_;
+};
+
+/// Logs the exception being handled; part of `guarded`.
+ZN_EXPORT void logCaughtException(const char* file, int line, const char* selector, const std::string& message);
+
+namespace detail {
+template <class R>
+struct Neutral {
+  static R value() { return R{}; }
+};
+template <>
+struct Neutral<void> {
+  static void value() {}
+};
+inline std::string failureText(const char* message, const std::string& exception) { return format(message, exception); }
+template <class... A>
+std::string failureText(const FailureMessage<A...>& message, const std::string& exception) {
+  return message.textFor(exception);
+}
+}  // namespace detail
+
+/// The exception guard of every operation: runs `body`; an exception that leaves it is logged with source file, line,
+/// selector and message, and the neutral result (or that of `fallback`) is returned. Nothing passes to the caller.
+/// Take locks inside the body, so that they are free again when the failure is logged; call completions outside it.
+///
+///     return zn::guarded("getAllNotificationCount", "exception while counting : %@", [&] { return list.size(); });
+template <class Message, class Body, class Fallback = decltype(&detail::Neutral<std::invoke_result_t<Body>>::value)>
+std::invoke_result_t<Body> guarded(const char* selector, const Message& message, Body&& body,
+                                   Fallback&& fallback = &detail::Neutral<std::invoke_result_t<Body>>::value,
+                                   const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+  try {
+    return body();
+  } catch (const abi::__forced_unwind&) {
+    throw;  // thread cancellation is not an exception that may be kept
+  } catch (...) {
+    logCaughtException(file, line, selector, detail::failureText(message, currentExceptionText()));
+  }
+  return fallback();
+}
+
+}  // namespace zn

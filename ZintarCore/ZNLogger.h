@@ -1,0 +1,65 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Platform/Export.h"
+#include "Platform/Foundation/Format.h"
+#include "Platform/Foundation/Mutex.h"
+
+/// The log of the whole library family. A line goes to every sink that is set: standard error (when the environment
+/// says ZN_LOG=1), a file, an observer. Without a sink nothing is formatted, and a call costs one relaxed load.
+///
+/// Thread: any. Lines of one thread keep their order. A sink must not call the library and must not throw.
+class ZN_EXPORT ZNLogger {
+ public:
+  /// Types of lines: smaller is more important to see in the ordinary course of things.
+  static constexpr int kInfo = 1;
+  static constexpr int kError = 3;
+
+  struct Line {
+    int type = kInfo;
+    std::string text;
+    /// Of a failure caught by an exception guard; empty for an ordinary line.
+    std::string operation;  ///< full selector
+    std::string file;       ///< base name of the source file
+    int line = 0;
+    std::vector<std::string> callStack;
+  };
+  using Observer = std::function<void(const Line&)>;
+
+  static const std::shared_ptr<ZNLogger>& sharedInstance();
+
+  /// `logWithType:andFormatArgs:`: formats and writes one line, if any sink is set. Placeholders as for zn::format.
+  template <class... Arguments>
+  void logWithType(int type, const char* text, const Arguments&... arguments) {
+    if (isEnabled()) writeText(type, zn::format(text, arguments...));
+  }
+
+  /// `logErrorWithFormatArgs:andStackTrace:`: what exception guards log: source file, line, operation and message, with
+  /// the exception's call stack.
+  void logErrorWithFormatArgs(const char* file, int line, const char* operation, std::string message,
+                              std::vector<std::string> callStack);
+
+  bool isEnabled() const noexcept { return enabled_.load(std::memory_order_relaxed); }
+
+  void setObserver(Observer observer);    ///< replaces the observer; an empty one removes it
+  bool setFile(const std::string& path);  ///< appends to that file from now on; "" ends it; false: cannot open
+  void setStandardError(bool enabled);
+
+  ZNLogger();
+  ~ZNLogger();
+
+ private:
+  struct Sinks;
+  void writeText(int type, std::string text);
+  void write(const Line& line);
+  void publish(std::shared_ptr<const Sinks> sinks) ZN_REQUIRES(mutex_);
+
+  std::atomic<bool> enabled_{false};
+  zn::Mutex mutex_;
+  std::shared_ptr<const Sinks> sinks_ ZN_GUARDED_BY(mutex_);
+};

@@ -1,0 +1,9 @@
+#pragma once
+
+#include "Platform/Export.h"
+#include "Platform/Foundation/KeyedArchive.h"
+#include "Platform/Foundation/Value.h"
+
+/// Base of records that come from the server as dictionaries and are kept in archives. It takes nothing from the
+/// dictionary itself.
+class ZN_EXPORT ZNModelObject : public zn::Coding {};

@@ -1,0 +1,75 @@
+#include "ZintarCore/ZNNetworkRequest.h"
+
+#include "Platform/Device.h"
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/Mutex.h"
+#include "Platform/Foundation/Once.h"
+#include "ZintarCore/HttpTransport.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+
+ZNNetworkTransport::~ZNNetworkTransport() = default;
+
+const std::shared_ptr<ZNNetworkConfiguration>& ZNNetworkConfiguration::sharedInstance() {
+  static const auto& instance =
+      *new std::shared_ptr<ZNNetworkConfiguration>(std::make_shared<ZNNetworkConfiguration>());
+  return instance;
+}
+
+zn::Value ZNNetworkConfiguration::getQueryParamsBodyDictForService(ZNService) const {
+  return ZNConfigDataManager::sharedInstance()->queryParams();
+}
+
+namespace {
+
+struct Installed {
+  zn::Mutex mutex;
+  std::shared_ptr<ZNNetworkTransport> transport ZN_GUARDED_BY(mutex);
+};
+
+Installed& installed() {
+  static Installed& instance = *new Installed;
+  return instance;
+}
+
+void hand(const zn::Value& response, const ZNNetworkRequest::Completion& completion) {
+  const zn::Value answer = response.isDictionary() ? response : zn::nil;
+  try {
+    if (completion) completion(!answer.isNil(), answer);
+  } catch (...) {
+    zn::Device::current().systemLog->diagnostic("a request's completion failed: " + zn::currentExceptionText());
+  }
+}
+
+}  // namespace
+
+ZNNetworkRequest::ZNNetworkRequest(ZNService service, zn::Value params, zn::Value additionalHeaders,
+                                   zn::Value requestBody, zn::Value additionalPathComponent)
+    : service_(service),
+      params_(std::move(params)),
+      additionalHeaders_(std::move(additionalHeaders)),
+      requestBody_(std::move(requestBody)),
+      additionalPathComponent_(std::move(additionalPathComponent)) {}
+
+std::shared_ptr<ZNNetworkRequest> ZNNetworkRequest::initWithService(ZNService service, const zn::Value& params,
+                                                                    const zn::Value& additionalHeaders,
+                                                                    const zn::Value& requestBody,
+                                                                    const zn::Value& additionalPathComponent) {
+  return std::make_shared<ZNNetworkRequest>(service, params, additionalHeaders, requestBody, additionalPathComponent);
+}
+
+void ZNNetworkRequest::setTransport(std::shared_ptr<ZNNetworkTransport> transport) {
+  zn::Lock lock(installed().mutex);
+  installed().transport.swap(transport);
+}
+
+void ZNNetworkRequest::executeRequestWithCompletionBlock(Completion completion) const {
+  const auto answer = zn::once(std::function<void(zn::Value)>(
+      [completion = std::move(completion)](const zn::Value& response) { hand(response, completion); }));
+  std::shared_ptr<ZNNetworkTransport> transport;
+  {
+    zn::Lock lock(installed().mutex);
+    transport = installed().transport;
+  }
+  if (!transport) transport = zn::HttpTransport::sharedInstance();
+  transport->execute(*this, answer);
+}

@@ -1,0 +1,46 @@
+# How libraries and applications of this project are declared: one line each in the top CMakeLists.txt.
+
+add_library(zn_settings INTERFACE)
+target_compile_options(zn_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -fno-plt
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)  # GCC 12 reports it falsely for std::string (its bug 105651)
+if(ZN_SANITIZE)
+  target_compile_options(zn_settings INTERFACE -fsanitize=${ZN_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)  # GCC 12 reports it falsely for std::regex when it sanitizes
+  target_link_options(zn_settings INTERFACE -fsanitize=${ZN_SANITIZE})
+endif()
+
+# zn_library(NAME FOLDERS folder... LINK public... PRIVATE private...): a shared library of all sources in the folders,
+# exported as Zintar::NAME.
+function(zn_library name)
+  cmake_parse_arguments(arg "" "" "FOLDERS;LINK;PRIVATE" ${ARGN})
+  set(patterns)
+  foreach(folder IN LISTS arg_FOLDERS)
+    list(APPEND patterns ${folder}/*.cpp)
+  endforeach()
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${patterns})
+  if(NOT sources)
+    return()
+  endif()
+  add_library(${name} SHARED ${sources})
+  add_library(Zintar::${name} ALIAS ${name})
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                                            $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/zintar>)
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE $<BUILD_INTERFACE:zn_settings> ${arg_PRIVATE})
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  set_property(GLOBAL APPEND PROPERTY ZN_LIBRARIES ${name})
+  set_property(GLOBAL APPEND PROPERTY ZN_HEADER_FOLDERS ${arg_FOLDERS})
+endfunction()
+
+# zn_application(NAME FOLDER folder LINK library...)
+function(zn_application name)
+  cmake_parse_arguments(arg "" "FOLDER" "LINK" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${arg_FOLDER}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE zn_settings ${arg_LINK})
+  set_property(GLOBAL APPEND PROPERTY ZN_APPLICATIONS ${name})
+endfunction()
