@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "Platform/Foundation/SameOwner.h"
 #include "Platform/UIKit/UIApplication.h"
 #include "ZintarCore/ZNCoreUtils.h"
 
@@ -27,7 +28,7 @@ class Registry {
         std::remove_if(entries_.begin(), entries_.end(), [](const Entry& each) { return each.interceptor.expired(); }),
         entries_.end());
     for (const Entry& each : entries_) {
-      if (each.interceptor.lock() == interceptor) return each.identifier;
+      if (zn::sameOwner(each.interceptor, interceptor)) return each.identifier;
     }
     entries_.push_back({"interceptor-" + std::to_string(++count_), interceptor});
     publishLocked();

@@ -9,6 +9,7 @@
 #include "Platform/Device.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Mutex.h"
+#include "Platform/Foundation/SameOwner.h"
 
 namespace {
 
@@ -20,10 +21,6 @@ struct Registration {
 };
 
 using Registrations = std::vector<std::shared_ptr<Registration>>;
-
-bool sameOwner(const std::weak_ptr<void>& a, const std::shared_ptr<void>& b) {
-  return !a.owner_before(b) && !b.owner_before(a);
-}
 
 void callObserver(Registration& registration, const NSNotification& notification) {
   const std::shared_ptr<void> owner = registration.owner.lock();
@@ -53,7 +50,7 @@ struct NSNotificationCenter::State {
     const zn::Lock lock(mutex);
     next->reserve(list->size() + 1);
     for (const auto& each : *list) {
-      const bool removed = gone && sameOwner(each->owner, gone);
+      const bool removed = gone && zn::sameOwner(each->owner, gone);
       if (removed) each->removed.store(true);
       if (!removed && !each->owner.expired()) next->push_back(each);
     }

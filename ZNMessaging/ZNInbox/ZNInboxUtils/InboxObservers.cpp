@@ -5,18 +5,10 @@
 #include <utility>
 
 #include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/SameOwner.h"
 #include "ZintarCore/ExceptionGuard.h"
 
 namespace zn {
-
-namespace {
-
-/// Without a strong reference, which could be the last one and end the observer under a lock.
-bool isSame(const std::weak_ptr<InboxObserver>& weak, const std::shared_ptr<InboxObserver>& observer) {
-  return !weak.owner_before(observer) && !observer.owner_before(weak);
-}
-
-}  // namespace
 
 InboxObserver::~InboxObserver() = default;
 
@@ -30,13 +22,13 @@ void InboxObservers::add(const std::shared_ptr<InboxObserver>& observer) {
 
 void InboxObservers::remove(const std::shared_ptr<InboxObserver>& observer) {
   const Lock lock(mutex_);
-  std::erase_if(observers_, [&](const Weak& each) { return each.expired() || isSame(each, observer); });
+  std::erase_if(observers_, [&](const Weak& each) { return each.expired() || sameOwner(each, observer); });
   observed_ = !observers_.empty();
 }
 
 bool InboxObservers::isRegistered(const std::shared_ptr<InboxObserver>& observer) {
   const Lock lock(mutex_);
-  return std::any_of(observers_.begin(), observers_.end(), [&](const Weak& each) { return isSame(each, observer); });
+  return std::any_of(observers_.begin(), observers_.end(), [&](const Weak& each) { return sameOwner(each, observer); });
 }
 
 void InboxObservers::noteChange() {
