@@ -1,7 +1,6 @@
 #include "Platform/HeadlessDevice.h"
 
 #include <pwd.h>
-#include <stdlib.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/Mutex.h"
+#include "Platform/Foundation/TemporaryFolder.h"
 #include "Platform/TaskQueue.h"
 
 namespace zn {
@@ -174,8 +174,7 @@ std::shared_ptr<Device> HeadlessDevice::makeDefault(std::string& trouble) {
   }
   Options options;
   try {
-    options.home = (std::filesystem::temp_directory_path() / "zintar-XXXXXX").string();
-    if (!::mkdtemp(options.home.data())) throw Exception("cannot make a folder like " + options.home);
+    options.home = makeTemporaryFolder("zintar");
     auto device = std::make_shared<HeadlessDevice>(options);
     trouble += "; files are kept in " + options.home + " instead";
     return device;

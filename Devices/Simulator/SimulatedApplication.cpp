@@ -1,15 +1,12 @@
 #include "Devices/Simulator/SimulatedApplication.h"
 
-#include <stdlib.h>
-
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/TemporaryFolder.h"
 
 namespace zn {
 
@@ -57,12 +54,7 @@ void SimulatedApplication::expireBackgroundTasks(DeviceSystemLog& log) {
 SimulatedDirectories::SimulatedDirectories(const std::string& home, EffectSinkPtr effects)
     : effects_(std::move(effects)) {
   if (home.empty()) {
-    std::error_code failure;
-    std::string pattern = (std::filesystem::temp_directory_path(failure) / "zinsim-XXXXXX").string();
-    if (failure || !mkdtemp(pattern.data())) {
-      throw Exception("no temporary folder could be made: " + std::string(std::strerror(errno)));
-    }
-    home_ = pattern;
+    home_ = makeTemporaryFolder("zinsim");
     isTemporary_ = true;
   } else {
     home_ = std::filesystem::absolute(home).lexically_normal().string();

@@ -13,14 +13,26 @@
 
 namespace zn {
 
-/// A fresh folder below the system's temporary folder, for its owner only; removed at the end with all that is in it.
+/// Makes a fresh folder in `parent`, for its owner only, whose name begins with `prefix`. Throws Exception.
+inline std::string makeTemporaryFolder(const std::string& prefix, const std::filesystem::path& parent) {
+  std::string path = (parent / (prefix + "-XXXXXX")).string();
+  if (!::mkdtemp(path.data())) throw Exception(path + ": " + std::generic_category().message(errno));
+  return path;
+}
+
+/// In the system's temporary folder. Throws Exception, also where there is none.
+inline std::string makeTemporaryFolder(const std::string& prefix) {
+  std::error_code failure;
+  const auto parent = std::filesystem::temp_directory_path(failure);
+  if (failure) throw Exception("no temporary folder: " + failure.message());
+  return makeTemporaryFolder(prefix, parent);
+}
+
+/// A fresh folder in the system's temporary folder, for its owner only; removed at the end with all that is in it.
 class TemporaryFolder {
  public:
   /// Its name begins with `prefix`. Throws Exception when it cannot be made.
-  explicit TemporaryFolder(const std::string& prefix)
-      : path_((std::filesystem::temp_directory_path() / (prefix + "-XXXXXX")).string()) {
-    if (!::mkdtemp(path_.data())) throw Exception(path_ + ": " + std::generic_category().message(errno));
-  }
+  explicit TemporaryFolder(const std::string& prefix) : path_(makeTemporaryFolder(prefix)) {}
   ~TemporaryFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);

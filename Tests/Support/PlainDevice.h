@@ -1,6 +1,5 @@
 #pragma once
 
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -90,9 +89,7 @@ class PlainDevice final : public Device {
   static std::string freshFolder() {
     const std::filesystem::path memory = "/dev/shm";
     const bool hasMemory = std::filesystem::is_directory(memory) && ::access(memory.c_str(), W_OK) == 0;
-    std::string pattern = (hasMemory ? memory : std::filesystem::temp_directory_path()) / "zntest-XXXXXX";
-    if (!::mkdtemp(pattern.data())) throw Exception("cannot make " + pattern);
-    return pattern;
+    return makeTemporaryFolder("zntest", hasMemory ? memory : std::filesystem::temp_directory_path());
   }
 
   const std::string home_;
