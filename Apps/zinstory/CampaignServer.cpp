@@ -18,7 +18,7 @@ namespace zinstory {
 
 namespace {
 
-constexpr int kPatienceMilliseconds = 3000;
+constexpr int kPatienceMilliseconds = 10000;
 constexpr std::string_view kGreeting = "listening on ";
 
 /// In the new process: becomes the server, which also ends when the story does. Its log is not part of the story.

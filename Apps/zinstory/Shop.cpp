@@ -19,7 +19,7 @@ namespace {
 using zn::Value;
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kPatience{4};
+constexpr std::chrono::seconds kPatience{30};
 
 void configure(const std::string& address) {
   const Value endpoints =
@@ -31,8 +31,8 @@ void configure(const std::string& address) {
        {"appID", kShopID},
        {"appGroupID", kShopGroup},
        {"queryParams", Value::dictionary({{"app", kShopID}})},
-       {"server",
-        Value::dictionary({{"address", address}, {"endpoints", endpoints}, {"connectTimeout", 2}, {"timeout", 3}})}}));
+       {"server", Value::dictionary(
+                      {{"address", address}, {"endpoints", endpoints}, {"connectTimeout", 10}, {"timeout", 20}})}}));
 }
 
 }  // namespace
