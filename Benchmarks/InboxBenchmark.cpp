@@ -3,13 +3,13 @@
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <plist/plist.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <string>
 
 #include "Benchmarks/BenchmarkDevice.h"
+#include "Benchmarks/Libplist.h"
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/KeyedArchive.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
@@ -56,19 +56,8 @@ void EncodeInbox(benchmark::State& state) {
   state.SetComplexityN(state.range(0));
 }
 
-/// libplist writes the very structure that it reads from our archive.
 void EncodeSameWithLibplist(benchmark::State& state) {
-  const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0)));
-  plist_t tree = nullptr;
-  plist_from_bin(reinterpret_cast<const char*>(archive.data()), static_cast<std::uint32_t>(archive.size()), &tree);
-  for (auto _ : state) {
-    char* bytes = nullptr;
-    std::uint32_t length = 0;
-    plist_to_bin(tree, &bytes, &length);
-    benchmark::DoNotOptimize(bytes);
-    plist_to_bin_free(bytes);
-  }
-  plist_free(tree);
+  zn::test::writeSameWithLibplist(state, zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0))));
   state.SetComplexityN(state.range(0));
 }
 
@@ -82,13 +71,7 @@ void LoadInbox(benchmark::State& state) {
 }
 
 void ParseSameWithLibplist(benchmark::State& state) {
-  const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0)));
-  for (auto _ : state) {
-    plist_t tree = nullptr;
-    plist_from_bin(reinterpret_cast<const char*>(archive.data()), static_cast<std::uint32_t>(archive.size()), &tree);
-    benchmark::DoNotOptimize(tree);
-    plist_free(tree);
-  }
+  zn::test::parseWithLibplist(state, zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0))));
   state.SetComplexityN(state.range(0));
 }
 

@@ -1,7 +1,6 @@
 // What device triggers cost: an event that nothing waits for, a whole evaluation, saving, and a synchronisation.
 
 #include <benchmark/benchmark.h>
-#include <plist/plist.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -9,6 +8,7 @@
 #include <string>
 
 #include "Benchmarks/BenchmarkDevice.h"
+#include "Benchmarks/Libplist.h"
 #include "Platform/Foundation/KeyedArchive.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
@@ -126,17 +126,8 @@ void EncodeTriggers(benchmark::State& state) {
 }
 
 void EncodeTriggersWithLibplist(benchmark::State& state) {
-  const zn::Data archive =
-      zn::NSKeyedArchiver::archivedDataWithRootObject(*storeOf(state.range(0)).activeDeviceTriggers());
-  plist_t tree = nullptr;
-  plist_from_bin(reinterpret_cast<const char*>(archive.data()), static_cast<std::uint32_t>(archive.size()), &tree);
-  for (auto _ : state) {
-    char* bytes = nullptr;
-    std::uint32_t length = 0;
-    plist_to_bin(tree, &bytes, &length);
-    plist_to_bin_free(bytes);
-  }
-  plist_free(tree);
+  const auto triggers = storeOf(state.range(0)).activeDeviceTriggers();
+  zn::test::writeSameWithLibplist(state, zn::NSKeyedArchiver::archivedDataWithRootObject(*triggers));
 }
 
 void SaveTriggers(benchmark::State& state) {
