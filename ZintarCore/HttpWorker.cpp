@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -46,8 +47,11 @@ void prepareLibcurl() {
   static std::once_flag once;
   std::call_once(once, [] {
     if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) throw Exception("libcurl cannot start");
-    // Registered after libcurl's libraries registered theirs, so that it runs first.
-    std::atexit(shutDownAll);
+    static const pid_t process = ::getpid();
+    // Registered after libcurl's libraries registered theirs, so that it runs first. A forked child has no workers.
+    std::atexit([] {
+      if (::getpid() == process) shutDownAll();
+    });
   });
 }
 
@@ -127,6 +131,8 @@ void HttpWorker::Transfer::prepare() {
   CURL* const handle = easy.get();
   set(handle, CURLOPT_ERRORBUFFER, problem);
   set(handle, CURLOPT_NOSIGNAL, 1L);
+  // A name service that does not answer holds up neither other jobs nor the end: its thread then ends by itself.
+  set(handle, CURLOPT_QUICK_EXIT, 1L);
   set(handle, CURLOPT_URL, job.url.c_str());
   set(handle, CURLOPT_PATH_AS_IS, 1L);
   set(handle, CURLOPT_PROTOCOLS_STR, "http,https");

@@ -77,6 +77,7 @@ class CampaignServerTest : public zn::test::Requests {
     ZNConfigDataManager::sharedInstance()->apply(
         Value::dictionary({{"server", Value::dictionary({{"address", address}})}}));
     client_ = std::make_unique<httplib::Client>(address);
+    client_->set_read_timeout(60);
   }
   Value ask(ZNService service, const char* body) {
     return start(transport_, *request(service, *zn::parseJson(body))).response();
