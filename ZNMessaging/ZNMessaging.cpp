@@ -1,5 +1,7 @@
 #include "ZNMessaging/ZNMessaging.h"
 
+#include <atomic>
+
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/NSNotificationCenter.h"
 #include "Platform/Foundation/Once.h"
@@ -31,7 +33,10 @@ void ZNMessagingDelegate::notificationClickedWithScreenName(const zn::Value&, co
 void ZNMessagingDelegate::notificationClickedWithScreenName(const zn::Value&, const zn::Value&, const zn::Value&) {}
 
 const std::shared_ptr<ZNMessaging>& ZNMessaging::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<ZNMessaging>(create());
+  static const auto& instance = *new std::shared_ptr<ZNMessaging>(std::make_shared<ZNMessaging>());
+  // Started outside the guard of the line above: that calls the host, which may ask for the instance.
+  static std::atomic<bool> isStarted{false};
+  if (!isStarted.load(std::memory_order_acquire) && !isStarted.exchange(true)) instance->start();
   return instance;
 }
 
@@ -48,18 +53,16 @@ const zn::Class& ZNMessaging::isa() const {
   return mine;
 }
 
-std::shared_ptr<ZNMessaging> ZNMessaging::create() {
-  const auto facade = std::make_shared<ZNMessaging>();
+void ZNMessaging::start() {
   zn::guarded("sharedInstance", kInitializationFailure, [&] {
-    facade->addObserverForApplicationLifeCycle();
-    ZNAnalytics::sharedInstance()->updateOptOutEvents(facade->getMessagingWhitelistedEvents());
+    addObserverForApplicationLifeCycle();
+    ZNAnalytics::sharedInstance()->updateOptOutEvents(getMessagingWhitelistedEvents());
     const auto center = UNUserNotificationCenter::currentNotificationCenter();
-    if (!center->delegate()) center->setDelegate(facade);
+    if (!center->delegate()) center->setDelegate(std::static_pointer_cast<ZNMessaging>(shared_from_this()));
     const auto application = UIApplication::sharedApplication();
     // Registering again at every start gives a fresh token.
     if (application->isRegisteredForRemoteNotifications()) application->registerForRemoteNotifications();
   });
-  return facade;
 }
 
 void ZNMessaging::addObserverForApplicationLifeCycle() {

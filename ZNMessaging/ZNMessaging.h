@@ -51,6 +51,8 @@ struct CategorySet {
 /// operation throws: failures are logged through ZNLogger, and the steps after the failing one are skipped.
 class ZN_EXPORT ZNMessaging : public zn::Object, public ZNEventTriggerDelegate {
  public:
+  /// The first call also takes the centre's delegate if there is none, which its observers are told about; they, and
+  /// other threads meanwhile, get the instance as it starts.
   static const std::shared_ptr<ZNMessaging>& sharedInstance();
 
   /// `initializeMessagingWithLaunchOptions:`: brings the modules up to date, starts listening to tracked events, and,
@@ -142,7 +144,7 @@ class ZN_EXPORT ZNMessaging : public zn::Object, public ZNEventTriggerDelegate {
   const zn::Class& isa() const override;
 
  private:
-  static std::shared_ptr<ZNMessaging> create();
+  void start();
   bool shouldForward() const;
   void askForPush(zn::CategorySet categories, const std::shared_ptr<zn::Object>& delegate);
 

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/Runtime/KeyValueObserving.h"
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
+#include "ZNMessaging/ZNMessaging.h"
 #include "ZintarCore/ZNAppDelegateSwizzler.h"
 
 namespace {
@@ -71,6 +73,24 @@ TEST_F(DelegateProxy, AReceiverThatTheSavedImplementationDoesNotTakeHasItsOwn) {
   call();
   EXPECT_EQ(take(), (Strings{"module", "HostA"}));
   EXPECT_EQ(b->isa().instanceMethod(selector), a->isa().instanceMethod(selector)) << "one replacement for all classes";
+}
+
+/// An observer of the centre's delegate that uses the module when told.
+class Curious : public Host<'C'> {
+ public:
+  void observeValueForKeyPath(const std::string&, const std::shared_ptr<zn::Object>&, const zn::KeyValueChange&,
+                              const void*) override {
+    seen = ZNMessaging::sharedInstance();
+  }
+  std::shared_ptr<ZNMessaging> seen;
+};
+
+TEST_F(DelegateProxy, WhoIsToldOfTheFacadesStartMayUseIt) {
+  const auto curious = std::make_shared<Curious>();
+  center_->addObserver(curious, "delegate", NSKeyValueObservingOptionNew, nullptr);
+  const auto facade = ZNMessaging::sharedInstance();
+  EXPECT_EQ(center_->delegate(), facade);
+  EXPECT_EQ(curious->seen, facade);
 }
 
 TEST_F(DelegateProxy, NamedPropertiesAreFoundOnObjectsAndClasses) {
