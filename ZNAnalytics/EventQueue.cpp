@@ -8,12 +8,21 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "Platform/Device.h"
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/Json.h"
 
 namespace zn {
+
+namespace {
+
+void tell(const std::string& report) {
+  if (!report.empty()) Device::current().systemLog->diagnostic(report);
+}
+
+}  // namespace
 
 EventQueue::~EventQueue() {
   Lock lock(mutex_);
@@ -26,7 +35,7 @@ void EventQueue::closeLocked() {
 }
 
 void EventQueue::reportLocked(const std::string& problem) {
-  if (!reported_) Device::current().systemLog->diagnostic(problem);
+  if (!reported_) report_ = problem;
   reported_ = true;
 }
 
@@ -54,12 +63,24 @@ bool EventQueue::openLocked() {
 void EventQueue::append(const Value& event) {
   std::string text = jsonText(event);
   text += '\n';
-  Lock lock(mutex_);
+  std::string report;
+  {
+    Lock lock(mutex_);
+    appendLocked(text);
+    report = std::exchange(report_, {});
+  }
+  tell(report);
+}
+
+void EventQueue::appendLocked(const std::string& line) {
   if (!openLocked()) return;
-  if (size_ + static_cast<std::int64_t>(text.size()) > maximumBytes) dropFrontLocked(size_ / 2);
+  if (size_ + static_cast<std::int64_t>(line.size()) > maximumBytes) {
+    reportLocked("the older half of the queued events was dropped: " + path_ + " is full");
+    dropFrontLocked(size_ / 2);
+  }
   if (!openLocked()) return;
-  const ssize_t written = ::write(descriptor_, text.data(), text.size());
-  if (written == static_cast<ssize_t>(text.size())) {
+  const ssize_t written = ::write(descriptor_, line.data(), line.size());
+  if (written == static_cast<ssize_t>(line.size())) {
     size_ += written;
     reported_ = false;
     return;
@@ -71,12 +92,14 @@ void EventQueue::append(const Value& event) {
 EventQueue::Batch EventQueue::read() {
   Batch batch;
   std::optional<Data> bytes;
+  std::string report;
   {
     Lock lock(mutex_);
-    if (!openLocked()) return batch;
-    bytes = readFile(path_);
+    if (openLocked()) bytes = readFile(path_);
     dropped_ = 0;
+    report = std::exchange(report_, {});
   }
+  tell(report);
   batch.events = Value::array();
   if (!bytes) return batch;
   std::string_view rest(reinterpret_cast<const char*>(bytes->data()), bytes->size());
@@ -88,11 +111,21 @@ EventQueue::Batch EventQueue::read() {
 }
 
 void EventQueue::remove(const Batch& batch) {
-  Lock lock(mutex_);
-  if (batch.bytes > dropped_) dropFrontLocked(batch.bytes - dropped_);
+  std::string report;
+  {
+    Lock lock(mutex_);
+    if (batch.bytes > dropped_ && openLocked()) dropFrontLocked(batch.bytes - dropped_);
+    report = std::exchange(report_, {});
+  }
+  tell(report);
 }
 
 void EventQueue::dropFrontLocked(std::int64_t bytes) {
+  // All of it, as after most requests: there is nothing to keep, so nothing to write and to sync.
+  if (bytes >= size_ && ::ftruncate(descriptor_, 0) == 0) {
+    dropped_ += std::exchange(size_, 0);
+    return;
+  }
   std::string error;
   auto contents = readFile(path_, &error);
   if (!contents) return reportLocked("queued events cannot be read: " + error);

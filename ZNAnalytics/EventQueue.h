@@ -32,9 +32,11 @@ class ZN_EXPORT EventQueue {
   bool openLocked() ZN_REQUIRES(mutex_);
   void closeLocked() ZN_REQUIRES(mutex_);
   void dropFrontLocked(std::int64_t bytes) ZN_REQUIRES(mutex_);
+  void appendLocked(const std::string& line) ZN_REQUIRES(mutex_);
   void reportLocked(const std::string& problem) ZN_REQUIRES(mutex_);
 
-  Mutex mutex_;  // orders the file's users; nothing but the file is touched under it
+  Mutex mutex_;                               // orders the file's users; nothing but the file is touched under it
+  std::string report_ ZN_GUARDED_BY(mutex_);  // for the device's log, which may use this queue: told without the lock
   std::string path_ ZN_GUARDED_BY(mutex_);
   int descriptor_ ZN_GUARDED_BY(mutex_) = -1;
   std::int64_t size_ ZN_GUARDED_BY(mutex_) = 0;

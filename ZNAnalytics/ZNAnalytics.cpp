@@ -142,8 +142,8 @@ class EventSender : public std::enable_shared_from_this<EventSender> {
   }
 
   void finish(const Work& work, bool sent) {
+    next();  // first: the completion is the host's, and may throw
     if (work.second) work.second(sent);
-    next();
   }
 
   Mutex mutex_;

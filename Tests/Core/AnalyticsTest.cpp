@@ -65,6 +65,12 @@ TEST(Analytics, AFlushSendsWhatWasTrackedAndAFailedOneKeepsIt) {
   waitForRequests(3);
   EXPECT_EQ(names(transport->bodies[2]["events"]), "c ");
   EXPECT_EQ(sent, (std::vector<bool>{false, true}));
+  transport->pending[2](zn::nil);
+  analytics.flushWithCompletionBlock([](bool) { throw std::runtime_error("of the host"); });
+  waitForRequests(4);
+  transport->pending[3](zn::nil);
+  flush();
+  waitForRequests(5);
 }
 
 TEST(EventQueue, SurvivesHalfWrittenLinesAndStaysBounded) {
@@ -89,6 +95,10 @@ TEST(EventQueue, SurvivesHalfWrittenLinesAndStaysBounded) {
   queue.append(Value::dictionary({{"name", "late"}}));
   queue.remove(batch);
   EXPECT_EQ(names(queue.read().events), "late ");
+  queue.remove(queue.read());
+  EXPECT_EQ(zn::readFile(file)->size(), 0u);
+  queue.append(Value::dictionary({{"name", "again"}}));
+  EXPECT_EQ(names(queue.read().events), "again ");
 }
 
 }  // namespace
