@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "Platform/Device.h"
 #include "Platform/Foundation/Exception.h"
@@ -44,16 +45,18 @@ ZNLogger::ZNLogger() : sinks_(std::make_shared<const Sinks>()) {
 
 ZNLogger::~ZNLogger() = default;
 
-void ZNLogger::publish(std::shared_ptr<const Sinks> sinks) {
-  enabled_.store(sinks->observer || sinks->file || sinks->standardError, std::memory_order_relaxed);
-  sinks_ = std::move(sinks);
+template <class Change>
+void ZNLogger::changeSinks(const Change& change) {
+  std::shared_ptr<const Sinks> before;  // ends without the lock: an observer may own anything, and log as it ends
+  zn::Lock lock(mutex_);
+  auto changed = std::make_shared<Sinks>(*sinks_);
+  change(*changed);
+  enabled_.store(changed->observer || changed->file || changed->standardError, std::memory_order_relaxed);
+  before = std::exchange(sinks_, std::move(changed));
 }
 
 void ZNLogger::setObserver(Observer observer) {
-  zn::Lock lock(mutex_);
-  auto changed = std::make_shared<Sinks>(*sinks_);
-  changed->observer = std::move(observer);
-  publish(std::move(changed));
+  changeSinks([&](Sinks& sinks) { sinks.observer = std::move(observer); });
 }
 
 bool ZNLogger::setFile(const std::string& path) {
@@ -63,18 +66,12 @@ bool ZNLogger::setFile(const std::string& path) {
     if (!opened) return false;
     file.reset(opened, &std::fclose);
   }
-  zn::Lock lock(mutex_);
-  auto changed = std::make_shared<Sinks>(*sinks_);
-  changed->file = std::move(file);
-  publish(std::move(changed));
+  changeSinks([&](Sinks& sinks) { sinks.file = std::move(file); });
   return true;
 }
 
 void ZNLogger::setStandardError(bool enabled) {
-  zn::Lock lock(mutex_);
-  auto changed = std::make_shared<Sinks>(*sinks_);
-  changed->standardError = enabled;
-  publish(std::move(changed));
+  changeSinks([&](Sinks& sinks) { sinks.standardError = enabled; });
 }
 
 void ZNLogger::writeText(int type, std::string text) {

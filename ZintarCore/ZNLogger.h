@@ -57,7 +57,8 @@ class ZN_EXPORT ZNLogger {
   struct Sinks;
   void writeText(int type, std::string text);
   void write(const Line& line);
-  void publish(std::shared_ptr<const Sinks> sinks) ZN_REQUIRES(mutex_);
+  template <class Change>
+  void changeSinks(const Change& change);
 
   std::atomic<bool> enabled_{false};
   zn::Mutex mutex_;
