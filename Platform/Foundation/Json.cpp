@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <functional>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -44,6 +45,8 @@ struct Rule {
   std::string_view text;
 };
 
+constexpr std::string_view kHalfSurrogate = "a \\u escape is half of a surrogate pair";
+
 /// The first rule that fits wins. The parser names the error only in its message, which is far too long for a log line.
 constexpr Rule kRules[] = {
     {"number overflow", "the number is too large"},
@@ -54,7 +57,7 @@ constexpr Rule kRules[] = {
     {"expected end of input", "something follows after the end of the value"},
     {"ill-formed UTF-8", "the string is not valid UTF-8"},
     {"control character", "a control character in a string must be escaped"},
-    {"surrogate", "a \\u escape is half of a surrogate pair"},
+    {"surrogate", kHalfSurrogate},
     {"4 hex digits", "\\u needs four hex digits"},
     {"after backslash", "unknown escape in a string"},
     {"invalid number", "malformed number"},
@@ -188,6 +191,33 @@ JsonError errorAt(std::string_view text, std::size_t offset, std::string_view re
   return error;
 }
 
+/// The UTF-16 unit of a \u escape that begins there.
+std::optional<unsigned> escapedUnit(std::string_view text, std::size_t at) {
+  constexpr std::size_t kLength = 6;
+  if (at + kLength > text.size() || text.substr(at, 2) != "\\u") return std::nullopt;
+  unsigned unit = 0;
+  const char* const end = text.data() + at + kLength;
+  return std::from_chars(text.data() + at + 2, end, unit, 16).ptr == end ? std::optional(unit) : std::nullopt;
+}
+
+/// The text with U+FFFD for what is left of an escaped pair. Every other byte stays where it is.
+std::string withoutHalfSurrogates(std::string_view text) {
+  const auto isHigh = [](std::optional<unsigned> unit) { return unit && *unit >= 0xD800 && *unit < 0xDC00; };
+  const auto isLow = [](std::optional<unsigned> unit) { return unit && *unit >= 0xDC00 && *unit < 0xE000; };
+  std::string mended(text);
+  std::size_t at = 0;
+  while ((at = mended.find('\\', at)) != std::string::npos) {
+    const auto unit = escapedUnit(mended, at);
+    if (isHigh(unit) && isLow(escapedUnit(mended, at + 6))) {
+      at += 12;
+    } else {
+      if (isHigh(unit) || isLow(unit)) mended.replace(at, 6, "\\ufffd");
+      at += unit ? 6 : 2;
+    }
+  }
+  return mended;
+}
+
 std::optional<Value> parse(std::string_view text, JsonReadOptions options, JsonError& error) {
   Builder builder(text);
   const Cursor first(text.data(), builder.observer());
@@ -201,6 +231,7 @@ std::optional<Value> parse(std::string_view text, JsonReadOptions options, JsonE
     return std::nullopt;
   }
   if (isRead) return builder.takeResult();
+  if (builder.failure() == kHalfSurrogate) return parse(withoutHalfSurrogates(text), options, error);
   error = errorAt(text, builder.failedAt(), builder.failure());
   return std::nullopt;
 }

@@ -78,7 +78,6 @@ TEST(JsonReader, SaysWhatIsWrongAndWhere) {
       {"[\"abc", "line 1, column 6: the string is not closed"},
       {"\"\\x\"", "line 1, column 3: unknown escape in a string"},
       {"\"\\u12g4\"", "line 1, column 6: \\u needs four hex digits"},
-      {"\"\\ud800\"", "line 1, column 8: a \\u escape is half of a surrogate pair"},
       {"\"a\nb\"", "line 1, column 3: a control character in a string must be escaped"},
       {"\"\xC3(\"", "line 1, column 3: the string is not valid UTF-8"},
       {std::string("[1]\0[2]", 7), "line 1, column 4: unexpected NUL character"},
@@ -91,6 +90,12 @@ TEST(JsonReader, SaysWhatIsWrongAndWhere) {
   EXPECT_EQ(error.line, 3);
   EXPECT_EQ(error.column, 2);
   EXPECT_FALSE(parseJson("[")) << "also without a place for the error";
+}
+
+TEST(JsonReader, HalfAnEscapedPairIsReplacedAndTheRestKept) {
+  EXPECT_EQ(parseJson(R"(["cut \ud83d", "\ude00\ud83d\ude00", "\\ud83d", {"\uD83D\u0041": 1}])"),
+            parseJson(R"(["cut \ufffd", "\ufffd😀", "\\ud83d", {"\ufffdA": 1}])"));
+  EXPECT_EQ(errorOf("[\"\\ud83d\", x]"), "line 1, column 12: unexpected characters") << "places stay as they were";
 }
 
 TEST(JsonReader, CommentsCountAsBlanksWhereAllowed) {
