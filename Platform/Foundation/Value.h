@@ -182,6 +182,10 @@ struct Value::Entry {
 
 inline const Value nil{};
 
+/// Compares integers and reals by their exact values: an integer beyond 2^53 is not rounded. Values of another type
+/// count as the real 0.
+ZN_EXPORT std::partial_ordering compareNumbers(const Value& a, const Value& b);
+
 struct ValueHash {
   std::size_t operator()(const Value& value) const noexcept { return value.hash(); }
 };

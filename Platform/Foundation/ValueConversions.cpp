@@ -123,11 +123,29 @@ const char* typeName(Value::Type type) noexcept {
   return "a value";
 }
 
+std::partial_ordering compare(std::int64_t integer, double real) {
+  if (std::isnan(real)) return std::partial_ordering::unordered;
+  if (real >= 0x1p63) return std::partial_ordering::less;
+  if (real < -0x1p63) return std::partial_ordering::greater;
+  const double whole = std::trunc(real);
+  const auto order = integer <=> static_cast<std::int64_t>(whole);
+  return order != 0 ? order : whole <=> real;
+}
+
 [[noreturn]] void throwNoConversion(Value::Type type, const char* wanted) {
   throw Exception(std::string(typeName(type)) + " has no " + wanted);
 }
 
 }  // namespace
+
+std::partial_ordering compareNumbers(const Value& a, const Value& b) {
+  const bool aIsInteger = a.type() == Value::Type::integer;
+  const bool bIsInteger = b.type() == Value::Type::integer;
+  if (aIsInteger && bIsInteger) return a.integer() <=> b.integer();
+  if (aIsInteger) return compare(a.integer(), b.real());
+  if (bIsInteger) return 0 <=> compare(b.integer(), a.real());
+  return a.real() <=> b.real();
+}
 
 std::int64_t Value::longLongValue() const {
   switch (type_) {

@@ -15,7 +15,7 @@ using zn::test::TestDevice;
 
 constexpr std::int64_t kNow = 1700000000000;
 
-Value sent(const char* id, const char* status = "active", std::int64_t expiry = kNow + 1000, int updated = 1,
+Value sent(const char* id, const char* status = "active", std::int64_t expiry = kNow + 1000, const Value& updated = 1,
            int priority = 0) {
   return Value::dictionary({{"campaign_id", id},
                             {"trigger_event_name", "E"},
@@ -50,6 +50,19 @@ TEST(TriggerStore, MergesDropsAndSorts) {
                                     true);
   EXPECT_EQ(store->activeDeviceTriggers()->fields().deviceTriggers, nullptr) << "no campaign is stored as no list";
   EXPECT_TRUE(store->activeDeviceTriggers()->fields().deviceTriggerEvents.isEmpty());
+}
+
+TEST(TriggerStore, SortsByExactTimesAndPutsWhatIsNoneLast) {
+  TestDevice device;
+  const auto store = launched();
+  constexpr std::int64_t kNanoseconds = 1700000000000000001;
+  store->saveDeviceTriggerCampaigns(
+      Value::array({sent("a", "active", kNow, Value::array()), sent("b", "active", kNow, kNanoseconds, 9),
+                    sent("c", "active", kNow, kNanoseconds + 1), sent("d", "active", kNow, "12"),
+                    sent("e", "active", kNow, -1)}),
+      true);
+  EXPECT_EQ(ids(*store), "cbdea");
+  EXPECT_TRUE(device.failures().empty());
 }
 
 TEST(TriggerStore, TheTimeOfTheLastSynchronisationStaysZeroForAnUnknownUser) {

@@ -28,9 +28,11 @@ std::shared_ptr<const ZNDeviceTriggerStatus> freshStatus(const ZNDeviceTriggerCa
   return ZNDeviceTriggerStatus::initWithDictionary(dictionary);
 }
 
-/// Nil sorts below every number.
-double sortKey(const zn::Value& value) {
-  return value.isNil() ? -std::numeric_limits<double>::infinity() : value.doubleValue();
+/// What is no number sorts below every number: one odd campaign does not cost the others of an answer.
+zn::Value sortKey(const zn::Value& value) {
+  if (value.isBoolean()) return value.longLongValue();
+  if (value.isNumber()) return value;
+  return value.isString() ? zn::Value(value.doubleValue()) : zn::Value(-std::numeric_limits<double>::infinity());
 }
 
 }  // namespace
@@ -198,8 +200,8 @@ zn::CampaignList ZNDeviceTriggersDataManager::removeExpiredCampaign(const zn::Ca
 zn::CampaignListPtr ZNDeviceTriggersDataManager::sortCampaignByLastUpdatedTime(zn::CampaignList campaigns) {
   if (campaigns.empty()) return nullptr;
   struct Keyed {
-    double updated;
-    double priority;
+    zn::Value updated;
+    zn::Value priority;
     std::shared_ptr<ZNDeviceTriggerCampaign> campaign;
   };
   std::vector<Keyed> keyed;
@@ -208,7 +210,8 @@ zn::CampaignListPtr ZNDeviceTriggersDataManager::sortCampaignByLastUpdatedTime(z
     keyed.push_back({sortKey(campaign->lastUpdatedTime()), sortKey(campaign->priority()), campaign});
   }
   std::stable_sort(keyed.begin(), keyed.end(), [](const Keyed& a, const Keyed& b) {
-    return a.updated != b.updated ? a.updated > b.updated : a.priority > b.priority;
+    const auto order = zn::compareNumbers(a.updated, b.updated);
+    return order != 0 ? order > 0 : zn::compareNumbers(a.priority, b.priority) > 0;
   });
   std::transform(keyed.begin(), keyed.end(), campaigns.begin(), [](Keyed& each) { return std::move(each.campaign); });
   return std::make_shared<const zn::CampaignList>(std::move(campaigns));

@@ -12,11 +12,11 @@
 namespace {
 
 /// One of the two parts of "H:m".
-int partOf(const zn::Value& text, bool first) {
+std::int64_t partOf(const zn::Value& text, bool first) {
   const std::string_view whole = text.string();
   const auto colon = whole.find(':');
   if (colon == std::string_view::npos || whole.find(':', colon + 1) != std::string_view::npos) return -1;
-  return zn::Value(first ? whole.substr(0, colon) : whole.substr(colon + 1)).intValue();
+  return zn::Value(first ? whole.substr(0, colon) : whole.substr(colon + 1)).longLongValue();
 }
 
 std::shared_ptr<ZNProperties> statsProperties(const ZNDeviceTriggerPayload& payload) {
@@ -36,12 +36,12 @@ void trackAndFlush(const char* event, const ZNDeviceTriggerCampaign& campaign, c
 
 std::string ZNDeviceTriggerUtils::DNDTimeStringFromNumber(const zn::Value& number) {
   if (number.isNil()) return "NA";
-  const int hoursAndMinutes = number.intValue();
-  return zn::format("%d:%d", hoursAndMinutes / 100, hoursAndMinutes % 100);
+  const std::int64_t hoursAndMinutes = number.longLongValue();
+  return zn::format("%ld:%ld", hoursAndMinutes / 100, hoursAndMinutes % 100);
 }
 
-int ZNDeviceTriggerUtils::hourFromDNDString(const zn::Value& text) { return partOf(text, true); }
-int ZNDeviceTriggerUtils::minuteFromDNDString(const zn::Value& text) { return partOf(text, false); }
+std::int64_t ZNDeviceTriggerUtils::hourFromDNDString(const zn::Value& text) { return partOf(text, true); }
+std::int64_t ZNDeviceTriggerUtils::minuteFromDNDString(const zn::Value& text) { return partOf(text, false); }
 
 std::shared_ptr<ZNProperties> ZNDeviceTriggerUtils::getPropertiesForTrackingEventsForCampaign(
     const ZNDeviceTriggerCampaign& campaign, const ZNDeviceTriggerPayload& payload) {

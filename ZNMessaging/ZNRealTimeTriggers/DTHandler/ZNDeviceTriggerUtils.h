@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -13,8 +14,9 @@ class ZN_EXPORT ZNDeviceTriggerUtils {
  public:
   /// `DNDTimeStringFromNumber:`: hhmm as a number to "H:m" without padding (905 is "9:5"); "NA" for nil.
   static std::string DNDTimeStringFromNumber(const zn::Value& number);
-  static int hourFromDNDString(const zn::Value& text);    ///< `hourFromDNDString:`; -1 unless there are two parts
-  static int minuteFromDNDString(const zn::Value& text);  ///< `minuteFromDNDString:`; likewise
+  static std::int64_t hourFromDNDString(
+      const zn::Value& text);  ///< `hourFromDNDString:`; -1 unless there are two parts
+  static std::int64_t minuteFromDNDString(const zn::Value& text);  ///< `minuteFromDNDString:`; likewise
 
   // Events about a campaign's notification, all non-interactive. The first three carry "scheduledDate", when it is to
   // appear, and are sent at once.
