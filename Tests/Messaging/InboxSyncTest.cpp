@@ -145,6 +145,18 @@ TEST_F(InboxSync, ASaveThatWasNotTidiedUpContainsItsBatchesAndAnUnfinishedOneDoe
   EXPECT_EQ(idsOf(third), (Ids{"removed", "stays"}));
 }
 
+TEST_F(InboxSync, ABatchThatCannotBeUsedIsKeptAside) {
+  const std::string batch = pending() + "/3.plist";
+  std::filesystem::create_directories(pending());
+  const Value odd = json(R"({"source": "click", "payloads": [{"zintar": {"cid": "a"}}], "group": "", "clicked": []})");
+  ASSERT_TRUE(zn::replaceFile(batch, zn::binaryPropertyList(odd)));
+  const auto inbox = relaunch();
+  sync(inbox);
+  EXPECT_EQ(idsOf(inbox), Ids{});
+  EXPECT_TRUE(zn::fileExistsAtPath(batch + ".unreadable"));
+  EXPECT_FALSE(zn::fileExistsAtPath(batch));
+}
+
 TEST_F(InboxSync, WhereNothingCanBeWrittenTheListStays) {
   const Value list = json(R"([{"zintar": {"cid": "a"}}])");
   leave(R"([{"zintar": {"cid": "a"}}])");
@@ -202,7 +214,11 @@ TEST_F(InboxSync, SynchronisationsRemovalsAndClearingFromManyThreadsLeaveAllInSt
   struct Tally final : zn::InboxObserver {
     void inboxChanged(const zn::InboxChange& change) override {
       for (const Value& id : change.added) ids.insert(std::string(id.string()));
-      for (const Value& id : change.removed) ids.erase(ids.find(std::string(id.string())));
+      for (const Value& id : change.removed) {
+        const auto known = ids.find(std::string(id.string()));
+        ASSERT_NE(known, ids.end()) << id.string();
+        ids.erase(known);
+      }
     }
     std::multiset<std::string> ids;
   };

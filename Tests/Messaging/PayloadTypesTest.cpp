@@ -94,6 +94,7 @@ TEST(PayloadTypes, AnyTypeInAnyPlaceIsHandledAndAReadableInboxComesOut) {
   const auto relaunched = std::make_shared<ZNInboxHandler>();
   ASSERT_TRUE(relaunched->updateInboxStorage());
   const auto again = std::make_shared<ZNInboxHandler>();
+  ASSERT_GT(relaunched->getAllNotificationCount(), 0u);
   ASSERT_EQ(again->getAllNotificationCount(), relaunched->getAllNotificationCount());
   EXPECT_EQ(again->getAllNotificationPayloads(), relaunched->getAllNotificationPayloads());
   EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile() + ".unreadable"));

@@ -106,6 +106,7 @@ void ZNInboxHandler::finishSynchronisation() {
     replaceMessages([this](const zn::InboxListPtr& stored) { return getSortedInboxArray(stored); });
     removeExpiredInboxMessages();
     updateInboxStorage();
+    if (!ZNLogger::sharedInstance()->isEnabled()) return;  // the list below is as long as the inbox
     log("Inbox Sync Completed, Inbox Messages: %@", getAllNotificationPayloads());
   });
   setSyncInProgress(false);
@@ -156,13 +157,18 @@ zn::Value ZNInboxHandler::getPreviouslyStoredNotifications() const {
 }
 
 void ZNInboxHandler::removeOldInboxPlistFile() {
-  zn::guarded("removeOldInboxPlistFile", "Zintra - error while removing inbox plist is %@", [&] {
+  constexpr const char* kSelector = "removeOldInboxPlistFile";
+  constexpr const char* kFailure = "Zintra - error while removing inbox plist is %@";
+  zn::guarded(kSelector, kFailure, [&] {
     const std::string path = getOlderInboxMessagesPlistFile();
     if (!zn::fileExistsAtPath(path)) return;
     std::string error;
     zn::dictionaryWithContentsOfFile(path, &error);
-    if (!error.empty() && zn::keepAside(path, &error).empty()) throw zn::Exception(error);
-    if (!zn::removeItemAtPath(path, &error)) throw zn::Exception(error);
+    const bool mayGo = error.empty() || !zn::keepAside(path, &error).empty();
+    if (mayGo && zn::removeItemAtPath(path, &error)) return;
+    // No exception, so an ordinary line, with the place in front as those of the guard have it.
+    ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "InboxSync.cpp %d %@ %@", __LINE__, kSelector,
+                                            zn::format(kFailure, error));
   });
 }
 

@@ -36,7 +36,9 @@ Value listOf(const InboxBatch& batch) {
 /// Nothing for a file that is none of ours.
 std::optional<InboxBatch> batchFrom(InboxBatches::Number number, const Value& list) {
   const auto* const source = std::find(std::begin(kSourceNames), std::end(kSourceNames), list["source"].string());
-  if (source == std::end(kSourceNames) || !list["payloads"].isArray()) return std::nullopt;
+  if (source == std::end(kSourceNames) || !list["payloads"].isArray() || !list["clicked"].isNumber()) {
+    return std::nullopt;
+  }
   return InboxBatch{number, static_cast<InboxBatch::Source>(source - std::begin(kSourceNames)), list["payloads"],
                     std::string(list["group"].string()), list["clicked"].doubleValue()};
 }
@@ -83,7 +85,8 @@ void InboxBatches::find(const std::string& name) {
   if (!batch) {
     const std::string aside = keepAside(path);
     if (!aside.empty()) removeFile(path);
-    Device::current().systemLog->diagnostic("cannot read " + path + " (" + error + "); it is kept as " + aside);
+    Device::current().systemLog->diagnostic("cannot use " + path + (error.empty() ? "" : " (" + error + ")") +
+                                            (aside.empty() ? "; it stays where it is" : "; it is kept as " + aside));
   }
   const Lock lock(mutex_);
   last_ = std::max(last_, number);

@@ -13,8 +13,9 @@ namespace zn {
 InboxObserver::~InboxObserver() = default;
 
 void InboxObservers::add(const std::shared_ptr<InboxObserver>& observer) {
-  if (!observer || isRegistered(observer)) return;
+  if (!observer) return;
   const Lock lock(mutex_);
+  if (isRegisteredLocked(observer)) return;
   observed_ = true;  // first, so that whoever changes the list after the look below comes here
   if (observers_.empty()) told_ = look();
   observers_.emplace_back(observer);
@@ -28,6 +29,10 @@ void InboxObservers::remove(const std::shared_ptr<InboxObserver>& observer) {
 
 bool InboxObservers::isRegistered(const std::shared_ptr<InboxObserver>& observer) {
   const Lock lock(mutex_);
+  return isRegisteredLocked(observer);
+}
+
+bool InboxObservers::isRegisteredLocked(const std::shared_ptr<InboxObserver>& observer) const {
   return std::any_of(observers_.begin(), observers_.end(), [&](const Weak& each) { return sameOwner(each, observer); });
 }
 

@@ -41,6 +41,7 @@ class InboxObservers : public std::enable_shared_from_this<InboxObservers> {
   void noteChange();
   void tellNext();
   bool isRegistered(const std::shared_ptr<InboxObserver>& observer);
+  bool isRegisteredLocked(const std::shared_ptr<InboxObserver>& observer) const ZN_REQUIRES(mutex_);
   std::vector<Seen> look() const;
   static InboxChange changeBetween(const std::vector<Seen>& before, const std::vector<Seen>& after);
 
