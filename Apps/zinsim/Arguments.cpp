@@ -49,6 +49,7 @@ bool fits(Parameter parameter, const Value& value) {
     case Parameter::boolean:
       return value.isBoolean();
     case Parameter::dictionary:
+    case Parameter::triggerPayload:
       return value.isDictionary();
     case Parameter::array:
     case Parameter::categories:
@@ -85,6 +86,7 @@ const char* expected(Parameter parameter) {
     case Parameter::boolean:
       return "true or false";
     case Parameter::dictionary:
+    case Parameter::triggerPayload:
       return "a dictionary or null";
     case Parameter::array:
       return "an array or null";
@@ -126,11 +128,12 @@ std::string pieceOf(const std::string& selector, std::size_t index) {
 Arguments::Arguments(const std::string& selector, const std::vector<Parameter>& parameters, const Value& list,
                      Session& session)
     : values_(list.elements().begin(), list.elements().end()), session_(session) {
-  if (values_.size() != parameters.size()) {
+  if (values_.size() > parameters.size()) {
     throw UsageError("\"" + selector + "\" takes " + std::to_string(parameters.size()) +
                      (parameters.size() == 1 ? " argument, not " : " arguments, not ") +
                      std::to_string(values_.size()));
   }
+  values_.resize(parameters.size(), Value::null());
   for (std::size_t index = 0; index < values_.size(); ++index) {
     if (fits(parameters[index], values_[index])) continue;
     throw UsageError("argument " + std::to_string(index + 1) + " (" + pieceOf(selector, index) + ") of \"" + selector +
@@ -194,7 +197,7 @@ zn::CategorySet Arguments::categories(std::size_t index) const {
       continue;
     }
     UNNotificationCategory category;
-    category.identifier = element.validObjectForKey("identifier").string();
+    category.identifier = element.validObjectForKey("identifier");
     const Value actions = element.validObjectForKey("actions");
     for (const Value& action : actions.elements()) {
       category.actions.push_back({action.validObjectForKey("identifier"), action.validObjectForKey("title"), 0});
@@ -214,6 +217,10 @@ std::shared_ptr<zn::Object> Arguments::object(std::size_t index) const {
 
 std::shared_ptr<ZNDeviceTriggerCampaign> Arguments::campaign(std::size_t index) const {
   return isGiven(index) ? campaignFor(values_[index]) : std::make_shared<ZNDeviceTriggerCampaign>();
+}
+
+std::shared_ptr<const ZNDeviceTriggerPayload> Arguments::triggerPayload(std::size_t index) const {
+  return ZNDeviceTriggerPayload::initWithDictionary(value(index));
 }
 
 zn::CampaignList Arguments::campaigns(std::size_t index) const {

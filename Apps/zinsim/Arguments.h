@@ -19,14 +19,15 @@ enum class Parameter {
   text,
   number,
   boolean,
-  dictionary,    ///< a payload or attributes, as they are
-  array,         ///< of payloads or entries, as they are
-  application,   ///< "application"
-  center,        ///< "center"
-  response,      ///< {"payload": …, "action": …}
-  notification,  ///< {"payload": …}
-  token,         ///< {"$data": "HEX"}
-  completion,    ///< "completion"
+  dictionary,      ///< a payload or attributes, as they are
+  triggerPayload,  ///< its push dictionary
+  array,           ///< of payloads or entries, as they are
+  application,     ///< "application"
+  center,          ///< "center"
+  response,        ///< {"payload": …, "action": …}
+  notification,    ///< {"payload": …}
+  token,           ///< {"$data": "HEX"}
+  completion,      ///< "completion"
   categories,  ///< an array of {"identifier": …, "actions": [{"identifier": …, "title": …}]}; another element stands
                ///< for something that is no category
   object,     ///< the class name of a host object, or "center"
@@ -38,7 +39,7 @@ enum class Parameter {
 /// The arguments of one call, checked against what the operation takes.
 class Arguments {
  public:
-  /// Throws UsageError for another number of arguments, or one of a wrong type.
+  /// Arguments that are left out at the end are null. Throws UsageError for too many, or one of a wrong type.
   Arguments(const std::string& selector, const std::vector<Parameter>& parameters, const zn::Value& list,
             Session& session);
 
@@ -56,7 +57,8 @@ class Arguments {
   std::function<void(const zn::Value&)> valueCompletion(std::size_t index) const;
   zn::CategorySet categories(std::size_t index) const;
   std::shared_ptr<zn::Object> object(std::size_t index) const;
-  std::shared_ptr<ZNDeviceTriggerCampaign> campaign(std::size_t index) const;  ///< an empty one for null
+  std::shared_ptr<ZNDeviceTriggerCampaign> campaign(std::size_t index) const;             ///< an empty one for null
+  std::shared_ptr<const ZNDeviceTriggerPayload> triggerPayload(std::size_t index) const;  ///< an empty one for null
   zn::CampaignList campaigns(std::size_t index) const;
 
  private:

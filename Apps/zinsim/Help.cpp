@@ -49,8 +49,8 @@ VALUES
 
 constexpr const char* kArguments =
     R"(
-ARGUMENTS OF CALLS, in the selector's order
-  a payload or attributes    as they are
+ARGUMENTS OF CALLS, in the selector's order; what is left out at the end is null
+  a payload or attributes    as they are; also for what a device trigger shows
   the application            "application"
   the notification centre    "center"
   a notification response    {"payload": {...}, "action": "default"}

@@ -1,6 +1,7 @@
 #include "Apps/zinsim/LineReader.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,15 +19,30 @@ volatile sig_atomic_t endingSignal = 0;
 
 void noteSignal(int signal) { endingSignal = signal; }
 
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
 void noteEndingSignals() {
   struct sigaction action = {};
   action.sa_handler = noteSignal;
   action.sa_flags = SA_RESETHAND;  // no SA_RESTART: waiting for input shall end
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int signal : kEndingSignals) {
     struct sigaction before = {};
     sigaction(signal, nullptr, &before);
     if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);  // nohup stays in force
   }
+}
+
+/// Waits until there is something to read or a signal asks for the end. The signals are let in while waiting only: one
+/// that came between a look at `endingSignal` and the wait would be slept over.
+void waitForInput(int descriptor) {
+  sigset_t ending;
+  sigset_t before;
+  sigemptyset(&ending);
+  for (const int signal : kEndingSignals) sigaddset(&ending, signal);
+  sigprocmask(SIG_BLOCK, &ending, &before);
+  pollfd input = {descriptor, POLLIN, 0};
+  if (!endingSignal) ppoll(&input, 1, nullptr, &before);
+  sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace
@@ -52,7 +68,9 @@ int LineReader::endedBySignal() { return endingSignal; }
 
 bool LineReader::readMore() {
   char bytes[64 * 1024];
-  while (!endingSignal) {
+  while (true) {
+    waitForInput(descriptor_);
+    if (endingSignal) break;
     const ssize_t count = ::read(descriptor_, bytes, sizeof bytes);
     if (count > 0) {
       pending_.append(bytes, static_cast<std::size_t>(count));

@@ -114,6 +114,17 @@ const std::vector<Operation>& deviceTriggersDataManagerOperations() {
   return table;
 }
 
+namespace {
+
+using Track = void (*)(const ZNDeviceTriggerCampaign&, const ZNDeviceTriggerPayload&);
+
+Operation tracking(const char* selector, Track track) {
+  return operation(selector, {P::campaign, P::triggerPayload},
+                   [track](A a) { track(*a.campaign(0), *a.triggerPayload(1)); });
+}
+
+}  // namespace
+
 const std::vector<Operation>& deviceTriggerUtilsOperations() {
   static const auto& table = *new std::vector<Operation>{
       operation("DNDTimeStringFromNumber:", {P::number},
@@ -122,6 +133,22 @@ const std::vector<Operation>& deviceTriggerUtilsOperations() {
                 [](A a) { return zn::Value(ZNDeviceTriggerUtils::hourFromDNDString(a.value(0))); }),
       operation("minuteFromDNDString:", {P::text},
                 [](A a) { return zn::Value(ZNDeviceTriggerUtils::minuteFromDNDString(a.value(0))); }),
+      tracking("trackNotificationScheduledFailedForCampaign:withPayload:",
+               &ZNDeviceTriggerUtils::trackNotificationScheduledFailedForCampaign),
+      tracking("trackNotificationScheduledForCampaign:withPayload:",
+               &ZNDeviceTriggerUtils::trackNotificationScheduledForCampaign),
+      tracking("trackNotificationOfflineForCampaign:withPayload:",
+               &ZNDeviceTriggerUtils::trackNotificationOfflineForCampaign),
+      tracking("trackNotificationReceivedForCampaign:withPayload:",
+               &ZNDeviceTriggerUtils::trackNotificationReceivedForCampaign),
+      tracking("trackNotificationShownForCampaign:withPayload:",
+               &ZNDeviceTriggerUtils::trackNotificationShownForCampaign),
+      operation("getPropertiesForTrackingEventsForCampaign:withPayload:", {P::campaign, P::triggerPayload},
+                [](A a) {
+                  return className(ZNDeviceTriggerUtils::getPropertiesForTrackingEventsForCampaign(
+                                       *a.campaign(0), *a.triggerPayload(1)),
+                                   "ZNProperties");
+                }),
   };
   return table;
 }

@@ -7,13 +7,14 @@ namespace zn {
 namespace {
 
 Value categoryValue(const UNNotificationCategory& category) {
+  const auto orNull = [](const Value& text) { return text.isNil() ? Value::null() : text; };
   Value actions = Value::array();
   for (const auto& action : category.actions) {
-    actions.append(Value::dictionary({{"identifier", action.identifier.isNil() ? Value::null() : action.identifier},
-                                      {"options", action.options},
-                                      {"title", action.title.isNil() ? Value::null() : action.title}}));
+    actions.append(Value::dictionary(
+        {{"identifier", orNull(action.identifier)}, {"options", action.options}, {"title", orNull(action.title)}}));
   }
-  return Value::dictionary({{"actions", actions}, {"identifier", category.identifier}, {"options", category.options}});
+  return Value::dictionary(
+      {{"actions", actions}, {"identifier", orNull(category.identifier)}, {"options", category.options}});
 }
 
 Value soundValue(const std::optional<UNNotificationSound>& sound) {
@@ -50,7 +51,7 @@ void SimulatedNotifications::getSettings(std::function<void(const UNNotification
 void SimulatedNotifications::setCategories(const std::vector<UNNotificationCategory>& categories) {
   std::vector<UNNotificationCategory> sorted = categories;
   std::stable_sort(sorted.begin(), sorted.end(),
-                   [](const auto& a, const auto& b) { return a.identifier < b.identifier; });
+                   [](const auto& a, const auto& b) { return a.identifier.string() < b.identifier.string(); });
   Value list = Value::array();
   for (const auto& category : sorted) list.append(categoryValue(category));
   effects_->emit("categories", list);

@@ -59,7 +59,7 @@ struct UNNotificationAction {
 };
 
 struct UNNotificationCategory {
-  std::string identifier;
+  zn::Value identifier;  ///< string or nil
   std::vector<UNNotificationAction> actions;
   std::vector<std::string> intentIdentifiers;
   unsigned options = 0;  ///< 1: a dismissal is reported to the delegate

@@ -77,8 +77,10 @@ refused '{"do": "set", "on": "ZNMessaging", "property": "disableInbox", "value":
   'argument 1 (setDisableInbox) of "setDisableInbox:" must be true or false, not 1'
 refused '{"do": "call", "on": "ZNMessaging", "operation": "fly:"}' 'unknown operation "fly:" of ZNMessaging'
 refused '{"do": "call", "on": "Nobody", "operation": "fly:"}' 'this version serves no calls on "Nobody"'
-refused '{"do": "call", "on": "ZNMessaging", "operation": "setPushToken:"}' \
-  '"setPushToken:" takes 1 argument, not 0'
+refused '{"do": "call", "on": "ZNMessaging", "operation": "setPushToken:", "arguments": [null, null]}' \
+  '"setPushToken:" takes 1 argument, not 2'
+refused '{"do": "call", "on": "ZNInboxHandler", "operation": "setSyncInProgress:"}' \
+  'argument 1 (setSyncInProgress) of "setSyncInProgress:" must be true or false, not null'
 refused '{"do": "call", "on": "ZNMessaging", "operation": "setPushToken:", "arguments": ["00ff"]}' \
   'argument 1 (setPushToken) of "setPushToken:" must be {"$data": "HEX"} or null, not "00ff"'
 refused '{"do": "call", "on": "ZNMessaging", "operation": "didReceieveNotificationinApplication:withInfo:", "arguments": ["application", "x"]}' \

@@ -31,7 +31,7 @@ UNNotificationCategory ownCategory(const char* identifier) {
 
 /// The record of a category, or nil for one without a usable button.
 zn::Value recordOf(const UNNotificationCategory& category) {
-  if (category.identifier.empty()) return zn::nil;
+  if (category.identifier.length() == 0) return zn::nil;
   zn::Value titles = zn::Value::array();
   zn::Value identifiers = zn::Value::array();
   for (const UNNotificationAction& action : category.actions) {
