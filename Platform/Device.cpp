@@ -1,7 +1,10 @@
 #include "Platform/Device.h"
 
 #include <cxxabi.h>
+#include <time.h>
+#include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -86,6 +89,14 @@ Device::Device()
       screen(std::make_unique<DeviceScreen>()),
       systemLog(std::make_unique<DeviceSystemLog>()) {}
 
+long DeviceClock::secondsFromGMTInZoneOfProcess(Date at) {
+  constexpr double kFarthest = 1e15;
+  if (!(std::abs(at.secondsSince1970) < kFarthest)) return 0;
+  const auto moment = static_cast<time_t>(std::floor(at.secondsSince1970));
+  tm local{};
+  return ::localtime_r(&moment, &local) ? local.tm_gmtoff : 0;
+}
+
 Device::~Device() = default;
 void Device::shutDown() {}
 
@@ -99,7 +110,11 @@ void installLocked(std::shared_ptr<Device> device) ZN_REQUIRES(installation) {
   static std::shared_ptr<Device>& kept = *new std::shared_ptr<Device>;
   kept = std::move(device);
   installed.store(kept.get(), std::memory_order_release);
-  std::atexit([] { installed.load(std::memory_order_acquire)->shutDown(); });
+  static const pid_t process = ::getpid();
+  std::atexit([] {
+    if (::getpid() != process) return;  // a forked child has none of the threads that are to end
+    installed.load(std::memory_order_acquire)->shutDown();
+  });
 }
 
 }  // namespace

@@ -25,6 +25,10 @@ class ZN_EXPORT DeviceClock {
   virtual Date now() const = 0;
   /// Offset of the device's time zone from GMT at that moment, in seconds (east is positive).
   virtual long secondsFromGMT(Date at) const = 0;
+
+ protected:
+  /// The same for the zone that `tzset` last read; 0 for moments beyond any calendar.
+  static long secondsFromGMTInZoneOfProcess(Date at);
 };
 
 /// Queues stop and report an exception that leaves a task; `runTask` does both.

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
@@ -59,13 +58,7 @@ class RealClock final : public DeviceClock {
     const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
     return {std::chrono::duration<double>(sinceEpoch).count()};
   }
-  long secondsFromGMT(Date at) const override {
-    constexpr double kFarthest = 1e15;  // years beyond any calendar
-    if (!(std::abs(at.secondsSince1970) < kFarthest)) return 0;
-    const auto moment = static_cast<time_t>(std::floor(at.secondsSince1970));
-    tm local{};
-    return ::localtime_r(&moment, &local) ? local.tm_gmtoff : 0;
-  }
+  long secondsFromGMT(Date at) const override { return secondsFromGMTInZoneOfProcess(at); }
 };
 
 class FixedDirectories final : public DeviceDirectories {
@@ -111,11 +104,7 @@ std::string dataFolder() {
 }
 
 std::string homeFor(const HeadlessDevice::Options& options) {
-  if (!options.home.empty()) {
-    std::string home = std::filesystem::absolute(options.home).lexically_normal().string();
-    if (home.size() > 1 && home.ends_with('/')) home.pop_back();
-    return home;
-  }
+  if (!options.home.empty()) return absolutePath(options.home);
   const std::string& name = options.applicationID;
   if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
     throw Exception("\"" + name + "\" cannot be an application id: it names a folder");

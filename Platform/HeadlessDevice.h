@@ -29,6 +29,8 @@ class ZN_EXPORT HeadlessDevice : public Device {
     std::string home;
     std::string applicationID = "zintar";
     MainQueue mainQueue = MainQueue::ownThread;
+    /// The device's threads take over the blocked signals of the thread that makes it: a host that waits for signals
+    /// blocks them before.
     unsigned backgroundThreads = 2;
     /// For another process on an application's home, such as a notification service extension: it does not take the
     /// home's lock, and may use NSUserDefaults, which processes share, and nothing else that keeps files.

@@ -25,6 +25,7 @@ void NotificationRecorder::add(const UNNotificationRequest& request,
   {
     Lock lock(mutex_);
     requests_.push_back(request);
+    if (requests_.size() > mostKept) requests_.pop_front();
   }
   dispatchAsync(Queue::global, [onRequest = onRequest_, request, completion = std::move(completion)] {
     if (onRequest) onRequest(request);
@@ -34,7 +35,7 @@ void NotificationRecorder::add(const UNNotificationRequest& request,
 
 std::vector<UNNotificationRequest> NotificationRecorder::requests() const {
   Lock lock(mutex_);
-  return requests_;
+  return {requests_.begin(), requests_.end()};
 }
 
 }  // namespace zn

@@ -1,5 +1,7 @@
 #include "ZintarCore/ZNNetworkRequest.h"
 
+#include <cxxabi.h>
+
 #include "Platform/Device.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Mutex.h"
@@ -35,6 +37,8 @@ void hand(const zn::Value& response, const ZNNetworkRequest::Completion& complet
   const zn::Value answer = response.isDictionary() ? response : zn::nil;
   try {
     if (completion) completion(!answer.isNil(), answer);
+  } catch (const abi::__forced_unwind&) {
+    throw;  // thread cancellation is not an exception that may be kept
   } catch (...) {
     zn::Device::current().systemLog->diagnostic("a request's completion failed: " + zn::currentExceptionText());
   }

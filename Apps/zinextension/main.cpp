@@ -102,15 +102,21 @@ int run(const zinextension::Options& options) {
 
 int main(int count, char** arguments) {
   std::ios::sync_with_stdio(false);
+  zinextension::Options options;
   try {
-    const auto options = zinextension::parsedOptions(std::vector<std::string>(arguments + 1, arguments + count));
-    if (options.help) {
-      std::fputs(zinextension::helpText().c_str(), stdout);
-      return std::fflush(stdout) == 0 ? 0 : kFailed;
-    }
-    return run(options);
+    options = zinextension::parsedOptions(std::vector<std::string>(arguments + 1, arguments + count));
   } catch (const zn::Exception& problem) {
     complain(problem.reason() + "\nTry 'zinextension --help' for more information.");
     return kUnusable;
+  }
+  if (options.help) {
+    std::fputs(zinextension::helpText().c_str(), stdout);
+    return std::fflush(stdout) == 0 ? 0 : kFailed;
+  }
+  try {
+    return run(options);
+  } catch (const zn::Exception& problem) {
+    complain(problem.reason());
+    return kFailed;
   }
 }

@@ -19,8 +19,8 @@ namespace {
 
 constexpr const char* kJson = "application/json";
 constexpr const char* kHtml = "text/html";
-constexpr std::size_t kLongestBody = 4 << 20;
-constexpr std::size_t kThreads = 32;  // a kept connection occupies one
+constexpr std::size_t kLongestBody = 8 << 20;  // more than a full queue of events
+constexpr std::size_t kThreads = 32;           // a kept connection occupies one
 constexpr std::size_t kRequestsPerConnection = 1000;
 
 void log(const std::string& text) { std::fputs(("zinserver: " + text + "\n").c_str(), stderr); }
@@ -57,7 +57,7 @@ Server::Server(std::string folder) : folder_(std::move(folder)) {
     }
   });
   http_.set_error_handler([](const httplib::Request& request, httplib::Response& response) {
-    if (response.body.empty()) {
+    if (response.body.empty() && !response.content_provider_) {
       give(response, response.status, errorOf("cannot answer " + request.method + " " + request.path));
     }
   });

@@ -25,7 +25,10 @@ sigset_t endingSignals() {
 }
 
 void run(const zinserver::Options& options) {
-  if (!std::filesystem::is_directory(options.folder)) throw zn::Exception(options.folder + ": there is no such folder");
+  std::error_code failure;
+  if (!std::filesystem::is_directory(options.folder, failure)) {
+    throw zn::Exception(options.folder + ": " + (failure ? failure.message() : "there is no such folder"));
+  }
   // Blocked in all threads, so that the one that waits for them gets them.
   const sigset_t signals = endingSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);

@@ -57,8 +57,7 @@ SimulatedDirectories::SimulatedDirectories(const std::string& home, EffectSinkPt
     home_ = makeTemporaryFolder("zinsim");
     isTemporary_ = true;
   } else {
-    home_ = std::filesystem::absolute(home).lexically_normal().string();
-    while (home_.size() > 1 && home_.back() == '/') home_.pop_back();
+    home_ = absolutePath(home);
   }
   std::string error;
   for (const std::string& folder : {home_, library(), documents(), preferences()}) {

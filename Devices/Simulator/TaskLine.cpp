@@ -4,7 +4,6 @@
 #include <time.h>
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <regex>
 
@@ -28,6 +27,8 @@ class Flagged {
 };
 
 bool isPosixZone(const std::string& zone) {
+  constexpr std::size_t kLongest = 100;  // a match recurses once a character
+  if (zone.size() > kLongest) return false;
   static const std::regex form(
       R"((<[-+A-Za-z0-9]{3,}>|[A-Za-z]{3,})[-+]?\d{1,2}(:\d{1,2}){0,2})"
       R"(((<[-+A-Za-z0-9]{3,}>|[A-Za-z]{3,})([-+]?\d{1,2}(:\d{1,2}){0,2})?(,[JM]?[\d.]+(/[-+\d:]+)?){0,2})?)");
@@ -98,11 +99,7 @@ void TaskLine::runInBackground(const std::function<void()>& body) {
   body();
 }
 
-long SimulatedClock::secondsFromGMT(Date at) const {
-  const auto seconds = static_cast<time_t>(std::floor(at.secondsSince1970));
-  struct tm local = {};
-  return localtime_r(&seconds, &local) ? local.tm_gmtoff : 0;
-}
+long SimulatedClock::secondsFromGMT(Date at) const { return secondsFromGMTInZoneOfProcess(at); }
 
 void SimulatedClock::setZone(const std::string& zone) {
   if (zone != "UTC" && zone != "GMT" && !isPosixZone(zone) && !isZoneFile(zone)) {

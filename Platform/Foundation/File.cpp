@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Platform/Foundation/Descriptor.h"
+#include "Platform/Foundation/Exception.h"
 
 namespace zn {
 
@@ -228,6 +229,14 @@ std::string stringByAppendingPathComponent(const std::string& path, std::string_
   std::string joined = path;
   if (!joined.empty() && !joined.ends_with('/')) joined += '/';
   return joined += component;
+}
+
+std::string absolutePath(const std::string& path) {
+  std::error_code failure;
+  std::string absolute = std::filesystem::absolute(path, failure).lexically_normal().string();
+  if (failure) throw Exception(path + ": " + failure.message());
+  while (absolute.size() > 1 && absolute.ends_with('/')) absolute.pop_back();
+  return absolute;
 }
 
 }  // namespace zn

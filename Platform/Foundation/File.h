@@ -30,6 +30,9 @@ ZN_EXPORT bool fileExistsAtPath(const std::string& path);
 ZN_EXPORT bool createDirectoryAtPath(const std::string& path, bool intermediate, std::string* error = nullptr);
 ZN_EXPORT bool removeItemAtPath(const std::string& path, std::string* error = nullptr);
 ZN_EXPORT std::string stringByAppendingPathComponent(const std::string& path, std::string_view component);
+/// From the working directory if it is relative; without ".", ".." and a slash at its end. Throws Exception where there
+/// is no working directory any more.
+ZN_EXPORT std::string absolutePath(const std::string& path);
 
 /// An advisory lock on a file (made when missing, mode 0600), held while the object lives; it excludes other processes
 /// and other FileLock objects of this one.

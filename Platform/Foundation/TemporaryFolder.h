@@ -28,11 +28,14 @@ inline std::string makeTemporaryFolder(const std::string& prefix) {
   return makeTemporaryFolder(prefix, parent);
 }
 
-/// A fresh folder in the system's temporary folder, for its owner only; removed at the end with all that is in it.
+/// A fresh folder for its owner only; removed at the end with all that is in it.
 class TemporaryFolder {
  public:
-  /// Its name begins with `prefix`. Throws Exception when it cannot be made.
+  /// In the system's temporary folder, or in `parent`. Its name begins with `prefix`. Throws Exception when it cannot
+  /// be made.
   explicit TemporaryFolder(const std::string& prefix) : path_(makeTemporaryFolder(prefix)) {}
+  TemporaryFolder(const std::string& prefix, const std::filesystem::path& parent)
+      : path_(makeTemporaryFolder(prefix, parent)) {}
   ~TemporaryFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
