@@ -14,26 +14,15 @@
 #include <thread>
 
 #include "Platform/Foundation/Descriptor.h"
+#include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 
 namespace {
 
-/// Keeps temporary folders in memory where the machine has such a folder: a kill loses nothing there either, and
-/// thousands of writes need not wait for a disk.
-struct MemoryFolders {
-  MemoryFolders() {
-    if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
-  }
-};
-
 /// Notification service extensions and the application at the same time, as processes of their own.
-class ExtensionCrash : private MemoryFolders, public ::testing::Test {
+class ExtensionCrash : public ::testing::Test {
  protected:
-  static int scaled(int count, int least) {
-    const char* scale = std::getenv("ZN_STRESS_SCALE");
-    return std::max(least, static_cast<int>(count * (scale ? std::atof(scale) : 1)));
-  }
   template <class... Arguments>
   static pid_t start(int output, const char* program, const Arguments&... arguments) {
     const pid_t child = fork();
@@ -54,7 +43,7 @@ class ExtensionCrash : private MemoryFolders, public ::testing::Test {
   std::string inFolder(const std::string& name) const { return folder_ / name; }
 
  private:
-  zn::test::TemporaryFolder folder_;
+  zn::test::MemoryFolder folder_;
 };
 
 class AddedCounter final : public zn::InboxObserver {
@@ -67,7 +56,7 @@ class AddedCounter final : public zn::InboxObserver {
 
 TEST_F(ExtensionCrash, WhatKilledWritersLeftComesInOnceWhileTheHostDrains) {
   constexpr int kWriters = 5;
-  const int count = scaled(2000, 100);
+  const int count = zn::test::scaled(2000, 100);
   zn::test::TestDevice device;
   device.device().systemLog = std::make_unique<zn::DeviceSystemLog>();
   const auto inbox = std::make_shared<ZNInboxHandler>();
@@ -154,7 +143,7 @@ class SynchroniserCrash : public ExtensionCrash {
 
 TEST_F(SynchroniserCrash, AKillAtAnyMomentNeitherLosesNorRepeatsAPayload) {
   constexpr int kEach = 24;
-  const int kills = scaled(100, 25);
+  const int kills = zn::test::scaled(100, 25);
   std::mt19937 random(20240301);
   int leftBatches = 0;
   int leftRecords = 0;

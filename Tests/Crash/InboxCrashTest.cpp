@@ -4,12 +4,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <random>
 #include <thread>
 
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/KeyedArchive.h"
+#include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestHome.h"
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxData.h"
 
@@ -41,12 +41,11 @@ std::int64_t runAndKill(const std::string& home, std::mt19937& random) {
 }
 
 TEST(InboxCrash, AKillAtAnyMomentOfASaveLeavesTheOldFileOrTheNewOne) {
-  const zn::test::TemporaryFolder folder;
+  const zn::test::MemoryFolder folder;
   const std::string home = folder / "home";
   const std::string file = home + "/Library/ZNInbox/InboxData";
   std::mt19937 random(20240229);
-  const char* scale = std::getenv("ZN_STRESS_SCALE");
-  const int kills = std::max(20, static_cast<int>(300 * (scale ? std::atof(scale) : 1)));
+  const int kills = zn::test::scaled(300, 20);
   for (int i = 0; i < kills; ++i) {
     const std::int64_t reported = runAndKill(home, random);
     ASSERT_GT(reported, 0);

@@ -51,8 +51,7 @@ done
 hint="Try 'zinextension --help' for more information."
 gives 2 "zinextension: option --home is needed
 $hint" </dev/null
-gives 2 "zinextension: none.jsonl: No such file or directory
-$hint" "${store[@]}" none.jsonl </dev/null
+gives 1 "zinextension: none.jsonl: No such file or directory" "${store[@]}" none.jsonl </dev/null
 chmod 500 home/Preferences
 if [[ ! -w home/Preferences ]]; then  # root may write everywhere
   echo '{"zintar": {"cid": "third"}}' | "$zinextension" "${store[@]}" 2>err.txt

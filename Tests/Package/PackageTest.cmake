@@ -33,16 +33,23 @@ endforeach()
 
 build_against_package(${CMAKE_CURRENT_LIST_DIR}/AllHeaders all-headers)
 
+# A server of the developer's own may listen where the example's configuration says; nothing does at port 1.
+set(configuration ${work}/configuration.json)
+file(READ ${source}/Examples/configuration.json text)
+string(REPLACE "127.0.0.1:8088" "127.0.0.1:1" text "${text}")
+file(WRITE ${configuration} "${text}")
+set(ENV{no_proxy} 127.0.0.1)
+
 build_against_package(${source}/Examples/minimal-host minimal-host)
 set(ENV{XDG_DATA_HOME} ${work}/data)
-set(host ${work}/minimal-host/minimal-host ${source}/Examples/configuration.json)
+set(host ${work}/minimal-host/minimal-host ${configuration})
 run_or_fail("the example" output ${host})
 expect_output("${output}" "at the start: 0 in the inbox\nafter a click: 1 in the inbox, 0 unread\n")
 run_or_fail("the example's second start" output ${host})
 expect_output("${output}" "at the start: 1 in the inbox\nafter a click: 1 in the inbox, 0 unread\n")
 
 build_against_package(${source}/Examples/intercepted-host intercepted-host)
-set(host ${work}/intercepted-host/intercepted-host ${source}/Examples/configuration.json)
+set(host ${work}/intercepted-host/intercepted-host ${configuration})
 set(click "the shop hears of a click on parcel\nthe click is dealt with\n")
 run_or_fail("the example without the proxy" output ${host})
 expect_output("${output}" "${click}")
@@ -50,8 +57,7 @@ run_or_fail("the example with the proxy" output ${host} with-proxy)
 expect_output("${output}" "the module broadcasts the click\n${click}")
 
 build_against_package(${source}/Examples/inbox-screen inbox-screen)
-run_or_fail("the example with a list of its own" output ${work}/inbox-screen/own-list
-            ${source}/Examples/configuration.json)
+run_or_fail("the example with a list of its own" output ${work}/inbox-screen/own-list ${configuration})
 expect_output("${output}" "messages: 2, unread: 1
   * Your parcel (14 Nov 2023)
     Autumn sale (11 Nov 2023)
@@ -61,7 +67,7 @@ messages: 2, unread: 0
 messages: 1, unread: 0
     Your parcel (14 Nov 2023)
 ")
-set(screen ${work}/inbox-screen/embedded-screen ${source}/Examples/configuration.json)
+set(screen ${work}/inbox-screen/embedded-screen ${configuration})
 run_or_fail("the example with the inbox screen" output ${screen})
 set(parcel "14-Nov  Your parcel: It comes between 14:00 and 16:00.")
 set(sale "11-Nov  Autumn sale: 20 % off until Sunday.")

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -113,6 +114,19 @@ TEST_F(DefaultDeviceDeathTest, ATaskMayEndTheProcessWhileOthersRun) {
   const EnvironmentVariable dataHome("XDG_DATA_HOME", folder_);
   EXPECT_EXIT(exitFromATask(Queue::main), testing::ExitedWithCode(3), "running");
   EXPECT_EXIT(exitFromATask(Queue::global), testing::ExitedWithCode(3), "running");
+}
+
+TEST_F(DefaultDeviceDeathTest, AForkedChildMayExit) {
+  const EnvironmentVariable dataHome("XDG_DATA_HOME", folder_);
+  const auto forkAndWait = [] {
+    zn::Device::current();
+    const pid_t child = fork();
+    if (child == 0) std::exit(7);
+    int status = 0;
+    waitpid(child, &status, 0);
+    std::exit(WIFEXITED(status) ? WEXITSTATUS(status) : 1);
+  };
+  EXPECT_EXIT(forkAndWait(), testing::ExitedWithCode(7), "");
 }
 
 }  // namespace

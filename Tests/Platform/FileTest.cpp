@@ -130,6 +130,7 @@ TEST(File, AProcessKilledWhileReplacingLeavesOldOrNewContents) {
     ASSERT_EQ(pipe(started), 0);
     const pid_t writer = fork();
     if (writer == 0) keepReplacing(path, a, b, started[1]);
+    close(started[1]);
     char byte;
     ASSERT_EQ(read(started[0], &byte, 1), 1);
     const timespec moment{0, nanoseconds(random)};
@@ -139,7 +140,6 @@ TEST(File, AProcessKilledWhileReplacingLeavesOldOrNewContents) {
     waitpid(writer, &status, 0);
     ASSERT_TRUE(WIFSIGNALED(status));
     close(started[0]);
-    close(started[1]);
 
     const std::string contents = textOf(path);
     ASSERT_TRUE(contents == a || contents == b) << "a mixture of " << contents.size() << " bytes";

@@ -8,6 +8,7 @@
 
 #include "Platform/Foundation/NSNotificationCenter.h"
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
+#include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
@@ -100,8 +101,7 @@ std::shared_ptr<zn::Object> freshDelegate(int number) {
 
 TEST(Stress, EveryResponseMeetsOneDelegateInterceptedOnceWhileDelegatesChange) {
   zn::test::TestDevice device(zn::HeadlessDevice::MainQueue::ownThread);
-  const char* const scale = std::getenv("ZN_STRESS_SCALE");
-  const int rounds = std::max(50, static_cast<int>(10000 * (scale ? std::atof(scale) : 1)));
+  const int rounds = zn::test::scaled(10000, 50);
   const auto center = UNUserNotificationCenter::currentNotificationCenter();
   NSNotificationCenter::defaultCenter()->addObserver(center, Zintar_Notification_Received_Notification,
                                                      [](const NSNotification&) { ++handledByModule; });

@@ -7,6 +7,7 @@
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/NSNotificationCenter.h"
 #include "Platform/NotificationRecorder.h"
+#include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
@@ -22,10 +23,7 @@ namespace {
 using zn::Value;
 using zn::test::TestDevice;
 
-int rounds(int full) {
-  const char* scale = std::getenv("ZN_STRESS_SCALE");
-  return std::max(10, static_cast<int>(full * (scale ? std::atof(scale) : 1)));
-}
+int rounds(int full) { return zn::test::scaled(full, 10); }
 
 UNNotificationResponse click(const std::string& campaign, const char* action) {
   UNNotificationResponse response;

@@ -51,7 +51,7 @@ class PlainDevice final : public Device {
     return *device;
   }
 
-  PlainDevice() : home_(freshFolder()) {
+  PlainDevice() : home_(makeTemporaryFolder("zntest", MemoryFolder::parent())) {
     clock = std::make_unique<Clock>();
     queues = std::make_unique<Queues>();
     directories = std::make_unique<Directories>(home_);
@@ -84,13 +84,6 @@ class PlainDevice final : public Device {
     std::string home() const override { return path_; }
     std::string path_;
   };
-
-  /// In memory where the machine has such a folder: hundreds of writes need not wait for a busy disk.
-  static std::string freshFolder() {
-    const std::filesystem::path memory = "/dev/shm";
-    const bool hasMemory = std::filesystem::is_directory(memory) && ::access(memory.c_str(), W_OK) == 0;
-    return makeTemporaryFolder("zntest", hasMemory ? memory : std::filesystem::temp_directory_path());
-  }
 
   const std::string home_;
 };
