@@ -37,7 +37,7 @@ struct CategorySet {
 
   std::vector<UNNotificationCategory> categories;
   /// Among them was something that is no category, as can happen to a host that gets them from a script or a file. A
-  /// registration uses none of such a set.
+  /// registration uses none of such a set, and none of its buttons are sent.
   bool holdsOthers = false;
 };
 

@@ -98,7 +98,7 @@ void explain(const Fields& fields, Session& session) {
 
 void triggers(const Fields&, Session& session) {
   const auto all = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields();
-  Value status = Value::array();
+  Value status = all.deviceTriggerStatus ? Value::array() : Value::null();
   for (const auto& each : all.statuses()) status.append(printed(each));
   session.print("triggers", Value::dictionary({{"campaigns", orNull(printed(all.deviceTriggers))},
                                                {"events", orNull(all.deviceTriggerEvents)},

@@ -89,7 +89,7 @@ std::vector<Operation> buttonsAndPermission() {
       operation("handleActionWithIdentifier:forRemoteNotification:", {P::text, P::dictionary},
                 [](A a) { handler().handleActionWithIdentifier(a.value(0), a.value(1)); }),
       operation("setNotificationCategories:", {P::categories},
-                [](A a) { handler().setNotificationCategories(a.categories(0).categories); }),
+                [](A a) { handler().setNotificationCategories(a.categories(0)); }),
       operation("sendCategoriesWithArray:", {P::array}, [](A a) { handler().sendCategoriesWithArray(a.value(0)); }),
       operation("checkPushNotificationsSettingsWithCompletionBlock:", {P::completion},
                 [](A a) { handler().checkPushNotificationsSettingsWithCompletionBlock(a.booleanCompletion(0)); }),

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/NSUserDefaults.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
@@ -72,10 +73,10 @@ void forgetSentCategoriesOfOtherVersions() {
 void ZNMessaging::setUserNotificationCategories(const zn::CategorySet& categories) {
   zn::guarded("setUserNotificationCategories:", "exception while setting categories : %@", [&] {
     if (!ZNConfigDataManager::sharedInstance()->isAccountActive()) return;
-    std::vector<UNNotificationCategory> all = categories.categories;
-    all.push_back(ownCategory("ZIN_DISMISS_CATEGORY"));
-    all.push_back(ownCategory("ZIN_PUSH_TEMPLATE"));
-    UNUserNotificationCenter::currentNotificationCenter()->setNotificationCategories(all);
+    zn::CategorySet all = categories;
+    all.categories.push_back(ownCategory("ZIN_DISMISS_CATEGORY"));
+    all.categories.push_back(ownCategory("ZIN_PUSH_TEMPLATE"));
+    UNUserNotificationCenter::currentNotificationCenter()->setNotificationCategories(all.categories);
     forgetSentCategoriesOfOtherVersions();
     if (!ZNCoreUtils::getSDKUserDefault()->boolForKey(kUserDefaultsKeyNotificationCategorySent)) {
       ZNNotificationHandler::sharedInstance()->setNotificationCategories(all);
@@ -83,10 +84,11 @@ void ZNMessaging::setUserNotificationCategories(const zn::CategorySet& categorie
   });
 }
 
-void ZNNotificationHandler::setNotificationCategories(const std::vector<UNNotificationCategory>& categories) {
+void ZNNotificationHandler::setNotificationCategories(const zn::CategorySet& categories) {
   zn::guarded("setNotificationCategories:", "Exception while setting categories : %@", [&] {
+    if (categories.holdsOthers) throw zn::Exception("an object in the set is no UNNotificationCategory");
     zn::Value records = zn::Value::array();
-    for (const UNNotificationCategory& category : categories) records.append(recordOf(category));
+    for (const UNNotificationCategory& category : categories.categories) records.append(recordOf(category));
     sendCategoriesWithArray(records);
   });
 }

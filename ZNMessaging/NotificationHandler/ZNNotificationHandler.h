@@ -12,6 +12,10 @@
 #include "ZNAnalytics/ZNSource.h"
 #include "ZNRichNotification/ZNPushPayload.h"
 
+namespace zn {
+struct CategorySet;  // in ZNMessaging.h
+}
+
 /// Decides what a delivered or clicked push means: tells the module's own pushes from others, broadcasts clicks to the
 /// host, and for own, visible pushes carries out the click, counts it and records it in the inbox. Keeps the device
 /// token and the user's push preference up to date.
@@ -95,8 +99,9 @@ class ZN_EXPORT ZNNotificationHandler : public std::enable_shared_from_this<ZNNo
 
   // Buttons, permission and token.
 
-  /// `setNotificationCategories:`: makes records of the categories' buttons and sends them.
-  void setNotificationCategories(const std::vector<UNNotificationCategory>& categories);
+  /// `setNotificationCategories:`: makes records of the categories' buttons and sends them. Fails for a set that holds
+  /// others: nothing is kept or sent then.
+  void setNotificationCategories(const zn::CategorySet& categories);
   /// `sendCategoriesWithArray:`: keeps the records ([{"name", "actions": [titles], "actionsIdentifier":
   /// [identifiers]}]) and sends them to the server. Once that accepted them, it is asked no more in this version of the
   /// application.
