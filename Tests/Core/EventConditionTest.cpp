@@ -9,15 +9,8 @@
 #include <vector>
 
 #include "Platform/Foundation/Json.h"
+#include "Tests/Support/Sanitized.h"
 #include "ZNAnalytics/ZNEventCondition.h"
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define ZN_SANITIZED
-#endif
-#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define ZN_SANITIZED
-#endif
 
 #ifndef ZN_SANITIZED  // the sanitizers bring an allocator of their own
 namespace {
