@@ -231,7 +231,10 @@ std::optional<Value> parse(std::string_view text, JsonReadOptions options, JsonE
     return std::nullopt;
   }
   if (isRead) return builder.takeResult();
-  if (builder.failure() == kHalfSurrogate) return parse(withoutHalfSurrogates(text), options, error);
+  if (builder.failure() == kHalfSurrogate) {
+    const std::string mended = withoutHalfSurrogates(text);
+    if (mended != text) return parse(mended, options, error);
+  }
   error = errorAt(text, builder.failedAt(), builder.failure());
   return std::nullopt;
 }

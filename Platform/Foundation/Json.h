@@ -22,8 +22,8 @@ struct JsonReadOptions {
 
 /// Reads one JSON text (RFC 8259, UTF-8). Integers beyond 64 bits become reals. Texts that nest deeper than
 /// `Value::maximumReadDepth` are an error. Of equal keys in an object the last one wins. Half of an escaped surrogate
-/// pair, as a server leaves of an emoji that it cut, is read as U+FFFD. Never throws; on failure the
-/// result is empty and `error`, if given, is filled.
+/// pair, as a server leaves of an emoji that it cut, is read as U+FFFD. Never throws; on failure the result is empty and
+/// `error`, if given, is filled.
 ZN_EXPORT std::optional<Value> parseJson(std::string_view text, JsonError* error = nullptr,
                                          JsonReadOptions options = {});
 
