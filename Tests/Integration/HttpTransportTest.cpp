@@ -400,7 +400,7 @@ TEST_F(HttpTransportTest, LimitsAndAddressesThatCannotBeUsedAreRefused) {
 }  // namespace
 
 /// Stands before the system's, for libcurl too: for one host there is no answer until the test allows it.
-extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** result) noexcept {
+extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** result) {
   static const auto system = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
   if (!node || std::strcmp(node, kSilentHost) != 0) return system(node, service, hints, result);
   nameServiceAnswers.wait(false);
