@@ -14,12 +14,12 @@ using Center = std::shared_ptr<UNUserNotificationCenter>;
 class Host : public zn::Object {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine = zn::ClassBuilder<Host>("BenchmarkHost")
-                                       .conformsTo(kProtocolUserNotificationCenterDelegate)
-                                       .implements(kSelectorDidReceiveNotificationResponse, &Host::didReceive)
-                                       .implements(kSelectorWillPresentNotification, &Host::willPresent)
-                                       .build();
-    return mine;
+    static const zn::Class* const mine = zn::ClassBuilder<Host>("BenchmarkHost")
+                                             .conformsTo(kProtocolUserNotificationCenterDelegate)
+                                             .implements(kSelectorDidReceiveNotificationResponse, &Host::didReceive)
+                                             .implements(kSelectorWillPresentNotification, &Host::willPresent)
+                                             .build();
+    return *mine;
   }
   void didReceive(const Center&, const UNNotificationResponse&, const std::function<void()>&) { ++calls; }
   void willPresent(const Center&, const UNNotification&, const std::function<void(unsigned)>&) { ++calls; }

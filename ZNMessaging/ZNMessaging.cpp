@@ -43,14 +43,14 @@ const std::shared_ptr<ZNMessaging>& ZNMessaging::sharedInstance() {
 const zn::Class& ZNMessaging::isa() const {
   using Response = void (ZNMessaging::*)(const std::shared_ptr<UNUserNotificationCenter>&,
                                          const UNNotificationResponse&, const std::function<void()>&);
-  static const zn::Class& mine =
+  static const zn::Class* const mine =
       zn::ClassBuilder<ZNMessaging>("ZNMessaging")
           .conformsTo(kProtocolUserNotificationCenterDelegate)
           .implements(kSelectorDidReceiveNotificationResponse,
                       static_cast<Response>(&ZNMessaging::didReceiveNotificationResponse))
           .implements(kSelectorWillPresentNotification, &ZNMessaging::willPresentNotification)
           .build();
-  return mine;
+  return *mine;
 }
 
 void ZNMessaging::start() {

@@ -25,7 +25,7 @@ class FailureMessage {
   explicit FailureMessage(const char* text, const Arguments&... arguments) : text_(text), arguments_(arguments...) {}
 
   std::string textFor(const std::string& exception) const {
-    return std::apply([&](const auto&... each) { return format(text_, resolve(each, exception)...); }, arguments_);
+    return std::apply([&](const auto&... each) { return zn::format(text_, resolve(each, exception)...); }, arguments_);
   }
 
  private:
@@ -53,7 +53,9 @@ template <>
 struct Neutral<void> {
   static void value() {}
 };
-inline std::string failureText(const char* message, const std::string& exception) { return format(message, exception); }
+inline std::string failureText(const char* message, const std::string& exception) {
+  return zn::format(message, exception);
+}
 template <class... A>
 std::string failureText(const FailureMessage<A...>& message, const std::string& exception) {
   return message.textFor(exception);

@@ -42,8 +42,7 @@ std::size_t bytesOf(std::string_view text, std::size_t width) {
 /// Lines of at most `width` characters, broken at blanks, or within words that are too long for a line.
 std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   std::vector<std::string> lines;
-  while (widthOf(text) > width) {
-    const std::size_t most = bytesOf(text, width);
+  for (std::size_t most = 0; (most = bytesOf(text, width)) < text.size();) {
     const std::size_t blank = text.rfind(' ', most);
     const bool atBlank = blank != text.npos && blank > 0;
     lines.emplace_back(text.substr(0, atBlank ? blank : most));

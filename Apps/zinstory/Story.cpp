@@ -28,12 +28,12 @@ class Host : public zn::Object, public ZNMessagingDelegate {
   explicit Host(Page& page) : page_(page) {}
 
   const zn::Class& isa() const override {
-    static const zn::Class& mine =
+    static const zn::Class* const mine =
         zn::ClassBuilder<Host>("StoryHost")
             .implements(kSelectorDidReceiveRemoteNotification, &Host::didReceiveRemoteNotification)
             .implements(kSelectorDidRegisterForRemoteNotifications, &Host::didRegister)
             .build();
-    return mine;
+    return *mine;
   }
 
   void notificationClickedWithScreenName(const zn::Value& screenName, const zn::Value& kvPairs) override {

@@ -1,6 +1,5 @@
 // zinstory: tells on the simulated device what becomes of push notifications.
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "Apps/zinstory/Shop.h"
+#include "Apps/zinstory/Starts.h"
 #include "Apps/zinstory/Story.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Format.h"
@@ -91,19 +91,13 @@ int run(const std::function<void()>& body) {
   return 0;
 }
 
-/// Runs `body` in a process of its own, as one start of the application, and returns its exit status.
-int runInChild(const std::function<void()>& body) {
-  std::fflush(stdout);
-  const pid_t child = fork();
-  if (child < 0) return complain(std::string("no second process: ") + std::strerror(errno), kFailed);
-  if (child == 0) std::exit(run(body));  // not a return: the temporary folder belongs to the parent
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+/// One start of the application; returns its exit status.
+int start(zinstory::Starts& starts, const std::function<void()>& body) {
+  const int status = starts.run([&] { return run(body); });
+  if (status > kSignalled && status != kSignalled + SIGPIPE && !starts.isAskedToEnd()) {
+    complain(zn::format("a start of the application ended by signal %d", status - kSignalled), kFailed);
   }
-  if (!WIFSIGNALED(status)) return WEXITSTATUS(status);
-  const int signal = WTERMSIG(status);
-  if (signal != SIGPIPE) complain(zn::format("a start of the application ended by signal %d", signal), kFailed);
-  return kSignalled + signal;
+  return status;
 }
 
 bool showsColours() {
@@ -114,12 +108,13 @@ bool showsColours() {
 int tell(const Options& options) {
   std::vector<zinstory::Payload> payloads;
   for (const std::string& file : options.files) payloads.push_back(zinstory::readPayload(file));
+  zinstory::Starts starts;
   const zn::TemporaryFolder home("zinstory");
   zinstory::Page page(showsColours());
-  int status = runInChild([&] { zinstory::tellFirstStart(page, home.path(), payloads); });
-  if (status == 0) status = runInChild([&] { zinstory::tellSecondStart(page, home.path()); });
+  int status = start(starts, [&] { zinstory::tellFirstStart(page, home.path(), payloads); });
+  if (status == 0) status = start(starts, [&] { zinstory::tellSecondStart(page, home.path()); });
   if (status != 0 || options.campaigns.empty()) return status;
-  return runInChild([&] { zinstory::tellShop(page, home.path() + "/shop", options.campaigns); });
+  return start(starts, [&] { zinstory::tellShop(page, home.path() + "/shop", options.campaigns); });
 }
 
 }  // namespace

@@ -14,11 +14,12 @@
 class ShopDelegate : public zn::Object {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine = zn::ClassBuilder<ShopDelegate>("ShopDelegate")
-                                       .conformsTo(kProtocolUserNotificationCenterDelegate)
-                                       .implements(kSelectorDidReceiveNotificationResponse, &ShopDelegate::didReceive)
-                                       .build();
-    return mine;
+    static const zn::Class* const mine =
+        zn::ClassBuilder<ShopDelegate>("ShopDelegate")
+            .conformsTo(kProtocolUserNotificationCenterDelegate)
+            .implements(kSelectorDidReceiveNotificationResponse, &ShopDelegate::didReceive)
+            .build();
+    return *mine;
   }
 
  private:

@@ -214,11 +214,11 @@ ZN_EXPORT MethodPtr boundImplementation(const Object& receiver, Selector selecto
 /// How a C++ class joins the run time, in its `isa()`:
 ///
 ///     const zn::Class& MyDelegate::isa() const {
-///       static const zn::Class& mine = zn::ClassBuilder<MyDelegate>("MyDelegate")
+///       static const zn::Class* const mine = zn::ClassBuilder<MyDelegate>("MyDelegate")
 ///                                          .conformsTo(kProtocolUserNotificationCenterDelegate)
 ///                                          .implements(kSelectorWillPresentNotification, &MyDelegate::willPresent)
 ///                                          .build();
-///       return mine;
+///       return *mine;
 ///     }
 ///
 /// The class is found by name once its first object, or a line at the start of the program, has asked for it.
@@ -255,10 +255,11 @@ class ClassBuilder {
     return *this;
   }
 
-  const Class& build() {
+  /// The class, which lives as long as the process.
+  const Class* build() {
     Class& made = Class::define(std::move(name_), superclass_, std::move(protocols_));
     for (const auto& add : additions_) add(made);
-    return made;
+    return &made;
   }
 
  private:

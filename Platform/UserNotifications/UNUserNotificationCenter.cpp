@@ -32,11 +32,11 @@ using Center = std::shared_ptr<UNUserNotificationCenter>;
 std::shared_ptr<zn::Object> currentCenter() { return UNUserNotificationCenter::currentNotificationCenter(); }
 
 const zn::Class& centerClass() {
-  static const zn::Class& mine = zn::ClassBuilder<UNUserNotificationCenter>("UNUserNotificationCenter")
-                                     .implements(kDelegateKeyPath, &UNUserNotificationCenter::delegate)
-                                     .implementsClassOperation("currentNotificationCenter", &currentCenter)
-                                     .build();
-  return mine;
+  static const zn::Class* const mine = zn::ClassBuilder<UNUserNotificationCenter>("UNUserNotificationCenter")
+                                           .implements(kDelegateKeyPath, &UNUserNotificationCenter::delegate)
+                                           .implementsClassOperation("currentNotificationCenter", &currentCenter)
+                                           .build();
+  return *mine;
 }
 
 const zn::Selector& didReceiveSelector() {

@@ -341,6 +341,8 @@ TEST_F(HttpTransportTest, TheEndOfTheProcessBreaksRequestsOff) {
     std::exit(2);  // which the handler replaces
   };
   GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const zn::test::EnvironmentVariable temporary("TMPDIR",
+                                                device.home());  // of the other process, which puts nothing away
   EXPECT_EXIT(endWithARequestUnderWay(), ::testing::ExitedWithCode(0), "");
 }
 

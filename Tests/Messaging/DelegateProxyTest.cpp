@@ -24,11 +24,11 @@ template <char Name>
 class Host : public zn::Object {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine = zn::ClassBuilder<Host>(std::string("Host") + Name)
-                                       .conformsTo(kProtocolUserNotificationCenterDelegate)
-                                       .implements(kSelectorDidReceiveNotificationResponse, &Host::didReceive)
-                                       .build();
-    return mine;
+    static const zn::Class* const mine = zn::ClassBuilder<Host>(std::string("Host") + Name)
+                                             .conformsTo(kProtocolUserNotificationCenterDelegate)
+                                             .implements(kSelectorDidReceiveNotificationResponse, &Host::didReceive)
+                                             .build();
+    return *mine;
   }
   void didReceive(const Center&, const UNNotificationResponse&, const std::function<void()>&) {
     called.push_back(isa().name());

@@ -19,12 +19,12 @@ using Strings = std::vector<std::string>;
 class Animal : public zn::Object {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine = zn::ClassBuilder<Animal>("Animal")
-                                       .conformsTo("Living")
-                                       .implements("name", &Animal::name)
-                                       .implements("say:times:", &Animal::say)
-                                       .build();
-    return mine;
+    static const zn::Class* const mine = zn::ClassBuilder<Animal>("Animal")
+                                             .conformsTo("Living")
+                                             .implements("name", &Animal::name)
+                                             .implements("say:times:", &Animal::say)
+                                             .build();
+    return *mine;
   }
   std::string name() { return "animal"; }
   std::string say(const std::string& text, int times) { return text + "*" + std::to_string(times); }
@@ -33,9 +33,9 @@ class Animal : public zn::Object {
 class Dog : public Animal {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine =
+    static const zn::Class* const mine =
         zn::ClassBuilder<Dog>("Dog", &Animal().isa()).conformsTo("Barking").implements("name", &Dog::dogName).build();
-    return mine;
+    return *mine;
   }
   std::string dogName() { return "dog"; }
 };
@@ -167,9 +167,9 @@ TEST(Runtime, AProtocolSaysWhichSignatureFits) {
 class Bell : public zn::Object {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine =
+    static const zn::Class* const mine =
         zn::ClassBuilder<Bell>("Bell").implementsClassOperation("material", &Bell::material).build();
-    return mine;
+    return *mine;
   }
   static std::string material() { return "bronze"; }
 };
@@ -186,7 +186,7 @@ TEST(Runtime, AClassAnswersItsOwnOperations) {
 class HostDelegate : public zn::Object {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine =
+    static const zn::Class* const mine =
         zn::ClassBuilder<HostDelegate>("HostDelegate")
             .conformsTo(kProtocolUserNotificationCenterDelegate)
             .implements(kSelectorDidReceiveRemoteNotification, &HostDelegate::didReceive)
@@ -196,7 +196,7 @@ class HostDelegate : public zn::Object {
             .implements(kSelectorDidReceiveNotificationResponse, &HostDelegate::didRespond)
             .implements(kSelectorWillPresentNotification, &HostDelegate::willPresent)
             .build();
-    return mine;
+    return *mine;
   }
   void didReceive(const std::shared_ptr<UIApplication>& application, const zn::Value& payload) {
     calls.push_back("payload " + std::string(payload.validObjectForKey("id").string()));

@@ -31,11 +31,11 @@ void called(const zn::Object& receiver, const char* implementation) {
 class First : public zn::Object {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine = zn::ClassBuilder<First>("First")
-                                       .conformsTo(kProtocolUserNotificationCenterDelegate)
-                                       .implements(kSelectorDidReceiveNotificationResponse, &First::didReceive)
-                                       .build();
-    return mine;
+    static const zn::Class* const mine = zn::ClassBuilder<First>("First")
+                                             .conformsTo(kProtocolUserNotificationCenterDelegate)
+                                             .implements(kSelectorDidReceiveNotificationResponse, &First::didReceive)
+                                             .build();
+    return *mine;
   }
   void didReceive(const Center&, const UNNotificationResponse&, const std::function<void()>&) {
     called(*this, "First");
@@ -45,11 +45,11 @@ class First : public zn::Object {
 class Second : public zn::Object {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine = zn::ClassBuilder<Second>("Second")
-                                       .conformsTo(kProtocolUserNotificationCenterDelegate)
-                                       .implements(kSelectorDidReceiveNotificationResponse, &Second::didReceive)
-                                       .build();
-    return mine;
+    static const zn::Class* const mine = zn::ClassBuilder<Second>("Second")
+                                             .conformsTo(kProtocolUserNotificationCenterDelegate)
+                                             .implements(kSelectorDidReceiveNotificationResponse, &Second::didReceive)
+                                             .build();
+    return *mine;
   }
   void didReceive(const Center&, const UNNotificationResponse&, const std::function<void()>&) {
     called(*this, "Second");
@@ -59,10 +59,11 @@ class Second : public zn::Object {
 class Child : public First {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine = zn::ClassBuilder<Child>("Child", &First().isa())
-                                       .implements(kSelectorDidReceiveNotificationResponse, &Child::childDidReceive)
-                                       .build();
-    return mine;
+    static const zn::Class* const mine =
+        zn::ClassBuilder<Child>("Child", &First().isa())
+            .implements(kSelectorDidReceiveNotificationResponse, &Child::childDidReceive)
+            .build();
+    return *mine;
   }
   void childDidReceive(const Center&, const UNNotificationResponse&, const std::function<void()>&) {
     called(*this, "Child");

@@ -49,17 +49,18 @@ const zn::Class& ZNAppDelegateMessagingProxy::isa() const {
   using Application = const std::shared_ptr<UIApplication>&;
   using Received = void (Proxy::*)(Application, const zn::Value&);
   using ReceivedFetching = void (Proxy::*)(Application, const zn::Value&, const std::function<void(unsigned)>&);
-  static const zn::Class& mine = zn::ClassBuilder<Proxy>("ZNAppDelegateMessagingProxy")
-                                     .implements(kSelectorDidReceiveRemoteNotification,
-                                                 static_cast<Received>(&Proxy::didReceiveRemoteNotification))
-                                     .implements(kSelectorDidReceiveRemoteNotificationFetch,
-                                                 static_cast<ReceivedFetching>(&Proxy::didReceiveRemoteNotification))
-                                     .implements(kSelectorDidFailToRegisterForRemoteNotifications,
-                                                 &Proxy::didFailToRegisterForRemoteNotificationsWithError)
-                                     .implements(kSelectorDidRegisterForRemoteNotifications,
-                                                 &Proxy::didRegisterForRemoteNotificationsWithDeviceToken)
-                                     .build();
-  return mine;
+  static const zn::Class* const mine =
+      zn::ClassBuilder<Proxy>("ZNAppDelegateMessagingProxy")
+          .implements(kSelectorDidReceiveRemoteNotification,
+                      static_cast<Received>(&Proxy::didReceiveRemoteNotification))
+          .implements(kSelectorDidReceiveRemoteNotificationFetch,
+                      static_cast<ReceivedFetching>(&Proxy::didReceiveRemoteNotification))
+          .implements(kSelectorDidFailToRegisterForRemoteNotifications,
+                      &Proxy::didFailToRegisterForRemoteNotificationsWithError)
+          .implements(kSelectorDidRegisterForRemoteNotifications,
+                      &Proxy::didRegisterForRemoteNotificationsWithDeviceToken)
+          .build();
+  return *mine;
 }
 
 ZNAppDelegateMessagingProxy::ZNAppDelegateMessagingProxy() = default;

@@ -23,7 +23,7 @@ std::invoke_result_t<Body> guardedOnScreen(const char* message, Body&& body) {
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (...) {
-    Device::current().systemLog->write(format(message, currentExceptionText()));
+    Device::current().systemLog->write(zn::format(message, currentExceptionText()));
   }
   return std::invoke_result_t<Body>();
 }
