@@ -79,7 +79,7 @@ std::shared_ptr<Object> HostObjects::find(const std::string& className) const {
 }
 
 std::shared_ptr<Object> HostObjects::makeUndescribed(const std::string& className) {
-  Class& made = Class::define(className, nullptr, {kProtocolUserNotificationCenterDelegate});
+  Class& made = *Class::define(className, nullptr, {kProtocolUserNotificationCenterDelegate});
   undescribed_[className] = &made;
   return objects_[className] = std::make_shared<HostObject>(made);
 }
@@ -114,7 +114,7 @@ std::shared_ptr<Object> HostObjects::make(const HostClass& description) {
   }
   std::vector<std::string> protocols;
   if (description.conforms) protocols.push_back(kProtocolUserNotificationCenterDelegate);
-  Class& made = Class::define(description.name, parent, std::move(protocols));
+  Class& made = *Class::define(description.name, parent, std::move(protocols));
   implement(made, description);
   return objects_[description.name] = std::make_shared<HostObject>(made);
 }

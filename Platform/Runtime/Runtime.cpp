@@ -107,9 +107,9 @@ void Method::check(const Object& receiver, Selector selector, std::type_index si
   throw MethodMismatch(call + ": the implementation is for objects of " + receiverClass_->name());
 }
 
-const Protocol& Protocol::define(std::string name, std::vector<MethodDescription> methods) {
-  return Registry<Protocol>::all().add(std::unique_ptr<Protocol>(new Protocol(std::move(name), std::move(methods))),
-                                       "protocol");
+const Protocol* Protocol::define(std::string name, std::vector<MethodDescription> methods) {
+  return &Registry<Protocol>::all().add(std::unique_ptr<Protocol>(new Protocol(std::move(name), std::move(methods))),
+                                        "protocol");
 }
 
 const Protocol* Protocol::named(std::string_view name) { return Registry<Protocol>::all().named(name); }
@@ -131,10 +131,10 @@ Class::Class(Kind kind, std::string name, Class* superclass, std::vector<std::st
 
 Class::~Class() = default;
 
-Class& Class::define(std::string name, const Class* superclass, std::vector<std::string> protocols) {
+Class* Class::define(std::string name, const Class* superclass, std::vector<std::string> protocols) {
   // No class is const: all are made here. One is handed out as const where nobody shall change its table by mistake.
   auto* const parent = const_cast<Class*>(superclass);
-  return Registry<Class>::all().add(
+  return &Registry<Class>::all().add(
       std::unique_ptr<Class>(new Class(Kind::ordinary, std::move(name), parent, std::move(protocols))), "class");
 }
 

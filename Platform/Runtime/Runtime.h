@@ -141,7 +141,7 @@ MethodDescription optionalMethod(std::string_view selector) {
 class ZN_EXPORT Protocol {
  public:
   /// Throws Exception when the name is taken.
-  static const Protocol& define(std::string name, std::vector<MethodDescription> methods);
+  static const Protocol* define(std::string name, std::vector<MethodDescription> methods);
   static const Protocol* named(std::string_view name);  ///< `NSProtocolFromString`; null when there is none
 
   const std::string& name() const { return name_; }
@@ -161,7 +161,7 @@ class ZN_EXPORT Protocol {
 class ZN_EXPORT Class : public Object {
  public:
   /// Makes a class. Throws Exception when the name is taken.
-  static Class& define(std::string name, const Class* superclass = nullptr, std::vector<std::string> protocols = {});
+  static Class* define(std::string name, const Class* superclass = nullptr, std::vector<std::string> protocols = {});
   /// `NSClassFromString`: the class of that name, or null.
   static Class* named(std::string_view name);
 
@@ -257,9 +257,9 @@ class ClassBuilder {
 
   /// The class, which lives as long as the process.
   const Class* build() {
-    Class& made = Class::define(std::move(name_), superclass_, std::move(protocols_));
-    for (const auto& add : additions_) add(made);
-    return &made;
+    Class* const made = Class::define(std::move(name_), superclass_, std::move(protocols_));
+    for (const auto& add : additions_) add(*made);
+    return made;
   }
 
  private:

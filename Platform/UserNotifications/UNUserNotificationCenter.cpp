@@ -50,13 +50,13 @@ const zn::Selector& willPresentSelector() {
 }
 
 const zn::Protocol& delegateProtocol() {
-  static const zn::Protocol& mine =
+  static const zn::Protocol* const mine =
       zn::Protocol::define(kProtocolUserNotificationCenterDelegate,
                            {zn::optionalMethod<void, Center, UNNotificationResponse, std::function<void()>>(
                                 kSelectorDidReceiveNotificationResponse),
                             zn::optionalMethod<void, Center, UNNotification, std::function<void(unsigned)>>(
                                 kSelectorWillPresentNotification)});
-  return mine;
+  return *mine;
 }
 
 /// Both are found by name before there is a centre.

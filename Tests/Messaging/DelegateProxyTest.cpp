@@ -106,7 +106,7 @@ TEST_F(DelegateProxy, NamedPropertiesAreFoundOnObjectsAndClasses) {
 }
 
 TEST_F(DelegateProxy, AMethodIsAddedWithTheProtocolsSignatureOrLogged) {
-  zn::Class& silent = zn::Class::define("Silent");
+  zn::Class& silent = *zn::Class::define("Silent");
   const auto* protocol = zn::Protocol::named(kProtocolUserNotificationCenterDelegate);
   const zn::Selector selector(kSelectorWillPresentNotification);
   proxy_.swizzleSelector(selector, silent, zin_swizzle_didReceiveNotificationResponseWithHandler(), protocol);

@@ -22,6 +22,8 @@ function(expect_output output expected)
   endif()
 endfunction()
 
+# A path with blanks, as a user may have it.
+string(APPEND work "/of a user")
 file(REMOVE_RECURSE ${work})
 file(MAKE_DIRECTORY ${work})
 run_or_fail("installing" log ${CMAKE_COMMAND} --install ${build} --prefix ${work}/installed)

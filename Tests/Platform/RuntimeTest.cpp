@@ -43,7 +43,7 @@ class Dog : public Animal {
 class Stone : public zn::Object {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine = zn::Class::define("Stone");
+    static const zn::Class& mine = *zn::Class::define("Stone");
     return mine;
   }
 };
@@ -107,8 +107,8 @@ TEST(Runtime, ACallThatDoesNotFitIsAnErrorThatSaysWhy) {
 }
 
 TEST(Runtime, MethodsAreAddedOncePerClassWhileOthersLookThemUp) {
-  zn::Class& parent = zn::Class::define("Parent");
-  zn::Class& child = zn::Class::define("Child", &parent);
+  zn::Class& parent = *zn::Class::define("Parent");
+  zn::Class& child = *zn::Class::define("Child", &parent);
   const Selector selector("added");
   const auto returning = [&](int number) {
     return zn::Method::make<int>(
@@ -129,8 +129,8 @@ TEST(Runtime, MethodsAreAddedOncePerClassWhileOthersLookThemUp) {
 }
 
 TEST(Runtime, AnImplementationIsReplacedWhereItIsDefined) {
-  zn::Class& parent = zn::Class::define("Replaced");
-  zn::Class& child = zn::Class::define("ReplacedChild", &parent);
+  zn::Class& parent = *zn::Class::define("Replaced");
+  zn::Class& child = *zn::Class::define("ReplacedChild", &parent);
   const auto any = [] { return zn::Method::makeForAnyObject<int>([](zn::Object&, Selector) { return 1; }); };
   const Selector selector("act");
   EXPECT_EQ(child.replaceMethod(selector, any()), nullptr) << "nothing to replace, and nothing is added";
@@ -151,12 +151,12 @@ TEST(Runtime, AnImplementationIsReplacedWhereItIsDefined) {
 }
 
 TEST(Runtime, AProtocolSaysWhichSignatureFits) {
-  const auto& protocol = zn::Protocol::define("Acting", {zn::optionalMethod<void, int>("act:")});
+  const auto& protocol = *zn::Protocol::define("Acting", {zn::optionalMethod<void, int>("act:")});
   EXPECT_EQ(zn::Protocol::named("Acting"), &protocol);
   EXPECT_EQ(protocol.methodDescription(Selector("act:"), true), nullptr);
   const auto* described = protocol.methodDescription(Selector("act:"), false);
   ASSERT_TRUE(described);
-  zn::Class& actor = zn::Class::define("Actor");
+  zn::Class& actor = *zn::Class::define("Actor");
   const auto wrong = zn::Method::makeForAnyObject<void>([](zn::Object&, Selector) {});
   const auto right = zn::Method::makeForAnyObject<void, int>([](zn::Object&, Selector, int) {});
   EXPECT_FALSE(actor.addMethod(Selector("act:"), wrong, described->signature));
@@ -176,7 +176,7 @@ class Bell : public zn::Object {
 
 TEST(Runtime, AClassAnswersItsOwnOperations) {
   Bell bell;
-  zn::Class& child = zn::Class::define("SmallBell", &bell.isa());
+  zn::Class& child = *zn::Class::define("SmallBell", &bell.isa());
   EXPECT_EQ(send<std::string>(child, "material"), "bronze") << "inherited";
   EXPECT_FALSE(bell.respondsToSelector(Selector("material")));
   EXPECT_TRUE(child.respondsToSelector(Selector("material")));

@@ -83,5 +83,14 @@ refuses 2 'zinstory: option --payload needs a value' --payload
 refuses 2 'zinstory: no payload is named'
 "$zinstory" --payload wild.json >/dev/full 2>err.txt && complain "a full disk goes unnoticed"
 
+# Asked to end, it ends with its server and puts everything away.
+cp -r "$campaigns" own-campaigns
+"$zinstory" --payload "$examples/silent.json" --campaigns "$work/own-campaigns" >out.txt 2>err.txt &
+until compgen -G "$TMPDIR/zinstory-*/shop" >found.txt || ! kill -0 $!; do :; done
+kill -TERM $!
+wait $!
+[[ $? == 143 && -s found.txt && ! -s err.txt ]] || complain "SIGTERM is not heard: $(<err.txt)"
+left=$(grep -lsF "$work/own-campaigns" /proc/[0-9]*/cmdline) && complain "still runs: $left"
+
 [[ -z $(ls -A "$TMPDIR") ]] || complain "left behind: $(ls -A "$TMPDIR")"
 exit $((failures > 0))

@@ -74,7 +74,7 @@ class Child : public First {
 class Clearing : public zn::Object {
  public:
   const zn::Class& isa() const override {
-    static const zn::Class& mine = zn::Class::define("Clearing");
+    static const zn::Class& mine = *zn::Class::define("Clearing");
     return mine;
   }
   void observeValueForKeyPath(const std::string&, const std::shared_ptr<zn::Object>& object,
