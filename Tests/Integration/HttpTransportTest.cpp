@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Platform/Foundation/Json.h"
+#include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/RawServer.h"
 #include "Tests/Support/Requests.h"
 
