@@ -133,7 +133,7 @@ TEST_F(CampaignServerTest, FaultsComeInTheirOrderAndGoAway) {
     EXPECT_EQ(postFault(fault), 200) << fault;
   }
   EXPECT_EQ(get("/faults").size(), 3u);
-  for (const char* reason : {"status 503", "status 503", "not JSON", "remaining"}) {
+  for (const char* reason : {"status 503", "status 503", "not JSON", " bytes "}) {
     EXPECT_EQ(ask(ZNService::triggerSync, "{}"), zn::nil);
     EXPECT_NE(lastFailure().find(reason), std::string::npos) << reason << ": " << lastFailure();
   }

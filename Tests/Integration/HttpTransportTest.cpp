@@ -117,7 +117,7 @@ std::vector<Misbehaviour> misbehaviours() {
       {"closes at once", [](RawConnection&) {}, ""},
       {"closes without an answer", saying(""), "Empty reply"},
       {"closes within the header", saying("HTTP/1.1 200 OK\r\nContent-Le"), ""},
-      {"closes within the body", saying("HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n{\"a\": 1}"), "remaining"},
+      {"closes within the body", saying("HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n{\"a\": 1}"), " 12 bytes "},
       {"closes within a chunk", saying("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n8\r\n{\"a\": 1}\r\n"), ""},
       {"speaks something else", saying("SSH-2.0-server\r\n"), "HTTP/0.9"},
       {"hangs", [](RawConnection& connection) { connection.waitUntilGone(); }, "timed out"},

@@ -90,7 +90,8 @@ until compgen -G "$TMPDIR/zinstory-*/shop" >found.txt || ! kill -0 $!; do :; don
 kill -TERM $!
 wait $!
 [[ $? == 143 && -s found.txt && ! -s err.txt ]] || complain "SIGTERM is not heard: $(<err.txt)"
-left=$(grep -lsF "$work/own-campaigns" /proc/[0-9]*/cmdline) && complain "still runs: $left"
+echo "$work/own-campaigns" >pattern.txt  # a file, as grep has its own words in /proc, too
+left=$(grep -lsFf pattern.txt /proc/[0-9]*/cmdline) && complain "still runs: $left"
 
 [[ -z $(ls -A "$TMPDIR") ]] || complain "left behind: $(ls -A "$TMPDIR")"
 exit $((failures > 0))
