@@ -34,6 +34,16 @@ bool hasContents(const std::shared_ptr<const ZNDeviceTriggerPayload>& payload) {
   return payload && !payload->pushDict().isEmpty();
 }
 
+zn::Value textOrNil(const zn::Value& value) { return value.isString() ? value : zn::nil; }
+
+/// A sound is a name, or a critical alert's dictionary with one. What names none costs the sound, not the notification.
+std::optional<UNNotificationSound> soundFor(const zn::Value& sound) {
+  const zn::Value name = textOrNil(sound.isDictionary() ? sound.validObjectForKey("name") : sound);
+  if (name.length() == 0) return std::nullopt;
+  if (name.string() == "default") return UNNotificationSound::defaultSound();
+  return UNNotificationSound::soundNamed(std::string(name.string()));
+}
+
 /// The value under a key as JSON text, where it can be written so.
 void turnIntoJsonText(zn::Value& body, const char* key) {
   body.setObjectNilHandled(ZNCoreUtils::getJSONStringFromDictionary(body.validObjectForKey(key)), key);
@@ -153,16 +163,11 @@ UNNotificationRequest ZNDeviceTriggersHandler::getRequestForPayload(
   UNNotificationRequest request;
   UNNotificationContent& content = request.content;
   content.userInfo = payload.pushDict();
-  content.title = payload.alertTitle();
-  content.body = payload.alertBody();
-  if (payload.alertSubTitle().length() > 0) content.subtitle = payload.alertSubTitle();
-  content.categoryIdentifier = payload.category();
-  const zn::Value& sound = payload.alertSound();
-  if (sound == zn::Value("default")) {
-    content.sound = UNNotificationSound::defaultSound();
-  } else if (sound.length() > 0) {
-    content.sound = UNNotificationSound::soundNamed(std::string(sound.string()));
-  }
+  content.title = textOrNil(payload.alertTitle());
+  content.body = textOrNil(payload.alertBody());
+  if (const zn::Value subTitle = textOrNil(payload.alertSubTitle()); subTitle.length() > 0) content.subtitle = subTitle;
+  content.categoryIdentifier = textOrNil(payload.category());
+  content.sound = soundFor(payload.alertSound());
   if (attachments) content.attachments = *attachments;
   request.identifier = zn::format("%@_%f", payload.campaignID(), zn::secondsSince1970());
   request.trigger = trigger;

@@ -102,7 +102,8 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
                                                                  bool isOffline) const;
   /// `processDeviceTriggerWithInfo:`
   void processDeviceTriggerWithInfo(const ZNDTPostInfo& info);
-  /// `getRequestForPayload:withAttachments:andTimeTrigger:`
+  /// `getRequestForPayload:withAttachments:andTimeTrigger:`: texts that are no strings are left out; of a sound that is
+  /// a dictionary (a critical alert's) the name counts.
   UNNotificationRequest getRequestForPayload(const ZNDeviceTriggerPayload& payload,
                                              const std::optional<std::vector<std::string>>& attachments,
                                              const std::optional<UNTimeIntervalNotificationTrigger>& trigger) const;
