@@ -41,10 +41,10 @@ Value printed(const zn::CampaignListPtr& campaigns) { return campaigns ? printed
 
 Value printed(const std::shared_ptr<const ZNDeviceTriggerStatus>& status) {
   if (!status) return zn::nil;
-  return Value::dictionary({{"cid", orNull(status->campaignID)},
-                            {"expiry", orNull(status->expiry)},
-                            {"lastShown", orNull(status->lastShownTime)},
-                            {"shown", orNull(status->numberOfTimesShown)}});
+  return Value::dictionary({{"cid", orNull(status->campaignID())},
+                            {"expiry", orNull(status->expiry())},
+                            {"lastShown", orNull(status->lastShownTime())},
+                            {"shown", orNull(status->numberOfTimesShown())}});
 }
 
 Value printed(const UIFont& font) { return font.name + " " + zn::numberText(font.size); }

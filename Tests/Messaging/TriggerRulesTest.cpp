@@ -28,8 +28,8 @@ std::shared_ptr<ZNDeviceTriggerCampaign> campaign(Value changes = Value::diction
 
 ZNDeviceTriggerStatus status(const Value& shownAt, const Value& times) {
   ZNDeviceTriggerStatus made;
-  made.lastShownTime = shownAt;
-  made.numberOfTimesShown = times;
+  made.setLastShownTime(shownAt);
+  made.setNumberOfTimesShown(times);
   return made;
 }
 
@@ -117,6 +117,7 @@ TEST(TriggerRules, GlobalDelayPassesWhenItEnds) {
   EXPECT_EQ(refused.line, "Device Trigger Last Shown at 00:16:40 -- 01-01-1970 || And Global Delay : 0.0 sec");
   EXPECT_TRUE(zn::globalDelayRule(0, 10, 0).line.empty());
   EXPECT_TRUE(zn::globalDelayRule(1000000, zn::nil, 1000).passes) << "no delay counts as 0";
+  EXPECT_TRUE(zn::globalDelayRule(1000000, Value::array({1}), 1000).passes) << "nor does what is no number";
 }
 
 TEST(TriggerRules, DoNotDisturbStringsAndTheWindowThatNeverCloses) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 
 #include "Platform/Foundation/File.h"
@@ -82,10 +83,10 @@ TEST(TriggerStore, CountsShowingsAndSurvivesARelaunch) {
   const auto store = launched();
   store->saveDeviceTriggerCampaigns(Value::array({sent("a")}), true);
   const auto campaign = store->activeDeviceTriggers()->fields().campaigns()[0];
-  EXPECT_EQ(store->getStatusInstanceForCampaign(*campaign)->numberOfTimesShown, 0);
+  EXPECT_EQ(store->getStatusInstanceForCampaign(*campaign)->numberOfTimesShown(), 0);
   EXPECT_TRUE(store->activeDeviceTriggers()->fields().statuses().empty()) << "asking stores nothing";
   store->updateCampaignShownForCampaign(*campaign);
-  EXPECT_EQ(store->getStatusInstanceForCampaign(*campaign)->lastShownTime, kNow + 1500)
+  EXPECT_EQ(store->getStatusInstanceForCampaign(*campaign)->lastShownTime(), kNow + 1500)
       << "the first showing is stamped when it is to appear";
   device.clock().set(1700000010);
   store->updateCampaignShownForCampaign(*campaign);
@@ -99,8 +100,8 @@ TEST(TriggerStore, CountsShowingsAndSurvivesARelaunch) {
   EXPECT_EQ(read.campaigns()[0]->updated_payload(), nullptr);
   EXPECT_EQ(read.deviceTriggerLastPostedTime, kNow + 10000);
   const auto status = again->getStatusInstanceForCampaign(*campaign);
-  EXPECT_EQ(status->numberOfTimesShown, 2);
-  EXPECT_EQ(status->lastShownTime, kNow + 10000);
+  EXPECT_EQ(status->numberOfTimesShown(), 2);
+  EXPECT_EQ(status->lastShownTime(), kNow + 10000);
   EXPECT_TRUE(again->activeDeviceTriggers()->waitsForEvent("E"));
 }
 
@@ -112,11 +113,41 @@ TEST(TriggerStore, ARecordOutlivesItsStoppedCampaignUntilItsOwnExpiry) {
   for (const auto& campaign : fields.campaigns()) store->updateCampaignShownForCampaign(*campaign);
   store->saveDeviceTriggerCampaigns(Value::array({sent("a", "stopped"), sent("b", "active", kNow + 9000)}), true);
   EXPECT_EQ(store->activeDeviceTriggers()->fields().statuses().size(), 2u);
-  EXPECT_EQ(store->activeDeviceTriggers()->statusForCampaign("b")->expiry, kNow + 9000);
+  EXPECT_EQ(store->activeDeviceTriggers()->statusForCampaign("b")->expiry(), kNow + 9000);
   device.clock().set(1700000002);
   store->saveDeviceTriggerCampaigns(zn::nil, true);
   EXPECT_EQ(store->activeDeviceTriggers()->statusForCampaign("a"), nullptr);
   EXPECT_NE(store->activeDeviceTriggers()->statusForCampaign("b"), nullptr);
+}
+
+// With a log every campaign is asked, without one only those that wait for the event.
+TEST(TriggerStore, TheLogDoesNotDecideWhichCampaignsMatch) {
+  TestDevice device;
+  const auto store = launched();
+  Value nameless = sent("nameless");
+  nameless.removeValidObjectForKey("trigger_event_name");
+  Value renamed = sent("renamed");
+  for (Value* each : {&nameless, &renamed})
+    each->setObjectNilHandled(Value::dictionary({{"eventName", "F"}}), "condition");
+  store->saveDeviceTriggerCampaigns(Value::array({nameless, renamed, sent("paused", "paused"), sent("plain")}), true);
+  const auto matching = [&](const Value& event) {
+    std::string found;
+    for (const auto& campaign : store->getCampaignsForEvent(event, zn::nil)) found += campaign->campaignID().string();
+    return found;
+  };
+  const auto onAllEvents = [&] { return matching("E") + "|" + matching("F") + "|" + matching(zn::nil); };
+  EXPECT_EQ(onAllEvents(), "renamedplain||");
+  const auto lines = device.log();
+  EXPECT_NE(std::find(lines.begin(), lines.end(), "Device Triggers -- Checking condition for Campaign ID nameless"),
+            lines.end());
+  // A property that a host sets counts at once.
+  const auto stored = store->activeDeviceTriggers()->deviceTriggers();
+  for (const auto& campaign : *stored) {
+    if (campaign->campaignID() == Value("plain")) campaign->setTriggerEvent("F");
+  }
+  EXPECT_EQ(onAllEvents(), "renamed|plain|");
+  ZNLogger::sharedInstance()->setObserver(nullptr);
+  EXPECT_EQ(onAllEvents(), "renamed|plain|");
 }
 
 TEST(TriggerStore, AnUnreadableFileIsKeptAsideAndCountsAsEmpty) {
@@ -147,6 +178,7 @@ TEST(TriggerStore, AnyTypeAnywhereInACampaignIsSurvivedAndSaved) {
       campaign.setObjectNilHandled(odd, entry.name());
       const auto store = launched();
       store->saveDeviceTriggerCampaigns(Value::array({campaign, sent("good")}), true);
+      ASSERT_NE(ids(*store).find("good"), std::string::npos) << entry.name() << " costs another campaign";
       for (const auto& each : store->getCampaignsForEvent("E", Value::dictionary({{"a", 1}}))) {
         engine->canPostDeviceTrigger(*each);
         store->updateCampaignShownForCampaign(*each);

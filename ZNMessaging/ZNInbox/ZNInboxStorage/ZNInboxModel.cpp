@@ -81,9 +81,16 @@ void ZNInboxModel::fillFromPayload(const zn::Value& payload) {
   set(&Fields::zintarDict, zintar);
 }
 
-void ZNInboxModel::setCampaignID(zn::Value campaignID) {
-  campaignID_ = std::move(campaignID);
-  campaignHash_ = campaignID_.hash();
+void ZNInboxModel::setCampaignID(const zn::Value& campaignID) {
+  const std::size_t hash = campaignID.hash();
+  zn::Lock lock(mutex_);
+  fields_.campaignID = campaignID;
+  fields_.campaignHash = hash;
+}
+
+ZNInboxModel::CampaignKey ZNInboxModel::campaignKey() const {
+  zn::Lock lock(mutex_);
+  return {fields_.campaignID, fields_.campaignHash};
 }
 
 void ZNInboxModel::fillDates(zn::Value& payloadCopy, zn::Value& zintar) {
@@ -182,7 +189,7 @@ zn::Value ZNInboxModel::getLegacyInboxPayload() const {
   zn::Lock lock(mutex_);
   zn::Value entry = zn::Value::dictionary().mutableCopy();
   entry.setObjectNilHandled(fields_.notificationPayloadDict, ZN_DATA);
-  entry.setObjectNilHandled(campaignID_, kNotificationPayloadKeyCampaignID);
+  entry.setObjectNilHandled(fields_.campaignID, kNotificationPayloadKeyCampaignID);
   entry.setObjectNilHandled(zn::format("%f", fields_.receivedDate.date().secondsSince1970), ZN_PUSH_TIME);
   entry.setObjectNilHandled(fields_.isRead, ZN_PUSH_IS_READ);
   entry.setObjectNilHandled(true, ZN_PUSH_IS_GIVEN);
@@ -215,7 +222,7 @@ void ZNInboxModel::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
     zn::Lock lock(mutex_);
     fields = fields_;
   }
-  coder.encodeObject(campaignID_, "cid");
+  coder.encodeObject(fields.campaignID, "cid");
   coder.encodeObject(fields.notificationPayloadDict, "notificationPayload");
   coder.encodeObject(fields.screenDataDict, "screenData");
   coder.encodeObject(fields.zintarDict, "zintarDict");

@@ -39,30 +39,49 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   /// `setNotificationDeepLinkingPropertiesWithPayload:`: deep link, landing page and screen.
   void setNotificationDeepLinkingPropertiesWithPayload(const zn::Value& payload);
 
-  zn::Value campaignID() const { return campaignID_; }  ///< never changes once the entry is made
-  /// Whether both entries have equal campaign ids, also when neither has one.
-  bool isOfSameCampaign(const ZNInboxModel& other) const {
-    return campaignHash_ == other.campaignHash_ && campaignID_ == other.campaignID_;
-  }
-  std::size_t campaignHash() const { return campaignHash_; }  ///< equal for entries of the same campaign
-  zn::Value notificationPayloadDict() const { return get(&Fields::notificationPayloadDict); }
-  zn::Value screenDataDict() const { return get(&Fields::screenDataDict); }
-  zn::Value zintarDict() const { return get(&Fields::zintarDict); }
-  zn::Value notificationTitle() const { return get(&Fields::notificationTitle); }
-  zn::Value notificationSubTitle() const { return get(&Fields::notificationSubTitle); }
-  zn::Value notificationBody() const { return get(&Fields::notificationBody); }
-  zn::Value notificationSound() const { return get(&Fields::notificationSound); }
-  zn::Value notificationMediaURL() const { return get(&Fields::notificationMediaURL); }
-  zn::Value screenName() const { return get(&Fields::screenName); }
-  zn::Value deepLinkURL() const { return get(&Fields::deepLinkURL); }
-  zn::Value richLandingURL() const { return get(&Fields::richLandingURL); }
-  zn::Value receivedDate() const { return get(&Fields::receivedDate); }  ///< date or nil, like the next two
-  zn::Value clickedDate() const { return get(&Fields::clickedDate); }
-  zn::Value inboxExpiryDate() const { return get(&Fields::inboxExpiryDate); }  ///< after it the entry is removed
-  bool isRead() const;
+  zn::Value campaignID() const { return get(&Fields::campaignID); }  ///< what makes an entry the one of its campaign
+  void setCampaignID(const zn::Value& campaignID);
+  /// The campaign id with its hash, for looking entries up: equal for entries of one campaign, also where both have no
+  /// id.
+  struct CampaignKey {
+    zn::Value id;
+    std::size_t hash = zn::nil.hash();
+    friend bool operator==(const CampaignKey& a, const CampaignKey& b) { return a.hash == b.hash && a.id == b.id; }
+  };
+  CampaignKey campaignKey() const;
+  bool isOfSameCampaign(const ZNInboxModel& other) const { return campaignKey() == other.campaignKey(); }
 
+  // Setters change the property alone, not what the stored payload says.
+
+  zn::Value notificationPayloadDict() const { return get(&Fields::notificationPayloadDict); }
+  void setNotificationPayloadDict(const zn::Value& value) { set(&Fields::notificationPayloadDict, value); }
+  zn::Value screenDataDict() const { return get(&Fields::screenDataDict); }
+  void setScreenDataDict(const zn::Value& value) { set(&Fields::screenDataDict, value); }
+  zn::Value zintarDict() const { return get(&Fields::zintarDict); }
+  void setZintarDict(const zn::Value& value) { set(&Fields::zintarDict, value); }
+  zn::Value notificationTitle() const { return get(&Fields::notificationTitle); }
+  void setNotificationTitle(const zn::Value& value) { set(&Fields::notificationTitle, value); }
+  zn::Value notificationSubTitle() const { return get(&Fields::notificationSubTitle); }
+  void setNotificationSubTitle(const zn::Value& value) { set(&Fields::notificationSubTitle, value); }
+  zn::Value notificationBody() const { return get(&Fields::notificationBody); }
+  void setNotificationBody(const zn::Value& value) { set(&Fields::notificationBody, value); }
+  zn::Value notificationSound() const { return get(&Fields::notificationSound); }
+  void setNotificationSound(const zn::Value& value) { set(&Fields::notificationSound, value); }
+  zn::Value notificationMediaURL() const { return get(&Fields::notificationMediaURL); }
+  void setNotificationMediaURL(const zn::Value& value) { set(&Fields::notificationMediaURL, value); }
+  zn::Value screenName() const { return get(&Fields::screenName); }
+  void setScreenName(const zn::Value& value) { set(&Fields::screenName, value); }
+  zn::Value deepLinkURL() const { return get(&Fields::deepLinkURL); }
+  void setDeepLinkURL(const zn::Value& value) { set(&Fields::deepLinkURL, value); }
+  zn::Value richLandingURL() const { return get(&Fields::richLandingURL); }
+  void setRichLandingURL(const zn::Value& value) { set(&Fields::richLandingURL, value); }
+  zn::Value receivedDate() const { return get(&Fields::receivedDate); }  ///< date or nil, like the next two
   void setReceivedDate(const zn::Value& date) { set(&Fields::receivedDate, date); }
+  zn::Value clickedDate() const { return get(&Fields::clickedDate); }
   void setClickedDate(const zn::Value& date) { set(&Fields::clickedDate, date); }
+  zn::Value inboxExpiryDate() const { return get(&Fields::inboxExpiryDate); }  ///< after it the entry is removed
+  void setInboxExpiryDate(const zn::Value& date) { set(&Fields::inboxExpiryDate, date); }
+  bool isRead() const;
   void setIsRead(bool isRead);
 
   const char* archivedClassName() const override { return "ZNInboxModel"; }
@@ -86,18 +105,17 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
     zn::Value richLandingURL;
     zn::Value clickedDate;
     zn::Value inboxExpiryDate;
+    zn::Value campaignID;
+    std::size_t campaignHash = zn::nil.hash();
     bool isRead = false;
   };
 
   zn::Value get(zn::Value Fields::*field) const;
   void set(zn::Value Fields::*field, const zn::Value& value);
-  void setCampaignID(zn::Value campaignID);  // before the entry is shared
   void fillFromPayload(const zn::Value& payload);
   void fillDates(zn::Value& payloadCopy, zn::Value& zintar);
   void clickLocked(zn::Date now) ZN_REQUIRES(mutex_);
 
-  zn::Value campaignID_;
-  std::size_t campaignHash_ = zn::nil.hash();
   mutable zn::Mutex mutex_;
   Fields fields_ ZN_GUARDED_BY(mutex_);
 };

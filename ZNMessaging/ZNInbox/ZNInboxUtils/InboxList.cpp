@@ -23,12 +23,10 @@ double sortKey(const ZNInboxModel& entry) {
   return received.isDate() ? received.date().secondsSince1970 : -std::numeric_limits<double>::infinity();
 }
 
-/// Entries as members of hashed containers: equal when they are of one campaign.
+using CampaignKey = ZNInboxModel::CampaignKey;
+
 struct CampaignHash {
-  std::size_t operator()(const ZNInboxModel* entry) const noexcept { return entry->campaignHash(); }
-};
-struct SameCampaign {
-  bool operator()(const ZNInboxModel* a, const ZNInboxModel* b) const noexcept { return a->isOfSameCampaign(*b); }
+  std::size_t operator()(const CampaignKey& key) const noexcept { return key.hash; }
 };
 
 /// What replaced entries pass on to the new one.
@@ -79,14 +77,16 @@ InboxList mergedWithNewEntries(const InboxList& stored, const InboxList& newEntr
     std::size_t first = none;
     std::size_t last = none;
   };
-  std::unordered_map<const ZNInboxModel*, Holders, CampaignHash, SameCampaign> holders(newEntries.size());
-  for (const auto& entry : newEntries) holders.try_emplace(entry.get());
+  std::unordered_map<CampaignKey, Holders, CampaignHash> holders(newEntries.size());
+  std::vector<Holders*> holdersOf;  // of each new entry
+  holdersOf.reserve(newEntries.size());
+  for (const auto& entry : newEntries) holdersOf.push_back(&holders[entry->campaignKey()]);
 
   InboxList result;
   result.reserve(stored.size() + newEntries.size());
   std::vector<std::size_t> next(stored.size(), none);
   for (const auto& entry : stored) {
-    const auto found = holders.find(entry.get());
+    const auto found = holders.find(entry->campaignKey());
     if (found != holders.end()) {
       Holders& held = found->second;
       (held.first == none ? held.first : next[held.last]) = result.size();
@@ -94,8 +94,9 @@ InboxList mergedWithNewEntries(const InboxList& stored, const InboxList& newEntr
     }
     result.push_back(entry);
   }
-  for (const auto& entry : newEntries) {
-    Holders& held = holders.find(entry.get())->second;
+  for (std::size_t index = 0; index < newEntries.size(); ++index) {
+    const auto& entry = newEntries[index];
+    Holders& held = *holdersOf[index];
     Inherited inherited;
     for (std::size_t place = held.first; place != none; place = place < next.size() ? next[place] : none) {
       inherited.takeFrom(*result[place]);
@@ -112,10 +113,10 @@ InboxList mergedWithNewEntries(const InboxList& stored, const InboxList& newEntr
 InboxList mergedWithServerEntries(const InboxList& stored, const InboxList& serverEntries) {
   InboxList result = stored;
   result.reserve(stored.size() + serverEntries.size());
-  std::unordered_set<const ZNInboxModel*, CampaignHash, SameCampaign> present(stored.size() + serverEntries.size());
-  for (const auto& entry : stored) present.insert(entry.get());
+  std::unordered_set<CampaignKey, CampaignHash> present(stored.size() + serverEntries.size());
+  for (const auto& entry : stored) present.insert(entry->campaignKey());
   for (const auto& entry : serverEntries) {
-    if (present.insert(entry.get()).second) result.push_back(entry);
+    if (present.insert(entry->campaignKey()).second) result.push_back(entry);
   }
   return result;
 }

@@ -8,24 +8,39 @@
 
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/File.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNLogger.h"
 
 namespace {
 
+constexpr const char* kSavingSelector = "saveDeviceTriggerCampaigns:andUpdateLastSyncTime:";
+constexpr const char* kSavingFailure = "Device Triggers -- exception while saving in device trigger data is %@";
+
 template <class... Arguments>
 void log(const char* text, const Arguments&... arguments) {
   ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
 }
 
-bool isOver(const zn::Value& expiry, std::int64_t now) { return expiry.longLongValue() < now; }
+std::int64_t timeIn(const zn::Value& value) { return zn::numberOrNil(value).longLongValue(); }
 
-std::shared_ptr<const ZNDeviceTriggerStatus> freshStatus(const ZNDeviceTriggerCampaign& campaign) {
+bool isOver(const zn::Value& expiry, std::int64_t now) { return timeIn(expiry) < now; }
+
+std::shared_ptr<ZNDeviceTriggerStatus> freshStatus(const ZNDeviceTriggerCampaign& campaign) {
   zn::Value dictionary = zn::Value::dictionary();
   dictionary.setObjectNilHandled(campaign.campaignID(), "campaign_id");
   dictionary.setObjectNilHandled(campaign.expiry(), "expiry");
   return ZNDeviceTriggerStatus::initWithDictionary(dictionary);
+}
+
+/// A campaign whose expiry is no number counts as expired. It alone is lost, but not silently.
+void tellOfOddExpiry(const ZNDeviceTriggerCampaign& campaign) {
+  const zn::Value expiry = campaign.expiry();
+  if (expiry.isNil() || !zn::numberOrNil(expiry).isNil()) return;
+  zn::guarded(kSavingSelector, kSavingFailure, [&] {
+    throw zn::Exception(zn::format("campaign %@: \"expiry\" must be a number", campaign.campaignID()));
+  });
 }
 
 /// What is no number sorts below every number: one odd campaign does not cost the others of an answer.
@@ -90,26 +105,25 @@ void ZNDeviceTriggersDataManager::saveDeviceTriggerCampaigns(const zn::Value& ca
 void ZNDeviceTriggersDataManager::saveServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container,
                                                    const zn::Value& campaigns, bool updateLastSyncTime,
                                                    const std::function<void(ZNDeviceTriggers::Fields&)>& limits) {
-  zn::guarded("saveDeviceTriggerCampaigns:andUpdateLastSyncTime:",
-              "Device Triggers -- exception while saving in device trigger data is %@", [&] {
-                const std::int64_t now = zn::millisecondsSince1970();
-                const zn::CampaignList answer = campaignsIn(campaigns, container->fields().campaigns().empty());
-                container->update([&](ZNDeviceTriggers::Fields& fields) {
-                  if (limits) limits(fields);
-                  zn::CampaignList all = merged(fields.campaigns(), answer);
-                  // Records are reconciled before expired campaigns go: theirs must not outlive them.
-                  fields.deviceTriggerStatus =
-                      std::make_shared<const zn::StatusList>(reconciled(fields.statuses(), all, now));
-                  fields.deviceTriggers = sortCampaignByLastUpdatedTime(removeExpiredCampaign(all, now));
-                  fields.deviceTriggerEvents = getTriggerEvents(fields.campaigns());
-                  // With the flag off a time of 0 stays 0: a user whom the server does not know asks for everything.
-                  if (updateLastSyncTime || fields.deviceTriggerLastUpdatedTime.longLongValue() != 0) {
-                    fields.deviceTriggerLastUpdatedTime = now;
-                  }
-                });
-                log("Device Triggers -- Device Trigger Events : %@", container->fields().deviceTriggerEvents);
-                updateDeviceTriggersInPersistentStorage();
-              });
+  zn::guarded(kSavingSelector, kSavingFailure, [&] {
+    const std::int64_t now = zn::millisecondsSince1970();
+    const zn::CampaignList answer = campaignsIn(campaigns, container->fields().campaigns().empty());
+    for (const auto& campaign : answer) tellOfOddExpiry(*campaign);
+    container->update([&](ZNDeviceTriggers::Fields& fields) {
+      if (limits) limits(fields);
+      zn::CampaignList all = merged(fields.campaigns(), answer);
+      // Records are reconciled before expired campaigns go: theirs must not outlive them.
+      fields.deviceTriggerStatus = std::make_shared<const zn::StatusList>(reconciled(fields.statuses(), all, now));
+      fields.deviceTriggers = sortCampaignByLastUpdatedTime(removeExpiredCampaign(all, now));
+      fields.deviceTriggerEvents = getTriggerEvents(fields.campaigns());
+      // With the flag off a time of 0 stays 0: a user whom the server does not know asks for everything.
+      if (updateLastSyncTime || timeIn(fields.deviceTriggerLastUpdatedTime) != 0) {
+        fields.deviceTriggerLastUpdatedTime = now;
+      }
+    });
+    log("Device Triggers -- Device Trigger Events : %@", container->fields().deviceTriggerEvents);
+    updateDeviceTriggersInPersistentStorage();
+  });
 }
 
 zn::CampaignList ZNDeviceTriggersDataManager::campaignsIn(const zn::Value& answer, bool takesNameless) {
@@ -128,14 +142,13 @@ zn::CampaignList ZNDeviceTriggersDataManager::updateDeviceTriggersFromServerResp
 }
 
 void ZNDeviceTriggersDataManager::updateStatusEntriesForCampaigns(const zn::CampaignList& campaigns) {
-  zn::guarded("updateStatusEntriesForCampaigns:",
-              "Device Triggers -- exception while saving in device trigger data is %@", [&] {
-                const std::int64_t now = zn::millisecondsSince1970();
-                activeDeviceTriggers()->update([&](ZNDeviceTriggers::Fields& fields) {
-                  fields.deviceTriggerStatus =
-                      std::make_shared<const zn::StatusList>(reconciled(fields.statuses(), campaigns, now));
-                });
-              });
+  zn::guarded("updateStatusEntriesForCampaigns:", kSavingFailure, [&] {
+    const std::int64_t now = zn::millisecondsSince1970();
+    activeDeviceTriggers()->update([&](ZNDeviceTriggers::Fields& fields) {
+      fields.deviceTriggerStatus =
+          std::make_shared<const zn::StatusList>(reconciled(fields.statuses(), campaigns, now));
+    });
+  });
 }
 
 zn::CampaignList ZNDeviceTriggersDataManager::merged(const zn::CampaignList& stored, const zn::CampaignList& answer) {
@@ -166,17 +179,17 @@ zn::StatusList ZNDeviceTriggersDataManager::reconciled(const zn::StatusList& sta
   }
   zn::StatusList kept;
   for (auto status : statuses) {
-    const auto found = active.find(status->campaignID);
+    const auto found = active.find(status->campaignID());
     bool isKept = true;
     if (found == active.end()) {
-      isKept = !isOver(status->expiry, now);
+      isKept = !isOver(status->expiry(), now);
     } else {
       for (const auto& campaign : found->second) {
         if (isOver(campaign->expiry(), now)) {
           isKept = false;
-        } else if (status->expiry.longLongValue() != campaign->expiry().longLongValue()) {
+        } else if (timeIn(status->expiry()) != timeIn(campaign->expiry())) {
           auto changed = std::make_shared<ZNDeviceTriggerStatus>(*status);
-          changed->expiry = campaign->expiry();
+          changed->setExpiry(campaign->expiry());
           status = std::move(changed);
         }
       }
@@ -221,7 +234,7 @@ zn::Value ZNDeviceTriggersDataManager::getTriggerEvents(const zn::CampaignList& 
   std::vector<zn::Value> events;
   std::unordered_set<zn::Value, zn::ValueHash> seen;
   for (const auto& campaign : campaigns) {
-    const zn::Value& event = campaign->triggerEvent();
+    const zn::Value event = campaign->triggerEvent();
     if (!event.isNil() && seen.insert(event).second) events.push_back(event);
   }
   return zn::Value::array(std::move(events)).mutableCopy();
@@ -235,15 +248,13 @@ zn::CampaignList ZNDeviceTriggersDataManager::getCampaignsForEvent(const zn::Val
       zn::FailureMessage("Device Triggers --exception while retrieving  device trigger satisfying Event %@ : %@", event,
                          zn::caught),
       [&] {
-        const auto triggers = activeDeviceTriggers();
-        if (!ZNLogger::sharedInstance()->isEnabled()) {
-          found = triggers->campaignsForEvent(event);
-          std::erase_if(found, [&](const auto& campaign) { return !campaign->isSatisfiedBy(event, attributes); });
-          return;
-        }
         log("Device Triggers -- Checking Triggers for Event : %@ and Attributes : %@ ✅", event, attributes);
+        const auto triggers = activeDeviceTriggers();
+        // No campaign of another event can match. The log tells of those too; the answer is the same with and without.
+        const bool tellsOfAll = ZNLogger::sharedInstance()->isEnabled();
         const ZNDeviceTriggers::Fields fields = triggers->fields();
-        for (const auto& campaign : fields.campaigns()) {
+        const zn::CampaignList waiting = tellsOfAll ? zn::CampaignList() : triggers->campaignsForEvent(event);
+        for (const auto& campaign : tellsOfAll ? fields.campaigns() : waiting) {
           log("Device Triggers -- Checking condition for Campaign ID %@", campaign->campaignID());
           if (!campaign->checkIfAttributeConditionSatisfiedForEvent(event, attributes)) continue;
           log("Device Triggers -- %@ Campaign Satisfies trigger condition ✅", campaign->campaignID());
@@ -286,21 +297,21 @@ void ZNDeviceTriggersDataManager::countShowing(ZNDeviceTriggers::Fields& fields,
   zn::StatusList statuses = fields.statuses();
   bool isKnown = false;
   for (auto& status : statuses) {
-    if (status->campaignID != campaign.campaignID()) continue;
+    if (status->campaignID() != campaign.campaignID()) continue;
     auto changed = std::make_shared<ZNDeviceTriggerStatus>(*status);
-    changed->numberOfTimesShown = zn::boundedSum(status->numberOfTimesShown.longLongValue(), 1);
-    changed->lastShownTime = now;
+    changed->setNumberOfTimesShown(zn::boundedSum(timeIn(status->numberOfTimesShown()), 1));
+    changed->setLastShownTime(now);
     fields.deviceTriggerLastPostedTime = now;
     status = std::move(changed);
     isKnown = true;
   }
   if (!isKnown) {
     // The first showing is stamped when it is to appear, later ones when they are posted; the delays count from there.
-    auto status = std::make_shared<ZNDeviceTriggerStatus>(*freshStatus(campaign));
+    auto status = freshStatus(campaign);
     const double shown = static_cast<double>(campaign.triggerDelay().longLongValue()) + static_cast<double>(now);
-    status->numberOfTimesShown = 1;
-    status->lastShownTime = zn::Value(shown).longLongValue();
-    fields.deviceTriggerLastPostedTime = status->lastShownTime;
+    status->setNumberOfTimesShown(1);
+    status->setLastShownTime(zn::Value(shown).longLongValue());
+    fields.deviceTriggerLastPostedTime = status->lastShownTime();
     statuses.push_back(std::move(status));
   }
   fields.deviceTriggerStatus = std::make_shared<const zn::StatusList>(std::move(statuses));

@@ -87,7 +87,7 @@ Value explained(const Value& name, const Value& attributes, bool alertsAllowed) 
     const bool matches = campaign->matches(name, attributes);
     const bool fires = mayFire && matches && rulesPass;
     if (fires) mayFire = false;  // one campaign an event
-    const Value& id = campaign->campaignID();
+    const Value id = campaign->campaignID();
     campaigns.append(Value::dictionary(
         {{"campaign", id.isNil() ? Value::null() : id}, {"matches", matches}, {"fires", fires}, {"rules", rules}}));
   }

@@ -120,7 +120,7 @@ void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerC
   }
 }
 
-std::shared_ptr<const ZNDeviceTriggerPayload> ZNDeviceTriggersHandler::getPayloadToShow(
+std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggersHandler::getPayloadToShow(
     const ZNDeviceTriggerCampaign& campaign, bool isOffline) const {
   const auto payload = isOffline ? campaign.payload() : campaign.updated_payload();
   return hasContents(payload) ? payload : nullptr;
@@ -134,19 +134,36 @@ void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZN
       log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑", campaign->campaignID());
       return;
     }
-    processDeviceTriggerWithInfo({campaign, payload, isOffline, user});
+    const auto info = ZNDTPostInfo::initWithCampaign(campaign, payload, isOffline);
+    info->fields_.set(&ZNDTPostInfo::Fields::userGeneration, user);
+    processDeviceTriggerWithInfo(info);
   });
 }
 
-void ZNDeviceTriggersHandler::processDeviceTriggerWithInfo(const ZNDTPostInfo& info) {
+/// What a record holds, taken once: it is posted and counted as it was then.
+struct ZNDeviceTriggersHandler::Posting {
+  std::shared_ptr<const ZNDeviceTriggerCampaign> campaign;
+  std::shared_ptr<const ZNDeviceTriggerPayload> payload;
+  bool isOffline;
+  std::uint64_t user;
+};
+
+ZNDeviceTriggersHandler::Posting ZNDeviceTriggersHandler::postingOf(const std::shared_ptr<ZNDTPostInfo>& info) {
+  const auto fields = info ? info->fields_.all() : ZNDTPostInfo::Fields();
+  if (!fields.rtCampaign || !fields.finalPayload) throw zn::Exception("there is no campaign or nothing to show");
+  return {fields.rtCampaign, fields.finalPayload, fields.isOffline, fields.userGeneration};
+}
+
+void ZNDeviceTriggersHandler::processDeviceTriggerWithInfo(const std::shared_ptr<ZNDTPostInfo>& info) {
   zn::guarded("processDeviceTriggerWithInfo:", kPostingFailure, [&] {
-    const std::int64_t delay = info.rtCampaign->triggerDelay().longLongValue();
+    const Posting posting = postingOf(info);
+    const std::int64_t delay = posting.campaign->triggerDelay().longLongValue();
     const std::int64_t seconds = delay / 1000;
     std::optional<UNTimeIntervalNotificationTrigger> trigger;
     if (delay >= 1000) trigger = UNTimeIntervalNotificationTrigger{static_cast<double>(seconds)};
     log("Device Triggers -- Posting Notification request for Campaign : %@ -- Trigger Delay :  %ld -- Payload : %@ ✅",
-        info.rtCampaign->campaignID(), seconds, info.finalPayload->pushDict());
-    const UNNotificationRequest request = getRequestForPayload(*info.finalPayload, std::nullopt, trigger);
+        posting.campaign->campaignID(), seconds, posting.payload->pushDict());
+    const UNNotificationRequest request = getRequestForPayload(*posting.payload, std::nullopt, trigger);
     ZNRichNotification::getLocalNotificationContentForRequest(
         request, [self = shared_from_this(), request, info](const std::optional<UNNotificationContent>& content) {
           if (!content) return;
@@ -175,20 +192,21 @@ UNNotificationRequest ZNDeviceTriggersHandler::getRequestForPayload(
 }
 
 void ZNDeviceTriggersHandler::postDeviceTriggerWithRequest(const UNNotificationRequest& request,
-                                                           const ZNDTPostInfo& info) {
+                                                           const std::shared_ptr<ZNDTPostInfo>& info) {
   zn::guarded("postDeviceTriggerWithRequest:andInfo:", kPostingFailure, [&] {
-    if (!isStillThere(info.userGeneration)) return;  // again: preparing contents may take its time
+    const Posting posting = postingOf(info);
+    if (!isStillThere(posting.user)) return;  // again: preparing contents may take its time
     UNUserNotificationCenter::currentNotificationCenter()->addNotificationRequest(
-        request, [self = shared_from_this(), info](const std::optional<std::string>& error) {
+        request, [self = shared_from_this(), posting](const std::optional<std::string>& error) {
           zn::guarded("postDeviceTriggerWithRequest:andInfo:", kPostingFailure,
-                      [&] { self->didAddRequest(info, error); });
+                      [&] { self->didAddRequest(posting, error); });
         });
   });
 }
 
-void ZNDeviceTriggersHandler::didAddRequest(const ZNDTPostInfo& info, const std::optional<std::string>& error) {
-  const ZNDeviceTriggerCampaign& campaign = *info.rtCampaign;
-  const ZNDeviceTriggerPayload& payload = *info.finalPayload;
+void ZNDeviceTriggersHandler::didAddRequest(const Posting& posting, const std::optional<std::string>& error) {
+  const ZNDeviceTriggerCampaign& campaign = *posting.campaign;
+  const ZNDeviceTriggerPayload& payload = *posting.payload;
   if (error) {
     log("Device Triggers -- Something went wrong: %@ 🛑", *error);
     ZNDeviceTriggerUtils::trackNotificationScheduledFailedForCampaign(campaign, payload);
@@ -198,11 +216,11 @@ void ZNDeviceTriggersHandler::didAddRequest(const ZNDTPostInfo& info, const std:
   ZNDeviceTriggerUtils::trackNotificationReceivedForCampaign(campaign, payload);
   ZNDeviceTriggerUtils::trackNotificationShownForCampaign(campaign, payload);
   ZNDeviceTriggerUtils::trackNotificationScheduledForCampaign(campaign, payload);
-  if (info.isOffline) ZNDeviceTriggerUtils::trackNotificationOfflineForCampaign(campaign, payload);
+  if (posting.isOffline) ZNDeviceTriggerUtils::trackNotificationOfflineForCampaign(campaign, payload);
   // A showing that the last user's campaign got is not the next one's. The container is taken first: a reset after this
   // look replaces it.
   const auto container = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers();
-  if (ZNMessagingUtils::userGeneration() == info.userGeneration) {
+  if (ZNMessagingUtils::userGeneration() == posting.user) {
     ZNDeviceTriggersDataManager::sharedInstance()->updateCampaignShownForCampaign(campaign, container);
   }
   endBGTask();

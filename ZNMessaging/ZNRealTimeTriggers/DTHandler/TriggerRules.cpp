@@ -2,6 +2,7 @@
 
 #include "Platform/Foundation/Format.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
 #include "ZintarCore/ZNDateUtils.h"
 
 namespace zn {
@@ -66,7 +67,7 @@ Verdict expiryRule(const RuleInput& input) {
 
 Verdict syncAgeRule(const RuleInput& input) {
   const ZNDeviceTriggerCampaign& campaign = input.campaign;
-  const std::int64_t last = input.lastSynchronised.longLongValue();
+  const std::int64_t last = numberOrNil(input.lastSynchronised).longLongValue();
   const std::int64_t validUntil = boundedSum(campaign.maxSyncDelay().longLongValue(), last);
   const bool passes = last == 0 || validUntil >= input.now;
   return verdict(
@@ -92,7 +93,7 @@ Verdict campaignDelayRule(const RuleInput& input) {
   if (!input.status)
     return verdict(
         input, true, [] { return std::string(); }, [] { return std::string("no record"); });
-  const Value& shown = input.status->lastShownTime;
+  const Value shown = input.status->lastShownTime();
   if (shown == Value(0)) {
     return verdict(
         input, true, [&] { return passed("Device Triggers -- Campaign(%@) Last Shown Check Passed ✅ "); },
@@ -124,7 +125,7 @@ Verdict maxTimesRule(const RuleInput& input) {
         [&] { return format("Device Triggers -- Campaign(%@) Max Times check Passed ✅", campaign.campaignID()); },
         [] { return std::string("any number of times"); });
   }
-  const Value& times = input.status->numberOfTimesShown;
+  const Value times = input.status->numberOfTimesShown();
   const std::int64_t shown = times.longLongValue();
   const bool passes = maximum > shown;
   return verdict(
@@ -152,13 +153,13 @@ std::span<const Rule> postingRules() { return kRules; }
 
 Verdict globalDelayRule(const Value& lastPosted, const Value& globalDelay, double now, bool wantsTexts) {
   Verdict made;
-  const double last = lastPosted.doubleValue();
+  const double last = numberOrNil(lastPosted).doubleValue();
   if (last == 0) {
     made.passes = true;
     made.because = wantsTexts ? "nothing was posted yet" : "";
     return made;
   }
-  const double delay = globalDelay.doubleValue();
+  const double delay = numberOrNil(globalDelay).doubleValue();
   const double again = (delay + last) / 1000.0;
   made.passes = !(again > now);
   if (!made.passes) made.passesAt = delay + last;

@@ -98,24 +98,27 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   void postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, bool isOffline,
                                  std::uint64_t user = ZNMessagingUtils::userGeneration());
   /// `getPayloadToShow:forOffline:`: the server's fresh contents, or offline the stored ones; null when empty.
-  std::shared_ptr<const ZNDeviceTriggerPayload> getPayloadToShow(const ZNDeviceTriggerCampaign& campaign,
-                                                                 bool isOffline) const;
-  /// `processDeviceTriggerWithInfo:`
-  void processDeviceTriggerWithInfo(const ZNDTPostInfo& info);
+  std::shared_ptr<ZNDeviceTriggerPayload> getPayloadToShow(const ZNDeviceTriggerCampaign& campaign,
+                                                           bool isOffline) const;
+  /// `processDeviceTriggerWithInfo:`: prepares the notification, to appear after the campaign's delay, and posts it. A
+  /// record without a campaign or contents is a failure, here and below.
+  void processDeviceTriggerWithInfo(const std::shared_ptr<ZNDTPostInfo>& info);
   /// `getRequestForPayload:withAttachments:andTimeTrigger:`: texts that are no strings are left out; of a sound that is
   /// a dictionary (a critical alert's) the name counts.
   UNNotificationRequest getRequestForPayload(const ZNDeviceTriggerPayload& payload,
                                              const std::optional<std::vector<std::string>>& attachments,
                                              const std::optional<UNTimeIntervalNotificationTrigger>& trigger) const;
   /// `postDeviceTriggerWithRequest:andInfo:`
-  void postDeviceTriggerWithRequest(const UNNotificationRequest& request, const ZNDTPostInfo& info);
+  void postDeviceTriggerWithRequest(const UNNotificationRequest& request, const std::shared_ptr<ZNDTPostInfo>& info);
 
  private:
   void storeServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container, const zn::Value& response);
   void handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, const zn::Value& response,
                            std::uint64_t user);
   void postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, std::uint64_t user);
-  void didAddRequest(const ZNDTPostInfo& info, const std::optional<std::string>& error);
+  struct Posting;
+  static Posting postingOf(const std::shared_ptr<ZNDTPostInfo>& info);
+  void didAddRequest(const Posting& posting, const std::optional<std::string>& error);
 
   std::atomic<std::int64_t> lastUpdatedTime_{0};
   std::atomic<UIBackgroundTaskIdentifier> dt_BgTask_{UIBackgroundTaskInvalid};

@@ -1,12 +1,49 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 
+#include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/Format.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNLogger.h"
+
+namespace {
+
+std::atomic<std::uint64_t> eventChanges{0};
+
+/// Reads the server's dictionary; a value of the wrong kind throws, naming the campaign.
+class Reader {
+ public:
+  explicit Reader(const zn::Value& dictionary) : dictionary_(dictionary) {}
+
+  zn::Value operator[](const char* key) const { return dictionary_.validObjectForKey(key); }
+
+  zn::Value dictionary(const char* key) const {
+    zn::Value value = (*this)[key];
+    if (!value.isNil() && !value.isDictionary()) refuse(key, "a dictionary");
+    return value.mutableCopy();
+  }
+  bool boolean(const char* key) const {
+    const zn::Value value = (*this)[key];
+    if (!value.isNil() && !value.isNumber() && !value.isString()) refuse(key, "a boolean");
+    return value.boolValue();
+  }
+
+ private:
+  [[noreturn]] void refuse(const char* key, const char* wanted) const {
+    throw zn::Exception(zn::format("campaign %@: \"%@\" must be %@", (*this)["campaign_id"], key, wanted));
+  }
+
+  const zn::Value& dictionary_;
+};
+
+}  // namespace
 
 const zn::Value& ZNDeviceTriggerCampaign::kActiveValue() {
   static const zn::Value& active = *new zn::Value(kActive);
   return active;
 }
+
+std::uint64_t ZNDeviceTriggerCampaign::triggerEventChanges() { return eventChanges.load(); }
 
 int ZNDeviceTriggerCampaign::getDeviceTriggerType(const zn::Value& type) { return type == zn::Value("test") ? 1 : 0; }
 
@@ -18,103 +55,120 @@ std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithDictio
 }
 
 void ZNDeviceTriggerCampaign::fill(const zn::Value& dictionary) {
-  campaignID_ = dictionary.validObjectForKey("campaign_id");
-  const zn::Value payload = dictionary.validObjectForKey("payload");
-  if (payload.isDictionary()) payload_ = ZNDeviceTriggerPayload::initWithDictionary(payload.mutableCopy());
-  triggerEvent_ = dictionary.validObjectForKey("trigger_event_name");
-  const zn::Value conditions = dictionary.validObjectForKey("condition");
-  if (!conditions.isNil()) attrConditions_ = conditions.mutableCopy();
-  campaignType_ = getDeviceTriggerType(dictionary.validObjectForKey("type"));
-  status_ = dictionary.validObjectForKey("status");
-  expiry_ = dictionary.validObjectForKey("expiry");
-  priority_ = dictionary.validObjectForKey("priority");
-  maxTimes_ = dictionary.validObjectForKey("max_times");
-  campaignDelay_ = dictionary.validObjectForKey("min_delay_between_notifications");
-  lastUpdatedTime_ = dictionary.validObjectForKey("last_updated");
-  triggerDelay_ = dictionary.validObjectForKey("show_delay");
-  maxSyncDelay_ = dictionary.validObjectForKey("max_sync_delay");
-  shouldSupportOffline_ = dictionary.validObjectForKey("should_support_offline").boolValue();
-  shouldIgnoreDND_ = dictionary.validObjectForKey("should_ignore_dnd").boolValue();
-}
-
-std::shared_ptr<const ZNDeviceTriggerPayload> ZNDeviceTriggerCampaign::updated_payload() const {
-  zn::Lock lock(mutex_);
-  return updatedPayload_;
+  const Reader sent(dictionary);
+  fields_.update([&](Fields& fields) {
+    fields.campaignID = sent["campaign_id"];
+    if (const zn::Value payload = sent.dictionary("payload")) {
+      fields.payload = ZNDeviceTriggerPayload::initWithDictionary(payload);
+    }
+    fields.triggerEvent = sent["trigger_event_name"];
+    fields.attrConditions = sent.dictionary("condition");
+    fields.campaignType = getDeviceTriggerType(sent["type"]);
+    fields.status = sent["status"];
+    fields.expiry = sent["expiry"];
+    fields.priority = sent["priority"];
+    fields.maxTimes = sent["max_times"];
+    fields.campaignDelay = sent["min_delay_between_notifications"];
+    fields.lastUpdatedTime = sent["last_updated"];
+    fields.triggerDelay = sent["show_delay"];
+    fields.maxSyncDelay = sent["max_sync_delay"];
+    fields.shouldSupportOffline = sent.boolean("should_support_offline");
+    fields.shouldIgnoreDND = sent.boolean("should_ignore_dnd");
+  });
 }
 
 void ZNDeviceTriggerCampaign::updateNotificationPayload(const zn::Value& dictionary) {
   if (!dictionary.isDictionary() || dictionary.isEmpty()) return;
-  auto fresh = ZNDeviceTriggerPayload::initWithDictionary(dictionary.mutableCopy());
-  zn::Lock lock(mutex_);
-  updatedPayload_.swap(fresh);
+  setUpdated_payload(ZNDeviceTriggerPayload::initWithDictionary(dictionary.mutableCopy()));
 }
 
-const ZNEventCondition& ZNDeviceTriggerCampaign::condition() const {
-  std::call_once(conditionMade_, [this] {
-    // The event's name overwrites an entry of that name in the condition.
-    zn::Value whole = attrConditions_.isNil() ? zn::Value::dictionary() : attrConditions_;
-    if (whole.isDictionary()) whole.setObjectNilHandled(triggerEvent_, "eventName");
-    condition_ = ZNEventCondition::initWithDictionary(whole);
+void ZNDeviceTriggerCampaign::setTriggerEvent(const zn::Value& value) {
+  fields_.update([&](Fields& fields) {
+    fields.triggerEvent = value;
+    fields.condition = nullptr;
   });
-  return *condition_;
+  problemLogged_ = false;
+  ++eventChanges;
+}
+
+void ZNDeviceTriggerCampaign::setAttrConditions(const zn::Value& value) {
+  fields_.update([&](Fields& fields) {
+    fields.attrConditions = value;
+    fields.condition = nullptr;
+  });
+  problemLogged_ = false;
+}
+
+std::shared_ptr<const ZNEventCondition> ZNDeviceTriggerCampaign::condition() const {
+  return fields_.update([](Fields& fields) {
+    if (!fields.condition) {
+      zn::Value whole = fields.attrConditions.isNil() ? zn::Value::dictionary() : fields.attrConditions;
+      if (whole.isDictionary()) {
+        // Also no trigger event takes the place of a name in the condition: campaigns are found by their trigger event.
+        whole.removeValidObjectForKey("eventName");
+        whole.setObjectNilHandled(fields.triggerEvent, "eventName");
+      }
+      fields.condition = ZNEventCondition::initWithDictionary(whole);
+    }
+    return fields.condition;
+  });
 }
 
 bool ZNDeviceTriggerCampaign::matches(const zn::Value& event, const zn::Value& attributes) const {
-  return condition().checkIfAttributeConditionSatisfiedForEvent(event, attributes);
-}
-
-bool ZNDeviceTriggerCampaign::isSatisfiedBy(const zn::Value& event, const zn::Value& attributes) const {
-  return isActive() && matches(event, attributes);
+  return condition()->checkIfAttributeConditionSatisfiedForEvent(event, attributes);
 }
 
 bool ZNDeviceTriggerCampaign::checkIfAttributeConditionSatisfiedForEvent(const zn::Value& event,
                                                                          const zn::Value& attributes) const {
   const auto& logger = ZNLogger::sharedInstance();
   if (!isActive()) {
-    logger->logWithType(1, "Device Trigger Campaign(%@) is %@ 🛑", campaignID_, status_);
+    logger->logWithType(1, "Device Trigger Campaign(%@) is %@ 🛑", campaignID(), status());
     return false;
   }
-  if (!conditionProblem().empty() && logger->isEnabled() && !problemLogged_.exchange(true)) {
+  if (logger->isEnabled() && !conditionProblem().empty() && !problemLogged_.exchange(true)) {
     logger->logWithType(1, "Device Triggers -- Campaign(%@) has a condition that cannot be understood : %@ 🛑",
-                        campaignID_, conditionProblem());
+                        campaignID(), conditionProblem());
   }
-  return isSatisfiedBy(event, attributes);
+  return matches(event, attributes);
 }
 
 void ZNDeviceTriggerCampaign::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  coder.encodeObject(campaignID_, "campaignID");
-  coder.encodeObject(payload_, "payload");
-  coder.encodeObject(triggerEvent_, "triggerEvent");
-  coder.encodeObject(attrConditions_, "attrConditions");
-  coder.encodeInt(campaignType_, "campaignType");
-  coder.encodeObject(status_, "status");
-  coder.encodeObject(expiry_, "expiry");
-  coder.encodeObject(maxTimes_, "maxTimes");
-  coder.encodeObject(priority_, "priority");
-  coder.encodeObject(triggerDelay_, "triggerDelay");
-  coder.encodeObject(maxSyncDelay_, "maxSyncDelay");
-  coder.encodeObject(campaignDelay_, "campaignDelay");
-  coder.encodeObject(lastUpdatedTime_, "lastUpdatedTime");
-  coder.encodeBool(shouldSupportOffline_, "shouldSupportOffline");
-  coder.encodeBool(shouldIgnoreDND_, "shouldIgnoreDND");
+  const Fields fields = fields_.all();
+  coder.encodeObject(fields.campaignID, "campaignID");
+  coder.encodeObject(fields.payload, "payload");
+  coder.encodeObject(fields.triggerEvent, "triggerEvent");
+  coder.encodeObject(fields.attrConditions, "attrConditions");
+  coder.encodeInt(fields.campaignType, "campaignType");
+  coder.encodeObject(fields.status, "status");
+  coder.encodeObject(fields.expiry, "expiry");
+  coder.encodeObject(fields.maxTimes, "maxTimes");
+  coder.encodeObject(fields.priority, "priority");
+  coder.encodeObject(fields.triggerDelay, "triggerDelay");
+  coder.encodeObject(fields.maxSyncDelay, "maxSyncDelay");
+  coder.encodeObject(fields.campaignDelay, "campaignDelay");
+  coder.encodeObject(fields.lastUpdatedTime, "lastUpdatedTime");
+  coder.encodeBool(fields.shouldSupportOffline, "shouldSupportOffline");
+  coder.encodeBool(fields.shouldIgnoreDND, "shouldIgnoreDND");
 }
 
 std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithCoder(zn::NSKeyedUnarchiver& coder) {
   auto campaign = std::make_shared<ZNDeviceTriggerCampaign>();
-  campaign->campaignID_ = coder.decodeObjectForKey("campaignID");
-  campaign->payload_ = std::dynamic_pointer_cast<ZNDeviceTriggerPayload>(coder.decodeRecordForKey("payload"));
-  campaign->triggerEvent_ = coder.decodeObjectForKey("triggerEvent");
-  campaign->attrConditions_ = coder.decodeObjectForKey("attrConditions");
-  campaign->campaignType_ = coder.decodeIntForKey("campaignType");
-  campaign->status_ = coder.decodeObjectForKey("status");
-  campaign->expiry_ = coder.decodeObjectForKey("expiry");
-  campaign->maxTimes_ = coder.decodeObjectForKey("maxTimes");
-  campaign->priority_ = coder.decodeObjectForKey("priority");
-  campaign->triggerDelay_ = coder.decodeObjectForKey("triggerDelay");
-  campaign->maxSyncDelay_ = coder.decodeObjectForKey("maxSyncDelay");
-  campaign->campaignDelay_ = coder.decodeObjectForKey("campaignDelay");
-  campaign->lastUpdatedTime_ = coder.decodeObjectForKey("lastUpdatedTime");
-  campaign->shouldSupportOffline_ = coder.decodeBoolForKey("shouldSupportOffline");
-  campaign->shouldIgnoreDND_ = coder.decodeBoolForKey("shouldIgnoreDND");
+  campaign->fields_.update([&](Fields& fields) {
+    fields.campaignID = coder.decodeObjectForKey("campaignID");
+    fields.payload = std::dynamic_pointer_cast<ZNDeviceTriggerPayload>(coder.decodeRecordForKey("payload"));
+    fields.triggerEvent = coder.decodeObjectForKey("triggerEvent");
+    fields.attrConditions = coder.decodeObjectForKey("attrConditions");
+    fields.campaignType = coder.decodeIntForKey("campaignType");
+    fields.status = coder.decodeObjectForKey("status");
+    fields.expiry = zn::numberOrNil(coder.decodeObjectForKey("expiry"));
+    fields.maxTimes = zn::numberOrNil(coder.decodeObjectForKey("maxTimes"));
+    fields.priority = zn::numberOrNil(coder.decodeObjectForKey("priority"));
+    fields.triggerDelay = zn::numberOrNil(coder.decodeObjectForKey("triggerDelay"));
+    fields.maxSyncDelay = zn::numberOrNil(coder.decodeObjectForKey("maxSyncDelay"));
+    fields.campaignDelay = zn::numberOrNil(coder.decodeObjectForKey("campaignDelay"));
+    fields.lastUpdatedTime = zn::numberOrNil(coder.decodeObjectForKey("lastUpdatedTime"));
+    fields.shouldSupportOffline = coder.decodeBoolForKey("shouldSupportOffline");
+    fields.shouldIgnoreDND = coder.decodeBoolForKey("shouldIgnoreDND");
+  });
   return campaign;
 }

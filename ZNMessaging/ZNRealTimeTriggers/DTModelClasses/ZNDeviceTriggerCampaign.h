@@ -1,12 +1,13 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
-#include <mutex>
+#include <string>
 
 #include "Platform/Export.h"
-#include "Platform/Foundation/Mutex.h"
 #include "ZNAnalytics/ZNEventCondition.h"
+#include "ZNMessaging/Utils/GuardedFields.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerPayload.h"
 #include "ZintarCore/ZNModelObject.h"
 
@@ -14,7 +15,8 @@
 /// Fields hold whatever the server sent, unchecked, nil where it sent nothing. Times and delays are milliseconds,
 /// absolute ones since 1970.
 ///
-/// Thread: any; immutable once made, but for the updated payload, which is guarded.
+/// Thread: any; every property is guarded. The store and those who asked it share campaigns, so a change reaches all of
+/// them; it is kept on disk by the store's next save.
 class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
  public:
   /// Status of a campaign that may fire.
@@ -22,8 +24,8 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   /// `maxTimes` of a campaign that may be shown any number of times.
   static constexpr std::int64_t kUnlimited = -9090909;
 
-  /// `initWithDictionary:`: from the server's dictionary. After a failure, which is logged, what was filled in so far
-  /// stays.
+  /// `initWithDictionary:`: from the server's dictionary. A payload, a condition or a switch of the wrong kind is a
+  /// failure; it is logged with the campaign's id, and what was filled in so far stays.
   static std::shared_ptr<ZNDeviceTriggerCampaign> initWithDictionary(const zn::Value& dictionary);
   /// `initWithCoder:`
   static std::shared_ptr<ZNDeviceTriggerCampaign> initWithCoder(zn::NSKeyedUnarchiver& coder);
@@ -37,58 +39,82 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   /// `checkIfAttributeConditionSatisfiedForEvent:andAttributes:`: false, with a log line, for a campaign that is not
   /// active. A condition that cannot be understood is never satisfied; the log says why, once a campaign.
   bool checkIfAttributeConditionSatisfiedForEvent(const zn::Value& event, const zn::Value& attributes) const;
-  /// Whether the event and its attributes satisfy the condition, whatever the status.
+  /// Whether the event and its attributes satisfy the condition, whatever the status. The event must be the trigger
+  /// event: what the condition says about the event's name does not count, and without a trigger event nothing matches.
   bool matches(const zn::Value& event, const zn::Value& attributes) const;
-  /// Whether the campaign is active and matches; without a log line.
-  bool isSatisfiedBy(const zn::Value& event, const zn::Value& attributes) const;
   /// Why the condition cannot be understood; empty for one that can.
-  const std::string& conditionProblem() const { return condition().problem(); }
+  std::string conditionProblem() const { return condition()->problem(); }
 
-  const zn::Value& campaignID() const { return campaignID_; }
-  std::shared_ptr<const ZNDeviceTriggerPayload> payload() const { return payload_; }  ///< null without one
-  std::shared_ptr<const ZNDeviceTriggerPayload> updated_payload() const;              ///< never archived
-  const zn::Value& triggerEvent() const { return triggerEvent_; }
-  const zn::Value& attrConditions() const { return attrConditions_; }
-  std::int32_t campaignType() const { return campaignType_; }
-  const zn::Value& status() const { return status_; }
-  const zn::Value& expiry() const { return expiry_; }
-  const zn::Value& maxTimes() const { return maxTimes_; }
-  const zn::Value& priority() const { return priority_; }
-  const zn::Value& triggerDelay() const { return triggerDelay_; }
-  const zn::Value& maxSyncDelay() const { return maxSyncDelay_; }
-  const zn::Value& campaignDelay() const { return campaignDelay_; }
-  const zn::Value& lastUpdatedTime() const { return lastUpdatedTime_; }
-  bool shouldSupportOffline() const { return shouldSupportOffline_; }
-  bool shouldIgnoreDND() const { return shouldIgnoreDND_; }
-  bool isActive() const { return status_ == kActiveValue(); }
+  zn::Value campaignID() const { return fields_.get(&Fields::campaignID); }
+  void setCampaignID(const zn::Value& value) { fields_.set(&Fields::campaignID, value); }
+  std::shared_ptr<ZNDeviceTriggerPayload> payload() const {
+    return fields_.get(&Fields::payload);
+  }  ///< null without one
+  void setPayload(const std::shared_ptr<ZNDeviceTriggerPayload>& value) { fields_.set(&Fields::payload, value); }
+  /// What the segment check gave; null without; never archived.
+  std::shared_ptr<ZNDeviceTriggerPayload> updated_payload() const { return fields_.get(&Fields::updated_payload); }
+  void setUpdated_payload(const std::shared_ptr<ZNDeviceTriggerPayload>& value) {
+    fields_.set(&Fields::updated_payload, value);
+  }
+  zn::Value triggerEvent() const { return fields_.get(&Fields::triggerEvent); }
+  void setTriggerEvent(const zn::Value& value);
+  zn::Value attrConditions() const { return fields_.get(&Fields::attrConditions); }
+  void setAttrConditions(const zn::Value& value);
+  std::int32_t campaignType() const { return fields_.get(&Fields::campaignType); }  ///< 1: test
+  void setCampaignType(std::int32_t value) { fields_.set(&Fields::campaignType, value); }
+  zn::Value status() const { return fields_.get(&Fields::status); }
+  void setStatus(const zn::Value& value) { fields_.set(&Fields::status, value); }
+  zn::Value expiry() const { return fields_.get(&Fields::expiry); }
+  void setExpiry(const zn::Value& value) { fields_.set(&Fields::expiry, value); }
+  zn::Value maxTimes() const { return fields_.get(&Fields::maxTimes); }
+  void setMaxTimes(const zn::Value& value) { fields_.set(&Fields::maxTimes, value); }
+  zn::Value priority() const { return fields_.get(&Fields::priority); }
+  void setPriority(const zn::Value& value) { fields_.set(&Fields::priority, value); }
+  zn::Value triggerDelay() const { return fields_.get(&Fields::triggerDelay); }
+  void setTriggerDelay(const zn::Value& value) { fields_.set(&Fields::triggerDelay, value); }
+  zn::Value maxSyncDelay() const { return fields_.get(&Fields::maxSyncDelay); }
+  void setMaxSyncDelay(const zn::Value& value) { fields_.set(&Fields::maxSyncDelay, value); }
+  zn::Value campaignDelay() const { return fields_.get(&Fields::campaignDelay); }
+  void setCampaignDelay(const zn::Value& value) { fields_.set(&Fields::campaignDelay, value); }
+  zn::Value lastUpdatedTime() const { return fields_.get(&Fields::lastUpdatedTime); }
+  void setLastUpdatedTime(const zn::Value& value) { fields_.set(&Fields::lastUpdatedTime, value); }
+  bool shouldSupportOffline() const { return fields_.get(&Fields::shouldSupportOffline); }
+  void setShouldSupportOffline(bool value) { fields_.set(&Fields::shouldSupportOffline, value); }
+  bool shouldIgnoreDND() const { return fields_.get(&Fields::shouldIgnoreDND); }
+  void setShouldIgnoreDND(bool value) { fields_.set(&Fields::shouldIgnoreDND, value); }
+  bool isActive() const { return status() == kActiveValue(); }
 
   const char* archivedClassName() const override { return "ZNDeviceTriggerCampaign"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
 
  private:
+  struct Fields {
+    zn::Value campaignID;
+    std::shared_ptr<ZNDeviceTriggerPayload> payload;
+    std::shared_ptr<ZNDeviceTriggerPayload> updated_payload;
+    zn::Value triggerEvent;
+    zn::Value attrConditions;
+    std::int32_t campaignType = 0;
+    zn::Value status;
+    zn::Value expiry;
+    zn::Value maxTimes;
+    zn::Value priority;
+    zn::Value triggerDelay;
+    zn::Value maxSyncDelay;
+    zn::Value campaignDelay;
+    zn::Value lastUpdatedTime;
+    bool shouldSupportOffline = false;
+    bool shouldIgnoreDND = false;
+    std::shared_ptr<const ZNEventCondition> condition;  // on the first check: most campaigns are never checked
+  };
+  friend class ZNDeviceTriggers;
+  /// How often a trigger event of any campaign was set after it was made: who keeps campaigns in the order of their
+  /// events orders them anew when the count has moved.
+  static std::uint64_t triggerEventChanges();
   static const zn::Value& kActiveValue();
   void fill(const zn::Value& dictionary);
-  const ZNEventCondition& condition() const;
+  std::shared_ptr<const ZNEventCondition> condition() const;
 
-  zn::Value campaignID_;
-  std::shared_ptr<const ZNDeviceTriggerPayload> payload_;
-  zn::Value triggerEvent_;
-  zn::Value attrConditions_;
-  std::int32_t campaignType_ = 0;
-  zn::Value status_;
-  zn::Value expiry_;
-  zn::Value maxTimes_;
-  zn::Value priority_;
-  zn::Value triggerDelay_;
-  zn::Value maxSyncDelay_;
-  zn::Value campaignDelay_;
-  zn::Value lastUpdatedTime_;
-  bool shouldSupportOffline_ = false;
-  bool shouldIgnoreDND_ = false;
-
-  mutable std::once_flag conditionMade_;  // on the first check: most campaigns of a start are never checked
-  mutable std::shared_ptr<const ZNEventCondition> condition_;
+  mutable zn::GuardedFields<Fields> fields_;
   mutable std::atomic<bool> problemLogged_{false};
-  mutable zn::Mutex mutex_;
-  std::shared_ptr<const ZNDeviceTriggerPayload> updatedPayload_ ZN_GUARDED_BY(mutex_);
 };

@@ -1,45 +1,46 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerPayload.h"
 
-std::shared_ptr<const ZNDeviceTriggerPayload> ZNDeviceTriggerPayload::initWithDictionary(const zn::Value& dictionary) {
+std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggerPayload::initWithDictionary(const zn::Value& dictionary) {
   const auto payload = std::make_shared<ZNDeviceTriggerPayload>();
-  payload->campaignID_ = dictionary.validObjectForKeyPath("zintar.cid");
+  payload->setCampaignID(dictionary.validObjectForKeyPath("zintar.cid"));
   const zn::Value alert = dictionary.validObjectForKeyPath("aps.alert");
   if (alert.isDictionary()) {
-    payload->alertTitle_ = alert.validObjectForKey("title");
-    payload->alertSubTitle_ = alert.validObjectForKey("subtitle");
-    payload->alertBody_ = alert.validObjectForKey("body");
+    payload->setAlertTitle(alert.validObjectForKey("title"));
+    payload->setAlertSubTitle(alert.validObjectForKey("subtitle"));
+    payload->setAlertBody(alert.validObjectForKey("body"));
   } else if (alert.isString()) {
-    payload->alertBody_ = alert;
-    payload->alertTitle_ = "";  // set and empty, not nil
-    payload->alertSubTitle_ = "";
+    payload->setAlertBody(alert);
+    payload->setAlertTitle("");  // set and empty, not nil
+    payload->setAlertSubTitle("");
   }
-  payload->alertSound_ = dictionary.validObjectForKeyPath("aps.sound");
-  payload->category_ = dictionary.validObjectForKeyPath("aps.category");
-  payload->attachmentURL_ = dictionary.validObjectForKeyPath("zintar.media-attachment");
-  payload->pushDict_ = dictionary.mutableCopy();
+  payload->setAlertSound(dictionary.validObjectForKeyPath("aps.sound"));
+  payload->setCategory(dictionary.validObjectForKeyPath("aps.category"));
+  payload->setAttachmentURL(dictionary.validObjectForKeyPath("zintar.media-attachment"));
+  payload->setPushDict(dictionary.mutableCopy());
   return payload;
 }
 
 void ZNDeviceTriggerPayload::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  coder.encodeObject(campaignID_, "campaignID");
-  coder.encodeObject(alertTitle_, "alertTitle");
-  coder.encodeObject(alertSubTitle_, "alertSubTitle");
-  coder.encodeObject(alertBody_, "alertBody");
-  coder.encodeObject(alertSound_, "alertSound");
-  coder.encodeObject(attachmentURL_, "attachmentURL");
-  coder.encodeObject(category_, "category");
-  coder.encodeObject(pushDict_, "pushDict");
+  const Fields fields = fields_.all();
+  coder.encodeObject(fields.campaignID, "campaignID");
+  coder.encodeObject(fields.alertTitle, "alertTitle");
+  coder.encodeObject(fields.alertSubTitle, "alertSubTitle");
+  coder.encodeObject(fields.alertBody, "alertBody");
+  coder.encodeObject(fields.alertSound, "alertSound");
+  coder.encodeObject(fields.attachmentURL, "attachmentURL");
+  coder.encodeObject(fields.category, "category");
+  coder.encodeObject(fields.pushDict, "pushDict");
 }
 
 std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggerPayload::initWithCoder(zn::NSKeyedUnarchiver& coder) {
   auto payload = std::make_shared<ZNDeviceTriggerPayload>();
-  payload->campaignID_ = coder.decodeObjectForKey("campaignID");
-  payload->alertTitle_ = coder.decodeObjectForKey("alertTitle");
-  payload->alertSubTitle_ = coder.decodeObjectForKey("alertSubTitle");
-  payload->alertBody_ = coder.decodeObjectForKey("alertBody");
-  payload->alertSound_ = coder.decodeObjectForKey("alertSound");
-  payload->attachmentURL_ = coder.decodeObjectForKey("attachmentURL");
-  payload->category_ = coder.decodeObjectForKey("category");
-  payload->pushDict_ = coder.decodeObjectForKey("pushDict");
+  payload->setCampaignID(coder.decodeObjectForKey("campaignID"));
+  payload->setAlertTitle(coder.decodeObjectForKey("alertTitle"));
+  payload->setAlertSubTitle(coder.decodeObjectForKey("alertSubTitle"));
+  payload->setAlertBody(coder.decodeObjectForKey("alertBody"));
+  payload->setAlertSound(coder.decodeObjectForKey("alertSound"));
+  payload->setAttachmentURL(coder.decodeObjectForKey("attachmentURL"));
+  payload->setCategory(coder.decodeObjectForKey("category"));
+  payload->setPushDict(coder.decodeObjectForKey("pushDict"));
   return payload;
 }

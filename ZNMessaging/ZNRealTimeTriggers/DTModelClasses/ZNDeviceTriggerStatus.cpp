@@ -1,26 +1,29 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerStatus.h"
 
-std::shared_ptr<const ZNDeviceTriggerStatus> ZNDeviceTriggerStatus::initWithDictionary(const zn::Value& dictionary) {
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
+
+std::shared_ptr<ZNDeviceTriggerStatus> ZNDeviceTriggerStatus::initWithDictionary(const zn::Value& dictionary) {
   auto status = std::make_shared<ZNDeviceTriggerStatus>();
-  status->campaignID = dictionary.validObjectForKey("campaign_id");
-  status->expiry = dictionary.validObjectForKey("expiry");
-  status->lastShownTime = 0;
-  status->numberOfTimesShown = 0;
+  status->setCampaignID(dictionary.validObjectForKey("campaign_id"));
+  status->setExpiry(dictionary.validObjectForKey("expiry"));
+  status->setLastShownTime(0);
+  status->setNumberOfTimesShown(0);
   return status;
 }
 
 void ZNDeviceTriggerStatus::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  coder.encodeObject(campaignID, "campaignID");
-  coder.encodeObject(expiry, "expiry");
-  coder.encodeObject(lastShownTime, "lastShownTime");
-  coder.encodeObject(numberOfTimesShown, "numberOfTimesShown");
+  const Fields fields = fields_.all();
+  coder.encodeObject(fields.campaignID, "campaignID");
+  coder.encodeObject(fields.expiry, "expiry");
+  coder.encodeObject(fields.lastShownTime, "lastShownTime");
+  coder.encodeObject(fields.numberOfTimesShown, "numberOfTimesShown");
 }
 
 std::shared_ptr<ZNDeviceTriggerStatus> ZNDeviceTriggerStatus::initWithCoder(zn::NSKeyedUnarchiver& coder) {
   auto status = std::make_shared<ZNDeviceTriggerStatus>();
-  status->campaignID = coder.decodeObjectForKey("campaignID");
-  status->expiry = coder.decodeObjectForKey("expiry");
-  status->lastShownTime = coder.decodeObjectForKey("lastShownTime");
-  status->numberOfTimesShown = coder.decodeObjectForKey("numberOfTimesShown");
+  status->setCampaignID(coder.decodeObjectForKey("campaignID"));
+  status->setExpiry(zn::numberOrNil(coder.decodeObjectForKey("expiry")));
+  status->setLastShownTime(zn::numberOrNil(coder.decodeObjectForKey("lastShownTime")));
+  status->setNumberOfTimesShown(zn::numberOrNil(coder.decodeObjectForKey("numberOfTimesShown")));
   return status;
 }

@@ -1,9 +1,12 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
 
+#include <algorithm>
 #include <array>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
+
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
 
 namespace {
 
@@ -27,6 +30,14 @@ void encodeList(zn::NSKeyedArchiver& coder, const std::shared_ptr<const List>& l
   coder.encodeObjects(records, true, key);
 }
 
+template <class List>
+std::shared_ptr<const List> withoutNull(const std::shared_ptr<const List>& list) {
+  if (!list || std::find(list->begin(), list->end(), nullptr) == list->end()) return list;
+  auto copy = std::make_shared<List>(*list);
+  std::erase(*copy, nullptr);
+  return copy;
+}
+
 }  // namespace
 
 const zn::CampaignList& ZNDeviceTriggers::Fields::campaigns() const {
@@ -39,16 +50,18 @@ const zn::StatusList& ZNDeviceTriggers::Fields::statuses() const {
   return deviceTriggerStatus ? *deviceTriggerStatus : none;
 }
 
-/// Ways into the lists, so that an event costs nothing for the campaigns of other events. Never changed once made.
+/// Ways into the lists, so that an event costs nothing for the campaigns of other events. Never changed once made; a
+/// trigger event that is set later makes a new one.
 struct ZNDeviceTriggers::Index {
-  explicit Index(const Fields& fields) {
+  explicit Index(const Fields& fields) : eventChanges(ZNDeviceTriggerCampaign::triggerEventChanges()) {
     for (const auto& campaign : fields.campaigns()) campaignsByEvent[campaign->triggerEvent()].push_back(campaign);
-    for (const auto& status : fields.statuses()) statusByCampaign.try_emplace(status->campaignID, status);
+    for (const auto& status : fields.statuses()) statusByCampaign.try_emplace(status->campaignID(), status);
     for (const zn::Value& name : fields.deviceTriggerEvents.elements()) eventNames.insert(name);
   }
   std::unordered_map<zn::Value, zn::CampaignList, zn::ValueHash> campaignsByEvent;  // in the list's order
   std::unordered_map<zn::Value, std::shared_ptr<const ZNDeviceTriggerStatus>, zn::ValueHash> statusByCampaign;  // first
   std::unordered_set<zn::Value, zn::ValueHash> eventNames;
+  const std::uint64_t eventChanges;
 };
 
 std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggers::init() {
@@ -106,8 +119,20 @@ void ZNDeviceTriggers::update(const std::function<void(Fields&)>& change) {
 }
 
 std::shared_ptr<const ZNDeviceTriggers::Index> ZNDeviceTriggers::index() const {
+  std::shared_ptr<const Index> old;  // ends after the lock
   zn::Lock lock(mutex_);
+  if (index_ && index_->eventChanges != ZNDeviceTriggerCampaign::triggerEventChanges()) {
+    old = std::exchange(index_, std::make_shared<const Index>(fields_));
+  }
   return index_;
+}
+
+void ZNDeviceTriggers::setDeviceTriggers(const zn::CampaignListPtr& campaigns) {
+  set(&Fields::deviceTriggers, withoutNull(campaigns));
+}
+
+void ZNDeviceTriggers::setDeviceTriggerStatus(const zn::StatusListPtr& statuses) {
+  set(&Fields::deviceTriggerStatus, withoutNull(statuses));
 }
 
 bool ZNDeviceTriggers::waitsForEvent(const zn::Value& name) const {
@@ -149,9 +174,9 @@ std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggers::initWithCoder(zn::NSKeyedUna
   read.deviceTriggerStatus = decodeList<ZNDeviceTriggerStatus, zn::StatusList>(coder, "deviceTriggerStatus");
   read.dndStartTime = coder.decodeObjectForKey("DTdndStartTime");
   read.dndEndTime = coder.decodeObjectForKey("DTdndEndTime");
-  read.globalDelay = coder.decodeObjectForKey("DTglobalDelay");
-  read.deviceTriggerLastUpdatedTime = coder.decodeObjectForKey("DTLastUpdateTime");
-  read.deviceTriggerLastPostedTime = coder.decodeObjectForKey("DTLastPostTime");
+  read.globalDelay = zn::numberOrNil(coder.decodeObjectForKey("DTglobalDelay"));
+  read.deviceTriggerLastUpdatedTime = zn::numberOrNil(coder.decodeObjectForKey("DTLastUpdateTime"));
+  read.deviceTriggerLastPostedTime = zn::numberOrNil(coder.decodeObjectForKey("DTLastPostTime"));
   triggers->update([&](Fields& fields) { fields = read; });
   return triggers;
 }

@@ -51,6 +51,24 @@ class ZN_EXPORT ZNDeviceTriggers : public zn::Coding {
   /// Changes properties as one step. `change` must not call out.
   void update(const std::function<void(Fields& fields)>& change);
 
+  // Each property by its name; what they mean stands at Fields.
+  zn::CampaignListPtr deviceTriggers() const { return get(&Fields::deviceTriggers); }
+  void setDeviceTriggers(const zn::CampaignListPtr& campaigns);  ///< null elements are left out, as in the status list
+  zn::Value deviceTriggerEvents() const { return get(&Fields::deviceTriggerEvents); }
+  void setDeviceTriggerEvents(const zn::Value& names) { set(&Fields::deviceTriggerEvents, names); }
+  zn::StatusListPtr deviceTriggerStatus() const { return get(&Fields::deviceTriggerStatus); }
+  void setDeviceTriggerStatus(const zn::StatusListPtr& statuses);
+  zn::Value dndStartTime() const { return get(&Fields::dndStartTime); }
+  void setDndStartTime(const zn::Value& time) { set(&Fields::dndStartTime, time); }
+  zn::Value dndEndTime() const { return get(&Fields::dndEndTime); }
+  void setDndEndTime(const zn::Value& time) { set(&Fields::dndEndTime, time); }
+  zn::Value globalDelay() const { return get(&Fields::globalDelay); }
+  void setGlobalDelay(const zn::Value& delay) { set(&Fields::globalDelay, delay); }
+  zn::Value deviceTriggerLastUpdatedTime() const { return get(&Fields::deviceTriggerLastUpdatedTime); }
+  void setDeviceTriggerLastUpdatedTime(const zn::Value& time) { set(&Fields::deviceTriggerLastUpdatedTime, time); }
+  zn::Value deviceTriggerLastPostedTime() const { return get(&Fields::deviceTriggerLastPostedTime); }
+  void setDeviceTriggerLastPostedTime(const zn::Value& time) { set(&Fields::deviceTriggerLastPostedTime, time); }
+
   bool waitsForEvent(const zn::Value& name) const;  ///< `deviceTriggerEvents` holds it; allocates nothing
   zn::CampaignList campaignsForEvent(const zn::Value& name) const;
   std::shared_ptr<const ZNDeviceTriggerStatus> statusForCampaign(const zn::Value& campaignID) const;  ///< or null
@@ -61,8 +79,17 @@ class ZN_EXPORT ZNDeviceTriggers : public zn::Coding {
  private:
   struct Index;
   std::shared_ptr<const Index> index() const;
+  template <class T>
+  T get(T Fields::*field) const {
+    zn::Lock lock(mutex_);
+    return fields_.*field;
+  }
+  template <class T>
+  void set(T Fields::*field, const T& value) {
+    update([&](Fields& fields) { fields.*field = value; });
+  }
 
   mutable zn::Mutex mutex_;
   Fields fields_ ZN_GUARDED_BY(mutex_);
-  std::shared_ptr<const Index> index_ ZN_GUARDED_BY(mutex_);
+  mutable std::shared_ptr<const Index> index_ ZN_GUARDED_BY(mutex_);
 };

@@ -1,0 +1,15 @@
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
+
+#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+
+ZNDTPostInfo::ZNDTPostInfo() { fields_.set(&Fields::userGeneration, ZNMessagingUtils::userGeneration()); }
+
+std::shared_ptr<ZNDTPostInfo> ZNDTPostInfo::initWithCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
+                                                             const std::shared_ptr<ZNDeviceTriggerPayload>& payload,
+                                                             bool isOffline) {
+  auto info = std::make_shared<ZNDTPostInfo>();
+  info->setRtCampaign(campaign);
+  info->setFinalPayload(payload);
+  info->setIsOffline(isOffline);
+  return info;
+}
