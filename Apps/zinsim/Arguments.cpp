@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Apps/zinsim/Archive.h"
 #include "Apps/zinsim/Fields.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 
@@ -24,6 +25,19 @@ bool isCampaign(const Value& value) { return value.isString() || value.isDiction
 
 bool areCampaigns(const Value& value) {
   return value.isArray() && std::all_of(value.elements().begin(), value.elements().end(), isCampaign);
+}
+
+bool isPostInfo(const Value& value) {
+  const Value& campaign = value["campaign"];
+  const Value& isOffline = value["isOffline"];
+  const auto absent = [](const Value& field) { return field.isNil() || field.isNull(); };
+  return value.isDictionary() && (absent(campaign) || isCampaign(campaign)) &&
+         (absent(value["payload"]) || value["payload"].isDictionary()) && (absent(isOffline) || isOffline.isBoolean());
+}
+
+bool isRequest(const Value& value) {
+  const Value delay = value.validObjectForKey("delay");
+  return value.isDictionary() && value["notification"].isString() && (delay.isNil() || shape::number.fits(delay));
 }
 
 /// The stored campaign of that id, or one made as the server sends it.
@@ -50,10 +64,17 @@ bool fits(Parameter parameter, const Value& value) {
       return value.isBoolean();
     case Parameter::dictionary:
     case Parameter::triggerPayload:
+    case Parameter::container:
       return value.isDictionary();
+    case Parameter::postInfo:
+      return isPostInfo(value);
+    case Parameter::request:
+      return isRequest(value);
     case Parameter::array:
     case Parameter::categories:
       return value.isArray();
+    case Parameter::texts:
+      return shape::texts.fits(value);
     case Parameter::campaign:
       return isCampaign(value);
     case Parameter::campaigns:
@@ -90,6 +111,14 @@ const char* expected(Parameter parameter) {
       return "a dictionary or null";
     case Parameter::array:
       return "an array or null";
+    case Parameter::texts:
+      return "an array of texts or null";
+    case Parameter::container:
+      return "{\"$class\": \"ZNDeviceTriggers\", CODER KEY: value, ...} or null";
+    case Parameter::postInfo:
+      return "{\"campaign\": ..., \"payload\": {...}, \"isOffline\": BOOL} or null";
+    case Parameter::request:
+      return "{\"notification\": TEXT, \"title\": ..., \"delay\": SECONDS, ...} or null";
     case Parameter::categories:
       return "an array of categories or null";
     case Parameter::object:
@@ -219,7 +248,7 @@ std::shared_ptr<ZNDeviceTriggerCampaign> Arguments::campaign(std::size_t index) 
   return isGiven(index) ? campaignFor(values_[index]) : std::make_shared<ZNDeviceTriggerCampaign>();
 }
 
-std::shared_ptr<const ZNDeviceTriggerPayload> Arguments::triggerPayload(std::size_t index) const {
+std::shared_ptr<ZNDeviceTriggerPayload> Arguments::triggerPayload(std::size_t index) const {
   return ZNDeviceTriggerPayload::initWithDictionary(value(index));
 }
 
@@ -227,6 +256,56 @@ zn::CampaignList Arguments::campaigns(std::size_t index) const {
   zn::CampaignList list;
   for (const Value& element : values_[index].elements()) list.push_back(campaignFor(element));
   return list;
+}
+
+std::shared_ptr<ZNDeviceTriggers> Arguments::container(std::size_t index) const {
+  if (!isGiven(index)) return nullptr;
+  const auto read = zn::NSKeyedUnarchiver::unarchiveObjectWithData(archivedRecord(values_[index]),
+                                                                   ZNDeviceTriggers::archivedClasses());
+  auto container = std::dynamic_pointer_cast<ZNDeviceTriggers>(read.root);
+  if (!container || read.damaged) {
+    throw UsageError("this is no container of device triggers: " + shown(values_[index]) + " " + read.error);
+  }
+  return container;
+}
+
+std::shared_ptr<ZNDTPostInfo> Arguments::postInfo(std::size_t index) const {
+  if (!isGiven(index)) return nullptr;
+  const Value campaign = values_[index].validObjectForKey("campaign");
+  const Value payload = values_[index].validObjectForKey("payload");
+  return ZNDTPostInfo::initWithCampaign(campaign ? campaignFor(campaign) : nullptr,
+                                        payload ? ZNDeviceTriggerPayload::initWithDictionary(payload) : nullptr,
+                                        values_[index]["isOffline"].boolean());
+}
+
+UNNotificationRequest Arguments::request(std::size_t index) const {
+  const Value& line = values_[index];
+  const auto field = [&](const char* key) { return line.validObjectForKey(key); };
+  UNNotificationRequest made;
+  made.identifier = field("notification").string();
+  made.content.userInfo = field("userInfo");
+  made.content.title = field("title");
+  made.content.subtitle = field("subtitle");
+  made.content.body = field("body");
+  made.content.categoryIdentifier = field("category");
+  if (const Value sound = field("sound")) {
+    made.content.sound = sound == Value("default") ? UNNotificationSound::defaultSound()
+                                                   : UNNotificationSound::soundNamed(std::string(sound.string()));
+  }
+  if (const Value delay = field("delay")) made.trigger = UNTimeIntervalNotificationTrigger{delay.doubleValue()};
+  return made;
+}
+
+std::optional<std::vector<std::string>> Arguments::texts(std::size_t index) const {
+  if (!isGiven(index)) return std::nullopt;
+  std::vector<std::string> texts;
+  for (const Value& text : values_[index].elements()) texts.emplace_back(text.string());
+  return texts;
+}
+
+std::optional<UNTimeIntervalNotificationTrigger> Arguments::trigger(std::size_t index) const {
+  if (!isGiven(index)) return std::nullopt;
+  return UNTimeIntervalNotificationTrigger{values_[index].doubleValue()};
 }
 
 }  // namespace zinsim

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "Platform/UIKit/UIApplication.h"
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
 
 namespace zinsim {
@@ -22,6 +24,7 @@ enum class Parameter {
   dictionary,      ///< a payload or attributes, as they are
   triggerPayload,  ///< its push dictionary
   array,           ///< of payloads or entries, as they are
+  texts,           ///< an array of texts
   application,     ///< "application"
   center,          ///< "center"
   response,        ///< {"payload": …, "action": …}
@@ -33,6 +36,9 @@ enum class Parameter {
   object,     ///< the class name of a host object, or "center"
   campaign,   ///< a stored campaign's id, or a campaign as the server sends it
   campaigns,  ///< an array of either
+  container,  ///< what device triggers keep, as `archive` takes its root
+  request,    ///< a notification request, as its effect is printed
+  postInfo,   ///< {"campaign": …, "payload": …, "isOffline": …}
   nothing     ///< null only: an object that no argument can stand for
 };
 
@@ -57,9 +63,14 @@ class Arguments {
   std::function<void(const zn::Value&)> valueCompletion(std::size_t index) const;
   zn::CategorySet categories(std::size_t index) const;
   std::shared_ptr<zn::Object> object(std::size_t index) const;
-  std::shared_ptr<ZNDeviceTriggerCampaign> campaign(std::size_t index) const;             ///< an empty one for null
-  std::shared_ptr<const ZNDeviceTriggerPayload> triggerPayload(std::size_t index) const;  ///< an empty one for null
+  std::shared_ptr<ZNDeviceTriggerCampaign> campaign(std::size_t index) const;       ///< an empty one for null
+  std::shared_ptr<ZNDeviceTriggerPayload> triggerPayload(std::size_t index) const;  ///< an empty one for null
   zn::CampaignList campaigns(std::size_t index) const;
+  std::shared_ptr<ZNDeviceTriggers> container(std::size_t index) const;  ///< null for null, and so below
+  std::shared_ptr<ZNDTPostInfo> postInfo(std::size_t index) const;
+  UNNotificationRequest request(std::size_t index) const;  ///< an empty one for null
+  std::optional<std::vector<std::string>> texts(std::size_t index) const;
+  std::optional<UNTimeIntervalNotificationTrigger> trigger(std::size_t index) const;  ///< of a number of seconds
 
  private:
   bool isGiven(std::size_t index) const { return !values_[index].isNull(); }

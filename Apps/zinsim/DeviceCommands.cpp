@@ -42,7 +42,9 @@ std::optional<std::string> errorIn(const Value& field) {
 }
 
 void authorization(const Fields& fields, Session& session) {
-  session.device().setAuthorizationAnswer(errorIn(fields["grants"]));
+  const Value& grants = fields["grants"];
+  if (grants.isBoolean() && !grants.boolean()) return session.device().setAuthorizationRefused();
+  session.device().setAuthorizationAnswer(errorIn(grants));
 }
 
 void server(const Fields& fields, Session& session) {
@@ -88,6 +90,7 @@ void tap(const Fields& fields, Session& session) {
 void present(const Fields& fields, Session& session) { session.device().present(fields["payload"]); }
 
 void remoteToken(const Fields& fields, Session& session) {
+  if (fields["hex"].isNull()) return session.device().remoteToken({});
   const auto token = zn::dataFromHexText(fields["hex"].string());
   if (!token) {
     throw UsageError("field \"hex\" of \"remoteToken\" must be pairs of hexadecimal digits, not " +
@@ -147,8 +150,9 @@ std::vector<Command> deviceAndUser() {
        "What the user allows (enabled at the start).",
        settings},
       {"authorization",
-       {{"grants", required, shape::trueOrText}},
-       "How permission requests are answered from now on (true at the start).",
+       {{"grants", required, shape::booleanOrText}},
+       "How permission requests are answered from now on (true at the start); false is a user's refusal, a text\n"
+       "one with that error.",
        authorization},
       {"remoteRegistered",
        {{"is", required, shape::boolean}},
@@ -192,7 +196,10 @@ std::vector<Command> serverAndReports() {
        {{"payload", required, shape::dictionary}},
        "A notification arrives in the foreground; the centre's delegate says how to present it.",
        present},
-      {"remoteToken", {{"hex", required, shape::text}}, "A device token arrives at the application.", remoteToken},
+      {"remoteToken",
+       {{"hex", required, shape::textOrNull}},
+       "A device token arrives at the application; null stands for none.",
+       remoteToken},
       {"remoteFailure",
        {{"error", required, shape::text}},
        "The registration for remote notifications failed.",

@@ -48,7 +48,8 @@ const Shape name{[](const Value& value) { return value.isString() && !value.stri
 const Shape texts{isTexts, "an array of texts"};
 const Shape array{[](const Value& value) { return value.isArray(); }, "an array"};
 const Shape dictionary{[](const Value& value) { return value.isDictionary(); }, "a dictionary"};
-const Shape trueOrText{[](const Value& value) { return value.isString() || value.boolean(); }, "true or an error text"};
+const Shape booleanOrText{[](const Value& value) { return value.isString() || value.isBoolean(); },
+                          "true, false or an error text"};
 const Shape nameOrNull{[](const Value& value) { return value.isNull() || name.fits(value); },
                        "a text that is not empty, or null"};
 const Shape textOrNull{[](const Value& value) { return value.isNull() || value.isString(); }, "a text or null"};

@@ -31,7 +31,7 @@ extern const Shape name;  ///< a text that is not empty
 extern const Shape texts;
 extern const Shape array;
 extern const Shape dictionary;
-extern const Shape trueOrText;
+extern const Shape booleanOrText;
 // Or null.
 extern const Shape nameOrNull;
 extern const Shape textOrNull;

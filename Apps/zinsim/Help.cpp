@@ -51,6 +51,11 @@ constexpr const char* kArguments =
     R"(
 ARGUMENTS OF CALLS, in the selector's order; what is left out at the end is null
   a payload or attributes    as they are; also for what a device trigger shows
+  a campaign                 the id of a stored one, or a dictionary as the server sends it
+  what device triggers keep  {"$class": "ZNDeviceTriggers", CODER KEY: value, ...}, as for archive
+  a trigger's post info      {"campaign": ..., "payload": {...}, "isOffline": false}
+  a notification request     as its effect is printed: {"notification": ..., "title": ..., ...}
+  a time trigger             its seconds
   the application            "application"
   the notification centre    "center"
   a notification response    {"payload": {...}, "action": "default"}

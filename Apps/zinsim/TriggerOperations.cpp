@@ -66,6 +66,15 @@ std::vector<Operation> posting() {
                   const auto payload = engine().getPayloadToShow(*a.campaign(0), a.boolean(1));
                   return payload ? payload->pushDict() : zn::nil;
                 }),
+      operation("processDeviceTriggerWithInfo:", {P::postInfo},
+                [](A a) { engine().processDeviceTriggerWithInfo(a.postInfo(0)); }),
+      operation("getRequestForPayload:withAttachments:andTimeTrigger:", {P::triggerPayload, P::texts, P::number},
+                [](A a) {
+                  engine().getRequestForPayload(*a.triggerPayload(0), a.texts(1), a.trigger(2));
+                  return zn::Value("UNNotificationRequest");
+                }),
+      operation("postDeviceTriggerWithRequest:andInfo:", {P::request, P::postInfo},
+                [](A a) { engine().postDeviceTriggerWithRequest(a.request(0), a.postInfo(1)); }),
   };
 }
 
@@ -110,6 +119,8 @@ const std::vector<Operation>& deviceTriggersDataManagerOperations() {
       operation("getDeviceTriggerLastUpdatedTime", {}, [](A) { return store().getDeviceTriggerLastUpdatedTime(); }),
       operation("activeDeviceTriggers", {},
                 [](A) { return className(store().activeDeviceTriggers(), "ZNDeviceTriggers"); }),
+      operation("setActiveDeviceTriggers:", {P::container},
+                [](A a) { store().setActiveDeviceTriggers(a.container(0)); }),
   };
   return table;
 }

@@ -27,13 +27,15 @@ Value soundValue(const std::optional<UNNotificationSound>& sound) {
 void SimulatedNotifications::requestAuthorization(
     unsigned options, std::function<void(bool, const std::optional<std::string>&)> completion) {
   effects_->emit("authorization", options);
+  bool isGranted = false;
   std::optional<std::string> error;
   {
     Lock lock(mutex_);
+    isGranted = isAuthorizationGranted_;
     error = authorizationError_;
   }
-  line_->queue(Queue::global, 0, [completion = std::move(completion), error] {
-    if (completion) completion(!error, error);
+  line_->queue(Queue::global, 0, [completion = std::move(completion), isGranted, error] {
+    if (completion) completion(isGranted, error);
   });
 }
 
@@ -83,8 +85,9 @@ void SimulatedNotifications::setAlertSetting(UNNotificationSetting setting) {
   settings_.alertSetting = setting;
 }
 
-void SimulatedNotifications::setAuthorizationAnswer(std::optional<std::string> error) {
+void SimulatedNotifications::setAuthorizationAnswer(bool isGranted, std::optional<std::string> error) {
   Lock lock(mutex_);
+  isAuthorizationGranted_ = isGranted;
   authorizationError_ = std::move(error);
 }
 

@@ -27,7 +27,7 @@ class SimulatedNotifications : public DeviceNotifications {
            std::function<void(const std::optional<std::string>& error)> completion) override;
 
   void setAlertSetting(UNNotificationSetting setting);
-  void setAuthorizationAnswer(std::optional<std::string> error);
+  void setAuthorizationAnswer(bool isGranted, std::optional<std::string> error);
   void setFailure(std::optional<std::string> error);
 
  private:
@@ -35,6 +35,7 @@ class SimulatedNotifications : public DeviceNotifications {
   const std::shared_ptr<TaskLine> line_;
   mutable Mutex mutex_;
   UNNotificationSettings settings_ ZN_GUARDED_BY(mutex_){UNNotificationSetting::enabled};
+  bool isAuthorizationGranted_ ZN_GUARDED_BY(mutex_) = true;
   std::optional<std::string> authorizationError_ ZN_GUARDED_BY(mutex_);
   std::optional<std::string> failure_ ZN_GUARDED_BY(mutex_);
 };

@@ -209,8 +209,11 @@ long Simulator::badge() const { return parts_->application->badge(); }
 void Simulator::setAlertSetting(UNNotificationSetting setting) { parts_->notifications->setAlertSetting(setting); }
 
 void Simulator::setAuthorizationAnswer(std::optional<std::string> error) {
-  parts_->notifications->setAuthorizationAnswer(std::move(error));
+  const bool isGranted = !error;
+  parts_->notifications->setAuthorizationAnswer(isGranted, std::move(error));
 }
+
+void Simulator::setAuthorizationRefused() { parts_->notifications->setAuthorizationAnswer(false, std::nullopt); }
 
 void Simulator::setRegisteredForRemoteNotifications(bool registered) { parts_->application->setRegistered(registered); }
 

@@ -108,6 +108,7 @@ class ZN_EXPORT Simulator : public Device {
   void setAlertSetting(UNNotificationSetting setting);
   /// How permission requests are answered: granted, or refused with an error.
   void setAuthorizationAnswer(std::optional<std::string> error);
+  void setAuthorizationRefused();  ///< refused as a user does it: without an error
   void setRegisteredForRemoteNotifications(bool registered);
   /// Makes adding a notification request fail with this error; nothing for success.
   void setNotificationFailure(std::optional<std::string> error);

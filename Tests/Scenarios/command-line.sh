@@ -51,8 +51,8 @@ refused '{"do": "tap", "payload": [1]}' 'field "payload" of "tap" must be a dict
 refused '{"do": "state", "is": "asleep"}' \
   'field "is" of "state" must be one of "active", "inactive", "background", not "asleep"'
 refused '{"do": "badge", "is": 1.5}' 'field "is" of "badge" must be a whole number, not 1.5'
-refused '{"do": "authorization", "grants": false}' \
-  'field "grants" of "authorization" must be true or an error text, not false'
+refused '{"do": "authorization", "grants": 1}' \
+  'field "grants" of "authorization" must be true, false or an error text, not 1'
 refused '{"do": "remoteToken", "hex": "0g"}' \
   'field "hex" of "remoteToken" must be pairs of hexadecimal digits, not "0g"'
 refused '{"do": "config", "appID": "a", "accountActive": 1}' \

@@ -240,12 +240,12 @@ TEST_F(SimulatorTest, TheUserAnswersAsTold) {
   simulator().setAuthorizationAnswer("no");
   simulator().setAlertSetting(UNNotificationSetting::disabled);
   ask();
-  simulator().setAuthorizationAnswer(std::nullopt);
+  simulator().setAuthorizationRefused();
   simulator().setAlertSetting(UNNotificationSetting::notDetermined);
   ask();
   simulator().setAlertSetting(UNNotificationSetting::enabled);
   const std::string asked = R"({"authorization": 7})";
-  EXPECT_EQ(take(), (Strings{asked, "granted ", "setting 2", asked, "refused no", "setting 1", asked, "granted ",
+  EXPECT_EQ(take(), (Strings{asked, "granted ", "setting 2", asked, "refused no", "setting 1", asked, "refused ",
                              "setting 0"}));
 }
 
