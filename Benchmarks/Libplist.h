@@ -17,6 +17,14 @@ inline plist_t parsedWithLibplist(const Data& archive) {
   return tree;
 }
 
+inline void freeBytesOfLibplist(char* bytes) {
+#ifdef ZN_PLIST_HAS_MEM_FREE
+  plist_mem_free(bytes);
+#else
+  plist_to_bin_free(bytes);
+#endif
+}
+
 /// Writes the very structure that the archive holds.
 inline void writeSameWithLibplist(benchmark::State& state, const Data& archive) {
   plist_t tree = parsedWithLibplist(archive);
@@ -26,7 +34,7 @@ inline void writeSameWithLibplist(benchmark::State& state, const Data& archive) 
     std::uint32_t length = 0;
     plist_to_bin(tree, &bytes, &length);
     benchmark::DoNotOptimize(bytes);
-    plist_to_bin_free(bytes);
+    freeBytesOfLibplist(bytes);
   }
   plist_free(tree);
 }

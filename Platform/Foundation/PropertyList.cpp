@@ -1,17 +1,12 @@
 #include "Platform/Foundation/PropertyList.h"
 
-#include <locale.h>
-#include <plist/plist.h>
-
-#include <cstdlib>
-#include <memory>
 #include <unordered_map>
 #include <vector>
 
 #include "Platform/Foundation/BinaryPropertyList.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
-#include "Platform/Foundation/XmlPropertyListScan.h"
+#include "Platform/Foundation/XmlPropertyList.h"
 
 namespace zn {
 
@@ -121,45 +116,6 @@ std::optional<Value> parseBinary(std::span<const std::uint8_t> bytes, std::strin
   return ListTree(*reader, bytes.size()).run(error);
 }
 
-/// The thread's numbers are written with a point while this lives, whatever the user's language.
-class PlainNumbers {
- public:
-  PlainNumbers() : plain_(newlocale(LC_ALL_MASK, "C", nullptr)), before_(uselocale(plain_)) {}
-  ~PlainNumbers() {
-    uselocale(before_);
-    if (plain_) freelocale(plain_);
-  }
-  PlainNumbers(const PlainNumbers&) = delete;
-  PlainNumbers& operator=(const PlainNumbers&) = delete;
-
- private:
-  locale_t plain_;
-  locale_t before_;
-};
-
-/// XML becomes binary first: libplist's own accessors lose the sign of integers and the range of dates.
-std::optional<Value> parseXml(std::string_view text, std::string& error) {
-  error = problemOfXmlPropertyList(text);
-  if (!error.empty()) return std::nullopt;
-  if (text.size() > INT32_MAX) {
-    error = "an XML property list beyond 2 GB";
-    return std::nullopt;
-  }
-  const PlainNumbers plainNumbers;
-  plist_t parsed = nullptr;
-  plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &parsed);
-  const std::unique_ptr<void, decltype(&plist_free)> root(parsed, &plist_free);
-  char* bytes = nullptr;
-  std::uint32_t size = 0;
-  if (root) plist_to_bin(root.get(), &bytes, &size);
-  const std::unique_ptr<char, decltype(&plist_to_bin_free)> binary(bytes, &plist_to_bin_free);
-  if (!binary) {
-    error = "not a property list in XML";
-    return std::nullopt;
-  }
-  return parseBinary({reinterpret_cast<const std::uint8_t*>(bytes), size}, error);
-}
-
 /// Writes containers after what they hold. Recurses: the depth was checked.
 class ListWriter {
  public:
@@ -218,9 +174,7 @@ class ListWriter {
 
 std::optional<Value> parsePropertyList(std::span<const std::uint8_t> bytes, std::string* error) {
   std::string problem;
-  std::string_view text{reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
-  auto value = BinaryListReader::isBinary(bytes) ? parseBinary(bytes, problem) : parseXml(text, problem);
+  auto value = BinaryListReader::isBinary(bytes) ? parseBinary(bytes, problem) : parseXmlPropertyList(bytes, problem);
   if (error) *error = std::move(problem);
   return value;
 }

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <clocale>
 #include <cstdlib>
+#include <limits>
 #include <random>
 #include <utility>
+#include <vector>
 
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
@@ -114,9 +116,36 @@ TEST(PropertyList, ReadsXml) {
                       "<plist version=\"1.0\"><dict><key>a</key><array><true/><integer>-5</integer></array>"
                       "<key>b</key><string>x &amp; <![CDATA[<y>]]></string><key>c</key><dict/></dict></plist>"),
             Value::dictionary({{"a", Value::array({true, -5})}, {"b", "x & <y>"}, {"c", Value::dictionary()}}));
-  EXPECT_EQ(parseElement("<date>1999-12-31T23:59:59Z</date>"), Value(zn::Date{946684799}));
-  EXPECT_EQ(parseElement("<data>\n  AQID\n</data>"), Value::data({1, 2, 3}));
-  EXPECT_EQ(parseElement("<integer>-9223372036854775808</integer>"), Value(INT64_MIN));
+  const std::vector<std::pair<const char*, Value>> elements{
+      {"<date>1999-12-31T23:59:59Z</date>", zn::Date{946684799}},
+      {"<data>\n  AQID\n  BA==\n</data>", Value::data({1, 2, 3, 4})},
+      {"<integer>-9223372036854775808</integer>", INT64_MIN},
+      {"<integer>-9223372036854775809</integer>", -0x1p63},
+      {"<integer> +0x1F\n</integer>", 31},
+      {"<real>-INFINITY</real>", -std::numeric_limits<double>::infinity()},
+      {"<real>+2.5e-3</real>", 0.0025}};
+  for (const auto& [element, value] : elements) {
+    const auto read = parseElement(element);
+    ASSERT_TRUE(read) << element;
+    EXPECT_EQ(*read, value) << element;
+    EXPECT_EQ(read->type(), value.type()) << element;
+  }
+}
+
+TEST(PropertyList, ReadsXmlInTheEncodingsOfItsWriters) {
+  const auto read = [](const std::string& encoding, std::string_view text) {
+    return parseText("<?xml version=\"1.0\" encoding=\"" + encoding + "\"?><plist><string>" + std::string(text) +
+                     "</string></plist>");
+  };
+  EXPECT_EQ(read("ISO-8859-1", "Gr\xFC\xDF"), Value("Grüß"));
+  EXPECT_EQ(read("Windows-1252", "\x80 Gr\xFC\xDF\x94"), Value("€ Grüß”"));
+  for (const char* unreadable : {"\x81", "\x90"}) EXPECT_FALSE(read("windows-1252", unreadable));
+  EXPECT_FALSE(read("UTF-8", "Gr\xFC\xDF"));
+  EXPECT_FALSE(read("EUC-JP", "x"));
+
+  std::string wide = "\xFF\xFE";  // UTF-16, the lower byte first
+  for (const char c : std::string_view("<plist><string>\xFC</string></plist>")) (wide += c) += '\0';
+  EXPECT_EQ(parseText(wide), Value("ü"));
 }
 
 TEST(PropertyList, ReadsXmlNumbersInAnyLanguageAsTextsAreFormatted) {
@@ -135,29 +164,63 @@ TEST(PropertyList, ReadsXmlNumbersInAnyLanguageAsTextsAreFormatted) {
   std::setlocale(LC_NUMERIC, "C");
 }
 
-TEST(PropertyList, RefusesXmlThatIsNotPlain) {
+TEST(PropertyList, RefusesXmlThatIsNoPropertyListToTheLetter) {
   for (const char* text :
        {"", "plain text", "<", "<plist>", "<plist></plist>", "<plist><dict></array></plist>", "<plist><dict/></plist",
         "<plist><string>open</plist>", "<plist><string><dict/></string></plist>", "<plist><unknown/></plist>",
         "<plist><dict a=\"/>\"></dict></plist>", "<plist><!-- open</plist>",
         "<!DOCTYPE plist [<!ENTITY a \"b\">]><plist><string>&a;</string></plist>",
+        "<!DOCTYPE plist SYSTEM \"x.dtd\"><plist><string>&a;</string></plist>",
         "<plist><!ENTITY a \"b\"><string>x</string></plist>", "<html><body/></html>"}) {
     std::string error;
     EXPECT_FALSE(parseText(text, &error)) << text;
-    EXPECT_FALSE(error.empty()) << text;
+    EXPECT_NE(error.find("(at line 1, column "), std::string::npos) << text << ": " << error;
   }
+  for (const char* element : {"<integer/>",
+                              "<integer>abc</integer>",
+                              "<integer>1.5</integer>",
+                              "<integer>+-5</integer>",
+                              "<integer>5 6</integer>",
+                              "<real/>",
+                              "<real>abc</real>",
+                              "<real>1,5</real>",
+                              "<real>1e999</real>",
+                              "<real>0x10</real>",
+                              "<date>tomorrow</date>",
+                              "<date>2023-02-29T00:00:00Z</date>",
+                              "<date>2024-02-29T24:00:00Z</date>",
+                              "<date>2024-02-29</date>",
+                              "<data>AQI</data>",
+                              "<data>A===</data>",
+                              "<data>AQ==AQID</data>",
+                              "<data>AQ-_</data>",
+                              "<true>x</true>",
+                              "<string/><string/>",
+                              "<array>x</array>",
+                              "<key>a</key>",
+                              "<array><key>a</key></array>",
+                              "<dict><true/></dict>",
+                              "<dict><key>a</key></dict>",
+                              "<dict><key>a</key><key>b</key><true/></dict>",
+                              "<plist><true/></plist>"}) {
+    EXPECT_FALSE(parseElement(element)) << element;
+  }
+  std::string error;
+  EXPECT_FALSE(parseText("<plist>\n<array>\n  <true/>\n  <date>\ntomorrow</date></array></plist>", &error));
+  EXPECT_EQ(error, "the element date holds no such value (at line 4, column 3)");
 }
 
 TEST(PropertyList, XmlNestsNoDeeperThanTheLimit) {
   const auto nested = [](int levels) {
     std::string text;
     for (int i = 0; i < levels; ++i) text += i % 2 ? "<dict><key>k</key>" : "<array>";
+    text += "<true/>";
     for (int i = levels; i-- > 0;) text += i % 2 ? "</dict>" : "</array>";
     return text;
   };
-  const auto deepest = parseElement(nested(Value::maximumReadDepth - 1));
+  const auto deepest = parseElement(nested(Value::maximumReadDepth));
   ASSERT_TRUE(deepest);
-  EXPECT_EQ(deepest->depth(), Value::maximumReadDepth - 1);
+  EXPECT_EQ(deepest->depth(), Value::maximumReadDepth);
   EXPECT_FALSE(parseElement(nested(Value::maximumReadDepth + 1)));
   EXPECT_FALSE(parseElement(nested(1000000)));
   std::string unclosed;
