@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <utility>
@@ -22,6 +23,17 @@ struct Stores {
 };
 
 }  // namespace
+
+bool isSameInPropertyList(const Value& a, const Value& b) {
+  if (a.type() != b.type()) return false;
+  if (!a.isContainer()) return a == b;
+  const auto isSameEntry = [](const Value::Entry& x, const Value::Entry& y) {
+    return x.name() == y.name() && isSameInPropertyList(x.value, y.value);
+  };
+  return std::equal(a.elements().begin(), a.elements().end(), b.elements().begin(), b.elements().end(),
+                    isSameInPropertyList) &&
+         std::equal(a.entries().begin(), a.entries().end(), b.entries().begin(), b.entries().end(), isSameEntry);
+}
 
 std::shared_ptr<DefaultsStore> DefaultsStore::named(const std::string& suite) {
   static Stores& stores = *new Stores;
@@ -115,7 +127,8 @@ void DefaultsStore::mergeLocked() {
 std::vector<DefaultsStore::Change> DefaultsStore::changesBetween(const Value& from, const Value& to) {
   std::vector<Change> changes;
   for (const Value::Entry& entry : to.entries()) {
-    if (!(from[entry.name()] == entry.value)) changes.push_back({std::string(entry.name()), entry.value});
+    if (!isSameInPropertyList(from[entry.name()], entry.value))
+      changes.push_back({std::string(entry.name()), entry.value});
   }
   for (const Value::Entry& entry : from.entries()) {
     if (!to[entry.name()]) changes.push_back({std::string(entry.name()), nil});
@@ -151,7 +164,7 @@ bool DefaultsStore::change(const std::function<void(Value&)>& body, bool keep, s
   Value after = before.merged;
   body(after);
   if (!after.isDictionary()) throw Exception("a user-defaults store holds a dictionary");
-  if (after == before.onDisk) {
+  if (isSameInPropertyList(after, before.onDisk)) {
     const Lock lock(state_);
     unwritten_.clear();
     mergeLocked();

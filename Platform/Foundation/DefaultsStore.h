@@ -15,6 +15,9 @@
 
 namespace zn {
 
+/// Whether two values make the same property list: equal and, unlike with ==, of the same types all through.
+bool isSameInPropertyList(const Value& a, const Value& b);
+
 class DefaultsStore {
  public:
   /// The process's store of that name; lives for the process.

@@ -50,7 +50,7 @@ bool NSUserDefaults::boolForKey(std::string_view key) const {
 
 void NSUserDefaults::setObject(const zn::Value& value, std::string_view key) {
   if (value.isNull()) throw zn::Exception("null cannot be stored in user defaults");
-  if (!state_->store->hasUnwritten() && objectForKey(key) == value) return;
+  if (!state_->store->hasUnwritten() && zn::isSameInPropertyList(objectForKey(key), value)) return;
   transaction([&](zn::Value& contents) {
     if (value) {
       contents.setObjectNilHandled(value, key);

@@ -87,6 +87,19 @@ TEST_F(UserDefaults, SeesWhatAnotherProcessWroteHoweverFast) {
   EXPECT_TRUE(defaults->objectForKey("number").isNil());
 }
 
+TEST_F(UserDefaults, AValueOfAnotherTypeIsWrittenThoughItIsEqual) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("types");
+  for (const Value& value : {Value(true), Value(1), Value(1.0)}) {
+    for (const Value& nested : {value, Value::array({value}), Value::dictionary({{"a", value}})}) {
+      defaults->setObject(nested, nested.isArray() ? "array" : nested.isDictionary() ? "dictionary" : "alone");
+    }
+    const Value contents = onDisk("types");
+    EXPECT_EQ(contents["alone"].type(), value.type());
+    EXPECT_EQ(contents["array"].elements().front().type(), value.type());
+    EXPECT_EQ(contents["dictionary"]["a"].type(), value.type());
+  }
+}
+
 TEST_F(UserDefaults, EqualValuesWriteNothing) {
   const auto defaults = NSUserDefaults::initWithSuiteName("equal");
   defaults->setObject(Value::dictionary({{"a", Value::array({1, 2})}}), "key");
