@@ -82,7 +82,7 @@ class ZN_EXPORT ZNMessaging : public zn::Object, public ZNEventTriggerDelegate {
   /// its buttons.
   void didReceiveNotificationResponse(const std::shared_ptr<UNUserNotificationCenter>& center,
                                       const UNNotificationResponse& response);
-  /// `setPushToken:`: the platform's device token.
+  /// `setPushToken:`: the platform's device token. Empty data is no token and does nothing.
   void setPushToken(const zn::Data& token);
   /// `didFailToRegisterForPush`
   void didFailToRegisterForPush();

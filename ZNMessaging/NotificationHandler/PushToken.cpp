@@ -86,7 +86,7 @@ void ZNMessaging::optOutOfZintarPushNotification(bool optsOut) {
 
 void ZNNotificationHandler::setPushToken(const zn::Data& token) {
   zn::guarded("setPushToken:", kRegistrationFailure, [&] {
-    if (!isAccountActive()) return;
+    if (!isAccountActive() || token.empty()) return;
     const zn::Value text = ZNCoreUtils::hexTokenForData(token);
     log("========= Push Token 📲 : %@ ========= ", text);
     broadcastNotificationRegisteredWithToken(text);
@@ -98,6 +98,7 @@ void ZNNotificationHandler::setPushToken(const zn::Data& token) {
 
 void ZNNotificationHandler::saveAndRegisterWithToken(const zn::Value& token) {
   zn::guarded("saveAndRegisterWithToken:", kRegistrationFailure, [&] {
+    if (token.string().empty()) return;
     setPushPreferenceAttribute(true);
     ZNCoreUtils::saveDeviceToken(token);
   });

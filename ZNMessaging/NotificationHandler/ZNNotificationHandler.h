@@ -121,9 +121,11 @@ class ZN_EXPORT ZNNotificationHandler : public std::enable_shared_from_this<ZNNo
   void pushDisabled();
   /// `trackPushPreferenceChangedEventWithStatus:`: keeps the preference and tracks it.
   void trackPushPreferenceChangedEventWithStatus(bool isAllowed);
-  /// `setPushToken:`: broadcasts every token; keeps and sends one that differs from the kept one.
+  /// `setPushToken:`: broadcasts every token; keeps and sends one that differs from the kept one. No
+  /// token (empty data) does nothing.
   void setPushToken(const zn::Data& token);
-  /// `saveAndRegisterWithToken:`: keeps the token (a hex string); push counts as preferred then.
+  /// `saveAndRegisterWithToken:`: keeps the token (a hex string); push counts as preferred then. Nothing for nil
+  /// and for an empty one.
   void saveAndRegisterWithToken(const zn::Value& token);
   /// `didFailToRegisterForPush`: push counts as not preferred, and the failure is broadcast.
   void didFailToRegisterForPush();
