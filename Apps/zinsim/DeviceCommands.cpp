@@ -137,7 +137,7 @@ std::vector<Command> deviceAndUser() {
        clock},
       {"advance",
        {{"seconds", required, shape::number}},
-       "Moves the clock forwards; delayed work runs as it falls due.",
+       "Moves the clock forwards, by at most 1000000000 seconds; delayed work runs as it falls due.",
        advance},
       {"state",
        {{"is", required, shape::text, {"active", "inactive", "background"}}},

@@ -88,7 +88,7 @@ class ZN_EXPORT Simulator : public Device {
   /// Runs what is due, also what is queued meanwhile. Returns how many tasks ran.
   std::size_t runUntilIdle();
   /// Moves the clock forwards and runs what falls due on the way, in order, each task at its own time. Throws Exception
-  /// for negative or infinite seconds.
+  /// for less than 0 and for more than 1e9 seconds.
   std::size_t advance(double seconds);
   /// Moves the clock to that second since 1970; forwards like `advance`; backwards only what is due runs.
   std::size_t moveClock(double to);

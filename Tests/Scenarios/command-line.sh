@@ -57,7 +57,8 @@ refused '{"do": "remoteToken", "hex": "0g"}' \
   'field "hex" of "remoteToken" must be pairs of hexadecimal digits, not "0g"'
 refused '{"do": "config", "appID": "a", "accountActive": 1}' \
   'field "accountActive" of "config" must be true or false, not 1'
-refused '{"do": "advance", "seconds": -1}' 'the clock advances by a number of seconds from 0 on'
+refused '{"do": "advance", "seconds": -1}' 'the clock advances by 0 to 1000000000 seconds'
+refused '{"do": "advance", "seconds": 1000000001}' 'the clock advances by 0 to 1000000000 seconds'
 refused '{"do": "clock", "to": 1, "zone": "Nowhere/Land"}' 'there is no time zone "Nowhere/Land"'
 refused '{"do": "answer", "service": 9}' 'no request of service 9 is kept unanswered'
 refused '{"do": "defaults", "store": "a/b", "key": "k", "value": 1}' '"a/b" cannot name a user-defaults suite'
