@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include "Platform/Foundation/Exception.h"
@@ -89,12 +90,39 @@ Device::Device()
       screen(std::make_unique<DeviceScreen>()),
       systemLog(std::make_unique<DeviceSystemLog>()) {}
 
-long DeviceClock::secondsFromGMTInZoneOfProcess(Date at) {
+namespace {
+
+std::optional<tm> inZoneOfProcess(Date at) {
   constexpr double kFarthest = 1e15;
-  if (!(std::abs(at.secondsSince1970) < kFarthest)) return 0;
+  if (!(std::abs(at.secondsSince1970) < kFarthest)) return std::nullopt;
   const auto moment = static_cast<time_t>(std::floor(at.secondsSince1970));
   tm local{};
-  return ::localtime_r(&moment, &local) ? local.tm_gmtoff : 0;
+  return ::localtime_r(&moment, &local) ? std::optional(local) : std::nullopt;
+}
+
+/// From the environment, or else from the link that administrators set.
+std::string identifierOfZoneOfProcess() {
+  std::error_code none;
+  const char* set = std::getenv("TZ");
+  std::string zone = set ? set : std::filesystem::read_symlink("/etc/localtime", none).string();
+  if (zone.starts_with(':')) zone.erase(0, 1);
+  constexpr std::string_view kFolder = "zoneinfo/";
+  if (const auto folder = zone.find(kFolder); folder != std::string::npos) zone.erase(0, folder + kFolder.size());
+  return std::filesystem::is_regular_file("/usr/share/zoneinfo/" + zone, none) ? zone : std::string();
+}
+
+}  // namespace
+
+TimeZoneNames DeviceClock::zoneNames(Date) const { return {}; }
+
+long DeviceClock::secondsFromGMTInZoneOfProcess(Date at) {
+  const std::optional<tm> local = inZoneOfProcess(at);
+  return local ? local->tm_gmtoff : 0;
+}
+
+TimeZoneNames DeviceClock::namesOfZoneOfProcess(Date at) {
+  const std::optional<tm> local = inZoneOfProcess(at);
+  return {identifierOfZoneOfProcess(), local && local->tm_zone ? local->tm_zone : ""};
 }
 
 Device::~Device() = default;

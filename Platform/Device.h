@@ -19,16 +19,25 @@
 /// called from any thread unless they say otherwise, and none may throw.
 namespace zn {
 
+/// What a time zone is called. Empty: not known.
+struct TimeZoneNames {
+  std::string identifier;    ///< in the time-zone database, such as "Europe/Berlin"
+  std::string abbreviation;  ///< such as "CET", or "CEST" while daylight time holds
+};
+
 class ZN_EXPORT DeviceClock {
  public:
   virtual ~DeviceClock();
   virtual Date now() const = 0;
   /// Offset of the device's time zone from GMT at that moment, in seconds (east is positive).
   virtual long secondsFromGMT(Date at) const = 0;
+  /// The names of that zone at that moment. none: not known.
+  virtual TimeZoneNames zoneNames(Date at) const;
 
  protected:
   /// The same for the zone that `tzset` last read; 0 for moments beyond any calendar.
   static long secondsFromGMTInZoneOfProcess(Date at);
+  static TimeZoneNames namesOfZoneOfProcess(Date at);
 };
 
 /// Queues stop and report an exception that leaves a task; `runTask` does both.

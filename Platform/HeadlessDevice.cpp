@@ -59,6 +59,7 @@ class RealClock final : public DeviceClock {
     return {std::chrono::duration<double>(sinceEpoch).count()};
   }
   long secondsFromGMT(Date at) const override { return secondsFromGMTInZoneOfProcess(at); }
+  TimeZoneNames zoneNames(Date at) const override { return namesOfZoneOfProcess(at); }
 };
 
 class FixedDirectories final : public DeviceDirectories {

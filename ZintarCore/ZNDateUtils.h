@@ -9,8 +9,16 @@
 
 namespace zn {
 
-/// Prints dates in a fixed pattern of "yyyy", "MM", "MMM" (English month, three letters), "dd", "HH", "mm" and "ss";
-/// all else stands for itself. Thread: any; immutable.
+/// Prints dates by a pattern of Unicode's date fields (UTS 35) in English, such as "EEE, dd MMM yyyy 'at' hh:mm a" or
+/// "yyyy-MM-dd'T'HH:mm:ss.SSSXXX". Runs of an ASCII letter are fields; one that means nothing stands for itself, as all
+/// other characters and text in single quotes do ('' is a quote).
+///
+/// The calendar is the Gregorian one, before 15 October 1582 the Julian one; weeks begin on Sunday, and the first week
+/// of a year or month is the one that holds its first day. Fractions of a second are cut, not rounded. Time zones have
+/// their common English names, such as "PST" or "Central European Time"; one without a name, and the places that only
+/// the fields V and VVVV name, print their offset ("GMT+5:30", "unk" for V). A date that is not finite prints nothing.
+///
+/// Thread: any; immutable.
 class ZN_EXPORT DateFormatter {
  public:
   DateFormatter(std::string pattern, bool inGMT) : pattern_(std::move(pattern)), inGMT_(inGMT) {}
@@ -36,7 +44,8 @@ class ZN_EXPORT ZNDateUtils {
  public:
   /// `isDate1:laterToDate2:`: strictly later; a date is not later than itself.
   static bool isDate1(zn::Date date1, zn::Date date2);
-  /// `dateFormatterForUsPosixLocaleWithFormat:forGMTTimeZone:`: in GMT, or in the device's zone.
+  /// `dateFormatterForUsPosixLocaleWithFormat:forGMTTimeZone:`: in GMT, or in the device's zone (the
+  /// one that holds when a date is printed).
   static zn::DateFormatter dateFormatterForUsPosixLocaleWithFormat(const std::string& format, bool forGMTTimeZone);
   /// `getDateComponentsFromTimeString:`: "H:m", 0 to 23 and 0 to 59; nothing for any other text.
   static std::optional<zn::TimeOfDay> getDateComponentsFromTimeString(std::string_view text);

@@ -99,8 +99,6 @@ void TaskLine::runInBackground(const std::function<void()>& body) {
   body();
 }
 
-long SimulatedClock::secondsFromGMT(Date at) const { return secondsFromGMTInZoneOfProcess(at); }
-
 void SimulatedClock::setZone(const std::string& zone) {
   if (zone != "UTC" && zone != "GMT" && !isPosixZone(zone) && !isZoneFile(zone)) {
     throw Exception("there is no time zone \"" + zone + "\"");

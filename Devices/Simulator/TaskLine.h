@@ -60,7 +60,8 @@ class SimulatedClock : public DeviceClock {
  public:
   explicit SimulatedClock(const std::shared_ptr<TaskLine>& line) : line_(line) {}
   Date now() const override { return Date{line_->now()}; }
-  long secondsFromGMT(Date at) const override;
+  long secondsFromGMT(Date at) const override { return secondsFromGMTInZoneOfProcess(at); }
+  TimeZoneNames zoneNames(Date at) const override { return namesOfZoneOfProcess(at); }
 
   /// Throws Exception for a zone that is neither a POSIX time zone text nor in the system's database.
   static void setZone(const std::string& zone);

@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
+#include <limits>
 
 #include "Platform/Foundation/Dispatch.h"
+#include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNDateUtils.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace {
@@ -66,6 +70,55 @@ class RudeTransport : public ZNNetworkTransport {
   }
   Value answer;
 };
+
+TEST(DateFormatter, PrintsEveryFieldOfAPattern) {
+  struct Case {
+    double seconds;
+    const char* pattern;
+    const char* text;
+  };
+  for (const auto& [seconds, pattern, text] : {
+           Case{1700000000.123, "EEE, dd MMMM yy", "Tue, 14 November 23"},
+           {1700000000.123, "hh:mm a 'o''clock', 'or so", "10:13 PM o'clock, or so"},
+           {1700000000.123, "h H K k KK B b aaaaa", "10 22 10 22 10 at night PM p"},
+           {1700000000.123, "QQQ QQQQ LLLL MMMMM A SS SSSSS g", "Q4 4th quarter November N 80000123 12 12300 2460263"},
+           {1700000000.9999997, "ss.SSSSSS", "20.999999"},
+           {1699963200, "hh b HH:mm b", "12 noon 12:00 noon"},
+           {1703980800, "YYYY-ww y w W F D e E EEEEE EEEEEE", "2024-01 2023 1 6 5 365 1 Sun S Su"},
+           {-0.25, "yyyy-MM-dd'T'HH:mm:ss.SSSXXX jj", "1969-12-31T23:59:59.750Z jj"},
+           {-99999999999, "EEEE d MMM y G, uuuu", "Thursday 26 Feb 1200 BC, -1199"},
+           {-62135769600, "yyyy-MM-dd", "0001-01-01"},
+           {-12219292801, "yyyy-MM-dd", "1582-10-04"},
+           {-12219292800, "yyyy-MM-dd", "1582-10-15"},
+           {8e12, "MMM d, yyyy", "Nov 28, 255479"},
+           {1e300, "G", "AD"},
+           {std::numeric_limits<double>::quiet_NaN(), "yy", ""},
+       }) {
+    EXPECT_EQ(ZNDateUtils::dateFormatterForUsPosixLocaleWithFormat(pattern, true).stringFromDate({seconds}), text);
+  }
+}
+
+TEST(DateFormatter, NamesTheDevicesZone) {
+  const auto print = [](const char* zone, double seconds, const char* pattern) {
+    const zn::test::EnvironmentVariable set("TZ", zone);
+    tzset();
+    return ZNDateUtils::dateFormatterForUsPosixLocaleWithFormat(pattern, false).stringFromDate({seconds});
+  };
+  zn::HeadlessDevice::Options options;
+  const zn::test::TemporaryFolder folder;
+  options.home = folder / "home";
+  zn::Device::install(std::make_shared<zn::HeadlessDevice>(options));
+  const char* const eastern = "EST5EDT,M3.2.0,M11.1.0";
+  EXPECT_EQ(print(eastern, 1720000000, "HH Z ZZZZ ZZZZZ z zzzz v"),
+            "05 -0400 GMT-04:00 -04:00 EDT Eastern Daylight Time ET");
+  EXPECT_EQ(print(eastern, 1700000000, "HH z vvvv O X XX XXX x"), "17 EST Eastern Time GMT-5 -05 -0500 -05:00 -05");
+  EXPECT_EQ(print("IST-5:30", 1700000000, "HH:mm z zzzz OOOO X VV"),
+            "03:43 GMT+5:30 India Standard Time GMT+05:30 +0530 Etc/Unknown");
+  EXPECT_EQ(print("CST-8", 1700000000, "z zzzz"), "GMT+8 GMT+08:00") << "not the one in America";
+  EXPECT_EQ(print("UTC0", 1700000000, "z Z X xxx ZZZZZ O"), "UTC +0000 Z +00:00 Z GMT");
+  if (!std::filesystem::exists("/usr/share/zoneinfo/America/New_York")) GTEST_SKIP() << "no time-zone database";
+  EXPECT_EQ(print(":America/New_York", -3e9, "VV, VVV, O"), "America/New_York, New York, GMT-4:56:02");
+}
 
 TEST(NetworkRequest, TheCompletionIsCalledOnceAndOnlyADictionaryIsAnAnswer) {
   TestDevice device;

@@ -48,7 +48,7 @@ class ZN_EXPORT ZNInbox {
   static std::size_t getAllNotificationCount();    ///< `getAllNotificationCount`
   static std::size_t getUnreadNotifictionCount();  ///< `getUnreadNotifictionCount` (spelled so; hosts call it)
 
-  /// `dateFormatterWithFormat:`: in the device's time zone, with English names of months.
+  /// `dateFormatterWithFormat:`: any pattern of Unicode's date fields, in English and in the device's time zone.
   static zn::DateFormatter dateFormatterWithFormat(const std::string& format);
   static UIFont defaultTextFont();        ///< `defaultTextFont`: of messages that were read
   static UIFont defaultUnreadTextFont();  ///< `defaultUnreadTextFont`

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Platform/Foundation/Value.h"
+
+namespace zn {
+
+/// A date printed by a pattern, as DateFormatter describes it. Empty for a date that is no finite number. Not installed
+/// API.
+std::string dateByPattern(std::string_view pattern, Date date, bool inGMT);
+
+}  // namespace zn
