@@ -3,9 +3,9 @@
 # the repository's top folder as working directory. Messages go to standard error, long output to a log that is shown
 # when something fails.
 
-library_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcurl4-openssl-dev)
+library_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcurl4-openssl-dev libexpat1-dev)
 application_packages=("${library_packages[@]}" libcpp-httplib-dev)
-test_packages=("${application_packages[@]}" libgtest-dev libplist-dev python3 ca-certificates openssl locales)
+test_packages=("${application_packages[@]}" libgtest-dev python3 ca-certificates openssl locales)
 
 say() { printf '%s\n' "$*" >&2; }
 
