@@ -168,21 +168,16 @@ void ZNInboxModel::clickLocked(zn::Date now) {
   fields_.isRead = true;
   fields_.clickedDate = now;
   zn::Value zintar = fields_.zintarDict.mutableCopy();
-  if (zintar.isDictionary()) {
-    zintar.setObjectNilHandled(now.secondsSince1970, zn::payload::clickedEpoch);
-    zintar.setObjectNilHandled(true, ZN_PUSH_IS_READ);
-  }
+  if (!zintar.isDictionary()) return;  // the payload's own stays as it is then
+  zintar.setObjectNilHandled(now.secondsSince1970, zn::payload::clickedEpoch);
+  zintar.setObjectNilHandled(true, ZN_PUSH_IS_READ);
   fields_.zintarDict = zintar;
   zn::Value& payload = fields_.notificationPayloadDict;
   if (payload.isNil()) return;
   // An archive that another writer made may hold the payload as an immutable dictionary; it must not change under the
   // hands of whoever archived it so.
   if (!payload.isMutable()) throw zn::Exception("the stored payload is an immutable dictionary");
-  if (zintar.isNil()) {
-    payload.removeValidObjectForKey(kNotificationPayloadKeyZintar);
-  } else {
-    payload.setObjectNilHandled(zintar, kNotificationPayloadKeyZintar);
-  }
+  payload.setObjectNilHandled(zintar, kNotificationPayloadKeyZintar);
 }
 
 zn::Value ZNInboxModel::getLegacyInboxPayload() const {

@@ -28,7 +28,8 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   /// `getLegacyInboxPayload`: the legacy inbox entry for this entry.
   zn::Value getLegacyInboxPayload() const;
 
-  /// `updateClickedDate`: read, and clicked now; also in the stored payload.
+  /// `updateClickedDate`: read, and clicked now; also in the stored payload, except for an entry from an archive that
+  /// has no `zintarDict`.
   void updateClickedDate();
   void updateClickedDate(zn::Date clicked);  ///< for a click of that time
   /// The same for an unread entry only, as one step; false when it was read already.
