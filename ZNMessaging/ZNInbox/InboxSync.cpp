@@ -59,7 +59,8 @@ bool emptyExtensionList(const ListTaken& taken) {
   std::string error;
   const auto change = [&](zn::Value& store) {
     zn::Value list;
-    if (zn::Value ofApplication = store.validObjectForKey(appID).mutableCopy()) {
+    zn::Value ofApplication = store.validObjectForKey(appID).mutableCopy();
+    if (ofApplication.isDictionary()) {
       list = ofApplication.validObjectForKey(zn::payload::pendingNotifications);
       ofApplication.setObjectNilHandled(zn::Value::array(), zn::payload::pendingNotifications);
       store.setObjectNilHandled(ofApplication.copy(), appID);
@@ -231,6 +232,10 @@ void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompl
         const std::int64_t milliseconds = zn::Value(last * 1000.0).longLongValue();
         zn::Value params =
             ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::inbox).mutableCopy();
+        if (params.isNil()) {
+          log("Query Params are nil");
+          return false;
+        }
         params.setObjectNilHandled(zn::format("%ld", milliseconds), "last_updated");
         const zn::Value body = zn::Value::dictionary({{"query_params", params}});
         log("Inbox request initiated:");
