@@ -107,13 +107,18 @@ TEST_F(InboxScreenTest, RedrawsTheRowWhereItIsWhenItsTurnComes) {
   EXPECT_EQ(screen_->shown()["rows"].elements()[0]["title"], Value("Title c"));
 }
 
-TEST_F(InboxScreenTest, ShowsAMessageAsReadThatTheStoreReplacedMeanwhile) {
-  // As a synchronisation does: a new entry of the same campaign.
-  fill({"a", "b", "c"});
+TEST_F(InboxScreenTest, ShowsAMessageAsReadThatTheStoreReplacedMeanwhileButNotItsNewText) {
+  // As a synchronisation does: a new entry of the same campaign, here without a title.
+  Value replacement = payload("a", 1700000000);
+  replacement.setObjectNilHandled(Value::dictionary({{"alert", "Newer"}}), "aps");
+  ZNInboxHandler::sharedInstance()->resetInboxDataWithLegacyPayloadArray(
+      Value::array({Value::dictionary({{"data", replacement}})}));
   screen_->tapRow(0);
   simulator_->runUntilIdle();
-  EXPECT_EQ(screen_->inbox()->inboxMessagesArray()[0], stored("a"));
-  EXPECT_EQ(screen_->shown()["rows"].elements()[0]["font"], Value("AvenirNext-Regular 16"));
+  EXPECT_TRUE(stored("a")->isRead());
+  const Value row = screen_->shown()["rows"].elements()[0];
+  EXPECT_EQ(row["title"], Value("Title a"));
+  EXPECT_EQ(row["font"], Value("AvenirNext-Regular 16"));
 }
 
 TEST_F(InboxScreenTest, SurvivesWhatItsDelegateDoes) {

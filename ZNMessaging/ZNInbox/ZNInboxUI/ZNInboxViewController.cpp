@@ -16,13 +16,13 @@ namespace {
 constexpr const char* kCellWithTitle = "InboxCell1";
 constexpr const char* kCellWithoutTitle = "InboxCell2";
 
-/// The entry that stands in the store's list for this one now. A synchronisation may have put a new one in its place.
-std::shared_ptr<ZNInboxModel> currentEntryFor(const std::shared_ptr<ZNInboxModel>& entry) {
+/// Whether a synchronisation put a new entry in the store in this one's place, and that one is read.
+bool isReplacedByReadEntry(const std::shared_ptr<ZNInboxModel>& entry) {
   const zn::InboxListPtr list = ZNInboxHandler::sharedInstance()->getAllNotificationModelObjs();
-  if (!list || !entry->campaignID() || std::find(list->begin(), list->end(), entry) != list->end()) return entry;
+  if (!list || !entry->campaignID() || std::find(list->begin(), list->end(), entry) != list->end()) return false;
   const auto found =
       std::find_if(list->begin(), list->end(), [&](const auto& each) { return each->isOfSameCampaign(*entry); });
-  return found == list->end() ? entry : *found;
+  return found != list->end() && (*found)->isRead();
 }
 
 }  // namespace
@@ -208,7 +208,7 @@ void ZNInboxViewController::redraw(const Entry& entry) {
   zn::guardedOnScreen(kScreenFailure, [&] {
     const auto row = rowOf(entry);
     if (!row) return;
-    inboxMessagesArray_[static_cast<std::size_t>(row->row)] = currentEntryFor(entry);
+    if (isReplacedByReadEntry(entry)) entry->setIsRead(true);  // its text stays what the user tapped
     if (const auto table = inboxTableView()) {
       table->reloadRowsAtIndexPaths({*row}, UITableViewRowAnimation::automatic);
     }

@@ -21,8 +21,8 @@
 /// A value that is not set selects the default styling.
 ///
 /// An inbox that is empty when the screen is loaded shows a label instead of the list. When the user deletes the last
-/// message, the empty list stays until the screen is loaded again. Messages that come while the screen is open are
-/// shown by the next screen.
+/// message, the empty list stays until the screen is loaded again. Messages that come while the screen is open, also
+/// newer versions of those that it shows, are shown by the next screen; a row changes its read state only.
 ///
 /// Ownership: std::shared_ptr; the delegate is held weakly. The screen may go at any time, also while it waits to
 /// redraw a row. Thread: the main thread. No operation throws: a failure is written to the system log.
