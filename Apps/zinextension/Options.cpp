@@ -21,8 +21,11 @@ USAGE
   number may run at the same time, also while the application does.
 
   Reads push payloads, one JSON object a line, from FILE or standard input. Each is stored before the
-  next line is read. Blank lines, and lines that start with #, are skipped. A line that cannot be
-  used is reported, and the others are stored all the same.
+  next line is read, with the time when it came as "received_epoch_val" in its "zintar", unless it
+  has one. What has no place in an inbox is left out: pushes of other senders (without "zintar"),
+  silent ones ("silentPush" in it), and those without a campaign ("cid" in it). Blank lines, and
+  lines that start with #, are skipped. A line that cannot be used is reported, and the others are
+  stored all the same.
 
 OPTIONS
   --home DIR         The application's home folder.
@@ -39,7 +42,7 @@ EXAMPLES
       zinextension --home ~/.local/share/my-app --group group.my-app --app app-1
 
 EXIT STATUS
-  0  Everything is stored, or this text was printed.
+  0  Everything that belongs into the inbox is stored, or this text was printed.
   1  The storage cannot be written, or the input not be read. Standard error says why.
   2  An option or a line cannot be used. Standard error says which and why.
 )";

@@ -10,11 +10,13 @@
 #include <vector>
 
 #include "Apps/zinextension/Options.h"
+#include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Json.h"
 #include "Platform/Foundation/NSUserDefaults.h"
 #include "Platform/HeadlessDevice.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 
 namespace {
 
@@ -24,6 +26,23 @@ constexpr int kUnusable = 2;
 void complain(const std::string& text) {
   std::fflush(stdout);
   std::fputs(("zinextension: " + text + "\n").c_str(), stderr);
+}
+
+/// Whether a push has a place in the inbox: one of the module's own, to be seen, with a campaign.
+bool belongsIntoInbox(const zn::Value& payload) {
+  const zn::Value zintar = payload.validObjectForKey(kNotificationPayloadKeyZintar);
+  return ZNNotificationHandler::sharedInstance()->shouldProcessNotificationZintarDict(zintar);
+}
+
+/// With the time when it came, unless its sender names that. The application may take it in days later.
+zn::Value stamped(const zn::Value& payload) {
+  zn::Value zintar = payload.validObjectForKey(kNotificationPayloadKeyZintar).mutableCopy();
+  if (zintar.validObjectForKey(zn::payload::receivedEpoch).isNil()) {
+    zintar.setObjectNilHandled(zn::secondsSince1970(), zn::payload::receivedEpoch);
+  }
+  zn::Value copy = payload.mutableCopy();
+  copy.setObjectNilHandled(zintar, kNotificationPayloadKeyZintar);
+  return copy;
 }
 
 /// Throws zn::Exception for a payload that cannot be stored. False, with `error` filled, where the storage cannot be
@@ -56,9 +75,11 @@ int storeLines(std::istream& input, NSUserDefaults& store, const std::string& ap
       problem = "not JSON: " + malformed.text.substr(malformed.text.find("column"));  // without its "line 1"
     } else if (!payload->isDictionary()) {
       problem = "a payload is a JSON object";
+    } else if (!belongsIntoInbox(*payload)) {
+      continue;
     } else {
       try {
-        if (append(store, application, *payload, problem)) continue;
+        if (append(store, application, stamped(*payload), problem)) continue;
         complain(place + problem);
         return kFailed;
       } catch (const zn::Exception& unusable) {

@@ -152,9 +152,8 @@ TEST_F(SynchroniserCrash, AKillAtAnyMomentNeitherLosesNorRepeatsAPayload) {
     std::ofstream lines(inFolder("lines"));
     for (int each = 0; each < kEach; ++each) {
       ++last;
-      lines << R"({"zintar": {"number": )" << last;
-      if (last % 10 != 0) lines << R"(, "cid": ")" << last << '"';
-      lines << "}}\n";
+      const std::string campaign = last % 10 != 0 ? std::to_string(last) : "shared";
+      lines << R"({"zintar": {"number": )" << last << R"(, "cid": ")" << campaign << "\"}}\n";
     }
     lines.close();
     const pid_t writer = startWriter(home_, inFolder("lines"));
@@ -179,7 +178,7 @@ TEST_F(SynchroniserCrash, AKillAtAnyMomentNeitherLosesNorRepeatsAPayload) {
   const zn::InboxListPtr messages = data->inboxMessages();
   for (const auto& entry : *messages) ++found[entry->zintarDict()["number"].integer()];
   for (std::int64_t number = 1; number <= last; ++number) {
-    // All without a campaign are of one campaign: the newest stays. A removal that the kill came upon before it was
+    // Of the shared campaign the newest stays. A removal that the kill came upon before it was
     // reported may have happened or not.
     const bool isReplaced = number % 10 == 0 && number + 10 <= last;
     const bool mayBeRemoved = number % 10 != 0 && number % 3 == 0;

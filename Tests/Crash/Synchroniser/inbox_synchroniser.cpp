@@ -28,7 +28,7 @@ bool removeThirds(ZNInboxHandler& inbox) {
   const zn::InboxListPtr list = inbox.getAllNotificationModelObjs();
   for (const auto& entry : *list) {
     const std::int64_t number = entry->zintarDict()["number"].integer();
-    if (number == 0 || number % 3 != 0 || entry->campaignID().isNil()) continue;
+    if (number == 0 || number % 3 != 0 || entry->campaignID() == "shared") continue;
     inbox.removeNotificationForCampaignID(entry->campaignID());
     if (!report(number)) return false;
   }
