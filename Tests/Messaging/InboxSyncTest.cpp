@@ -48,6 +48,10 @@ class InboxSync : public ::testing::Test {
   static void leave(const std::string& payloads) {
     group()->setObject(Value::dictionary({{"zin_pending_notifications", json(payloads)}}), "app-1");
   }
+  void leaveOlderFile(const std::string& entries) {
+    zn::replaceFile(device.home() + "/Documents/InboxMessages.plist",
+                    zn::binaryPropertyList(Value::dictionary({{"messagesInfo", json(entries)}})));
+  }
   static std::shared_ptr<NSUserDefaults> group() { return NSUserDefaults::initWithSuiteName("group.test"); }
   static std::vector<std::string> idsOf(const std::shared_ptr<ZNInboxHandler>& inbox) {
     std::vector<std::string> ids;
@@ -69,20 +73,29 @@ class InboxSync : public ::testing::Test {
 
 TEST_F(InboxSync, WhatWasTakenButNotSavedComesInWithTheNextProcess) {
   leave(R"([{"zintar": {"cid": "extension"}}, {"aps": {"alert": "no campaign"}}])");
-  zn::replaceFile(device.home() + "/Documents/InboxMessages.plist",
-                  zn::binaryPropertyList(json(R"({"messagesInfo": [{"data": {"zintar": {"cid": "older"}}}]})")));
+  leaveOlderFile(R"([{"data": {"zintar": {"cid": "older"}}}])");
   const auto first = relaunch();
   first->syncInboxNotificationsWithCompletionHandler(nullptr);
-  first->updateClickedNotificationInStorageWithPayload(json(R"({"zintar": {"cid": "clicked"}})"));
-  EXPECT_EQ(pendingFiles(), 3u);
+  device.clock().set(1700000005);
+  for (const char* click : {R"({"zintar": {"cid": "clicked"}})", R"({"zintar": {"cid": "extension"}})"}) {
+    first->updateClickedNotificationInStorageWithPayload(json(click));
+  }
+  EXPECT_EQ(pendingFiles(), 4u);
   EXPECT_FALSE(std::filesystem::exists(device.inboxFile()));
 
-  device.clock().set(1700000050);
+  // Everything is of the time when the first process took it.
+  device.clock().set(1700086400);
   const auto second = relaunch();
   EXPECT_EQ(idsOf(second), Ids{});
   sync(second);
-  EXPECT_EQ(idsOf(second), (Ids{"clicked", "older", "extension", ""}));
-  EXPECT_EQ(second->fetchInboxEntryForCampaignID("clicked")->clickedDate(), zn::Date{1700000000});
+  EXPECT_EQ(idsOf(second), (Ids{"clicked", "older", "", "extension"}));
+  const auto clicked = second->fetchInboxEntryForCampaignID("clicked");
+  EXPECT_EQ(clicked->receivedDate(), zn::Date{1700000005});
+  EXPECT_EQ(clicked->clickedDate(), zn::Date{1700000005});
+  EXPECT_EQ(second->fetchInboxEntryForCampaignID("older")->inboxExpiryDate(), zn::Date{1702592000});
+  const auto received = second->fetchInboxEntryForCampaignID("extension");
+  EXPECT_EQ(received->receivedDate(), zn::Date{1700000000}) << "the click comes upon what was received";
+  EXPECT_EQ(received->clickedDate(), zn::Date{1700000005});
   EXPECT_EQ(pendingFiles(), 0u);
   EXPECT_EQ(idsOf(relaunch()), idsOf(second));
 }
@@ -145,10 +158,29 @@ TEST_F(InboxSync, ASaveThatWasNotTidiedUpContainsItsBatchesAndAnUnfinishedOneDoe
   EXPECT_EQ(idsOf(third), (Ids{"removed", "stays"}));
 }
 
+TEST_F(InboxSync, WhatTheOlderFileHoldsComesInOnceAlsoWhereTheFileStayed) {
+  leaveOlderFile(R"([{"data": {"zintar": {"cid": "removed"}}}, {"data": {"zintar": {"cid": "stays"}}}])");
+  const auto first = relaunch();
+  first->syncNotificationFromOlderPlist(nullptr);
+  first->removeNotificationForCampaignID("removed");
+  const auto saved = zn::readFile(device.inboxFile());
+  ASSERT_TRUE(saved);
+  first->markInboxNotificationReadForCampaignID("stays");
+  zn::replaceFile(device.inboxFile(), *saved);  // as if the last save ended before it replaced the file
+
+  const auto second = relaunch();
+  second->syncNotificationFromOlderPlist(nullptr);
+  EXPECT_EQ(idsOf(second), Ids{"stays"});
+  leaveOlderFile(R"([{"data": {"zintar": {"cid": "other"}}}])");
+  sync(second);
+  EXPECT_EQ(idsOf(second), (Ids{"stays", "other"}));
+  EXPECT_EQ(pendingFiles(), 0u);
+}
+
 TEST_F(InboxSync, ABatchThatCannotBeUsedIsKeptAside) {
   const std::string batch = pending() + "/3.plist";
   std::filesystem::create_directories(pending());
-  const Value odd = json(R"({"source": "click", "payloads": [{"zintar": {"cid": "a"}}], "group": "", "clicked": []})");
+  const Value odd = json(R"({"source": "click", "payloads": [{"zintar": {"cid": "a"}}], "origin": "", "taken": []})");
   ASSERT_TRUE(zn::replaceFile(batch, zn::binaryPropertyList(odd)));
   const auto inbox = relaunch();
   sync(inbox);

@@ -46,7 +46,8 @@ const std::shared_ptr<ZNInboxHandler>& ZNInboxHandler::sharedInstance() {
 
 ZNInboxHandler::ZNInboxHandler()
     : file_([this] { return getFilePathForInbox(); }),
-      batches_(std::make_unique<zn::InboxBatches>(folderOfInbox() + "/Pending", getFilePathForInbox())),
+      batches_(std::make_unique<zn::InboxBatches>(folderOfInbox() + "/Pending", getFilePathForInbox(),
+                                                  getOlderInboxMessagesPlistFile())),
       observers_(std::make_shared<zn::InboxObservers>([this] { return messages(); })) {
   auto data = file_.load<ZNInboxData>(ZNInboxData::archivedClasses());
   setInboxData(data ? std::move(data) : ZNInboxData::init());
@@ -187,11 +188,8 @@ void ZNInboxHandler::updateClickedNotificationInStorageWithPayload(const zn::Val
   BatchNumbers keptIn;
   if (syncInProgress()) {
     zn::guarded(kClickSelector, kClickFailure, [&] {
-      keptIn = {batches_
-                    ->keep({.source = zn::InboxBatches::Source::click,
-                            .payloads = zn::Value::array({payload}),
-                            .clicked = zn::secondsSince1970()})
-                    .number};
+      keptIn = {
+          batches_->keep({.source = zn::InboxBatches::Source::click, .payloads = zn::Value::array({payload})}).number};
     });
   }
   recordClick(payload, std::move(keptIn), user);

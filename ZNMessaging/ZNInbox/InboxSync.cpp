@@ -40,9 +40,10 @@ bool holdsEntries(const zn::Value& list) {
 }
 
 std::shared_ptr<ZNInboxModel> entryOf(const InboxBatch& batch, const zn::Value& payload) {
-  if (batch.source == InboxBatch::Source::older) return ZNInboxModel::initWithLegacyInboxPlistPayload(payload);
-  auto entry = ZNInboxModel::initWithNotificationPayload(payload);
-  if (batch.source == InboxBatch::Source::click) entry->updateClickedDate(zn::Date{batch.clicked});
+  const zn::Date taken{batch.taken};
+  if (batch.source == InboxBatch::Source::older) return ZNInboxModel::initWithLegacyInboxPlistPayload(payload, taken);
+  auto entry = ZNInboxModel::initWithNotificationPayload(payload, taken);
+  if (batch.source == InboxBatch::Source::click) entry->updateClickedDate(taken);
   return entry;
 }
 
@@ -83,7 +84,6 @@ void ZNInboxHandler::syncInboxNotificationsWithCompletionHandler(SyncCompletion 
   }
   setSyncInProgress(true);
   const std::uint64_t user = ZNMessagingUtils::userGeneration();
-  takeInLeftClicks();
   const auto finish = [self = shared_from_this(), completion = std::move(completion)](bool success) {
     if (!success) log("Inbox Sync Failed from Server");
     self->finishSynchronisation();
@@ -97,6 +97,7 @@ void ZNInboxHandler::syncInboxNotificationsWithCompletionHandler(SyncCompletion 
     }
     syncNotificationsFromExtension([&](bool succeeded) {
       if (!succeeded) log("Inbox Sync Failed from Extension");
+      takeInLeftClicks();  // of messages that the steps before brought in
       syncNotificationsFromServer(finish, user);
     });
   });
@@ -116,13 +117,18 @@ void ZNInboxHandler::finishSynchronisation() {
 /// Merges what a source gave, as new entries. From then on every save of the inbox contains it.
 void ZNInboxHandler::mergeBatches(const std::vector<InboxBatch>& batches) {
   if (batches.empty()) return;
-  zn::InboxList entries;
-  BatchNumbers numbers;
-  for (const InboxBatch& batch : batches) {
-    numbers.push_back(batch.number);
-    for (const zn::Value& payload : batch.payloads.elements()) entries.push_back(entryOf(batch, payload));
+  try {
+    zn::InboxList entries;
+    BatchNumbers numbers;
+    for (const InboxBatch& batch : batches) {
+      numbers.push_back(batch.number);
+      for (const zn::Value& payload : batch.payloads.elements()) entries.push_back(entryOf(batch, payload));
+    }
+    replaceMessages([&](const zn::InboxListPtr& stored) { return mergeNewEntries(stored, entries); }, numbers);
+  } catch (...) {
+    batches_->giveBack(batches);
+    throw;
   }
-  replaceMessages([&](const zn::InboxListPtr& stored) { return mergeNewEntries(stored, entries); }, numbers);
 }
 
 /// Clicks that still waited for a synchronisation when the process ended.
@@ -134,14 +140,17 @@ void ZNInboxHandler::takeInLeftClicks() {
 void ZNInboxHandler::syncNotificationFromOlderPlist(const SyncCompletion& completion) {
   const bool done = zn::guarded(
       "syncNotificationFromOlderPlist:", "exception while getting all inbox notifications from legacy storage %@", [&] {
+        constexpr auto kSource = InboxBatch::Source::older;
         const zn::Value entries = getPreviouslyStoredNotifications();
-        if (holdsEntries(entries)) {
-          const auto batch = batches_->keep({.source = InboxBatch::Source::older, .payloads = entries});
-          batches_->discard(InboxBatch::Source::older);  // left over, and all of it is in the file
-          mergeBatches({batch});
-        } else {
-          mergeBatches(batches_->take(InboxBatch::Source::older));
+        const bool fileHasEntries = holdsEntries(entries);
+        const std::string origin = fileHasEntries ? zn::InboxBatches::originOf(entries) : "";
+        std::optional<InboxBatch> fresh;
+        if (fileHasEntries && !batches_->holds(kSource, origin)) {
+          fresh = batches_->keep({.source = kSource, .payloads = entries, .origin = origin});
         }
+        std::vector<InboxBatch> batches = batches_->take(kSource);  // left over, of this file or of one that is gone
+        if (fresh) batches.push_back(std::move(*fresh));
+        mergeBatches(batches);
         return true;
       });
   if (completion) completion(done);
@@ -203,7 +212,7 @@ std::vector<InboxBatch> ZNInboxHandler::takeFromExtension(zn::Value& list) {
     batches_->discard(kSource, group, last);
     std::optional<InboxBatch> fresh;
     if (list.isArray() && !list.isEmpty()) {
-      fresh = batches_->keep({.source = kSource, .payloads = list, .group = group}, last);
+      fresh = batches_->keep({.source = kSource, .payloads = list, .origin = group}, last);
       store.setObjectNilHandled(fresh->number, kLastBatchKey);
     }
     taken = batches_->take(kSource, group);

@@ -62,8 +62,9 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   /// tracked with "isFirstClick".
   void trackInboxNotificationClickForCampaignID(const zn::Value& campaignID);
   /// `updateClickedNotificationInStorageWithPayload:`: records a clicked push. While a synchronisation runs, it tries
-  /// again every second, so that the synchronisation's last write does not lose the click; the click then counts from
-  /// the moment it is recorded, or, where the process ends before, in the next one from its own time.
+  /// again every second, so that the synchronisation's last write does not lose the click; the click, and the receipt
+  /// of a push that is not in the inbox, then count from the moment they are recorded, or, where the process ends
+  /// before, in the next one from the moment of the click.
   void updateClickedNotificationInStorageWithPayload(const zn::Value& payload);
   /// `removeNotificationForCampaignID:`: removes the first entry of that campaign, and saves.
   void removeNotificationForCampaignID(const zn::Value& campaignID);
@@ -98,7 +99,8 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   /// off; otherwise true in the end, also when sources failed. One that is started while another runs is not refused. A
   /// server that never answers leaves it unfinished until the request's time limit.
   void syncInboxNotificationsWithCompletionHandler(SyncCompletion completion);
-  /// `syncNotificationFromOlderPlist:`: merges the older inbox file; the file stays.
+  /// `syncNotificationFromOlderPlist:`: merges the older inbox file, unless the inbox holds what is in it already; the
+  /// file stays.
   void syncNotificationFromOlderPlist(const SyncCompletion& completion);
   /// `getPreviouslyStoredNotifications`: the older inbox file's legacy inbox entries, or nil.
   zn::Value getPreviouslyStoredNotifications() const;

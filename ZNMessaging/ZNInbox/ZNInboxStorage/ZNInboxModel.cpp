@@ -36,16 +36,24 @@ zn::Value dictionaryOrNil(zn::Value value) { return value.isDictionary() ? std::
 }  // namespace
 
 std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithNotificationPayload(const zn::Value& payload) {
+  return initWithNotificationPayload(payload, zn::Date{zn::secondsSince1970()});
+}
+
+std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithNotificationPayload(const zn::Value& payload, zn::Date taken) {
   auto entry = std::make_shared<ZNInboxModel>();
   zn::guarded("initWithNotificationPayload:", kCreationFailure, [&] {
     const bool isLegacyEntry = !payload.validObjectForKey(ZN_DATA).isNil();
-    entry->fillFromPayload(isLegacyEntry ? initWithLegacyInboxPlistPayload(payload)->notificationPayloadDict()
-                                         : payload);
+    entry->fillFromPayload(
+        isLegacyEntry ? initWithLegacyInboxPlistPayload(payload, taken)->notificationPayloadDict() : payload, taken);
   });
   return entry;
 }
 
 std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithLegacyInboxPlistPayload(const zn::Value& entry) {
+  return initWithLegacyInboxPlistPayload(entry, zn::Date{zn::secondsSince1970()});
+}
+
+std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithLegacyInboxPlistPayload(const zn::Value& entry, zn::Date taken) {
   return zn::guarded(
       "initWithLegacyInboxPlistPayload:", kCreationFailure,
       [&] {
@@ -62,12 +70,12 @@ std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithLegacyInboxPlistPayload(cons
           if (entry.validObjectForKey(ZN_PUSH_IS_READ).boolValue()) zintar.setObjectNilHandled(true, ZN_PUSH_IS_READ);
           data.setObjectNilHandled(zintar, kNotificationPayloadKeyZintar);
         }
-        return initWithNotificationPayload(data);
+        return initWithNotificationPayload(data, taken);
       },
       [] { return std::make_shared<ZNInboxModel>(); });
 }
 
-void ZNInboxModel::fillFromPayload(const zn::Value& payload) {
+void ZNInboxModel::fillFromPayload(const zn::Value& payload, zn::Date taken) {
   if (payload.isNil()) return;
   if (!payload.isDictionary()) throw zn::Exception(zn::format("a payload must be a dictionary, not %@", payload));
   zn::Value payloadCopy = payload.mutableCopy();
@@ -75,7 +83,7 @@ void ZNInboxModel::fillFromPayload(const zn::Value& payload) {
   setCampaignID(payload.validObjectForKeyPath(keyPaths().campaignID));
   setNotificationContentProperties(payload.validObjectForKey(zn::payload::aps), zintar);
   setNotificationDeepLinkingPropertiesWithPayload(payload);
-  fillDates(payloadCopy, zintar);
+  fillDates(payloadCopy, zintar, taken);
   set(&Fields::notificationPayloadDict, payloadCopy);
   set(&Fields::screenDataDict, payload.validObjectForKeyPath(keyPaths().screenData));
   set(&Fields::zintarDict, zintar);
@@ -93,15 +101,14 @@ ZNInboxModel::CampaignKey ZNInboxModel::campaignKey() const {
   return {fields_.campaignID, fields_.campaignHash};
 }
 
-void ZNInboxModel::fillDates(zn::Value& payloadCopy, zn::Value& zintar) {
+void ZNInboxModel::fillDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken) {
   if (const zn::Value received = zintar.validObjectForKey(zn::payload::receivedEpoch)) {
     set(&Fields::receivedDate, dateFromSeconds(received));
   } else {
     // Read from inside "zintar", but written at the payload's top level: extensions and older versions rely on the two
     // places as they are.
-    const double now = zn::secondsSince1970();
-    set(&Fields::receivedDate, zn::Date{now});
-    payloadCopy.setObjectNilHandled(now, zn::payload::receivedEpoch);
+    set(&Fields::receivedDate, taken);
+    payloadCopy.setObjectNilHandled(taken.secondsSince1970, zn::payload::receivedEpoch);
   }
   if (const zn::Value isRead = zintar.validObjectForKey(ZN_PUSH_IS_READ)) setIsRead(isRead.boolValue());
   if (const zn::Value clicked = zintar.validObjectForKey(zn::payload::clickedEpoch)) {

@@ -18,10 +18,13 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   /// `initWithNotificationPayload:`: from a push payload, or from a legacy inbox entry (recognised by its "data" key).
   /// nil gives an entry with nothing set; after a failure, which is logged, what was filled in so far stays.
   static std::shared_ptr<ZNInboxModel> initWithNotificationPayload(const zn::Value& payload);
+  /// The same for one that was taken in at that time, which counts as its receipt where it does not name its own.
+  static std::shared_ptr<ZNInboxModel> initWithNotificationPayload(const zn::Value& payload, zn::Date taken);
   /// `initWithLegacyInboxPlistPayload:`: from a legacy inbox entry, as older versions and the server deliver them:
   /// {"data": payload, "c_cr_t": seconds since 1970 as number or string, "isRead": boolean}. Without "data" the entry
   /// has nothing set.
   static std::shared_ptr<ZNInboxModel> initWithLegacyInboxPlistPayload(const zn::Value& entry);
+  static std::shared_ptr<ZNInboxModel> initWithLegacyInboxPlistPayload(const zn::Value& entry, zn::Date taken);
   /// `initWithCoder:`
   static std::shared_ptr<ZNInboxModel> initWithCoder(zn::NSKeyedUnarchiver& coder);
 
@@ -113,8 +116,8 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
 
   zn::Value get(zn::Value Fields::*field) const;
   void set(zn::Value Fields::*field, const zn::Value& value);
-  void fillFromPayload(const zn::Value& payload);
-  void fillDates(zn::Value& payloadCopy, zn::Value& zintar);
+  void fillFromPayload(const zn::Value& payload, zn::Date taken);
+  void fillDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken);
   void clickLocked(zn::Date now) ZN_REQUIRES(mutex_);
 
   mutable zn::Mutex mutex_;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Platform/Device.h"
+#include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/PropertyList.h"
@@ -29,18 +30,18 @@ std::int64_t checksum(std::span<const std::uint8_t> bytes) {
 Value listOf(const InboxBatch& batch) {
   return Value::dictionary({{"source", kSourceNames[static_cast<int>(batch.source)]},
                             {"payloads", batch.payloads},
-                            {"group", batch.group},
-                            {"clicked", batch.clicked}});
+                            {"origin", batch.origin},
+                            {"taken", batch.taken}});
 }
 
 /// Nothing for a file that is none of ours.
 std::optional<InboxBatch> batchFrom(InboxBatches::Number number, const Value& list) {
   const auto* const source = std::find(std::begin(kSourceNames), std::end(kSourceNames), list["source"].string());
-  if (source == std::end(kSourceNames) || !list["payloads"].isArray() || !list["clicked"].isNumber()) {
+  if (source == std::end(kSourceNames) || !list["payloads"].isArray() || !list["taken"].isNumber()) {
     return std::nullopt;
   }
   return InboxBatch{number, static_cast<InboxBatch::Source>(source - std::begin(kSourceNames)), list["payloads"],
-                    std::string(list["group"].string()), list["clicked"].doubleValue()};
+                    std::string(list["origin"].string()), list["taken"].doubleValue()};
 }
 
 /// True when it is gone afterwards.
@@ -52,16 +53,21 @@ bool removeFile(const std::string& path) {
 
 }  // namespace
 
-InboxBatches::InboxBatches(std::string folder, const std::string& inboxFile) : folder_(std::move(folder)) {
+InboxBatches::InboxBatches(std::string folder, const std::string& inboxFile, std::string olderFile)
+    : folder_(std::move(folder)), olderFile_(std::move(olderFile)) {
   std::error_code failure;
   std::vector<std::string> names;
   for (std::filesystem::directory_iterator each(folder_, failure), end; each != end; each.increment(failure)) {
     names.push_back(each->path().filename());
   }
   for (const std::string& name : names) find(name);
-  const Numbers done = recordedIn(inboxFile);
-  nowContains(done);
-  didReplace(done);
+  const Save found = recordOf(inboxFile);
+  nowContains(found.batches);
+  {
+    const Lock lock(mutex_);
+    saving_ = found;
+  }
+  didReplace(found.batches);
 }
 
 std::string InboxBatches::fileOf(Number number) const {
@@ -93,17 +99,32 @@ void InboxBatches::find(const std::string& name) {
   if (batch) kept_[number] = {State::waiting, std::move(*batch)};
 }
 
-InboxBatches::Numbers InboxBatches::recordedIn(const std::string& inboxFile) const {
-  Numbers numbers;
+InboxBatches::Save InboxBatches::recordOf(const std::string& inboxFile) const {
   const Value record = dictionaryWithContentsOfFile(recordFile());
-  if (record.isNil()) return numbers;
-  const std::optional<Data> bytes = readFile(inboxFile);
-  if (!bytes || record["checksum"] != checksum(*bytes)) return numbers;
-  for (const Value& number : record["batches"].elements()) numbers.push_back(static_cast<Number>(number.integer()));
-  return numbers;
+  const std::optional<Data> bytes = record.isNil() ? std::nullopt : readFile(inboxFile);
+  if (!bytes) return {};
+  const std::int64_t present = checksum(*bytes);
+  for (const Value& each : record["saves"].elements()) {  // the newest first
+    if (Save save = saveFrom(each); save.checksum == present) return save;
+  }
+  return {};
+}
+
+InboxBatches::Save InboxBatches::saveFrom(const Value& record) {
+  Save save{record["checksum"].integer(), {}};
+  for (const Value& number : record["batches"].elements()) {
+    save.batches.push_back(static_cast<Number>(number.integer()));
+  }
+  return save;
+}
+
+Value InboxBatches::recordFor(const Save& save) {
+  return Value::dictionary(
+      {{"checksum", save.checksum}, {"batches", Value::array({save.batches.begin(), save.batches.end()})}});
 }
 
 InboxBatch InboxBatches::keep(InboxBatch batch, Number above) {
+  batch.taken = secondsSince1970();
   {
     const Lock lock(mutex_);
     batch.number = last_ = std::max(last_, above) + 1;
@@ -120,11 +141,12 @@ InboxBatch InboxBatches::keep(InboxBatch batch, Number above) {
   return batch;
 }
 
-std::vector<InboxBatch> InboxBatches::take(Source source, const std::string& group) {
+std::vector<InboxBatch> InboxBatches::take(Source source, const std::optional<std::string>& origin) {
   std::vector<InboxBatch> taken;
   const Lock lock(mutex_);
   for (auto& [number, kept] : kept_) {
-    if (kept.state != State::waiting || kept.batch.source != source || kept.batch.group != group) continue;
+    if (kept.state != State::waiting || kept.batch.source != source) continue;
+    if (origin && kept.batch.origin != *origin) continue;
     kept.state = State::taken;
     taken.push_back(kept.batch);
     kept.batch.payloads = nil;
@@ -140,12 +162,12 @@ void InboxBatches::giveBack(const std::vector<InboxBatch>& batches) {
   }
 }
 
-void InboxBatches::discard(Source source, const std::string& group, Number above) {
+void InboxBatches::discard(Source source, const std::string& origin, Number above) {
   Numbers numbers;
   {
     const Lock lock(mutex_);
     for (const auto& [number, kept] : kept_) {
-      const bool isMeant = kept.state == State::waiting && kept.batch.source == source && kept.batch.group == group;
+      const bool isMeant = kept.state == State::waiting && kept.batch.source == source && kept.batch.origin == origin;
       if (isMeant && number > above) numbers.push_back(number);
     }
   }
@@ -154,6 +176,21 @@ void InboxBatches::discard(Source source, const std::string& group, Number above
     const Lock lock(mutex_);
     kept_.erase(number);
   }
+}
+
+bool InboxBatches::holds(Source source, const std::string& origin) const {
+  const Lock lock(mutex_);
+  return std::any_of(kept_.begin(), kept_.end(), [&](const auto& each) {
+    return each.second.batch.source == source && each.second.batch.origin == origin;
+  });
+}
+
+std::string InboxBatches::originOf(const Value& list) { return std::to_string(checksum(binaryPropertyList(list))); }
+
+bool InboxBatches::isOfOlderFile(Number number) const {
+  const Lock lock(mutex_);
+  const auto found = kept_.find(number);
+  return found != kept_.end() && found->second.batch.source == Source::older;
 }
 
 void InboxBatches::nowContains(const Numbers& numbers) {
@@ -180,22 +217,31 @@ InboxBatches::Numbers InboxBatches::contained() const {
 
 bool InboxBatches::willReplace(std::span<const std::uint8_t> bytes, const Numbers& contained, std::string& error) {
   if (contained.empty()) return true;
-  const Value record = Value::dictionary(
-      {{"checksum", checksum(bytes)}, {"batches", Value::array({contained.begin(), contained.end()})}});
-  return replaceFile(recordFile(), binaryPropertyList(record), &error);
+  Value saves = Value::array();
+  {
+    const Lock lock(mutex_);
+    saving_ = {checksum(bytes), contained};
+    saves.append(recordFor(saving_));
+    if (!saved_.batches.empty()) saves.append(recordFor(saved_));
+  }
+  return replaceFile(recordFile(), binaryPropertyList(Value::dictionary({{"saves", saves}})), &error);
 }
 
 void InboxBatches::didReplace(const Numbers& contained) {
-  bool allGone = true;
+  if (contained.empty()) return;
+  const bool olderFileStays = fileExistsAtPath(olderFile_);
+  Numbers staying;  // contained, so the next save names them again
   for (const Number number : contained) {
-    if (!removeFile(fileOf(number))) {
-      allGone = false;  // stays contained, so the next save names it again
+    if ((olderFileStays && isOfOlderFile(number)) || !removeFile(fileOf(number))) {
+      staying.push_back(number);
       continue;
     }
     const Lock lock(mutex_);
     kept_.erase(number);
   }
-  if (allGone && !contained.empty()) removeFile(recordFile());
+  if (staying.empty()) removeFile(recordFile());
+  const Lock lock(mutex_);
+  saved_ = {saving_.checksum, std::move(staying)};
 }
 
 }  // namespace zn

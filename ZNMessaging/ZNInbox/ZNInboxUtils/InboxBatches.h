@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -17,17 +18,20 @@ struct InboxBatch {
   enum class Source { older, extension, click };
   std::uint64_t number = 0;
   Source source = Source::older;
-  Value payloads;       ///< array: legacy entries from the older file, push payloads from elsewhere
-  std::string group{};  ///< of the extension: the suite of user defaults that it came from
-  double clicked = 0;   ///< of a click: seconds since 1970
+  Value payloads;        ///< array: legacy entries from the older file, push payloads from elsewhere
+  std::string origin{};  ///< of the extension: the suite of user defaults; of the older file: `originOf` its list
+  double taken = 0;      ///< when it was kept, for a click also when it was made; seconds since 1970
 };
 
 /// What a synchronisation takes from a source that it empties, and a click that has to wait, is kept here as a file of
 /// its own ("Pending/NUMBER.plist" beside the inbox file) until a save of the inbox contains it. So the end of the
 /// process, at any moment, neither loses it nor brings it in twice.
 ///
-/// Each save writes a record first: a checksum of the new inbox file and the batches that it contains. The next process
-/// compares: where the inbox file is the recorded one, those batches are done; otherwise they are left over.
+/// Each save writes a record first: a checksum of the new inbox file and the batches that it contains, and the same for
+/// the save before, whose file stands until it is replaced. The next process compares: where the inbox file is a
+/// recorded one, its batches are done; those that no record of it names are left over.
+///
+/// A batch of the older file outlives its save for as long as that file is there, so that the list in it is known.
 ///
 /// Thread: any. `keep`, `willReplace` and `didReplace` block on the disk; the others only look.
 class InboxBatches {
@@ -37,16 +41,20 @@ class InboxBatches {
   using Source = InboxBatch::Source;
 
   /// `folder` is made when something is kept. Removes what the inbox file contains; the rest waits.
-  InboxBatches(std::string folder, const std::string& inboxFile);
+  InboxBatches(std::string folder, const std::string& inboxFile, std::string olderFile);
 
-  /// Writes a batch and gives it a number, higher than any that is there and than `above`. It counts as taken. Throws
-  /// Exception where it cannot be written.
+  /// Writes a batch and gives it the time and a number, higher than any that is there and than `above`. It counts as
+  /// taken. Throws Exception where it cannot be written.
   InboxBatch keep(InboxBatch batch, Number above = 0);
-  /// The waiting batches of a source (and group), oldest first. Until they are given back nobody else gets them.
-  std::vector<InboxBatch> take(Source source, const std::string& group = {});
+  /// The waiting batches of a source (and origin), oldest first. Until they are given back nobody else gets them.
+  std::vector<InboxBatch> take(Source source, const std::optional<std::string>& origin = {});
   void giveBack(const std::vector<InboxBatch>& batches);
-  /// Removes waiting batches; of the extension only those above that number. Throws Exception where one stays.
-  void discard(Source source, const std::string& group = {}, Number above = 0);
+  /// Removes waiting batches above that number. Throws Exception where one stays.
+  void discard(Source source, const std::string& origin, Number above);
+  /// Whether there is a batch of that origin, in whatever state.
+  bool holds(Source source, const std::string& origin) const;
+  /// Tells a list from others.
+  static std::string originOf(const Value& list);
 
   // The inbox in memory calls these as one step with its own change.
 
@@ -66,15 +74,27 @@ class InboxBatches {
     InboxBatch batch;  ///< its payloads only while it waits
   };
 
+  /// A state of the inbox file.
+  struct Save {
+    std::int64_t checksum = 0;
+    Numbers batches;
+  };
+
   std::string fileOf(Number number) const;
   std::string recordFile() const;
   void find(const std::string& name);
-  Numbers recordedIn(const std::string& inboxFile) const;
+  Save recordOf(const std::string& inboxFile) const;
+  static Save saveFrom(const Value& record);
+  static Value recordFor(const Save& save);
+  bool isOfOlderFile(Number number) const;
 
   const std::string folder_;
+  const std::string olderFile_;
   mutable Mutex mutex_;
   std::map<Number, Kept> kept_ ZN_GUARDED_BY(mutex_);
   Number last_ ZN_GUARDED_BY(mutex_) = 0;
+  Save saved_ ZN_GUARDED_BY(mutex_);   // what the file on disk contains of what is there
+  Save saving_ ZN_GUARDED_BY(mutex_);  // what takes its place
 };
 
 }  // namespace zn
