@@ -60,6 +60,21 @@ void DeviceNotifications::add(const UNNotificationRequest&,
   });
 }
 
+void DeviceNotifications::getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion)] {
+    if (completion) completion({});
+  });
+}
+
+void DeviceNotifications::getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion)] {
+    if (completion) completion({});
+  });
+}
+
+void DeviceNotifications::removePending(const std::optional<std::vector<std::string>>&) {}
+void DeviceNotifications::removeDelivered(const std::optional<std::vector<std::string>>&) {}
+
 DeviceScreen::~DeviceScreen() = default;
 void DeviceScreen::openLink(LinkKind kind, const std::string& url) {
   Device::current().systemLog->diagnostic(std::string("this device opens no links: ") +

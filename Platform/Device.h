@@ -87,6 +87,14 @@ class ZN_EXPORT DeviceNotifications {
   /// none: fails with "this device shows no notifications".
   virtual void add(const UNNotificationRequest& request,
                    std::function<void(const std::optional<std::string>& error)> completion);
+
+  // What was added before and still waits for its trigger, or was delivered and still stands there. The lists are those
+  // of the moment of the call; their completions follow the rule above. Removing names identifiers, or nothing for all.
+
+  virtual void getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion);  ///< none: empty
+  virtual void getDelivered(std::function<void(const std::vector<UNNotification>&)> completion);       ///< none: empty
+  virtual void removePending(const std::optional<std::vector<std::string>>& identifiers);    ///< none: nothing
+  virtual void removeDelivered(const std::optional<std::vector<std::string>>& identifiers);  ///< none: nothing
 };
 
 /// What a clicked link is for: a deep link belongs to an application, a landing page to the browser.
@@ -101,7 +109,7 @@ class ZN_EXPORT DeviceScreen {
   virtual bool showsAlerts() const;  ///< none: false
   /// Shows a controller above everything else: an alert, with its buttons, or a screen of the host. none: nothing.
   virtual void present(const std::shared_ptr<UIViewController>& controller, bool animated);
-  /// The controller that is on top, or null. none: null.
+  /// The controller that is on top, or null while there is no window: alerts wait for one. none: null.
   virtual std::shared_ptr<UIViewController> topMostViewController() const;
   virtual void setPasteboard(const std::string& text);  ///< none: nothing
 };

@@ -4,8 +4,13 @@
 
 namespace zn {
 
-NotificationRecorder::NotificationRecorder(std::function<void(const UNNotificationRequest&)> onRequest)
-    : onRequest_(std::move(onRequest)) {}
+namespace {
+Date now() { return Device::current().clock->now(); }
+}  // namespace
+
+NotificationRecorder::NotificationRecorder(std::function<void(const UNNotificationRequest&)> onRequest,
+                                           std::function<void(const Identifiers&)> onRemoval)
+    : onRequest_(std::move(onRequest)), onRemoval_(std::move(onRemoval)) {}
 
 void NotificationRecorder::requestAuthorization(
     unsigned, std::function<void(bool, const std::optional<std::string>&)> completion) {
@@ -22,20 +27,38 @@ void NotificationRecorder::getSettings(std::function<void(const UNNotificationSe
 
 void NotificationRecorder::add(const UNNotificationRequest& request,
                                std::function<void(const std::optional<std::string>& error)> completion) {
-  {
-    Lock lock(mutex_);
-    requests_.push_back(request);
-    if (requests_.size() > mostKept) requests_.pop_front();
-  }
+  list_.add(request, now());
   dispatchAsync(Queue::global, [onRequest = onRequest_, request, completion = std::move(completion)] {
     if (onRequest) onRequest(request);
     if (completion) completion(std::nullopt);
   });
 }
 
-std::vector<UNNotificationRequest> NotificationRecorder::requests() const {
-  Lock lock(mutex_);
-  return {requests_.begin(), requests_.end()};
+void NotificationRecorder::getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion), pending = list_.pending(now())] {
+    if (completion) completion(pending);
+  });
 }
+
+void NotificationRecorder::getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion), delivered = list_.delivered(now())] {
+    if (completion) completion(delivered);
+  });
+}
+
+void NotificationRecorder::removePending(const std::optional<Identifiers>& identifiers) {
+  tellRemoval(list_.removePending(identifiers, now()));
+}
+
+void NotificationRecorder::removeDelivered(const std::optional<Identifiers>& identifiers) {
+  tellRemoval(list_.removeDelivered(identifiers, now()));
+}
+
+void NotificationRecorder::tellRemoval(Identifiers removed) const {
+  if (removed.empty() || !onRemoval_) return;
+  dispatchAsync(Queue::global, [onRemoval = onRemoval_, removed = std::move(removed)] { onRemoval(removed); });
+}
+
+std::vector<UNNotificationRequest> NotificationRecorder::requests() const { return list_.all(); }
 
 }  // namespace zn

@@ -99,6 +99,7 @@ EFFECTS
   {"responded": true}                            a did-receive completion handler was called
   {"backgroundTask": "begin" or "end"}           a background task began or ended
   {"notification": identifier, ...}              a local notification was requested
+  {"notificationRemoved": identifier}            one that still waited for its delay was taken back
   {"saved": "inbox"}                             the inbox file was written
   {"returned": value}                            what a call returned
   {"completion": value}                          what a call's completion was called with

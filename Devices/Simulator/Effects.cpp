@@ -7,12 +7,42 @@
 namespace zn {
 
 const std::vector<std::string>& effectKinds() {
-  static const auto& kinds = *new std::vector<std::string>{
-      "alert",        "analytics",  "authorization", "backgroundTask", "badge",    "broadcast",    "categories",
-      "completion",   "config",     "defaults",      "delegate",       "error",    "event",        "exists",
-      "explain",      "flush",      "host",          "inbox",          "log",      "notification", "open",
-      "optOutEvents", "pasteboard", "presentation",  "registered",     "request",  "responded",    "returned",
-      "saved",        "screen",     "sources",       "syslog",         "triggers", "unhandled",    "userAttribute"};
+  static const auto& kinds = *new std::vector<std::string>({"alert",
+                                                            "analytics",
+                                                            "authorization",
+                                                            "backgroundTask",
+                                                            "badge",
+                                                            "broadcast",
+                                                            "categories",
+                                                            "completion",
+                                                            "config",
+                                                            "defaults",
+                                                            "delegate",
+                                                            "error",
+                                                            "event",
+                                                            "exists",
+                                                            "explain",
+                                                            "flush",
+                                                            "host",
+                                                            "inbox",
+                                                            "log",
+                                                            "notification",
+                                                            "notificationRemoved",
+                                                            "open",
+                                                            "optOutEvents",
+                                                            "pasteboard",
+                                                            "presentation",
+                                                            "registered",
+                                                            "request",
+                                                            "responded",
+                                                            "returned",
+                                                            "saved",
+                                                            "screen",
+                                                            "sources",
+                                                            "syslog",
+                                                            "triggers",
+                                                            "unhandled",
+                                                            "userAttribute"});
   return kinds;
 }
 

@@ -75,9 +75,32 @@ void SimulatedNotifications::add(const UNNotificationRequest& request,
     Lock lock(mutex_);
     failure = failure_;
   }
+  if (!failure) list_.add(request, Date{line_->now()});
   line_->queue(Queue::global, 0, [completion = std::move(completion), failure] {
     if (completion) completion(failure);
   });
+}
+
+void SimulatedNotifications::getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) {
+  line_->queue(Queue::global, 0, [completion = std::move(completion), pending = list_.pending(Date{line_->now()})] {
+    if (completion) completion(pending);
+  });
+}
+
+void SimulatedNotifications::getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) {
+  line_->queue(Queue::global, 0, [completion = std::move(completion), delivered = list_.delivered(Date{line_->now()})] {
+    if (completion) completion(delivered);
+  });
+}
+
+void SimulatedNotifications::removePending(const std::optional<std::vector<std::string>>& identifiers) {
+  for (const std::string& removed : list_.removePending(identifiers, Date{line_->now()})) {
+    effects_->emit("notificationRemoved", removed);
+  }
+}
+
+void SimulatedNotifications::removeDelivered(const std::optional<std::vector<std::string>>& identifiers) {
+  list_.removeDelivered(identifiers, Date{line_->now()});
 }
 
 void SimulatedNotifications::setAlertSetting(UNNotificationSetting setting) {

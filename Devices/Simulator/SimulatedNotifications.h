@@ -11,6 +11,7 @@
 #include "Devices/Simulator/TaskLine.h"
 #include "Platform/Device.h"
 #include "Platform/Foundation/Mutex.h"
+#include "Platform/UserNotifications/NotificationList.h"
 
 namespace zn {
 
@@ -25,6 +26,10 @@ class SimulatedNotifications : public DeviceNotifications {
   void setCategories(const std::vector<UNNotificationCategory>& categories) override;
   void add(const UNNotificationRequest& request,
            std::function<void(const std::optional<std::string>& error)> completion) override;
+  void getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) override;
+  void getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) override;
+  void removePending(const std::optional<std::vector<std::string>>& identifiers) override;
+  void removeDelivered(const std::optional<std::vector<std::string>>& identifiers) override;
 
   void setAlertSetting(UNNotificationSetting setting);
   void setAuthorizationAnswer(bool isGranted, std::optional<std::string> error);
@@ -33,6 +38,7 @@ class SimulatedNotifications : public DeviceNotifications {
  private:
   const EffectSinkPtr effects_;
   const std::shared_ptr<TaskLine> line_;
+  NotificationList list_;
   mutable Mutex mutex_;
   UNNotificationSettings settings_ ZN_GUARDED_BY(mutex_){UNNotificationSetting::enabled};
   bool isAuthorizationGranted_ ZN_GUARDED_BY(mutex_) = true;

@@ -212,6 +212,30 @@ void UNUserNotificationCenter::addNotificationRequest(const UNNotificationReques
   machine().add(request, callable(std::move(completion)));
 }
 
+void UNUserNotificationCenter::getPendingNotificationRequestsWithCompletionHandler(
+    std::function<void(const std::vector<UNNotificationRequest>&)> completion) {
+  machine().getPending(callable(std::move(completion)));
+}
+
+void UNUserNotificationCenter::removePendingNotificationRequestsWithIdentifiers(
+    const std::vector<std::string>& identifiers) {
+  machine().removePending(identifiers);
+}
+
+void UNUserNotificationCenter::removeAllPendingNotificationRequests() { machine().removePending(std::nullopt); }
+
+void UNUserNotificationCenter::getDeliveredNotificationsWithCompletionHandler(
+    std::function<void(const std::vector<UNNotification>&)> completion) {
+  machine().getDelivered(callable(std::move(completion)));
+}
+
+void UNUserNotificationCenter::removeDeliveredNotificationsWithIdentifiers(
+    const std::vector<std::string>& identifiers) {
+  machine().removeDelivered(identifiers);
+}
+
+void UNUserNotificationCenter::removeAllDeliveredNotifications() { machine().removeDelivered(std::nullopt); }
+
 zn::Delivery UNUserNotificationCenter::deliverResponse(const UNNotificationResponse& response,
                                                        std::function<void()> completion) {
   const auto to = recipient();

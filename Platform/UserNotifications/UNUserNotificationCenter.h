@@ -51,6 +51,22 @@ class ZN_EXPORT UNUserNotificationCenter : public zn::Object {
   /// `addNotificationRequest:withCompletionHandler:`
   void addNotificationRequest(const UNNotificationRequest& request, ErrorCompletion completion);
 
+  // Requests that wait for their trigger, and notifications that were delivered: also those that the host added. The
+  // lists are those of the moment of the call. Identifiers that are not there do no harm.
+
+  /// `getPendingNotificationRequestsWithCompletionHandler:`
+  void getPendingNotificationRequestsWithCompletionHandler(
+      std::function<void(const std::vector<UNNotificationRequest>& requests)> completion);
+  /// `removePendingNotificationRequestsWithIdentifiers:`: they will not be delivered.
+  void removePendingNotificationRequestsWithIdentifiers(const std::vector<std::string>& identifiers);
+  void removeAllPendingNotificationRequests();  ///< `removeAllPendingNotificationRequests`
+  /// `getDeliveredNotificationsWithCompletionHandler:`
+  void getDeliveredNotificationsWithCompletionHandler(
+      std::function<void(const std::vector<UNNotification>& notifications)> completion);
+  /// `removeDeliveredNotificationsWithIdentifiers:`
+  void removeDeliveredNotificationsWithIdentifiers(const std::vector<std::string>& identifiers);
+  void removeAllDeliveredNotifications();  ///< `removeAllDeliveredNotifications`
+
   // What devices call, on the main thread, when the machine reports something.
 
   /// Hands the user's response to the delegate's

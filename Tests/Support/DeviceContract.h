@@ -212,13 +212,15 @@ TEST_P(DeviceContract, NotificationCompletionsComeOnceAndNeverFromWithinTheCall)
     request.identifier = "id";
     request.content.title = "Title";
     notifications.add(request, [once](const std::optional<std::string>&) { once("added"); });
+    notifications.getPending([once](const std::vector<UNNotificationRequest>&) { once("pending"); });
+    notifications.getDelivered([once](const std::vector<UNNotification>&) { once("delivered"); });
     calling = false;
   });
-  runUntilCount(3);
+  runUntilCount(5);
   subject_->settle();
   Strings all = record_->all();
   std::sort(all.begin(), all.end());
-  EXPECT_EQ(all, (Strings{"added", "authorization", "settings"}));
+  EXPECT_EQ(all, (Strings{"added", "authorization", "delivered", "pending", "settings"}));
 }
 
 TEST_P(DeviceContract, BadgeIsWhatWasSetLast) {
