@@ -51,12 +51,12 @@ void WillPresent(benchmark::State& state) {
 
 void DidReceiveResponse(benchmark::State& state) {
   const auto host = install(state.range(0) == 1);
-  ZNConfigDataManager::sharedInstance()->apply(zn::Value::dictionary({{"accountActive", false}}));
+  ZNConfigDataManager::sharedInstance()->applySilently(zn::Value::dictionary({{"accountActive", false}}));
   const auto center = UNUserNotificationCenter::currentNotificationCenter();
   const UNNotificationResponse response;
   const std::function<void()> completion = [] {};
   for (auto _ : state) center->deliverResponse(response, completion);
-  ZNConfigDataManager::sharedInstance()->apply(zn::Value::dictionary({{"accountActive", true}}));
+  ZNConfigDataManager::sharedInstance()->applySilently(zn::Value::dictionary({{"accountActive", true}}));
   finish(state, host);
 }
 

@@ -5,11 +5,12 @@
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/Format.h"
 #include "Platform/Foundation/Json.h"
+#include "Platform/Foundation/NSNotificationCenter.h"
 #include "Platform/Foundation/NSURL.h"
 #include "ZintarCore/ZNCoreUtils.h"
 
+/// What a configuration says.
 struct ZNConfigDataManager::Settings {
-  bool loaded = false;
   bool accountActive = false;
   bool sdkEnabled = true;
   bool inboxServiceActive = false;
@@ -27,6 +28,7 @@ struct ZNConfigDataManager::Settings {
   std::optional<double> serverTimeout;
   std::optional<std::int64_t> serverMaximumResponseBytes;
 
+  bool operator==(const Settings&) const = default;
   void apply(std::string_view key, const zn::Value& value);
 
  private:
@@ -179,20 +181,27 @@ bool ZNConfigDataManager::loadFile(const std::string& path, std::string* error) 
 }
 
 void ZNConfigDataManager::apply(const zn::Value& configuration) {
+  if (!applySilently(configuration)) return;
+  NSNotificationCenter::defaultCenter()->postNotificationName(kNotificationNameUpdateModules);
+}
+
+bool ZNConfigDataManager::applySilently(const zn::Value& configuration) {
   if (!configuration.isDictionary()) throw zn::Exception("the configuration must be a JSON object");
   zn::Lock lock(mutex_);
   auto changed = std::make_shared<Settings>(*settings_);
   for (const auto& entry : configuration.entries()) changed->apply(entry.name(), entry.value);
-  changed->loaded = true;
+  isLoaded_ = true;
+  const bool differs = *changed != *settings_;
   sdkEnabled_ = changed->sdkEnabled;
   hasAppID_ = changed->appID.length() > 0;
   realTimeTriggersEnabled_ = changed->realTimeTriggersEnabled;
   settings_ = std::move(changed);
+  return differs;
 }
 
 bool ZNConfigDataManager::isAccountActive() const {
   const auto current = settings();
-  if (!current->loaded && !reportedMissing_.exchange(true)) {
+  if (!isLoaded_ && !reportedMissing_.exchange(true)) {
     zn::Device::current().systemLog->diagnostic(
         "no configuration is loaded, so the account counts as inactive and nothing will happen; call "
         "ZNConfigDataManager::sharedInstance()->loadFile(path) first");

@@ -20,7 +20,8 @@ class ZN_EXPORT ZNConfigDataManager {
   static const std::shared_ptr<ZNConfigDataManager>& sharedInstance();
 
   /// Reads a JSON file (comments allowed; the example in Examples/configuration.json explains every key) and applies
-  /// it. On failure nothing is changed, and `error`, if given, names the file, the place and what to do.
+  /// it as `apply` does. On failure nothing is changed, and `error`, if given, names the file, the place and what to
+  /// do.
   bool loadFile(const std::string& path, std::string* error = nullptr);
 
   /// Sets the given keys, leaves the others. Throws zn::Exception that names the first key that is unknown or has the
@@ -29,7 +30,14 @@ class ZN_EXPORT ZNConfigDataManager {
   /// realTimeTriggerSyncInterval (seconds), queryParams (dictionary or null), server (dictionary; of it too only
   /// the given keys are set: "address", "endpoints" with a path for each service, and the limits of a request,
   /// "connectTimeout" and "timeout" in seconds and "maximumResponseBytes").
+  ///
+  /// May be called again at any time. Where a value differs from the one before, kNotificationNameUpdateModules is
+  /// posted on this thread, so that modules that run already go by it at once: an account that becomes active later
+  /// needs no restart. A host that has its configuration at the start applies it before it makes any module.
   void apply(const zn::Value& configuration);
+  /// The same without telling the modules, which see the values at their next step: for simulators and tests. True
+  /// where a value differs from the one before.
+  bool applySilently(const zn::Value& configuration);
 
   bool isAccountActive() const;  ///< the account is active on the server's side
   bool isSDKEnabled() const;
@@ -68,6 +76,7 @@ class ZN_EXPORT ZNConfigDataManager {
   mutable zn::Mutex mutex_;
   std::shared_ptr<const Settings> settings_ ZN_GUARDED_BY(mutex_);
   std::function<void(bool)> pushOptOutObserver_ ZN_GUARDED_BY(mutex_);
+  std::atomic<bool> isLoaded_{false};
   std::atomic<bool> sdkEnabled_{true};  // copies of some settings, for the path of every tracked event
   std::atomic<bool> hasAppID_{false};
   std::atomic<bool> realTimeTriggersEnabled_{false};

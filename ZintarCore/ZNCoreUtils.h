@@ -41,8 +41,8 @@ class ZN_EXPORT ZNCoreUtils {
 /// Key in the library's own user defaults: the application's version that what is kept there belongs to.
 ZN_EXPORT extern const char* const kUserDefaultsKeyAppVersion;
 
-/// Posted on the default notification centre by the core: the modules shall bring themselves up to date; the user
-/// changed, so nothing of the last one may stay.
+/// Posted on the default notification centre by the core: the configuration changed while the modules run, so they
+/// bring themselves up to date (ZNConfigDataManager); the user left, so nothing of this one may stay (zn::UserSession).
 ZN_EXPORT extern const char* const kNotificationNameUpdateModules;
 ZN_EXPORT extern const char* const kNotificationNameUserReset;
 /// Posted on the default notification centre by the messaging module: a push asks for an in-app message. userInfo: what

@@ -16,7 +16,7 @@ namespace {
 constexpr Need required = Need::required;
 constexpr Need optional = Need::optional;
 
-void config(const Fields& fields, Session&) { ZNConfigDataManager::sharedInstance()->apply(fields.line()); }
+void config(const Fields& fields, Session&) { ZNConfigDataManager::sharedInstance()->applySilently(fields.line()); }
 
 void clock(const Fields& fields, Session& session) {
   if (fields["zone"]) session.device().setTimeZone(fields.text("zone"));
@@ -125,9 +125,9 @@ std::vector<Field> configuration() {
 std::vector<Command> deviceAndUser() {
   return {
       {"config", configuration(),
-       "Sets the given ones of the core's configuration. At the start: accountActive, sdkEnabled,\n"
-       "inboxServiceActive and realTimeTriggersEnabled true, appDelegateProxyEnabled false,\n"
-       "appID \"app-1\", appGroupID \"group.zintar\", inboxDefaultExpiry 0,\n"
+       "Sets the given ones of the core's configuration, and tells nobody (\"post\" does). At the start:\n"
+       "accountActive, sdkEnabled, inboxServiceActive and realTimeTriggersEnabled true,\n"
+       "appDelegateProxyEnabled false, appID \"app-1\", appGroupID \"group.zintar\", inboxDefaultExpiry 0,\n"
        "realTimeTriggerSyncInterval 3600, appVersion \"1.0\", queryParams {\"app\": \"app-1\"}.",
        config},
       {"clock",

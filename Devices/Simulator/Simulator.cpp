@@ -138,7 +138,7 @@ std::shared_ptr<Simulator> Simulator::install(Options options) {
   simulator->setTimeZone("UTC0");
   ZNNetworkRequest::setTransport(simulator->parts_->server);
   simulator->observeTheModule();
-  ZNConfigDataManager::sharedInstance()->apply(initialConfiguration());
+  ZNConfigDataManager::sharedInstance()->applySilently(initialConfiguration());
   const auto& core = ZNConfigDataManager::sharedInstance();
   if (!core->isPushNotificationEnabled()) core->setUserPushNotificationOptedOut(false);
   core->setPushOptOutObserver([effects = simulator->parts_->effects](bool optedOut) {

@@ -6,10 +6,14 @@
 #include <limits>
 
 #include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/Foundation/NSUserDefaults.h"
 #include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNDateUtils.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
@@ -60,6 +64,58 @@ TEST(Configuration, AppliesAFileWithCommentsAndNamesThePlaceOfAnError) {
   std::string error;
   EXPECT_FALSE(manager->loadFile(device.home() + "/none.json", &error));
   EXPECT_NE(error.find("no such file"), std::string::npos);
+}
+
+struct PostCounter {
+  explicit PostCounter(const char* name) {
+    NSNotificationCenter::defaultCenter()->addObserver(owner, name, [this](const NSNotification&) { ++count; });
+  }
+  int taken() { return std::exchange(count, 0); }
+  int count = 0;
+  const std::shared_ptr<void> owner = std::make_shared<int>();
+};
+
+TEST(Configuration, ModulesAreToldOfEveryChangeOnce) {
+  TestDevice device;
+  const auto& manager = ZNConfigDataManager::sharedInstance();
+  PostCounter updates(kNotificationNameUpdateModules);
+  const auto set = [&](const Value& key, const Value& value) {
+    manager->apply(Value::dictionary({{key.string(), value}}));
+    return updates.taken();
+  };
+  EXPECT_EQ(set("accountActive", true), 0) << "it was";
+  EXPECT_EQ(set("accountActive", false), 1);
+  EXPECT_EQ(set("queryParams", Value::dictionary({{"app", "a"}})), 1);
+  EXPECT_EQ(set("queryParams", Value::dictionary({{"app", "a"}})), 0);
+  EXPECT_THROW(set("accountActive", "yes"), zn::Exception);
+  EXPECT_EQ(updates.taken(), 0);
+  EXPECT_TRUE(manager->applySilently(Value::dictionary({{"accountActive", true}})));
+  EXPECT_EQ(updates.taken(), 0);
+  const std::string path = device.home() + "/configuration.json";
+  std::ofstream(path) << "{\"accountActive\": false}";
+  EXPECT_TRUE(manager->loadFile(path));
+  EXPECT_EQ(updates.taken(), 1);
+}
+
+TEST(UserSession, AResetIsPostedWhenAUserLeaves) {
+  TestDevice device;
+  PostCounter resets(kNotificationNameUserReset);
+  const auto logIn = [&](const char* user) {
+    zn::UserSession::logIn(user);
+    return resets.taken();
+  };
+  EXPECT_EQ(zn::UserSession::user(), zn::nil);
+  EXPECT_EQ(logIn("anna"), 0) << "what the device received so far is hers";
+  EXPECT_EQ(logIn("anna"), 0);
+  EXPECT_EQ(logIn("ben"), 1);
+  EXPECT_EQ(zn::UserSession::user(), "ben");
+  EXPECT_EQ(NSUserDefaults::initWithSuiteName("sdk")->objectForKey("kUserDefaultsKeyUserResets"), 1)
+      << "kept for modules that did not run";
+  EXPECT_EQ(logIn(""), 1);
+  EXPECT_EQ(zn::UserSession::user(), zn::nil);
+  zn::UserSession::logOut();
+  EXPECT_EQ(resets.taken(), 0);
+  EXPECT_EQ(zn::UserSession::resets(), 2);
 }
 
 class RudeTransport : public ZNNetworkTransport {
