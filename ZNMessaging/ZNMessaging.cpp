@@ -10,8 +10,10 @@
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNLogger.h"
@@ -21,6 +23,11 @@ namespace {
 constexpr const char* kInitializationFailure = "exception while initializing Messaging: %@";
 constexpr const char* kUpdateFailure = "exception in Messaging Module while updating modules is %@";
 constexpr const char* kTriggerSyncFailure = "Exception in syncing real-time triggers %@";
+
+/// In the library's own user defaults: the number of user resets (see zn::UserSession) when the module last forgot all.
+constexpr const char* kClearedResetsKey = "kUserDefaultsKeyMessagingUserResets";
+
+std::int64_t clearedResets() { return ZNCoreUtils::getSDKUserDefault()->objectForKey(kClearedResetsKey).integer(); }
 
 void log(const char* text) { ZNLogger::sharedInstance()->logWithType(1, text); }
 
@@ -56,6 +63,7 @@ const zn::Class& ZNMessaging::isa() const {
 void ZNMessaging::start() {
   zn::guarded("sharedInstance", kInitializationFailure, [&] {
     addObserverForApplicationLifeCycle();
+    if (zn::UserSession::resets() != clearedResets()) clearUserInfo();
     ZNAnalytics::sharedInstance()->updateOptOutEvents(getMessagingWhitelistedEvents());
     const auto center = UNUserNotificationCenter::currentNotificationCenter();
     if (!center->delegate()) center->setDelegate(std::static_pointer_cast<ZNMessaging>(shared_from_this()));
@@ -138,8 +146,10 @@ void ZNMessaging::syncRealTimeTriggersWithCompletionBlock(std::function<void(boo
     const auto& triggers = ZNDeviceTriggersHandler::sharedInstance();
     const bool enabled = triggers->isRealTimeTriggerEnabled();
     if (enabled && triggers->shouldFetch()) {
-      triggers->syncDeviceTriggersWithCompletionBlock([answer](bool success) {
-        if (!success) log("Real-Time Trigger Campaigns sync failure");
+      const std::uint64_t user = ZNMessagingUtils::triggerGeneration();
+      triggers->syncDeviceTriggersWithCompletionBlock([answer, user](bool success) {
+        // An answer that came too late for its user is no failure.
+        if (!success && user == ZNMessagingUtils::triggerGeneration()) log("Real-Time Trigger Campaigns sync failure");
         answer(success);
       });
       return true;
@@ -166,9 +176,13 @@ void ZNMessaging::eventTrackedWithName(const zn::Value& name, const zn::Value& a
 
 void ZNMessaging::clearUserInfo() {
   zn::guarded("clearUserInfo", "Exception while clearing the user's data : %@", [] {
+    const std::int64_t resets = zn::UserSession::resets();
     ZNMessagingUtils::userWasReset();
-    ZNDeviceTriggersHandler::sharedInstance()->clearDeviceTriggersData();
+    ZNDeviceTriggersDataManager::sharedInstance()->forgetUnreadableFiles();
+    ZNDeviceTriggersHandler::sharedInstance()->stop();
+    ZNInboxHandler::sharedInstance()->forgetUnreadableFiles();
     ZNInboxHandler::sharedInstance()->clearInboxData();
+    if (resets != clearedResets()) ZNCoreUtils::getSDKUserDefault()->setObject(resets, kClearedResetsKey);
   });
 }
 

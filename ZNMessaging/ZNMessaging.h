@@ -116,7 +116,9 @@ class ZN_EXPORT ZNMessaging : public zn::Object, public ZNEventTriggerDelegate {
 
   // Observers of the default notification centre.
   void updateModules();  ///< `updateModules`: permission check, badge, device triggers, inbox, in this order
-  void clearUserInfo();  ///< `clearUserInfo`: the user changed; device-trigger data, then inbox data, are cleared
+  /// `clearUserInfo`: the user left; device-trigger data, then inbox data, are cleared, with files that could not be
+  /// read and notifications that wait for their delay, and what is under way becomes void.
+  void clearUserInfo();
   void applicationEnteredForeground();  ///< `applicationEnteredForeground:`
 
   // The notification centre's delegate operations; the facade is the delegate where the host has set none.

@@ -30,4 +30,10 @@ bool ArchivedFile::save(const std::function<std::shared_ptr<const Coding>()>& ne
   return true;
 }
 
+void ArchivedFile::forgetUnreadable() {
+  Lock lock(mutex_);
+  keepAside_ = false;
+  removeKeptAside(path_());
+}
+
 }  // namespace zn

@@ -36,6 +36,9 @@ class ZN_EXPORT ArchivedFile {
   /// Writes what `newest` gives. False, with `error` filled, when it could not; the old file then stands.
   bool save(const std::function<std::shared_ptr<const Coding>()>& newest, std::string& error, const Steps& steps = {});
 
+  /// Removes what was kept aside, and lets the next save replace what could not be read without keeping it.
+  void forgetUnreadable();
+
  private:
   std::shared_ptr<Coding> load(std::span<const ArchivedClass> classes, bool (*isWanted)(const Coding& root));
 

@@ -13,6 +13,7 @@
 #include <system_error>
 #include <vector>
 
+#include "Platform/Device.h"
 #include "Platform/Foundation/Descriptor.h"
 #include "Platform/Foundation/Exception.h"
 
@@ -24,6 +25,19 @@ namespace {
 bool fail(std::string* error, const char* action, const std::string& path, int code) {
   if (error) *error = std::string("cannot ") + action + " " + path + ": " + std::generic_category().message(code);
   return false;
+}
+
+constexpr const char* kAside = ".unreadable";
+
+/// The name of the file that this is a second name of, or nothing.
+std::optional<std::string> originalOfAside(const std::string& name) {
+  const auto place = name.rfind(kAside);
+  if (place == std::string::npos) return std::nullopt;
+  std::string_view number = std::string_view(name).substr(place + std::string_view(kAside).size());
+  const bool isNumbered =
+      number.size() > 1 && number.front() == '-' && number.find_first_not_of("0123456789", 1) == std::string_view::npos;
+  if (!number.empty() && !isNumbered) return std::nullopt;
+  return name.substr(0, place);
 }
 
 struct SplitPath {
@@ -176,7 +190,7 @@ std::string keepAside(const std::string& path, std::string* error) {
     return {};
   }
   for (int number = 1; number <= kMostAsideFiles; ++number) {
-    const std::string aside = path + ".unreadable" + (number == 1 ? "" : "-" + std::to_string(number));
+    const std::string aside = path + kAside + (number == 1 ? "" : "-" + std::to_string(number));
     if (::link(path.c_str(), aside.c_str()) == 0) return aside;
     if (errno == EEXIST) {
       struct stat there {};
@@ -195,6 +209,22 @@ std::string keepAside(const std::string& path, std::string* error) {
   }
   fail(error, "keep aside", path, EEXIST);
   return {};
+}
+
+void removeKeptAside(const std::string& path) {
+  std::error_code failure;
+  const bool isFolder = std::filesystem::is_directory(path, failure);
+  const auto [folder, name] = isFolder ? SplitPath{path, ""} : split(path);
+  std::vector<std::string> aside;
+  for (std::filesystem::directory_iterator each(folder, failure), end; each != end; each.increment(failure)) {
+    const std::string found = each->path().filename();
+    const auto original = originalOfAside(found);
+    if (original && (isFolder || *original == name)) aside.push_back(each->path());
+  }
+  for (const std::string& each : aside) {
+    if (std::filesystem::remove(each, failure) || !failure) continue;
+    Device::current().systemLog->diagnostic("cannot remove " + each + ": " + failure.message());
+  }
 }
 
 bool fileExistsAtPath(const std::string& path) {

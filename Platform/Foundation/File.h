@@ -24,6 +24,9 @@ ZN_EXPORT bool replaceFile(const std::string& path, std::span<const std::uint8_t
 /// Gives an unreadable file a second name beside it, "NAME.unreadable" ("NAME.unreadable-2", … where that is taken), so
 /// that replacing it loses nothing. The file keeps its own name too. Returns the new path, or "" with `error` filled.
 ZN_EXPORT std::string keepAside(const std::string& path, std::string* error = nullptr);
+/// Removes all such second names of a file, or of all files of a folder. What cannot be removed is reported to the
+/// device's system log.
+ZN_EXPORT void removeKeptAside(const std::string& path);
 
 ZN_EXPORT bool fileExistsAtPath(const std::string& path);
 /// Makes one folder (mode 0700); with `intermediate` also those above it. True when it is there afterwards.

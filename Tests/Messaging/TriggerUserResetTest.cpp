@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Platform/NotificationRecorder.h"
+#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
@@ -50,6 +51,7 @@ void changeUser() {
                                        {"expiry", 4070908800000},
                                        {"max_times", -9090909},
                                        {"should_support_offline", true},
+                                       {"show_delay", 60000},
                                        {"payload", zn::test::realisticPayload("c")}})}),
       false);
 }
@@ -57,7 +59,9 @@ void changeUser() {
 // The evaluation of an event hops from queue to queue and waits for the server. Whenever the user changes meanwhile,
 // the next one's server is not asked and the next one sees nothing, although the campaign is stored for both.
 TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
-  TestDevice device(zn::HeadlessDevice::MainQueue::pumped, std::make_unique<zn::NotificationRecorder>());
+  zn::NotificationRecorder::Identifiers removed;
+  TestDevice device(zn::HeadlessDevice::MainQueue::pumped,
+                    std::make_unique<zn::NotificationRecorder>(nullptr, [&](const auto& each) { removed = each; }));
   const auto& recorder = static_cast<zn::NotificationRecorder&>(*device.device().notifications);
   auto& clock = static_cast<WatchedClock&>(*(device.device().clock = std::make_unique<WatchedClock>()));
   const auto server = std::make_shared<HeldServer>();
@@ -66,7 +70,7 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   const auto refusals = [&] {
     const auto lines = device.log();
     return std::count(lines.begin(), lines.end(),
-                      "Device Triggers -- Device Trigger not posted because the user was reset 🛑");
+                      "Device Triggers -- Device Trigger not posted because the user was reset or opted out 🛑");
   };
   changeUser();
 
@@ -103,6 +107,18 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   EXPECT_EQ(recorder.requests().size(), 1u);
   EXPECT_EQ(ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields().statuses().size(), 1u);
   EXPECT_EQ(refusals(), 3);
+
+  // It waits for its delay, and is gone when they leave. The host's own stays.
+  UNNotificationRequest hosts;
+  hosts.identifier = "the host's";
+  hosts.trigger = UNTimeIntervalNotificationTrigger{60};
+  UNUserNotificationCenter::currentNotificationCenter()->addNotificationRequest(hosts, nullptr);
+  changeUser();
+  device.device().waitUntilIdle();
+  ASSERT_EQ(recorder.requests().size(), 1u);
+  EXPECT_EQ(recorder.requests()[0].identifier, "the host's");
+  ASSERT_EQ(removed.size(), 1u);
+  EXPECT_TRUE(removed[0].starts_with("c_"));
   ZNNetworkRequest::setTransport(nullptr);
 }
 

@@ -76,7 +76,7 @@ void ZNMessaging::optOutOfZintarPushNotification(bool optsOut) {
     const auto& configuration = ZNConfigDataManager::sharedInstance();
     if (!configuration->isAccountActive()) return;
     const bool wasEnabled = configuration->isPushNotificationEnabled();
-    if (optsOut && wasEnabled) ZNDeviceTriggersHandler::sharedInstance()->clearDeviceTriggersData();
+    if (optsOut && wasEnabled) ZNDeviceTriggersHandler::sharedInstance()->stop();
     configuration->setUserPushNotificationOptedOut(optsOut);
     if (optsOut != wasEnabled) return;  // nothing changed
     ZNAnalytics::sharedInstance()->setPushGDPROptOutStatus(optsOut, kUserAttributeNameGDPRPushOptOut);

@@ -7,6 +7,7 @@
 namespace {
 std::atomic<bool> proxyConfigured{false};
 std::atomic<std::uint64_t> generation{0};
+std::atomic<std::uint64_t> generationOfTriggers{0};
 }  // namespace
 
 zn::Value ZNMessagingUtils::statsEventAttributesFromPayload(const zn::Value& payload) {
@@ -29,3 +30,5 @@ void ZNMessagingUtils::appDelegateProxyConfigured() { proxyConfigured.store(true
 
 std::uint64_t ZNMessagingUtils::userGeneration() { return generation.load(); }
 void ZNMessagingUtils::userWasReset() { ++generation; }
+std::uint64_t ZNMessagingUtils::triggerGeneration() { return generationOfTriggers.load(); }
+void ZNMessagingUtils::triggersWereStopped() { ++generationOfTriggers; }

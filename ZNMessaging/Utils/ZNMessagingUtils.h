@@ -22,4 +22,8 @@ class ZN_EXPORT ZNMessagingUtils {
   /// user must not reach the next one.
   static std::uint64_t userGeneration();
   static void userWasReset();
+  /// Likewise for device triggers, which an opt-out of push stops too: one more each time that what is under way for
+  /// them has become void.
+  static std::uint64_t triggerGeneration();
+  static void triggersWereStopped();
 };

@@ -37,6 +37,8 @@ std::string folderOfInbox() {
   return zn::stringByAppendingPathComponent(ZNCoreUtils::getSDKLibraryDirectoryPath(), "ZNInbox");
 }
 
+std::string folderOfPending() { return folderOfInbox() + "/Pending"; }
+
 }  // namespace
 
 const std::shared_ptr<ZNInboxHandler>& ZNInboxHandler::sharedInstance() {
@@ -46,7 +48,7 @@ const std::shared_ptr<ZNInboxHandler>& ZNInboxHandler::sharedInstance() {
 
 ZNInboxHandler::ZNInboxHandler()
     : file_([this] { return getFilePathForInbox(); }),
-      batches_(std::make_unique<zn::InboxBatches>(folderOfInbox() + "/Pending", getFilePathForInbox(),
+      batches_(std::make_unique<zn::InboxBatches>(folderOfPending(), getFilePathForInbox(),
                                                   getOlderInboxMessagesPlistFile())),
       observers_(std::make_shared<zn::InboxObservers>([this] { return messages(); })) {
   auto data = file_.load<ZNInboxData>(ZNInboxData::archivedClasses());
@@ -243,6 +245,14 @@ void ZNInboxHandler::clearInboxData() {
     }
     observers_->listChanged();
     updateInboxStorage();
+  });
+}
+
+void ZNInboxHandler::forgetUnreadableFiles() {
+  zn::guarded("forgetUnreadableFiles", "exception while removing unreadable inbox files : %@", [&] {
+    file_.forgetUnreadable();
+    zn::removeKeptAside(getOlderInboxMessagesPlistFile());
+    zn::removeKeptAside(folderOfPending());
   });
 }
 

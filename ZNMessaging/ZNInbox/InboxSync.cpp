@@ -84,8 +84,12 @@ void ZNInboxHandler::syncInboxNotificationsWithCompletionHandler(SyncCompletion 
   }
   setSyncInProgress(true);
   const std::uint64_t user = ZNMessagingUtils::userGeneration();
-  const auto finish = [self = shared_from_this(), completion = std::move(completion)](bool success) {
-    if (!success) log("Inbox Sync Failed from Server");
+  const auto finish = [self = shared_from_this(), completion = std::move(completion), user](bool success) {
+    if (ZNMessagingUtils::userGeneration() != user) {
+      log("Inbox Sync: the server's answer is left unused, the user was reset meanwhile");
+    } else if (!success) {
+      log("Inbox Sync Failed from Server");
+    }
     self->finishSynchronisation();
     if (completion) completion(true);
   };
@@ -255,8 +259,7 @@ void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompl
                   "syncInboxFromServerRequestWithCompletionBlock:", "Exception while getting Notifications data %@",
                   [&] {
                     if (response.isNil()) return false;
-                    // Of an earlier user: counts as no answer.
-                    if (ZNMessagingUtils::userGeneration() != user) return false;
+                    if (ZNMessagingUtils::userGeneration() != user) return false;  // of an earlier user
                     log("Inbox messages are : %@", response);
                     const zn::Value sent = response.validObjectForKey(ZN_PUSH_MESSAGES_INFO);
                     if (holdsEntries(sent)) messages = sent;

@@ -70,6 +70,9 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   void removeNotificationForCampaignID(const zn::Value& campaignID);
   /// `clearInboxData`: an empty inbox, saved; the next synchronisation asks the server for everything.
   void clearInboxData();
+  /// Removes what unreadable files of the inbox, of the older inbox and of "Pending" were kept as: at a user reset,
+  /// before the inbox is cleared.
+  void forgetUnreadableFiles();
   /// `resetInboxDataWithLegacyPayloadArray:`: replaces the list with these legacy inbox entries, in this order, and
   /// saves. For hosts that hold entries in that form; the module does not call it.
   void resetInboxDataWithLegacyPayloadArray(const zn::Value& entries);

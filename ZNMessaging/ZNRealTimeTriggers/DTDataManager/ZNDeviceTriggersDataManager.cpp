@@ -98,6 +98,11 @@ bool ZNDeviceTriggersDataManager::updateDeviceTriggersInPersistentStorage() {
   return false;
 }
 
+void ZNDeviceTriggersDataManager::forgetUnreadableFiles() {
+  zn::guarded("forgetUnreadableFiles", "exception while removing unreadable device triggers : %@",
+              [&] { file_.forgetUnreadable(); });
+}
+
 void ZNDeviceTriggersDataManager::saveDeviceTriggerCampaigns(const zn::Value& campaigns, bool updateLastSyncTime) {
   saveServerAnswer(activeDeviceTriggers(), campaigns, updateLastSyncTime, nullptr);
 }

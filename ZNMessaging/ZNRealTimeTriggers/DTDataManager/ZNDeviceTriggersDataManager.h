@@ -46,6 +46,8 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
 
   /// `updateDeviceTriggersInPersistentStorage`: writes the file. False when it could not be written; that is logged.
   bool updateDeviceTriggersInPersistentStorage();
+  /// Removes what an unreadable file was kept as: at a user reset, before the store is cleared.
+  void forgetUnreadableFiles();
   std::string getDeviceTriggerFilePath() const;       ///< `getDeviceTriggerFilePath`
   zn::Value getDeviceTriggerLastUpdatedTime() const;  ///< `getDeviceTriggerLastUpdatedTime`: never nil
 

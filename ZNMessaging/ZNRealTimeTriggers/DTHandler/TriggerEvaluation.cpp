@@ -22,7 +22,7 @@ const std::shared_ptr<ZNDeviceTriggersDataManager>& store() { return ZNDeviceTri
 void ZNDeviceTriggersHandler::checkDeviceTriggerForEvent(const zn::Value& name, const zn::Value& attributes) {
   zn::guarded("checkDeviceTriggerForEvent:withEventAttributes:", "exception while checking device trigger : %@", [&] {
     if (name.isNil()) return;
-    const std::uint64_t user = ZNMessagingUtils::userGeneration();  // before the store, which a reset empties
+    const std::uint64_t user = ZNMessagingUtils::triggerGeneration();  // before the store, which a reset empties
     if (!store()->activeDeviceTriggers()->waitsForEvent(name)) {
       log("Device Triggers -- No Device Triggers for %@", name);
       return;

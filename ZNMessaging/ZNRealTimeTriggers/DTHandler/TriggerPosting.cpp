@@ -2,6 +2,7 @@
 #include "Platform/Foundation/Format.h"
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNAnalytics/TrackedEvent.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
@@ -16,6 +17,7 @@
 namespace {
 
 constexpr const char* kSegmentFailure = "exception user in segment response device trigger : %@";
+constexpr const char* kWithdrawalFailure = "exception while taking back device trigger notifications : %@";
 constexpr const char* kPostingFailure = "exception posting device trigger in adding NotificationRequest : %@";
 
 template <class... Arguments>
@@ -23,10 +25,11 @@ void log(const char* text, const Arguments&... arguments) {
   ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
 }
 
-/// Whether the user whose event it was is still there. What was meant for the last one is not shown to the next one.
+/// Whether the user whose event it was is still there and wants pushes. What was meant for the last one is not shown to
+/// the next one.
 bool isStillThere(std::uint64_t user) {
-  if (ZNMessagingUtils::userGeneration() == user) return true;
-  log("Device Triggers -- Device Trigger not posted because the user was reset 🛑");
+  if (ZNMessagingUtils::triggerGeneration() == user) return true;
+  log("Device Triggers -- Device Trigger not posted because the user was reset or opted out 🛑");
   return false;
 }
 
@@ -42,6 +45,14 @@ std::optional<UNNotificationSound> soundFor(const zn::Value& sound) {
   if (name.length() == 0) return std::nullopt;
   if (name.string() == "default") return UNNotificationSound::defaultSound();
   return UNNotificationSound::soundNamed(std::string(name.string()));
+}
+
+/// Whether a request of the notification centre is the module's own: the host may have added some too. Contents without
+/// the module's dictionary have no campaign id either.
+bool isOwn(const UNNotificationRequest& request) {
+  static const std::string nameless = zn::format("%@_", zn::nil);
+  return !request.content.userInfo.validObjectForKey(kNotificationPayloadKeyZintar).isNil() ||
+         request.identifier.starts_with(nameless);
 }
 
 /// The value under a key as JSON text, where it can be written so.
@@ -197,14 +208,16 @@ void ZNDeviceTriggersHandler::postDeviceTriggerWithRequest(const UNNotificationR
     const Posting posting = postingOf(info);
     if (!isStillThere(posting.user)) return;  // again: preparing contents may take its time
     UNUserNotificationCenter::currentNotificationCenter()->addNotificationRequest(
-        request, [self = shared_from_this(), posting](const std::optional<std::string>& error) {
+        request,
+        [self = shared_from_this(), posting, identifier = request.identifier](const std::optional<std::string>& error) {
           zn::guarded("postDeviceTriggerWithRequest:andInfo:", kPostingFailure,
-                      [&] { self->didAddRequest(posting, error); });
+                      [&] { self->didAddRequest(identifier, posting, error); });
         });
   });
 }
 
-void ZNDeviceTriggersHandler::didAddRequest(const Posting& posting, const std::optional<std::string>& error) {
+void ZNDeviceTriggersHandler::didAddRequest(const std::string& identifier, const Posting& posting,
+                                            const std::optional<std::string>& error) {
   const ZNDeviceTriggerCampaign& campaign = *posting.campaign;
   const ZNDeviceTriggerPayload& payload = *posting.payload;
   if (error) {
@@ -220,8 +233,28 @@ void ZNDeviceTriggersHandler::didAddRequest(const Posting& posting, const std::o
   // A showing that the last user's campaign got is not the next one's. The container is taken first: a reset after this
   // look replaces it.
   const auto container = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers();
-  if (ZNMessagingUtils::userGeneration() == posting.user) {
+  if (ZNMessagingUtils::triggerGeneration() == posting.user) {
     ZNDeviceTriggersDataManager::sharedInstance()->updateCampaignShownForCampaign(campaign, container);
+  } else {
+    // It was added while all others were taken back.
+    UNUserNotificationCenter::currentNotificationCenter()->removePendingNotificationRequestsWithIdentifiers(
+        {identifier});
   }
   endBGTask();
+}
+
+void ZNDeviceTriggersHandler::withdrawWaitingNotifications() {
+  zn::guarded("withdrawWaitingNotifications", kWithdrawalFailure, [] {
+    const auto center = UNUserNotificationCenter::currentNotificationCenter();
+    center->getPendingNotificationRequestsWithCompletionHandler(
+        [center](const std::vector<UNNotificationRequest>& waiting) {
+          zn::guarded("withdrawWaitingNotifications", kWithdrawalFailure, [&] {
+            std::vector<std::string> own;
+            for (const auto& request : waiting) {
+              if (isOwn(request)) own.push_back(request.identifier);
+            }
+            if (!own.empty()) center->removePendingNotificationRequestsWithIdentifiers(own);
+          });
+        });
+  });
 }

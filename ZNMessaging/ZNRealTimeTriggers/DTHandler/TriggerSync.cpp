@@ -74,7 +74,7 @@ void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::functio
   const bool answersLater = zn::guarded(
       "syncDeviceTriggersWithCompletionBlock:", kSyncFailure,
       [&] {
-        const std::uint64_t user = ZNMessagingUtils::userGeneration();  // before the store, which a reset empties
+        const std::uint64_t user = ZNMessagingUtils::triggerGeneration();  // before the store, which a reset empties
         const zn::Value body = getDeviceTriggerSyncRequestPayload();
         if (body.isNil()) {
           log("BodyDict is nil");
@@ -86,9 +86,13 @@ void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::functio
                 [self = shared_from_this(), user, answer](bool, const zn::Value& response) {
                   const auto container = store()->activeDeviceTriggers();
                   // The container is taken first: a reset after this look replaces it.
-                  const bool isOurs = ZNMessagingUtils::userGeneration() == user;
+                  const bool isOurs = ZNMessagingUtils::triggerGeneration() == user;
                   const bool stored = zn::guarded("syncDeviceTriggersWithCompletionBlock:", kSyncFailure, [&] {
-                    if (!isOurs || response.isNil()) {
+                    if (!isOurs) {
+                      log("Real-Time Trigger -- Answer left unused: the user was reset or opted out meanwhile 🛑");
+                      return false;
+                    }
+                    if (response.isNil()) {
                       log("Real-Time Trigger -- Error while syncing Device Triggers");
                       return false;
                     }
@@ -129,6 +133,12 @@ void ZNDeviceTriggersHandler::storeServerAnswer(const std::shared_ptr<ZNDeviceTr
   // A reset that overtook this answer wants the next synchronisation at once.
   if (store()->activeDeviceTriggers() != container) lastUpdatedTime_ = 0;
   log("Real-Time Trigger -- Campaigns synced successfully");
+}
+
+void ZNDeviceTriggersHandler::stop() {
+  ZNMessagingUtils::triggersWereStopped();
+  clearDeviceTriggersData();
+  withdrawWaitingNotifications();
 }
 
 void ZNDeviceTriggersHandler::clearDeviceTriggersData() {

@@ -28,8 +28,8 @@
 /// logged and ends that evaluation. Times and delays are milliseconds unless a name says seconds.
 ///
 /// An event, and the campaign that it picked, belong to the user who was there when it was tracked: `user` is the
-/// generation of ZNMessagingUtils from then on, of the moment of the call where none is given. After a user reset
-/// nothing is asked or posted for it any more, nor is it counted.
+/// generation of ZNMessagingUtils from then on, of the moment of the call where none is given. After a user reset or an
+/// opt-out of push nothing is asked or posted for it any more, nor is it counted.
 class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZNDeviceTriggersHandler> {
  public:
   static const std::shared_ptr<ZNDeviceTriggersHandler>& sharedInstance();
@@ -47,10 +47,13 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   /// `syncDeviceTriggersWithCompletionBlock:`: asks the server for what changed and stores the answer. The completion,
   /// if given, is called once, on the network's queue, with whether an answer came; without query parameters nothing is
   /// asked and it is never called (hosts rely on a refused start being silent). An answer to a request from before a
-  /// user reset counts as none.
+  /// user reset or an opt-out of push counts as none.
   void syncDeviceTriggersWithCompletionBlock(std::function<void(bool success)> completion);
   /// `clearDeviceTriggersData`: an empty store, saved; the next synchronisation asks for everything.
   void clearDeviceTriggersData();
+  /// What a user reset and an opt-out of push do: clears the data, makes what is under way void, and takes back the
+  /// notifications that still wait for their delay.
+  void stop();
   /// `lastUpdatedTime`: when the last request of this process was answered, in seconds since 1970; 0: none was.
   std::int64_t lastUpdatedTime() const { return lastUpdatedTime_; }
   void setLastUpdatedTime(std::int64_t seconds) { lastUpdatedTime_ = seconds; }
@@ -64,11 +67,11 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   /// `startBGTaskForEvent:withEventDict:`: hops to the background, under a background task when the application is
   /// there.
   void startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes,
-                           std::uint64_t user = ZNMessagingUtils::userGeneration());
+                           std::uint64_t user = ZNMessagingUtils::triggerGeneration());
   /// `checkPreconditionsForDeviceTriggerWithEvent:withEventAttributes:`: the rules; the first campaign that passes goes
   /// on.
   void checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name, const zn::Value& attributes,
-                                                   std::uint64_t user = ZNMessagingUtils::userGeneration());
+                                                   std::uint64_t user = ZNMessagingUtils::triggerGeneration());
   bool checkForGlobalDelay() const;                                          ///< `checkForGlobalDelay`: true: may post
   bool isDateTimeGreaterThanNow(double secondsSince1970) const;              ///< `isDateTimeGreaterThanNow:`
   bool canPostDeviceTrigger(const ZNDeviceTriggerCampaign& campaign) const;  ///< `canPostDeviceTrigger:`
@@ -91,12 +94,12 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   /// `checkUserInSegmentForDTCampaign:withEventDict:`
   void checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                        const zn::Value& eventDict,
-                                       std::uint64_t user = ZNMessagingUtils::userGeneration());
+                                       std::uint64_t user = ZNMessagingUtils::triggerGeneration());
   /// `getUserInSegmentPayloadWithCampaignID:andEventDict:`
   zn::Value getUserInSegmentPayloadWithCampaignID(const zn::Value& campaignID, const zn::Value& eventDict) const;
   /// `postDeviceTriggerCampaign:isOffline:`
   void postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, bool isOffline,
-                                 std::uint64_t user = ZNMessagingUtils::userGeneration());
+                                 std::uint64_t user = ZNMessagingUtils::triggerGeneration());
   /// `getPayloadToShow:forOffline:`: the server's fresh contents, or offline the stored ones; null when empty.
   std::shared_ptr<ZNDeviceTriggerPayload> getPayloadToShow(const ZNDeviceTriggerCampaign& campaign,
                                                            bool isOffline) const;
@@ -115,10 +118,11 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   void storeServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container, const zn::Value& response);
   void handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, const zn::Value& response,
                            std::uint64_t user);
+  static void withdrawWaitingNotifications();
   void postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, std::uint64_t user);
   struct Posting;
   static Posting postingOf(const std::shared_ptr<ZNDTPostInfo>& info);
-  void didAddRequest(const Posting& posting, const std::optional<std::string>& error);
+  void didAddRequest(const std::string& identifier, const Posting& posting, const std::optional<std::string>& error);
 
   std::atomic<std::int64_t> lastUpdatedTime_{0};
   std::atomic<UIBackgroundTaskIdentifier> dt_BgTask_{UIBackgroundTaskInvalid};

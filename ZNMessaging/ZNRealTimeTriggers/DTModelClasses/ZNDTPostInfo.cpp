@@ -2,7 +2,7 @@
 
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 
-ZNDTPostInfo::ZNDTPostInfo() { fields_.set(&Fields::userGeneration, ZNMessagingUtils::userGeneration()); }
+ZNDTPostInfo::ZNDTPostInfo() { fields_.set(&Fields::userGeneration, ZNMessagingUtils::triggerGeneration()); }
 
 std::shared_ptr<ZNDTPostInfo> ZNDTPostInfo::initWithCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                              const std::shared_ptr<ZNDeviceTriggerPayload>& payload,

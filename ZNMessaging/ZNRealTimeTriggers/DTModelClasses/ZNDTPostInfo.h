@@ -8,7 +8,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 
 /// What is handed from the decision to show a campaign to its posting. It belongs to the user who was there when it was
-/// made: nothing is posted for it after a user reset. Thread: any; every property is guarded.
+/// made: nothing is posted for it after a user reset or opt-out. Thread: any; every property is guarded.
 class ZN_EXPORT ZNDTPostInfo {
  public:
   /// `initWithCampaign:withPayloadToPost:andIsOffline:`
