@@ -140,7 +140,6 @@ std::shared_ptr<Simulator> Simulator::install(Options options) {
   simulator->observeTheModule();
   ZNConfigDataManager::sharedInstance()->applySilently(initialConfiguration());
   const auto& core = ZNConfigDataManager::sharedInstance();
-  if (!core->isPushNotificationEnabled()) core->setUserPushNotificationOptedOut(false);
   core->setPushOptOutObserver([effects = simulator->parts_->effects](bool optedOut) {
     effects->emit("config", "pushOptedOut", {{"value", optedOut}});
   });

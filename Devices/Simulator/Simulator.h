@@ -56,7 +56,8 @@ struct HostClass {
 /// server's answers and the notification centre's completions stand in one line and run in the order in which they were
 /// queued, delayed ones when the clock reaches them: nothing runs outside `runUntilIdle`, `advance` and `moveClock`.
 /// At the start the account is active with every service of it, the server fails every request, the user allows alerts,
-/// and the application is active with a delegate of class "AppDelegate" that implements nothing. Push is not opted out.
+/// and the application is active with a delegate of class "AppDelegate" that implements nothing. A new home has no push
+/// opt-out.
 ///
 /// Ownership: installed once a process, lives until its end; owns the host objects that it makes. Thread: the
 /// installing thread is the main thread; the operations below belong to it, and must not be called from a task where
