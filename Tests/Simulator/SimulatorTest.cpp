@@ -8,7 +8,9 @@
 
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/Json.h"
 #include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/UIKit/UIAlertController.h"
 #include "Platform/UIKit/UIApplication.h"
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "Tests/Support/DeviceContract.h"
@@ -223,6 +225,70 @@ TEST_F(SimulatorTest, ShowsWhatReachesTheNotificationCentre) {
           R"("options": 0, "title": "No"}], "identifier": "a", "options": 0}, {"actions": [], "identifier": "z", )"
           R"("options": 1}]})",
           "added", "full"}));
+
+  // One waits, one does not; only the former can be taken back unseen.
+  request.identifier = "n2";
+  center->addNotificationRequest(request, nullptr);
+  const auto look = [&] {
+    center->getPendingNotificationRequestsWithCompletionHandler([this](const auto& requests) {
+      for (const auto& each : requests) lines_.push_back("pending " + each.identifier);
+    });
+    center->getDeliveredNotificationsWithCompletionHandler([this](const auto& notifications) {
+      for (const auto& each : notifications) lines_.push_back("delivered " + each.request.identifier);
+    });
+    simulator().runUntilIdle();
+    return take();
+  };
+  take();
+  EXPECT_EQ(look(), (Strings{"pending n2", "delivered n1"}));
+  center->removePendingNotificationRequestsWithIdentifiers({"n1", "none"});
+  center->removeDeliveredNotificationsWithIdentifiers({"n2"});
+  EXPECT_EQ(look(), (Strings{"pending n2", "delivered n1"}));
+  simulator().advance(2.5);
+  EXPECT_EQ(look(), (Strings{"delivered n1", "delivered n2"}));
+  request.identifier = "n3";
+  center->addNotificationRequest(request, nullptr);
+  take();
+  center->removeAllDeliveredNotifications();
+  center->removeAllPendingNotificationRequests();
+  EXPECT_EQ(look(), Strings{R"({"notificationRemoved": "n3"})"});
+}
+
+// A click that starts the application may be handled before its window is there.
+TEST_F(SimulatorTest, ACouponWaitsForAScreenAsLongAsItsUserStays) {
+  struct LateScreen : zn::DeviceScreen {
+    bool showsAlerts() const override { return true; }
+    std::shared_ptr<UIViewController> topMostViewController() const override { return window; }
+    void present(const std::shared_ptr<UIViewController>& controller, bool) override {
+      shown.push_back(std::dynamic_pointer_cast<UIAlertController>(controller));
+    }
+    void openLink(zn::LinkKind, const std::string& url) override { opened.push_back(url); }
+    std::shared_ptr<UIViewController> window;
+    std::vector<std::shared_ptr<UIAlertController>> shown;
+    Strings opened;
+  };
+  auto late = std::make_unique<LateScreen>();
+  LateScreen& screen = *late;
+  auto before = std::exchange(simulator().screen, std::move(late));
+  const auto messaging = ZNMessaging::sharedInstance();
+  simulator().tap(*zn::parseJson(
+      R"({"zintar": {"cid": "c", "couponCode": "10OFF"}, "app_extra": {"zin_deeplink": "shop://sale"}})"));
+  simulator().advance(10);
+  EXPECT_TRUE(screen.shown.empty());
+  screen.window = std::make_shared<UIViewController>();
+  simulator().advance(10);
+  ASSERT_EQ(screen.shown.size(), 1u);
+  screen.shown[0]->actions()[0]->perform();
+  EXPECT_EQ(screen.opened, Strings{"shop://sale"});
+
+  screen.window.reset();
+  simulator().tap(*zn::parseJson(R"({"zintar": {"cid": "d", "couponCode": "20OFF"}})"));
+  simulator().advance(1);
+  messaging->clearUserInfo();
+  screen.window = std::make_shared<UIViewController>();
+  simulator().advance(10);
+  EXPECT_EQ(screen.shown.size(), 1u);
+  simulator().screen = std::move(before);
 }
 
 TEST_F(SimulatorTest, TheUserAnswersAsTold) {

@@ -1,6 +1,7 @@
 #include <optional>
 #include <utility>
 
+#include "Platform/Device.h"
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Format.h"
@@ -10,6 +11,7 @@
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNCoreUtils.h"
@@ -167,15 +169,35 @@ void ZNNotificationHandler::handleCouponCodeForPush(const zn::Value& payload) {
 
 void ZNNotificationHandler::showCouponAlertView(const zn::Value& couponCode, const zn::Value& payload) {
   zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure, [&] {
-    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), couponCode, payload] {
-      zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure,
-                  [&] { self->presentCouponAlert(couponCode, payload); });
+    zn::dispatchAsync(zn::Queue::main,
+                      [self = shared_from_this(), couponCode, payload, user = ZNMessagingUtils::userGeneration()] {
+                        self->presentCouponAlert(couponCode, payload, user);
+                      });
+  });
+}
+
+void ZNNotificationHandler::presentCouponAlert(const zn::Value& couponCode, const zn::Value& payload,
+                                               std::uint64_t user) {
+  zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure, [&] {
+    if (!UIAlertController::isAvailable()) {
+      zn::Device::current().systemLog->diagnostic(zn::format("this device shows no alerts: coupon %@", couponCode));
+      return;
+    }
+    if (user != ZNMessagingUtils::userGeneration()) return log("Coupon not shown: the user was reset meanwhile");
+    if (const auto top = ZNCoreUtils::getTopMostViewController()) {
+      top->presentViewController(couponAlert(couponCode, payload), true, nullptr);
+      return;
+    }
+    // A click that started the application may come before the host's window: the alert, and the links behind its
+    // buttons, wait for one.
+    zn::performAfterDelay(1.0, [self = shared_from_this(), couponCode, payload, user] {
+      self->presentCouponAlert(couponCode, payload, user);
     });
   });
 }
 
-void ZNNotificationHandler::presentCouponAlert(const zn::Value& couponCode, const zn::Value& payload) {
-  if (!UIAlertController::isAvailable()) return;
+std::shared_ptr<UIAlertController> ZNNotificationHandler::couponAlert(const zn::Value& couponCode,
+                                                                      const zn::Value& payload) {
   const auto alert = UIAlertController::alertControllerWithTitle(
       "Coupon", zn::format("Coupon code : %@ \n Copy coupon code?", couponCode), UIAlertController::Style::alert);
   const auto addButton = [&](const char* title, UIAlertAction::Handler handler) {
@@ -187,7 +209,7 @@ void ZNNotificationHandler::presentCouponAlert(const zn::Value& couponCode, cons
   });
   // Not of the cancel style: nothing but the copying is cancelled.
   addButton("Cancel", [self = shared_from_this(), payload](const UIAlertAction&) { self->followCoupon(payload); });
-  if (const auto top = ZNCoreUtils::getTopMostViewController()) top->presentViewController(alert, true, nullptr);
+  return alert;
 }
 
 /// Unlike the default actions, a coupon opens both the deep link and the landing page.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -15,6 +16,7 @@
 namespace zn {
 struct CategorySet;  // in ZNMessaging.h
 }
+class UIAlertController;
 
 /// Decides what a delivered or clicked push means: tells the module's own pushes from others, broadcasts clicks to the
 /// host, and for own, visible pushes carries out the click, counts it and records it in the inbox. Keeps the device
@@ -81,8 +83,8 @@ class ZN_EXPORT ZNNotificationHandler : public std::enable_shared_from_this<ZNNo
   /// `handleCouponCodeForPush:`: shows the alert for "zintar.couponCode".
   void handleCouponCodeForPush(const zn::Value& payload);
   /// `showCouponAlertView:andUserInfo:`: offers, from the main queue, to copy the code; either button then opens the
-  /// payload's deep link and its landing page and asks for its in-app message. On a device without alerts nothing
-  /// happens.
+  /// payload's deep link and its landing page and asks for its in-app message. While the device has no screen, it looks
+  /// for one every second until the user is reset. On a device without alerts only the system log tells.
   void showCouponAlertView(const zn::Value& couponCode, const zn::Value& payload);
 
   // App source: where the user came from, told to the analytics module. Sources that are not valid are not told.
@@ -138,7 +140,8 @@ class ZN_EXPORT ZNNotificationHandler : public std::enable_shared_from_this<ZNNo
   void routeResponse(const UNNotificationResponse& response);
   zn::Value takeCardIDForPush(const ZNPushPayload& push) const;
   void carryOut(const zn::CardAction& action, const zn::Value& payload);
-  void presentCouponAlert(const zn::Value& couponCode, const zn::Value& payload);
+  void presentCouponAlert(const zn::Value& couponCode, const zn::Value& payload, std::uint64_t user);
+  std::shared_ptr<UIAlertController> couponAlert(const zn::Value& couponCode, const zn::Value& payload);
   void followCoupon(const zn::Value& payload);
   void updatePushPreference(bool isAllowed);
 
