@@ -9,6 +9,7 @@
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 class ShopDelegate : public zn::Object {
@@ -44,6 +45,8 @@ int main(int count, char** arguments) {
   }
   const bool withProxy = count > 2 && std::string_view(arguments[2]) == "with-proxy";
   ZNConfigDataManager::sharedInstance()->apply(zn::Value::dictionary({{"appDelegateProxyEnabled", withProxy}}));
+
+  zn::UserSession::logIn("customer-17");
 
   const auto center = UNUserNotificationCenter::currentNotificationCenter();
   const auto shop = std::make_shared<ShopDelegate>();  // the centre does not own it

@@ -5,6 +5,7 @@
 #include "Platform/HeadlessDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 int main(int count, char** arguments) {
@@ -19,6 +20,7 @@ int main(int count, char** arguments) {
     std::cerr << error << '\n';
     return 1;
   }
+  zn::UserSession::logIn("customer-17");  // when another one logs in, or this one out, the inbox is emptied
   const auto messaging = ZNMessaging::sharedInstance();
   messaging->initializeMessagingWithLaunchOptions(zn::nil);
   const auto inbox = ZNInboxHandler::sharedInstance();
