@@ -74,7 +74,7 @@ class TestDevice {
   }
 
  private:
-  TemporaryFolder folder_;
+  MemoryFolder folder_;
   std::shared_ptr<HeadlessDevice> device_;
   ManualClock* clock_ = nullptr;
   mutable Mutex mutex_;
