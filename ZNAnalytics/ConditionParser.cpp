@@ -67,7 +67,7 @@ std::string shown(const Value& value) {
 double secondsOfDate(const Value& value) {
   if (value.isDate()) return value.date().secondsSince1970;
   const Value& seconds = value["$date"];
-  const bool isTagged = value.size() == 1 && seconds.isNumber() && !seconds.isBoolean();
+  const bool isTagged = value.entries().size() == 1 && seconds.isNumber() && !seconds.isBoolean();
   return isTagged ? seconds.doubleValue() : std::numeric_limits<double>::quiet_NaN();
 }
 
@@ -207,8 +207,7 @@ void Parser::parseOperand(const Comparison& comparison, const Value& value) {
       forEach(value, "value", [&](const Value& element) { parseConstant(comparison, Operand::any, element); });
       break;
     case Operand::range: {
-      if (value.size() != 2 || !value.isArray())
-        fail(shown(value) + " is not a list of two values, lowest and highest");
+      if (value.size() != 2) fail(shown(value) + " is not a list of two values, lowest and highest");
       forEach(value, "value", [&](const Value& end) { parseConstant(comparison, Operand::ordered, end); });
       const auto order = compareEnds(*(filter_.constants.end() - 2), filter_.constants.back());
       if (order == std::partial_ordering::unordered) fail("the two values of " + shown(value) + " do not compare");

@@ -167,13 +167,13 @@ Value decodeTaggedValues(const Value& value) {
     return Value::array(std::move(elements));
   }
   if (!value.isDictionary()) return value;
-  if (value.size() == 1) {
+  if (value.entries().size() == 1) {
     const Value::Entry& only = value.entries().front();
     if (only.name() == kDateTag) return dateFromTag(only.value);
     if (only.name() == kDataTag) return dataFromTag(only.value);
   }
   std::vector<Value::Entry> entries;
-  entries.reserve(value.size());
+  entries.reserve(value.entries().size());
   for (const Value::Entry& entry : value.entries()) entries.push_back({entry.key, decodeTaggedValues(entry.value)});
   return Value::dictionary(std::move(entries));
 }

@@ -216,7 +216,8 @@ struct NSKeyedArchiver::State {
     for (const Value::Entry& entry : container.entries()) references.push_back(referenceTo(entry.value));
     const std::span<const Ref> all = references;
     const std::array keyList{keysKey, objectsKey, classKey};
-    const std::array valueList{writer.array(all.first(container.size())), writer.array(all.subspan(container.size())),
+    const std::size_t count = container.entries().size();
+    const std::array valueList{writer.array(all.first(count)), writer.array(all.subspan(count)),
                                dictionaryClass(container.isMutable())};
     return writer.dictionary(keyList, valueList);
   }

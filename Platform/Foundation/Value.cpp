@@ -231,8 +231,6 @@ std::span<const Value::Entry> Value::entries() const noexcept {
   return static_cast<DictionaryStorage*>(payload_.shared)->entries;
 }
 
-std::size_t Value::size() const noexcept { return isArray() ? elements().size() : entries().size(); }
-
 int Value::depth() const noexcept {
   return isContainer() ? static_cast<Shared::Container*>(payload_.shared)->depth : 0;
 }

@@ -108,8 +108,10 @@ class ZN_EXPORT Value {
   std::span<const Value> elements()
       const noexcept;                               ///< of an array; valid while this Value is neither changed nor gone
   std::span<const Entry> entries() const noexcept;  ///< of a dictionary, by ascending key; valid likewise
-  std::size_t size() const noexcept;                ///< elements of an array or entries of a dictionary
-  bool isEmpty() const noexcept { return size() == 0; }
+  /// Elements of an array, as `elements()` has them: 0 for anything else, dictionaries too (`entries().size()`).
+  std::size_t size() const noexcept { return elements().size(); }
+  /// Neither elements nor entries.
+  bool isEmpty() const noexcept { return elements().empty() && entries().empty(); }
 
   // Conversions as Foundation makes them. Numbers and strings convert (a string by its leading number, blanks skipped);
   // nil gives 0 or false; null, dates, data and containers throw Exception, as they have no such conversion.

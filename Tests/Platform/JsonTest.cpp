@@ -138,7 +138,7 @@ TEST(JsonReader, KeepsManyDifferentKeysApart) {
   const Value value = *parseJson(text + "]");
   for (int record = 0; record < 3; ++record) {
     const Value& dictionary = value.elements()[static_cast<std::size_t>(record)];
-    ASSERT_EQ(dictionary.size(), 1000u);
+    ASSERT_EQ(dictionary.entries().size(), 1000u);
     for (int key = 0; key < 1000; ++key) {
       ASSERT_EQ(dictionary["key" + std::to_string(key)], Value(record * 1000 + key));
     }

@@ -75,6 +75,8 @@ TEST(Value, NilIsNeverStored) {
   EXPECT_TRUE(array.isEmpty());
   array.append(Value::null());
   EXPECT_EQ(array.size(), 1u) << "null is a value";
+  EXPECT_EQ(dictionary.size(), dictionary.elements().size()) << "entries are no elements";
+  EXPECT_FALSE(dictionary.isEmpty());
 }
 
 TEST(Value, ValidObjectsAreNeitherMissingNorNull) {
