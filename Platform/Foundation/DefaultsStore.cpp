@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "Platform/Device.h"
@@ -21,6 +22,13 @@ struct Stores {
   Mutex mutex;
   std::map<std::string, std::shared_ptr<DefaultsStore>> bySuite ZN_GUARDED_BY(mutex);
 };
+
+std::optional<FileLock> lockFile(const std::string& path, std::optional<std::chrono::steady_clock::time_point> deadline,
+                                 std::string& error) {
+  if (!deadline) return FileLock::wait(path, &error);
+  const auto left = *deadline - std::chrono::steady_clock::now();
+  return FileLock::wait(path, std::chrono::duration_cast<std::chrono::milliseconds>(left), &error);
+}
 
 }  // namespace
 
@@ -136,30 +144,38 @@ std::vector<DefaultsStore::Change> DefaultsStore::changesBetween(const Value& fr
   return changes;
 }
 
-void DefaultsStore::transaction(const std::function<void(Value&)>& change_) {
+DefaultsStore::Outcome DefaultsStore::transaction(const std::function<void(Value&)>& body, const Terms& terms,
+                                                  std::string& error) {
   Reports reports;
-  {
-    std::string error;
-    const Lock lock(saving_);
-    change(change_, true, error, reports);
+  Outcome outcome = Outcome::busy;
+  Deadline deadline;
+  if (terms.patience) deadline = std::chrono::steady_clock::now() + *terms.patience;
+  if (lockSaving(deadline)) {
+    const Lock lock(saving_, std::adopt_lock);
+    outcome = change(body, deadline, terms.orNothing, error, reports);
   }
+  if (outcome == Outcome::busy) error = path_ + " is kept by another writer";
   // The device's log is foreign code, and may use this very store.
   for (const std::string& report : reports) Device::current().systemLog->diagnostic(report);
+  return outcome;
 }
 
-bool DefaultsStore::tryTransaction(const std::function<void(Value&)>& change_, std::string& error) {
-  Reports reports;
-  bool written = false;
-  {
-    const Lock lock(saving_);
-    written = change(change_, false, error, reports);
+bool DefaultsStore::lockSaving(Deadline deadline) {
+  if (!deadline) {
+    saving_.lock();
+    return true;
   }
-  for (const std::string& report : reports) Device::current().systemLog->diagnostic(report);
-  return written;
+  while (!saving_.try_lock()) {
+    if (std::chrono::steady_clock::now() >= *deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
 }
 
-bool DefaultsStore::change(const std::function<void(Value&)>& body, bool keep, std::string& error, Reports& reports) {
-  const std::optional<FileLock> fileLock = FileLock::wait(lockPath_, &error);
+DefaultsStore::Outcome DefaultsStore::change(const std::function<void(Value&)>& body, Deadline deadline, bool orNothing,
+                                             std::string& error, Reports& reports) {
+  const std::optional<FileLock> fileLock = lockFile(lockPath_, deadline, error);
+  if (!fileLock && error.empty()) return Outcome::busy;
   const Snapshot before = look();
   Value after = before.merged;
   body(after);
@@ -168,7 +184,7 @@ bool DefaultsStore::change(const std::function<void(Value&)>& body, bool keep, s
     const Lock lock(state_);
     unwritten_.clear();
     mergeLocked();
-    return true;
+    return Outcome::written;
   }
   const Data bytes = binaryPropertyList(after);
   if (error.empty()) error = before.readError;
@@ -178,16 +194,16 @@ bool DefaultsStore::change(const std::function<void(Value&)>& body, bool keep, s
     unwritten_.clear();
     failing_ = false;
     adoptLocked(fresh);
-    return true;
+    return Outcome::written;
   }
-  if (!keep) return false;
+  if (orNothing) return Outcome::unwritten;
   // What a reader of the file would have seen, without nulls for example.
   const std::vector<Change> changes = changesBetween(before.onDisk, parsePropertyList(bytes).value_or(after));
   const Lock lock(state_);
   unwritten_ = changes;
   mergeLocked();
   if (!std::exchange(failing_, true)) reports.push_back(error + "; changes of these user defaults stay in memory");
-  return false;
+  return Outcome::unwritten;
 }
 
 bool DefaultsStore::write(const Data& bytes, const std::string& unreadable, std::string& error, Reports& reports) {

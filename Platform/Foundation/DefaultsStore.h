@@ -4,8 +4,10 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,8 +28,14 @@ class DefaultsStore {
   /// What the file holds now, with what could not be written into it.
   Value contents() ZN_EXCLUDES(state_) { return look().merged; }
   bool hasUnwritten() const ZN_EXCLUDES(state_);
-  void transaction(const std::function<void(Value&)>& change) ZN_EXCLUDES(saving_, state_);
-  bool tryTransaction(const std::function<void(Value&)>& change, std::string& error) ZN_EXCLUDES(saving_, state_);
+  struct Terms {
+    bool orNothing = false;                                  ///< what cannot be written is not kept in memory either
+    std::optional<std::chrono::milliseconds> patience = {};  ///< with other writers; none: as long as it takes
+  };
+  enum class Outcome { written, unwritten, busy };
+  /// `error` is filled unless the outcome is `written`. Nothing is changed where other writers kept the store (`busy`).
+  Outcome transaction(const std::function<void(Value&)>& change, const Terms& terms, std::string& error)
+      ZN_EXCLUDES(saving_, state_);
 
  private:
   /// Tells one state of a file from another without reading it. While the file is held open its inode cannot become
@@ -68,9 +76,10 @@ class DefaultsStore {
   Loaded load() const;
   Snapshot look() ZN_EXCLUDES(state_);
   Snapshot snapshotLocked() const ZN_REQUIRES(state_);
-  /// False where the store could not be written; `keep` then says whether the change stays in memory.
-  bool change(const std::function<void(Value&)>& body, bool keep, std::string& error, Reports& reports)
-      ZN_REQUIRES(saving_) ZN_EXCLUDES(state_);
+  using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+  bool lockSaving(Deadline deadline) ZN_THREAD_ANNOTATION(try_acquire_capability(true, saving_));
+  Outcome change(const std::function<void(Value&)>& body, Deadline deadline, bool orNothing, std::string& error,
+                 Reports& reports) ZN_REQUIRES(saving_) ZN_EXCLUDES(state_);
   bool write(const Data& bytes, const std::string& unreadable, std::string& error, Reports& reports)
       ZN_REQUIRES(saving_);
   void adoptLocked(Loaded& fresh) ZN_REQUIRES(state_);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -43,6 +44,9 @@ class ZN_EXPORT FileLock {
  public:
   /// Waits for the lock.
   static std::optional<FileLock> wait(const std::string& path, std::string* error = nullptr);
+  /// Waits for it at most that long; otherwise as `tryNow`.
+  static std::optional<FileLock> wait(const std::string& path, std::chrono::milliseconds patience,
+                                      std::string* error = nullptr);
   /// Takes the lock if it is free; otherwise nothing, with an empty `error` when another holder is the reason.
   static std::optional<FileLock> tryNow(const std::string& path, std::string* error = nullptr);
 

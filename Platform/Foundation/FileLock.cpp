@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "Platform/Foundation/File.h"
@@ -39,6 +41,21 @@ std::optional<FileLock> FileLock::wait(const std::string& path, std::string* err
   const int descriptor = openLocked(path, LOCK_EX, error);
   if (descriptor < 0) return std::nullopt;
   return FileLock(descriptor);
+}
+
+std::optional<FileLock> FileLock::wait(const std::string& path, std::chrono::milliseconds patience,
+                                       std::string* error) {
+  // There is no timed wait for such a lock. A busy one is free for moments only, so they must not be missed.
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  std::string problem;
+  for (;;) {
+    std::optional<FileLock> lock = tryNow(path, &problem);
+    if (lock || !problem.empty() || std::chrono::steady_clock::now() >= deadline) {
+      if (error) *error = problem;
+      return lock;
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+  }
 }
 
 std::optional<FileLock> FileLock::tryNow(const std::string& path, std::string* error) {

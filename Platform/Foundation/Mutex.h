@@ -28,6 +28,8 @@ class ZN_THREAD_ANNOTATION(capability("mutex")) Mutex {
 class ZN_THREAD_ANNOTATION(scoped_lockable) Lock {
  public:
   explicit Lock(Mutex& mutex) ZN_THREAD_ANNOTATION(acquire_capability(mutex)) : mutex_(mutex) { mutex_.lock(); }
+  /// Takes over one that is held already.
+  Lock(Mutex& mutex, std::adopt_lock_t) ZN_THREAD_ANNOTATION(requires_capability(mutex)) : mutex_(mutex) {}
   ~Lock() ZN_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
   Lock(const Lock&) = delete;
   Lock& operator=(const Lock&) = delete;

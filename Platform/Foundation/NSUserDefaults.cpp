@@ -11,16 +11,12 @@ struct NSUserDefaults::State {
   std::shared_ptr<zn::DefaultsStore> store;
 };
 
-namespace {
-
-bool canNameFile(const std::string& name) {
+bool NSUserDefaults::canNameSuite(std::string_view name) {
   constexpr std::size_t kLongest = 200;  // leaves room for what temporary and lock files add
   const auto isForbidden = [](unsigned char c) { return c < 0x20 || c == 0x7f || c == '/'; };
   return !name.empty() && name.size() <= kLongest && name.front() != '.' &&
          std::none_of(name.begin(), name.end(), isForbidden);
 }
-
-}  // namespace
 
 NSUserDefaults::NSUserDefaults(std::string name) : state_(std::make_unique<State>()) {
   state_->store = zn::DefaultsStore::named(name);
@@ -35,7 +31,7 @@ std::shared_ptr<NSUserDefaults> NSUserDefaults::standardUserDefaults() {
 }
 
 std::shared_ptr<NSUserDefaults> NSUserDefaults::initWithSuiteName(const std::string& name) {
-  if (!canNameFile(name)) throw zn::Exception("\"" + name + "\" cannot name a user-defaults suite");
+  if (!canNameSuite(name)) throw zn::Exception("\"" + name + "\" cannot name a user-defaults suite");
   return std::shared_ptr<NSUserDefaults>(new NSUserDefaults(name));
 }
 
@@ -68,9 +64,15 @@ bool NSUserDefaults::synchronize() {
 }
 
 void NSUserDefaults::transaction(const std::function<void(zn::Value& contents)>& change) {
-  state_->store->transaction(change);
+  std::string error;
+  state_->store->transaction(change, {}, error);
+}
+
+bool NSUserDefaults::transaction(const std::function<void(zn::Value&)>& change, std::chrono::milliseconds patience) {
+  std::string error;
+  return state_->store->transaction(change, {.patience = patience}, error) != zn::DefaultsStore::Outcome::busy;
 }
 
 bool NSUserDefaults::tryTransaction(const std::function<void(zn::Value&)>& change, std::string& error) {
-  return state_->store->tryTransaction(change, error);
+  return state_->store->transaction(change, {.orNothing = true}, error) == zn::DefaultsStore::Outcome::written;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -21,6 +22,7 @@ class ZN_EXPORT NSUserDefaults {
   /// `initWithSuiteName:`. Objects of one name share one state. Throws zn::Exception for a name that cannot be a file's
   /// (empty, longer than 200 bytes, with '/' or a control character, or beginning with a dot).
   static std::shared_ptr<NSUserDefaults> initWithSuiteName(const std::string& name);
+  static bool canNameSuite(std::string_view name);  ///< initWithSuiteName would not throw
 
   zn::Value objectForKey(std::string_view key) const;  ///< nil when missing
   bool boolForKey(std::string_view key) const;         ///< false when missing or not convertible
@@ -38,6 +40,9 @@ class ZN_EXPORT NSUserDefaults {
   /// The same, all or nothing: where the store cannot be written, nothing is changed in this process either, and the
   /// result is false with `error` filled.
   bool tryTransaction(const std::function<void(zn::Value& contents)>& change, std::string& error);
+  /// As `transaction`, for a thread that must not stand still: false, and nothing is changed, where other writers keep
+  /// the store for longer than `patience`.
+  bool transaction(const std::function<void(zn::Value& contents)>& change, std::chrono::milliseconds patience);
 
   const std::string& suiteName() const;
   ~NSUserDefaults();
