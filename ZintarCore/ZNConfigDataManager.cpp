@@ -7,6 +7,7 @@
 #include "Platform/Foundation/Json.h"
 #include "Platform/Foundation/NSNotificationCenter.h"
 #include "Platform/Foundation/NSURL.h"
+#include "Platform/Foundation/NSUserDefaults.h"
 #include "ZintarCore/ZNCoreUtils.h"
 
 /// What a configuration says.
@@ -55,6 +56,13 @@ void setString(zn::Value& target, std::string_view key, const zn::Value& value) 
   }
   if (!value.isString()) refuse(key, "a string or null", value);
   target = value;
+}
+
+/// Extensions and the application would never meet in such a group's store.
+void refuseUnusableGroup(const zn::Value& configuration) {
+  const zn::Value& group = configuration["appGroupID"];
+  if (!group.isString() || group.string().empty() || NSUserDefaults::canNameSuite(group.string())) return;
+  refuse("appGroupID", "a name that a user-defaults suite can have", group);
 }
 
 void setSeconds(std::int64_t& target, std::string_view key, const zn::Value& value) {
@@ -173,6 +181,7 @@ bool ZNConfigDataManager::loadFile(const std::string& path, std::string* error) 
   const auto configuration = zn::parseJson(text, &problem, {.allowComments = true});
   if (!configuration) return fail(problem.text);
   try {
+    refuseUnusableGroup(*configuration);
     apply(*configuration);
   } catch (const zn::Exception& refusal) {
     return fail(refusal.reason());
@@ -192,6 +201,7 @@ bool ZNConfigDataManager::applySilently(const zn::Value& configuration) {
   for (const auto& entry : configuration.entries()) changed->apply(entry.name(), entry.value);
   isLoaded_ = true;
   const bool differs = *changed != *settings_;
+  accountActive_ = changed->accountActive;
   sdkEnabled_ = changed->sdkEnabled;
   hasAppID_ = changed->appID.length() > 0;
   realTimeTriggersEnabled_ = changed->realTimeTriggersEnabled;
@@ -200,13 +210,14 @@ bool ZNConfigDataManager::applySilently(const zn::Value& configuration) {
 }
 
 bool ZNConfigDataManager::isAccountActive() const {
+  if (accountActive_) return true;
   const auto current = settings();
   if (!isLoaded_ && !reportedMissing_.exchange(true)) {
     zn::Device::current().systemLog->diagnostic(
         "no configuration is loaded, so the account counts as inactive and nothing will happen; call "
         "ZNConfigDataManager::sharedInstance()->loadFile(path) first");
   }
-  return current->accountActive;
+  return false;
 }
 
 bool ZNConfigDataManager::isSDKEnabled() const { return sdkEnabled_; }

@@ -77,7 +77,8 @@ class ZN_EXPORT ZNConfigDataManager {
   std::shared_ptr<const Settings> settings_ ZN_GUARDED_BY(mutex_);
   std::function<void(bool)> pushOptOutObserver_ ZN_GUARDED_BY(mutex_);
   std::atomic<bool> isLoaded_{false};
-  std::atomic<bool> sdkEnabled_{true};  // copies of some settings, for the path of every tracked event
+  std::atomic<bool> accountActive_{false};  // copies of some settings, for the path of every tracked event
+  std::atomic<bool> sdkEnabled_{true};
   std::atomic<bool> hasAppID_{false};
   std::atomic<bool> realTimeTriggersEnabled_{false};
   mutable std::atomic<bool> reportedMissing_{false};

@@ -60,6 +60,8 @@ TEST(Configuration, AppliesAFileWithCommentsAndNamesThePlaceOfAnError) {
             ": configuration key \"inboxDefaultExpiry\" must be a number of seconds, not soon");
   EXPECT_EQ(manager->getZinAppID(), "shop") << "nothing of a refused file is applied";
   EXPECT_EQ(load("{\"appId\": \"x\"}"), ": configuration key \"appId\" is not known");
+  EXPECT_EQ(load("{\"appGroupID\": \"group/x\"}"),
+            ": configuration key \"appGroupID\" must be a name that a user-defaults suite can have, not group/x");
   EXPECT_NE(load("{\n \"appID\" \"x\"}").find("line 2"), std::string::npos);
   std::string error;
   EXPECT_FALSE(manager->loadFile(device.home() + "/none.json", &error));
