@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Platform/Foundation/Mutex.h"
+#include "Platform/Foundation/Once.h"
 
 namespace {
 
@@ -30,6 +31,7 @@ void ZNRichNotification::getLocalNotificationContentForRequest(const UNNotificat
     zn::Lock lock(installed().mutex);
     preparer = installed().preparer;
   }
-  if (preparer) return preparer(request, std::move(completion));
-  completion(request.content);
+  auto answer = zn::once(std::move(completion));
+  if (preparer) return preparer(request, std::move(answer));
+  answer(request.content);
 }

@@ -18,6 +18,7 @@ class ZN_EXPORT ZNRichNotification {
   static void getLocalNotificationContentForRequest(const UNNotificationRequest& request, Completion completion);
 
   /// What prepares the contents of the whole process instead, for hosts that attach media and for simulators. It must
-  /// call its completion exactly once, on any thread; empty goes back to passing contents unchanged.
+  /// call its completion once, on any thread (only its first call counts); empty goes back to passing contents
+  /// unchanged.
   static void setPreparer(Preparer preparer);
 };
