@@ -8,8 +8,10 @@
 
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/File.h"
 #include "Platform/Foundation/Json.h"
 #include "Platform/Foundation/NSNotificationCenter.h"
+#include "Platform/Foundation/NSUserDefaults.h"
 #include "Platform/UIKit/UIAlertController.h"
 #include "Platform/UIKit/UIApplication.h"
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
@@ -84,6 +86,32 @@ TEST_F(SimulatorTest, ShowsWhatAClickDoesToAHostsPush) {
                R"({"event": "NOTIFICATION_CLICKED_IOS_ZIN", "attributes": {"cid": "c1"}, "interactive": true})",
                R"({"responded": true})"}));
   EXPECT_EQ(simulator().badge(), 0);
+}
+
+// An extension that was stopped while it writes keeps the store for as long as it likes.
+TEST_F(SimulatorTest, ATappedCardIsFoundWithoutWaitingForWhoKeepsTheStore) {
+  const auto group = NSUserDefaults::initWithSuiteName("group.zintar");
+  constexpr const char* kKey = "zin_push_template_click_info";
+  group->setObject(Value::dictionary({{"campaign_id", "c1"}, {"card_id", "2"}}), kKey);
+  const Value push = Value::dictionary(
+      {{"zintar", Value::dictionary({{"cid", "c1"}})},
+       {"zinFeatures", Value::dictionary({{"richPush", Value::dictionary({{"displayName", "carousel"}})}})}});
+  ZNMessaging::sharedInstance();
+  Strings clicks;
+  simulator().setEffectObserver([&](const zn::Effect& effect) {
+    if (effect.kind == "event") clicks.push_back(std::string(effect.fields["attributes"]["card_id"].string()));
+  });
+  auto kept = zn::FileLock::wait(simulator().directories->preferences() + "/.group.zintar.lock");
+  ASSERT_TRUE(kept);
+  simulator().tap(push);
+  simulator().advance(5);
+  EXPECT_EQ(clicks, Strings{"2"});
+  EXPECT_TRUE(group->objectForKey(kKey)) << "whoever keeps the store is the only one who writes";
+  kept.reset();
+  simulator().advance(5);
+  EXPECT_FALSE(group->objectForKey(kKey));
+  simulator().tap(push);
+  EXPECT_EQ(clicks, (Strings{"2", ""})) << "used once";
 }
 
 TEST_F(SimulatorTest, ShowsFailuresThatTheModuleCaught) {

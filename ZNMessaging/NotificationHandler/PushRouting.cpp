@@ -1,4 +1,7 @@
-#include "Platform/Foundation/Format.h"
+#include <chrono>
+#include <string>
+
+#include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/NSNotificationCenter.h"
 #include "Platform/Foundation/NSUserDefaults.h"
 #include "ZNAnalytics/ZNAnalytics.h"
@@ -18,6 +21,39 @@ bool isSwitchedOn() { return ZNConfigDataManager::sharedInstance()->isAccountAct
 
 void trackEvent(const char* name, const std::shared_ptr<ZNProperties>& properties) {
   ZNAnalytics::sharedInstance()->trackEvent(name, properties);
+}
+
+/// Tries again while another writer keeps the store: the note was used, and must not be used for a later click.
+void removeClickInfoLater(const std::shared_ptr<NSUserDefaults>& defaults, const zn::Value& used, int attempts) {
+  zn::dispatchAfter(zn::Queue::global, 1.0, [=] {
+    const auto remove = [&](zn::Value& contents) {
+      if (contents[zn::payload::templateClickInfo] == used) {
+        contents.removeValidObjectForKey(zn::payload::templateClickInfo);
+      }
+    };
+    if (defaults->transaction(remove, std::chrono::milliseconds(0)) || attempts == 1) return;
+    removeClickInfoLater(defaults, used, attempts - 1);
+  });
+}
+
+/// The extension's note about a tapped card, which is removed, or nil. The extension may be stopped while it keeps the
+/// store, and this is the main thread: it looks without waiting, and waits a little only to remove a note that is
+/// there.
+zn::Value takeClickInfo(const std::shared_ptr<NSUserDefaults>& defaults) {
+  constexpr auto kPatience = std::chrono::milliseconds(50);
+  constexpr auto* kKey = zn::payload::templateClickInfo;
+  const zn::Value seen = defaults->objectForKey(kKey);
+  if (!seen.isDictionary()) return zn::nil;
+  zn::Value taken;
+  // In one step, so that a note which the extension leaves meanwhile is not removed unread.
+  const auto take = [&](zn::Value& contents) {
+    taken = contents.validObjectForKey(kKey);
+    if (taken.isDictionary()) contents.removeValidObjectForKey(kKey);
+  };
+  if (defaults->transaction(take, kPatience)) return taken;
+  constexpr int kAttempts = 60;
+  removeClickInfoLater(defaults, seen, kAttempts);
+  return seen;
 }
 
 void updateBadgeForClick(const std::shared_ptr<UIApplication>& application) {
@@ -117,14 +153,8 @@ void ZNNotificationHandler::handlePushNotificationInApplication(const std::share
 /// thrown away, not kept: it is older than this click.
 zn::Value ZNNotificationHandler::takeCardIDForPush(const ZNPushPayload& push) const {
   const zn::Value group = ZNConfigDataManager::sharedInstance()->getAppGroupID();
-  if (group.length() == 0 || !push.richPush()) return zn::nil;
-  const auto defaults = NSUserDefaults::initWithSuiteName(std::string(group.string()));
-  zn::Value clickInfo;
-  // In one step, so that a note which the extension leaves meanwhile is not removed unread.
-  defaults->transaction([&](zn::Value& contents) {
-    clickInfo = contents.validObjectForKey(zn::payload::templateClickInfo);
-    if (clickInfo.isDictionary()) contents.removeValidObjectForKey(zn::payload::templateClickInfo);
-  });
+  if (!NSUserDefaults::canNameSuite(group.string()) || !push.richPush()) return zn::nil;
+  const zn::Value clickInfo = takeClickInfo(NSUserDefaults::initWithSuiteName(std::string(group.string())));
   const zn::Value campaignID = clickInfo.validObjectForKey(zn::payload::clickInfoCampaignID);
   const bool isForThisPush = !campaignID.isNil() && campaignID == push.campaignID();
   return isForThisPush ? clickInfo.validObjectForKey(zn::payload::clickInfoCardID) : zn::nil;
