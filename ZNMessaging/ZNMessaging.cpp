@@ -1,6 +1,9 @@
 #include "ZNMessaging/ZNMessaging.h"
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/NSNotificationCenter.h"
@@ -33,6 +36,30 @@ void log(const char* text) { ZNLogger::sharedInstance()->logWithType(1, text); }
 
 bool isAccountActive() { return ZNConfigDataManager::sharedInstance()->isAccountActive(); }
 
+/// Runs something once. Others wait until it is done; who runs it may come here again meanwhile.
+class FirstUse {
+ public:
+  template <class Body>
+  void run(const Body& body) {
+    if (isDone_.load(std::memory_order_acquire)) return;
+    std::unique_lock<std::mutex> lock(mutex_.native());
+    if (runner_ == std::this_thread::get_id()) return;
+    if (runner_ != std::thread::id()) return done_.wait(lock, [this] { return isDone_.load(); });
+    runner_ = std::this_thread::get_id();
+    lock.unlock();
+    body();
+    lock.lock();
+    isDone_ = true;
+    done_.notify_all();
+  }
+
+ private:
+  zn::Mutex mutex_;
+  std::condition_variable done_;
+  std::thread::id runner_;  // under mutex_
+  std::atomic<bool> isDone_{false};
+};
+
 }  // namespace
 
 ZNMessagingDelegate::~ZNMessagingDelegate() = default;
@@ -41,9 +68,9 @@ void ZNMessagingDelegate::notificationClickedWithScreenName(const zn::Value&, co
 
 const std::shared_ptr<ZNMessaging>& ZNMessaging::sharedInstance() {
   static const auto& instance = *new std::shared_ptr<ZNMessaging>(std::make_shared<ZNMessaging>());
-  // Started outside the guard of the line above: that calls the host, which may ask for the instance.
-  static std::atomic<bool> isStarted{false};
-  if (!isStarted.load(std::memory_order_acquire) && !isStarted.exchange(true)) instance->start();
+  // Outside the guard of the line above: starting calls the host, which may ask for the instance.
+  static FirstUse& firstUse = *new FirstUse;
+  firstUse.run([] { instance->start(); });
   return instance;
 }
 

@@ -51,8 +51,8 @@ struct CategorySet {
 /// operation throws: failures are logged through ZNLogger, and the steps after the failing one are skipped.
 class ZN_EXPORT ZNMessaging : public zn::Object, public ZNEventTriggerDelegate {
  public:
-  /// The first call also takes the centre's delegate if there is none, which its observers are told about; they, and
-  /// other threads meanwhile, get the instance as it starts.
+  /// The first call also takes the centre's delegate if there is none, which its observers are told about; they get the
+  /// instance as it starts. Other threads wait until it has started.
   static const std::shared_ptr<ZNMessaging>& sharedInstance();
 
   /// `initializeMessagingWithLaunchOptions:`: brings the modules up to date, starts listening to tracked events, and,

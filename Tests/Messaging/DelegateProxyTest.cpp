@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
+
 #include "Platform/Foundation/NSNotificationCenter.h"
 #include "Platform/Runtime/KeyValueObserving.h"
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
@@ -75,22 +77,28 @@ TEST_F(DelegateProxy, AReceiverThatTheSavedImplementationDoesNotTakeHasItsOwn) {
   EXPECT_EQ(b->isa().instanceMethod(selector), a->isa().instanceMethod(selector)) << "one replacement for all classes";
 }
 
-/// An observer of the centre's delegate that uses the module when told.
+/// An observer of the centre's delegate that uses the module when told, and lets another thread do so too.
 class Curious : public Host<'C'> {
  public:
   void observeValueForKeyPath(const std::string&, const std::shared_ptr<zn::Object>&, const zn::KeyValueChange&,
                               const void*) override {
     seen = ZNMessaging::sharedInstance();
+    other = std::async(std::launch::async, [] { ZNMessaging::sharedInstance(); });
+    otherHasIt = other.wait_for(std::chrono::milliseconds(100)) == std::future_status::ready;
   }
   std::shared_ptr<ZNMessaging> seen;
+  std::future<void> other;
+  bool otherHasIt = false;
 };
 
-TEST_F(DelegateProxy, WhoIsToldOfTheFacadesStartMayUseIt) {
+TEST_F(DelegateProxy, WhoIsToldOfTheFacadesStartMayUseItAndOtherThreadsWait) {
   const auto curious = std::make_shared<Curious>();
   center_->addObserver(curious, "delegate", NSKeyValueObservingOptionNew, nullptr);
   const auto facade = ZNMessaging::sharedInstance();
   EXPECT_EQ(center_->delegate(), facade);
   EXPECT_EQ(curious->seen, facade);
+  EXPECT_FALSE(curious->otherHasIt);
+  curious->other.wait();
 }
 
 TEST_F(DelegateProxy, NamedPropertiesAreFoundOnObjectsAndClasses) {
