@@ -64,7 +64,8 @@ class FirstUse {
 
 ZNMessagingDelegate::~ZNMessagingDelegate() = default;
 void ZNMessagingDelegate::notificationClickedWithScreenName(const zn::Value&, const zn::Value&) {}
-void ZNMessagingDelegate::notificationClickedWithScreenName(const zn::Value&, const zn::Value&, const zn::Value&) {}
+void ZNMessagingDelegate::notificationClickedWithScreenNameKVPairsAndPushPayload(const zn::Value&, const zn::Value&,
+                                                                                 const zn::Value&) {}
 
 const std::shared_ptr<ZNMessaging>& ZNMessaging::sharedInstance() {
   static const auto& instance = *new std::shared_ptr<ZNMessaging>(std::make_shared<ZNMessaging>());

@@ -23,8 +23,9 @@ class ZN_EXPORT ZNMessagingDelegate {
   /// `notificationClickedWithScreenName:andKVPairs:`. Either may be nil; screen names are strings, pairs dictionaries.
   virtual void notificationClickedWithScreenName(const zn::Value& screenName, const zn::Value& kvPairs);
   /// `notificationClickedWithScreenName:KVPairs:andPushPayload:`
-  virtual void notificationClickedWithScreenName(const zn::Value& screenName, const zn::Value& kvPairs,
-                                                 const zn::Value& pushPayload);
+  virtual void notificationClickedWithScreenNameKVPairsAndPushPayload(const zn::Value& screenName,
+                                                                      const zn::Value& kvPairs,
+                                                                      const zn::Value& pushPayload);
 };
 
 namespace zn {
@@ -139,7 +140,8 @@ class ZN_EXPORT ZNMessaging : public zn::Object, public ZNEventTriggerDelegate {
   bool disableBadgeReset() const { return disableBadgeReset_; }
   void setDisableBadgeReset(bool disabled) { disableBadgeReset_ = disabled; }
 
-  /// Held weakly.
+  /// Held weakly. Set it before initializeMessagingWithLaunchOptions, which delivers the click that started the
+  /// application.
   std::shared_ptr<ZNMessagingDelegate> messagingDelegate() const;
   void setMessagingDelegate(const std::shared_ptr<ZNMessagingDelegate>& delegate);
 

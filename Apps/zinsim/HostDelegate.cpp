@@ -40,8 +40,9 @@ void HostDelegate::notificationClickedWithScreenName(const zn::Value& screenName
   called(kWithPairs, {screenName, kvPairs});
 }
 
-void HostDelegate::notificationClickedWithScreenName(const zn::Value& screenName, const zn::Value& kvPairs,
-                                                     const zn::Value& pushPayload) {
+void HostDelegate::notificationClickedWithScreenNameKVPairsAndPushPayload(const zn::Value& screenName,
+                                                                          const zn::Value& kvPairs,
+                                                                          const zn::Value& pushPayload) {
   called(kWithPayload, {screenName, kvPairs, pushPayload});
 }
 

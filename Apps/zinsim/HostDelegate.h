@@ -16,8 +16,8 @@ class HostDelegate : public ZNMessagingDelegate {
   HostDelegate(Session& session, std::vector<std::string> implements, std::vector<std::string> throws);
 
   void notificationClickedWithScreenName(const zn::Value& screenName, const zn::Value& kvPairs) override;
-  void notificationClickedWithScreenName(const zn::Value& screenName, const zn::Value& kvPairs,
-                                         const zn::Value& pushPayload) override;
+  void notificationClickedWithScreenNameKVPairsAndPushPayload(const zn::Value& screenName, const zn::Value& kvPairs,
+                                                              const zn::Value& pushPayload) override;
 
  private:
   void called(const std::string& selector, const std::vector<zn::Value>& arguments) const;

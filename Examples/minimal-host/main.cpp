@@ -8,6 +8,13 @@
 #include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
+class ScreenOpener : public ZNMessagingDelegate {
+ public:
+  void notificationClickedWithScreenName(const zn::Value& screenName, const zn::Value&) override {
+    if (screenName.isString()) std::cout << "the click asks for the screen " << screenName.string() << '\n';
+  }
+};
+
 int main(int count, char** arguments) {
   zn::HeadlessDevice::Options options;
   options.applicationID = "com.example.minimal-host";
@@ -22,6 +29,8 @@ int main(int count, char** arguments) {
   }
   zn::UserSession::logIn("customer-17");  // when another one logs in, or this one out, the inbox is emptied
   const auto messaging = ZNMessaging::sharedInstance();
+  const auto opener = std::make_shared<ScreenOpener>();  // the module does not own it
+  messaging->setMessagingDelegate(opener);               // before the start, which may deliver a click
   messaging->initializeMessagingWithLaunchOptions(zn::nil);
   const auto inbox = ZNInboxHandler::sharedInstance();
   // The start synchronises the inbox with the server. A click that comes meanwhile is recorded afterwards.
@@ -30,8 +39,8 @@ int main(int count, char** arguments) {
 
   UNNotificationResponse click;
   click.actionIdentifier = UNNotificationDefaultActionIdentifier;
-  click.notification.request.content.userInfo =
-      *zn::parseJson(R"({"aps": {"alert": "Your parcel is here."}, "zintar": {"cid": "parcel-1"}})");
+  click.notification.request.content.userInfo = *zn::parseJson(
+      R"({"aps": {"alert": "Here!"}, "zintar": {"cid": "parcel-1"}, "app_extra": {"screenName": "Parcels"}})");
   messaging->didReceiveNotificationResponse(UNUserNotificationCenter::currentNotificationCenter(), click);
   device->runPending();  // a host with an event loop calls this whenever device->wakeDescriptor() is readable
 

@@ -129,7 +129,7 @@ void ZNNotificationHandler::invokeCallbackWithScreenName(const zn::Value& screen
   const auto delegate = ZNMessaging::sharedInstance()->messagingDelegate();
   if (!delegate) return;
   delegate->notificationClickedWithScreenName(screenName, kvPairs);
-  delegate->notificationClickedWithScreenName(screenName, kvPairs, payload);
+  delegate->notificationClickedWithScreenNameKVPairsAndPushPayload(screenName, kvPairs, payload);
 }
 
 void ZNNotificationHandler::handleDeepLinking(const zn::Value& payload) {
