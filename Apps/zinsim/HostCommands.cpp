@@ -5,6 +5,7 @@
 #include "Apps/zinsim/Commands.h"
 #include "Apps/zinsim/HostDelegate.h"
 #include "Apps/zinsim/Operations.h"
+#include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/NSNotificationCenter.h"
 #include "Platform/UIKit/UIApplication.h"
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
@@ -78,10 +79,17 @@ void call(const Fields& fields, Session& session) {
                                     : *returned);
     }
   };
-  if (fields.text("thread") == "background") {
-    session.device().runInBackground(run);
-  } else {
-    run();
+  try {
+    if (fields.text("thread") == "background") {
+      session.device().runInBackground(run);
+    } else {
+      run();
+    }
+  } catch (const UsageError&) {
+    throw;
+  } catch (...) {
+    // Nothing may come back to a host: what does is shown, and the scenario goes on.
+    session.print("error", zn::currentExceptionText(), {{"operation", called.selector}});
   }
 }
 
