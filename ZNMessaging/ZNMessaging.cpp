@@ -7,10 +7,10 @@
 
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/Foundation/Once.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
@@ -102,13 +102,15 @@ void ZNMessaging::start() {
 }
 
 void ZNMessaging::addObserverForApplicationLifeCycle() {
-  const auto center = NSNotificationCenter::defaultCenter();
-  const auto self = std::static_pointer_cast<ZNMessaging>(shared_from_this());
-  // The observers are dropped with their owner, so they may use the plain pointer.
-  center->addObserver(self, UIApplicationWillEnterForegroundNotification,
-                      [this](const NSNotification&) { applicationEnteredForeground(); });
-  center->addObserver(self, kNotificationNameUpdateModules, [this](const NSNotification&) { updateModules(); });
-  center->addObserver(self, kNotificationNameUserReset, [this](const NSNotification&) { clearUserInfo(); });
+  zn::guarded("addObserverForApplicationLifeCycle", kInitializationFailure, [&] {
+    const auto center = NSNotificationCenter::defaultCenter();
+    const auto self = std::static_pointer_cast<ZNMessaging>(shared_from_this());
+    // The observers are dropped with their owner, so they may use the plain pointer.
+    center->addObserver(self, UIApplicationWillEnterForegroundNotification,
+                        [this](const NSNotification&) { applicationEnteredForeground(); });
+    center->addObserver(self, kNotificationNameUpdateModules, [this](const NSNotification&) { updateModules(); });
+    center->addObserver(self, kNotificationNameUserReset, [this](const NSNotification&) { clearUserInfo(); });
+  });
 }
 
 void ZNMessaging::initializeMessagingWithLaunchOptions(const zn::Value& launchOptions) {
@@ -155,6 +157,7 @@ void ZNMessaging::applicationEnteredForeground() { updateModules(); }
 
 void ZNMessaging::updateModules() {
   zn::guarded("updateModules", kUpdateFailure, [&] {
+    if (!isAccountActive()) return;
     ZNNotificationHandler::sharedInstance()->checkForPushPermission();
     if (!disableBadgeReset()) {
       zn::dispatchAsync(zn::Queue::main, [] { UIApplication::sharedApplication()->setApplicationIconBadgeNumber(0); });
@@ -169,15 +172,17 @@ void ZNMessaging::updateModules() {
 }
 
 void ZNMessaging::syncRealTimeTriggersWithCompletionBlock(std::function<void(bool)> completion) {
-  const auto answer = zn::once(std::move(completion));
-  const bool answersLater = zn::guarded("syncRealTimeTriggersWithCompletionBlock:", kTriggerSyncFailure, [&] {
+  constexpr const char* kSelector = "syncRealTimeTriggersWithCompletionBlock:";
+  const auto answer = zn::guardedOnce(kSelector, kTriggerSyncFailure, std::move(completion));
+  const bool answersLater = zn::guarded(kSelector, kTriggerSyncFailure, [&] {
+    if (!isAccountActive()) return false;
     const auto& triggers = ZNDeviceTriggersHandler::sharedInstance();
     const bool enabled = triggers->isRealTimeTriggerEnabled();
     if (enabled && triggers->shouldFetch()) {
-      const std::uint64_t user = ZNMessagingUtils::triggerGeneration();
+      const std::uint64_t user = zn::triggerGeneration();
       triggers->syncDeviceTriggersWithCompletionBlock([answer, user](bool success) {
         // An answer that came too late for its user is no failure.
-        if (!success && user == ZNMessagingUtils::triggerGeneration()) log("Real-Time Trigger Campaigns sync failure");
+        if (!success && user == zn::triggerGeneration()) log("Real-Time Trigger Campaigns sync failure");
         answer(success);
       });
       return true;
@@ -197,6 +202,7 @@ zn::Value ZNMessaging::getMessagingWhitelistedEvents() const {
 
 void ZNMessaging::eventTrackedWithName(const zn::Value& name, const zn::Value& attributes) {
   zn::guarded("eventTrackedWithName:andEventAttr:", "Exception in handling a tracked event : %@", [&] {
+    if (!isAccountActive()) return;
     const auto& triggers = ZNDeviceTriggersHandler::sharedInstance();
     if (triggers->isRealTimeTriggerEnabled()) triggers->checkDeviceTriggerForEvent(name, attributes);
   });
@@ -205,7 +211,7 @@ void ZNMessaging::eventTrackedWithName(const zn::Value& name, const zn::Value& a
 void ZNMessaging::clearUserInfo() {
   zn::guarded("clearUserInfo", "Exception while clearing the user's data : %@", [] {
     const std::int64_t resets = zn::UserSession::resets();
-    ZNMessagingUtils::userWasReset();
+    zn::userWasReset();
     ZNDeviceTriggersDataManager::sharedInstance()->forgetUnreadableFiles();
     ZNDeviceTriggersHandler::sharedInstance()->stop();
     ZNInboxHandler::sharedInstance()->forgetUnreadableFiles();
@@ -260,12 +266,12 @@ void ZNMessaging::didReceiveNotificationResponse(const std::shared_ptr<UNUserNot
                                                  const UNNotificationResponse& response,
                                                  const std::function<void()>& completion) {
   didReceiveNotificationResponse(center, response);
-  if (completion) completion();
+  zn::guardedOnce(kSelectorDidReceiveNotificationResponse, "Exception : %@", completion)();
 }
 
 void ZNMessaging::willPresentNotification(const std::shared_ptr<UNUserNotificationCenter>&, const UNNotification&,
                                           const std::function<void(unsigned)>& completion) {
-  if (completion) completion(UNOptionAlert | UNOptionSound);
+  zn::guardedOnce(kSelectorWillPresentNotification, "Exception : %@", completion)(UNOptionAlert | UNOptionSound);
 }
 
 std::shared_ptr<ZNMessagingDelegate> ZNMessaging::messagingDelegate() const {

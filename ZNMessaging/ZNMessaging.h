@@ -48,8 +48,9 @@ struct CategorySet {
 /// platform's push callbacks; it keeps the module up to date on every entry to the foreground.
 ///
 /// Ownership: one instance a process, made on first use, never destroyed. Thread: any; the platform's callbacks come on
-/// the main thread. With an inactive account (see ZNConfigDataManager) the callbacks do nothing and log nothing. No
-/// operation throws: failures are logged through ZNLogger, and the steps after the failing one are skipped.
+/// the main thread. With an inactive account (see ZNConfigDataManager) the callbacks, the update of the modules and
+/// device triggers do nothing and log nothing. No operation throws, also not what a completion or a delegate throws:
+/// failures are logged through ZNLogger, and the steps after the failing one are skipped.
 class ZN_EXPORT ZNMessaging : public zn::Object, public ZNEventTriggerDelegate {
  public:
   /// The first call also takes the centre's delegate if there is none, which its observers are told about; they get the

@@ -2,6 +2,7 @@
 
 #include <cxxabi.h>
 
+#include <functional>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -10,6 +11,7 @@
 #include "Platform/Export.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Format.h"
+#include "Platform/Foundation/Once.h"
 
 namespace zn {
 
@@ -64,7 +66,8 @@ std::string failureText(const FailureMessage<A...>& message, const std::string& 
 
 /// The exception guard of every operation: runs `body`; an exception that leaves it is logged with source file, line,
 /// selector and message, and the neutral result (or that of `fallback`) is returned. Nothing passes to the caller.
-/// Take locks inside the body, so that they are free again when the failure is logged; call completions outside it.
+/// Take locks inside the body, so that they are free again when the failure is logged; call completions outside it, in
+/// a guard of their own (`guardedOnce`).
 ///
 ///     return zn::guarded("getAllNotificationCount", "exception while counting : %@", [&] { return list.size(); });
 template <class Message, class Body, class Fallback = decltype(&detail::Neutral<std::invoke_result_t<Body>>::value)>
@@ -79,6 +82,21 @@ std::invoke_result_t<Body> guarded(const char* selector, const Message& message,
     logCaughtException(file, line, selector, detail::failureText(message, currentExceptionText()));
   }
   return fallback();
+}
+
+/// A host's completion as its operation calls it: passes on its first call only, whichever thread makes it, and none if
+/// it is empty; what it throws is a failure of that operation like any other, logged and kept from whoever called.
+template <class... Arguments>
+std::function<void(Arguments...)> guardedOnce(const char* selector, const char* message,
+                                              std::function<void(Arguments...)> completion,
+                                              const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+  if (!completion) return [](Arguments...) {};
+  return once(std::function<void(Arguments...)>(
+      [selector, message, completion = std::move(completion), file, line](Arguments... arguments) {
+        guarded(
+            selector, message, [&] { completion(std::forward<Arguments>(arguments)...); },
+            &detail::Neutral<void>::value, file, line);
+      }));
 }
 
 }  // namespace zn

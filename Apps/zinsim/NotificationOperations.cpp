@@ -43,14 +43,6 @@ std::shared_ptr<ZNPushPayload> push(const zn::Value& payload) {
   return payload ? ZNPushPayload::initWithPushPayload(payload) : nullptr;
 }
 
-/// The operation has no guard, so what the delegate raises comes back to its caller: the host, which lets it be.
-void invokeCallback(A a) {
-  try {
-    handler().invokeCallbackWithScreenName(a.value(0), a.value(1), a.value(2));
-  } catch (const zn::Exception&) {
-  }
-}
-
 std::vector<Operation> clickActions() {
   return {
       operation("handleDefaultActionsWithPayload:", {P::dictionary},
@@ -58,7 +50,7 @@ std::vector<Operation> clickActions() {
       operation("handleCardActionsWithCardID:forPayload:", {P::anything, P::dictionary},
                 [](A a) { return handler().handleCardActionsWithCardID(a.value(0), push(a.value(1))); }),
       operation("invokeCallbackWithScreenName:KVPairs:andPushPayload:", {P::anything, P::anything, P::dictionary},
-                invokeCallback),
+                [](A a) { handler().invokeCallbackWithScreenName(a.value(0), a.value(1), a.value(2)); }),
       operation("handleDeepLinking:", {P::dictionary}, [](A a) { handler().handleDeepLinking(a.value(0)); }),
       operation("handleRichLandingPage:", {P::dictionary}, [](A a) { handler().handleRichLandingPage(a.value(0)); }),
       operation("handleInAppFromPush:", {P::dictionary}, [](A a) { handler().handleInAppFromPush(a.value(0)); }),

@@ -47,6 +47,8 @@ Value printed(const std::shared_ptr<const ZNDeviceTriggerStatus>& status) {
                             {"shown", orNull(status->numberOfTimesShown())}});
 }
 
-Value printed(const UIFont& font) { return font.name + " " + zn::numberText(font.size); }
+Value printed(const UIFont& font) {
+  return font.name.empty() ? zn::nil : Value(font.name + " " + zn::numberText(font.size));
+}
 
 }  // namespace zinsim

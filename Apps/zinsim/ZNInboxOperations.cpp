@@ -33,8 +33,9 @@ const std::vector<Operation>& inboxOperations() {
       operation("getUnreadNotifictionCount", {}, [](A) { return ZNInbox::getUnreadNotifictionCount(); }),
       operation("dateFormatterWithFormat:", {P::text},
                 [](A a) {
-                  static_cast<void>(ZNInbox::dateFormatterWithFormat(std::string(a.value(0).string())));
-                  return zn::Value("NSDateFormatter");
+                  const std::string format(a.value(0).string());
+                  const bool isMade = ZNInbox::dateFormatterWithFormat(format).pattern() == format;
+                  return isMade ? zn::Value("NSDateFormatter") : zn::nil;
                 }),
       operation("defaultTextFont", {}, [](A) { return ZNInbox::defaultTextFont(); }),
       operation("defaultUnreadTextFont", {}, [](A) { return ZNInbox::defaultUnreadTextFont(); }),

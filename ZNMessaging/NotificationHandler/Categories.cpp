@@ -137,10 +137,12 @@ void ZNNotificationHandler::handleActionWithIdentifier(const zn::Value& identifi
 
 void ZNNotificationHandler::checkPushNotificationsSettingsWithCompletionBlock(
     std::function<void(bool isAllowed)> completion) {
-  zn::guarded("checkPushNotificationsSettingsWithCompletionBlock:", "Exception while notification action : %@", [&] {
+  constexpr const char* kSelector = "checkPushNotificationsSettingsWithCompletionBlock:";
+  constexpr const char* kFailure = "Exception while notification action : %@";
+  zn::guarded(kSelector, kFailure, [&] {
     UNUserNotificationCenter::currentNotificationCenter()->getNotificationSettingsWithCompletionHandler(
-        [completion = std::move(completion)](const UNNotificationSettings& settings) {
-          if (completion) completion(settings.alertSetting == UNNotificationSetting::enabled);
+        [answer = zn::guardedOnce(kSelector, kFailure, std::move(completion))](const UNNotificationSettings& settings) {
+          answer(settings.alertSetting == UNNotificationSetting::enabled);
         });
   });
 }

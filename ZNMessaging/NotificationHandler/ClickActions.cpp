@@ -11,7 +11,7 @@
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
-#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNCoreUtils.h"
@@ -81,8 +81,8 @@ void ZNNotificationHandler::handleDefaultActionsWithPayload(const zn::Value& pay
       }
       handleInAppFromPush(payload);
     }
-    invokeCallbackWithScreenName(extraValue(payload, kNotificationPayloadKeyScreenName),
-                                 extraValue(payload, kNotificationPayloadKeyScreenData), payload);
+    tellScreen(extraValue(payload, kNotificationPayloadKeyScreenName),
+               extraValue(payload, kNotificationPayloadKeyScreenData), payload);
   });
 }
 
@@ -117,7 +117,7 @@ void ZNNotificationHandler::carryOut(const zn::CardAction& action, const zn::Val
       break;
     case screen:
       log("Push - Card Screen Navigation Actions with screen name(%@) and KV Pairs(%@)", value, action.kvPairs());
-      invokeCallbackWithScreenName(value, action.kvPairs(), payload);
+      tellScreen(value, action.kvPairs(), payload);
       break;
     default:
       break;
@@ -126,6 +126,12 @@ void ZNNotificationHandler::carryOut(const zn::CardAction& action, const zn::Val
 
 void ZNNotificationHandler::invokeCallbackWithScreenName(const zn::Value& screenName, const zn::Value& kvPairs,
                                                          const zn::Value& payload) {
+  zn::guarded("invokeCallbackWithScreenName:KVPairs:andPushPayload:", kActionsFailure,
+              [&] { tellScreen(screenName, kvPairs, payload); });
+}
+
+void ZNNotificationHandler::tellScreen(const zn::Value& screenName, const zn::Value& kvPairs,
+                                       const zn::Value& payload) {
   const auto delegate = ZNMessaging::sharedInstance()->messagingDelegate();
   if (!delegate) return;
   delegate->notificationClickedWithScreenName(screenName, kvPairs);
@@ -170,7 +176,7 @@ void ZNNotificationHandler::handleCouponCodeForPush(const zn::Value& payload) {
 void ZNNotificationHandler::showCouponAlertView(const zn::Value& couponCode, const zn::Value& payload) {
   zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure, [&] {
     zn::dispatchAsync(zn::Queue::main,
-                      [self = shared_from_this(), couponCode, payload, user = ZNMessagingUtils::userGeneration()] {
+                      [self = shared_from_this(), couponCode, payload, user = zn::userGeneration()] {
                         self->presentCouponAlert(couponCode, payload, user);
                       });
   });
@@ -183,7 +189,7 @@ void ZNNotificationHandler::presentCouponAlert(const zn::Value& couponCode, cons
       zn::Device::current().systemLog->diagnostic(zn::format("this device shows no alerts: coupon %@", couponCode));
       return;
     }
-    if (user != ZNMessagingUtils::userGeneration()) return log("Coupon not shown: the user was reset meanwhile");
+    if (user != zn::userGeneration()) return log("Coupon not shown: the user was reset meanwhile");
     if (const auto top = ZNCoreUtils::getTopMostViewController()) {
       top->presentViewController(couponAlert(couponCode, payload), true, nullptr);
       return;

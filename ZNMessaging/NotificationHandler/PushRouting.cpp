@@ -7,17 +7,15 @@
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
-#include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNLogger.h"
 
 namespace {
-
-bool isSwitchedOn() { return ZNConfigDataManager::sharedInstance()->isAccountActive() && ZNCoreUtils::isSDKEnabled(); }
 
 void trackEvent(const char* name, const std::shared_ptr<ZNProperties>& properties) {
   ZNAnalytics::sharedInstance()->trackEvent(name, properties);
@@ -84,7 +82,7 @@ bool ZNNotificationHandler::shouldProcessNotificationZintarDict(const zn::Value&
 void ZNNotificationHandler::didReceieveNotificationinApplication(const std::shared_ptr<UIApplication>& application,
                                                                  const zn::Value& payload) {
   zn::guarded("didReceieveNotificationinApplication:withInfo:", "Exception in did receive notification : %@", [&] {
-    if (!isSwitchedOn()) return;
+    if (!zn::isSwitchedOn()) return;
     if (!isPushFromZintarWithPayload(payload)) updateAppSourceWithNonZinPushPayload(payload);
     broadcastNotificationClickedWithPushPayload(payload);
     const zn::Value zintar = payload.validObjectForKey(kNotificationPayloadKeyZintar);
@@ -99,7 +97,7 @@ void ZNNotificationHandler::didReceieveNotificationinApplication(const std::shar
 void ZNNotificationHandler::didReceiveNotificationResponse(const std::shared_ptr<UNUserNotificationCenter>&,
                                                            const UNNotificationResponse& response) {
   zn::guarded("userNotificationCenter:didReceiveNotificationResponse:", "Exception : %@", [&] {
-    if (!isSwitchedOn()) return;
+    if (!zn::isSwitchedOn()) return;
     if (!response.notification.request.content.userInfo.isNil()) routeResponse(response);
   });
 }
@@ -130,7 +128,7 @@ void ZNNotificationHandler::routeResponse(const UNNotificationResponse& response
 void ZNNotificationHandler::handlePushNotificationInApplication(const std::shared_ptr<UIApplication>& application,
                                                                 const zn::Value& payload) {
   zn::guarded("handlePushNotificationInApplication:userInfo:", "Exception in handlePushNotification : %@", [&] {
-    if (!isSwitchedOn() || payload.isNil()) return;
+    if (!zn::isSwitchedOn() || payload.isNil()) return;
     const auto push = ZNPushPayload::initWithPushPayload(payload);
     const zn::Value cardID = takeCardIDForPush(*push);
     bool handledByCard = false;

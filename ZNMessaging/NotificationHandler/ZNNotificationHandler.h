@@ -26,7 +26,7 @@ class UIAlertController;
 /// "silentPush".
 ///
 /// Ownership: one instance a process (sharedInstance), never destroyed. Thread: the caller's; the platform calls on the
-/// main thread. No locks, no state but one property. No operation throws unless it says so: a failure is logged, what
+/// main thread. No locks, no state but one property. No operation throws: a failure is logged, what
 /// ran before it stays done and the rest is skipped. With an inactive account, or the library switched off, deliveries
 /// and responses do nothing; the token and the buttons need the account only.
 class ZN_EXPORT ZNNotificationHandler : public std::enable_shared_from_this<ZNNotificationHandler> {
@@ -70,8 +70,7 @@ class ZN_EXPORT ZNNotificationHandler : public std::enable_shared_from_this<ZNNo
   /// at least one action; false without such a card, and after a failure.
   bool handleCardActionsWithCardID(const zn::Value& cardID, const std::shared_ptr<ZNPushPayload>& payload);
   /// `invokeCallbackWithScreenName:KVPairs:andPushPayload:`: calls the messaging delegate's operations. Any argument
-  /// may be nil. Alone among the operations it passes on what the delegate throws: the click that it is part of ends
-  /// there.
+  /// may be nil. What the delegate throws within a click is a failure of the click's actions, which end there.
   void invokeCallbackWithScreenName(const zn::Value& screenName, const zn::Value& kvPairs, const zn::Value& payload);
   /// `handleDeepLinking:`: opens "app_extra.zin_deeplink", unless disableDeepLinksProcessing.
   void handleDeepLinking(const zn::Value& payload);
@@ -139,6 +138,8 @@ class ZN_EXPORT ZNNotificationHandler : public std::enable_shared_from_this<ZNNo
  private:
   void routeResponse(const UNNotificationResponse& response);
   zn::Value takeCardIDForPush(const ZNPushPayload& push) const;
+  /// Passes on what the delegate throws.
+  void tellScreen(const zn::Value& screenName, const zn::Value& kvPairs, const zn::Value& payload);
   void carryOut(const zn::CardAction& action, const zn::Value& payload);
   void presentCouponAlert(const zn::Value& couponCode, const zn::Value& payload, std::uint64_t user);
   std::shared_ptr<UIAlertController> couponAlert(const zn::Value& couponCode, const zn::Value& payload);

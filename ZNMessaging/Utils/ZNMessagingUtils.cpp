@@ -6,8 +6,6 @@
 
 namespace {
 std::atomic<bool> proxyConfigured{false};
-std::atomic<std::uint64_t> generation{0};
-std::atomic<std::uint64_t> generationOfTriggers{0};
 }  // namespace
 
 zn::Value ZNMessagingUtils::statsEventAttributesFromPayload(const zn::Value& payload) {
@@ -27,8 +25,3 @@ zn::Value ZNMessagingUtils::statsEventAttributesFromPayload(const zn::Value& pay
 
 bool ZNMessagingUtils::isAppDelegateProxyConfigured() { return proxyConfigured.load(); }
 void ZNMessagingUtils::appDelegateProxyConfigured() { proxyConfigured.store(true); }
-
-std::uint64_t ZNMessagingUtils::userGeneration() { return generation.load(); }
-void ZNMessagingUtils::userWasReset() { ++generation; }
-std::uint64_t ZNMessagingUtils::triggerGeneration() { return generationOfTriggers.load(); }
-void ZNMessagingUtils::triggersWereStopped() { ++generationOfTriggers; }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "Platform/Export.h"
 #include "Platform/Foundation/Value.h"
 
@@ -17,13 +15,4 @@ class ZN_EXPORT ZNMessagingUtils {
   /// never reset.
   static bool isAppDelegateProxyConfigured();
   static void appDelegateProxyConfigured();
-
-  /// Counts the users of this process: one more after every user reset. What was asked of the server for an earlier
-  /// user must not reach the next one.
-  static std::uint64_t userGeneration();
-  static void userWasReset();
-  /// Likewise for device triggers, which an opt-out of push stops too: one more each time that what is under way for
-  /// them has become void.
-  static std::uint64_t triggerGeneration();
-  static void triggersWereStopped();
 };

@@ -1,10 +1,13 @@
 #include <utility>
 
 #include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
+#include "Platform/Foundation/Format.h"
 #include "Platform/Foundation/KeyedArchive.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches.h"
@@ -19,12 +22,15 @@ namespace {
 constexpr const char* kClickSelector = "updateClickedNotificationInStorageWithPayload:";
 constexpr const char* kClickFailure = "exception while saving clicked notification to inbox  %@";
 
+zn::InboxListPtr published(zn::InboxList list) { return std::make_shared<const zn::InboxList>(std::move(list)); }
+
+/// What a merge that failed gives.
+zn::InboxListPtr nothing() { return published({}); }
+
 const zn::InboxList& listOrEmpty(const zn::InboxListPtr& list) {
   static const zn::InboxList& none = *new zn::InboxList;
   return list ? *list : none;
 }
-
-zn::InboxListPtr published(zn::InboxList list) { return std::make_shared<const zn::InboxList>(std::move(list)); }
 
 std::shared_ptr<ZNInboxModel> firstWithCampaignID(const zn::InboxList& list, const zn::Value& campaignID) {
   for (const auto& entry : list) {
@@ -85,9 +91,10 @@ std::shared_ptr<ZNInboxData> ZNInboxHandler::inboxData() const {
 }
 
 void ZNInboxHandler::setInboxData(const std::shared_ptr<ZNInboxData>& data) {
+  const auto present = data ? data : ZNInboxData::init();
   {
     zn::Lock lock(stateMutex_);
-    inboxData_ = data;
+    inboxData_ = present;
   }
   observers_->listChanged();
 }
@@ -116,7 +123,10 @@ bool ZNInboxHandler::replaceMessagesIn(const std::shared_ptr<ZNInboxData>& data,
 
 zn::InboxListPtr ZNInboxHandler::messages() const { return inboxData()->inboxMessages(); }
 
-zn::InboxListPtr ZNInboxHandler::getAllNotificationModelObjs() const { return messages(); }
+zn::InboxListPtr ZNInboxHandler::getAllNotificationModelObjs() const {
+  auto list = messages();
+  return list ? std::move(list) : nothing();
+}
 
 zn::Value ZNInboxHandler::getAllNotificationPayloads() const {
   const zn::InboxListPtr list = messages();
@@ -186,7 +196,7 @@ void ZNInboxHandler::trackInboxNotificationClickForCampaignID(const zn::Value& c
 }
 
 void ZNInboxHandler::updateClickedNotificationInStorageWithPayload(const zn::Value& payload) {
-  const std::uint64_t user = ZNMessagingUtils::userGeneration();
+  const std::uint64_t user = zn::userGeneration();
   BatchNumbers keptIn;
   if (syncInProgress()) {
     zn::guarded(kClickSelector, kClickFailure, [&] {
@@ -199,7 +209,7 @@ void ZNInboxHandler::updateClickedNotificationInStorageWithPayload(const zn::Val
 
 void ZNInboxHandler::recordClick(const zn::Value& payload, BatchNumbers keptIn, std::uint64_t user) {
   zn::guarded(kClickSelector, kClickFailure, [&] {
-    if (user != ZNMessagingUtils::userGeneration()) return;  // it waited, and the next user's inbox is none of its
+    if (user != zn::userGeneration()) return;  // it waited, and the next user's inbox is none of its
     if (syncInProgress()) {
       zn::performAfterDelay(
           1.0, [self = shared_from_this(), payload, keptIn, user] { self->recordClick(payload, keptIn, user); });
@@ -258,6 +268,7 @@ void ZNInboxHandler::forgetUnreadableFiles() {
 
 void ZNInboxHandler::resetInboxDataWithLegacyPayloadArray(const zn::Value& entries) {
   zn::guarded("resetInboxDataWithLegacyPayloadArray:", "exception while resetting inbox data : %@", [&] {
+    if (!entries.isNil() && !entries.isArray()) throw zn::Exception(zn::format("a list was expected, not %@", entries));
     zn::InboxList made;
     for (const zn::Value& entry : entries.elements()) {
       made.push_back(ZNInboxModel::initWithLegacyInboxPlistPayload(entry));
@@ -269,19 +280,21 @@ void ZNInboxHandler::resetInboxDataWithLegacyPayloadArray(const zn::Value& entri
 }
 
 zn::InboxListPtr ZNInboxHandler::getSortedInboxArray(const zn::InboxListPtr& list) const {
-  return zn::guarded("getSortedInboxArray:", "exception while sorting inbox Array %@",
-                     [&]() -> zn::InboxListPtr { return list ? published(zn::sortedNewestFirst(*list)) : nullptr; });
+  return zn::guarded(
+      "getSortedInboxArray:", "exception while sorting inbox Array %@",
+      [&] { return published(zn::sortedNewestFirst(listOrEmpty(list))); }, nothing);
 }
 
 zn::InboxListPtr ZNInboxHandler::mergeNewEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries) {
-  return zn::guarded("getInboxArrayPostDuplicationCheckWithNewEntries:", "exception while dedup check %@",
-                     [&] { return published(zn::mergedWithNewEntries(listOrEmpty(stored), entries)); });
+  return zn::guarded(
+      "getInboxArrayPostDuplicationCheckWithNewEntries:", "exception while dedup check %@",
+      [&] { return published(zn::mergedWithNewEntries(listOrEmpty(stored), entries)); }, nothing);
 }
 
 zn::InboxListPtr ZNInboxHandler::mergeServerEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries) {
   return zn::guarded(
       "getInboxArrayPostDuplicationCheckWithServerEntries:", "exception while dedup check with server response %@",
-      [&] { return published(zn::mergedWithServerEntries(listOrEmpty(stored), entries)); });
+      [&] { return published(zn::mergedWithServerEntries(listOrEmpty(stored), entries)); }, nothing);
 }
 
 zn::InboxListPtr ZNInboxHandler::getInboxArrayPostDuplicationCheckWithNewEntries(const zn::InboxList& entries) const {

@@ -10,6 +10,7 @@
 #include "Platform/Foundation/PropertyList.h"
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers.h"
@@ -26,6 +27,8 @@ using zn::InboxBatch;
 /// Number of the last batch that left the extension's list, kept where the list is.
 constexpr const char* kLastBatchKey = "zin_inbox_last_batch";
 
+constexpr const char* kSyncFailure = "exception while syncing inbox messages is %@";
+constexpr const char* kRequestSelector = "syncInboxFromServerRequestWithCompletionBlock:";
 constexpr const char* kExtensionFailure = "exception while getting notifications from extension storage %@";
 
 template <class... Arguments>
@@ -78,20 +81,28 @@ bool emptyExtensionList(const ListTaken& taken) {
 }  // namespace
 
 void ZNInboxHandler::syncInboxNotificationsWithCompletionHandler(SyncCompletion completion) {
-  if (!ZNConfigDataManager::sharedInstance()->isInboxServiceActive() || !ZNCoreUtils::isSDKEnabled()) {
-    if (completion) completion(false);
-    return;
-  }
+  constexpr const char* kSelector = "syncInboxNotificationsWithCompletionHandler:";
+  const auto answer = zn::guardedOnce(kSelector, kSyncFailure, std::move(completion));
+  const bool answersLater = zn::guarded(kSelector, kSyncFailure, [&] {
+    if (!ZNConfigDataManager::sharedInstance()->isInboxServiceActive() || !ZNCoreUtils::isSDKEnabled()) return false;
+    synchronise(shared_from_this(), answer);
+    return true;
+  });
+  if (!answersLater) answer(false);
+}
+
+/// `self`: taken before anything begins, since a store that nobody shares cannot wait for the server.
+void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, const SyncCompletion& completion) {
   setSyncInProgress(true);
-  const std::uint64_t user = ZNMessagingUtils::userGeneration();
-  const auto finish = [self = shared_from_this(), completion = std::move(completion), user](bool success) {
-    if (ZNMessagingUtils::userGeneration() != user) {
+  const std::uint64_t user = zn::userGeneration();
+  const auto finish = [self, completion, user](bool success) {
+    if (zn::userGeneration() != user) {
       log("Inbox Sync: the server's answer is left unused, the user was reset meanwhile");
     } else if (!success) {
       log("Inbox Sync Failed from Server");
     }
     self->finishSynchronisation();
-    if (completion) completion(true);
+    completion(true);
   };
   syncNotificationFromOlderPlist([&](bool success) {
     if (success) {
@@ -142,22 +153,23 @@ void ZNInboxHandler::takeInLeftClicks() {
 }
 
 void ZNInboxHandler::syncNotificationFromOlderPlist(const SyncCompletion& completion) {
-  const bool done = zn::guarded(
-      "syncNotificationFromOlderPlist:", "exception while getting all inbox notifications from legacy storage %@", [&] {
-        constexpr auto kSource = InboxBatch::Source::older;
-        const zn::Value entries = getPreviouslyStoredNotifications();
-        const bool fileHasEntries = holdsEntries(entries);
-        const std::string origin = fileHasEntries ? zn::InboxBatches::originOf(entries) : "";
-        std::optional<InboxBatch> fresh;
-        if (fileHasEntries && !batches_->holds(kSource, origin)) {
-          fresh = batches_->keep({.source = kSource, .payloads = entries, .origin = origin});
-        }
-        std::vector<InboxBatch> batches = batches_->take(kSource);  // left over, of this file or of one that is gone
-        if (fresh) batches.push_back(std::move(*fresh));
-        mergeBatches(batches);
-        return true;
-      });
-  if (completion) completion(done);
+  constexpr const char* kSelector = "syncNotificationFromOlderPlist:";
+  constexpr const char* kFailure = "exception while getting all inbox notifications from legacy storage %@";
+  const bool done = zn::guarded(kSelector, kFailure, [&] {
+    constexpr auto kSource = InboxBatch::Source::older;
+    const zn::Value entries = getPreviouslyStoredNotifications();
+    const bool fileHasEntries = holdsEntries(entries);
+    const std::string origin = fileHasEntries ? zn::InboxBatches::originOf(entries) : "";
+    std::optional<InboxBatch> fresh;
+    if (fileHasEntries && !batches_->holds(kSource, origin)) {
+      fresh = batches_->keep({.source = kSource, .payloads = entries, .origin = origin});
+    }
+    std::vector<InboxBatch> batches = batches_->take(kSource);  // left over, of this file or of one that is gone
+    if (fresh) batches.push_back(std::move(*fresh));
+    mergeBatches(batches);
+    return true;
+  });
+  zn::guardedOnce(kSelector, kFailure, completion)(done);
 }
 
 std::string ZNInboxHandler::getOlderInboxMessagesPlistFile() const {
@@ -187,14 +199,15 @@ void ZNInboxHandler::removeOldInboxPlistFile() {
 }
 
 void ZNInboxHandler::syncNotificationsFromExtension(const SyncCompletion& completion) {
-  const bool done = zn::guarded(
-      "syncNotificationsFromExtension:", "exception while getting inbox notifications from Extension storage %@", [&] {
-        zn::Value list;
-        mergeBatches(takeFromExtension(list));
-        holdsEntries(list);  // one that is none is gone, and reported
-        return true;
-      });
-  if (completion) completion(done);
+  constexpr const char* kSelector = "syncNotificationsFromExtension:";
+  constexpr const char* kFailure = "exception while getting inbox notifications from Extension storage %@";
+  const bool done = zn::guarded(kSelector, kFailure, [&] {
+    zn::Value list;
+    mergeBatches(takeFromExtension(list));
+    holdsEntries(list);  // one that is none is gone, and reported
+    return true;
+  });
+  zn::guardedOnce(kSelector, kFailure, completion)(done);
 }
 
 zn::Value ZNInboxHandler::getStoredNotificationsInExtension() {
@@ -233,58 +246,69 @@ std::vector<InboxBatch> ZNInboxHandler::takeFromExtension(zn::Value& list) {
   });
 }
 
+void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion) {
+  syncInboxFromServerRequestWithCompletionBlock(std::move(completion), zn::userGeneration());
+}
+
 void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion, std::uint64_t user) {
-  const auto answer = zn::once(std::move(completion));
-  const bool answersLater = zn::guarded(
-      "syncInboxFromServerRequestWithCompletionBlock:", "exception while making inbox messages request is %@", [&] {
-        if (!ZNConfigDataManager::sharedInstance()->hasZinAppID()) {
-          log("Inbox API not called. AppID not present");
-          return false;
-        }
-        const double last = inboxData()->lastUpdatedFromServerSync().date().secondsSince1970;
-        const std::int64_t milliseconds = zn::Value(last * 1000.0).longLongValue();
-        zn::Value params =
-            ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::inbox).mutableCopy();
-        if (params.isNil()) {
-          log("Query Params are nil");
-          return false;
-        }
-        params.setObjectNilHandled(zn::format("%ld", milliseconds), "last_updated");
-        const zn::Value body = zn::Value::dictionary({{"query_params", params}});
-        log("Inbox request initiated:");
-        ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil, zn::nil, body, zn::nil)
-            ->executeRequestWithCompletionBlock([answer, user](bool, const zn::Value& response) {
-              zn::Value messages;
-              const bool success = zn::guarded(
-                  "syncInboxFromServerRequestWithCompletionBlock:", "Exception while getting Notifications data %@",
-                  [&] {
-                    if (response.isNil()) return false;
-                    if (ZNMessagingUtils::userGeneration() != user) return false;  // of an earlier user
-                    log("Inbox messages are : %@", response);
-                    const zn::Value sent = response.validObjectForKey(ZN_PUSH_MESSAGES_INFO);
-                    if (holdsEntries(sent)) messages = sent;
-                    return true;
-                  });
-              answer(success, messages);
-            });
-        return true;
-      });
+  constexpr const char* kFailure = "exception while making inbox messages request is %@";
+  const auto answer = zn::guardedOnce(kRequestSelector, kFailure, std::move(completion));
+  const bool answersLater = zn::guarded(kRequestSelector, kFailure, [&] {
+    if (!ZNConfigDataManager::sharedInstance()->hasZinAppID()) {
+      log("Inbox API not called. AppID not present");
+      return false;
+    }
+    const double last = inboxData()->lastUpdatedFromServerSync().date().secondsSince1970;
+    const std::int64_t milliseconds = zn::Value(last * 1000.0).longLongValue();
+    zn::Value params =
+        ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::inbox).mutableCopy();
+    if (params.isNil()) {
+      log("Query Params are nil");
+      return false;
+    }
+    params.setObjectNilHandled(zn::format("%ld", milliseconds), "last_updated");
+    const zn::Value body = zn::Value::dictionary({{"query_params", params}});
+    log("Inbox request initiated:");
+    ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil, zn::nil, body, zn::nil)
+        ->executeRequestWithCompletionBlock([answer, user](bool, const zn::Value& response) {
+          zn::Value messages;
+          const bool success = zn::guarded(kRequestSelector, "Exception while getting Notifications data %@", [&] {
+            if (response.isNil()) return false;
+            if (zn::userGeneration() != user) return false;  // of an earlier user
+            log("Inbox messages are : %@", response);
+            const zn::Value sent = response.validObjectForKey(ZN_PUSH_MESSAGES_INFO);
+            if (holdsEntries(sent)) messages = sent;
+            return true;
+          });
+          answer(success, messages);
+        });
+    return true;
+  });
   if (!answersLater) answer(false, zn::nil);
 }
 
+void ZNInboxHandler::syncNotificationsFromServer(SyncCompletion completion) {
+  syncNotificationsFromServer(std::move(completion), zn::userGeneration());
+}
+
 void ZNInboxHandler::syncNotificationsFromServer(SyncCompletion completion, std::uint64_t user) {
-  const auto merge = [self = shared_from_this(), completion = std::move(completion), user](bool success,
-                                                                                           const zn::Value& messages) {
-    // The container is taken first: a reset after this look replaces it.
-    const auto data = self->inboxData();
-    const bool done = zn::guarded("syncNotificationsFromServer:", "exception while syncing inbox messages is %@", [&] {
-      if (!success || ZNMessagingUtils::userGeneration() != user) return false;
-      if (holdsEntries(messages)) self->mergeServerAnswer(data, messages);
-      return true;
-    });
-    if (completion) completion(done);
-  };
-  syncInboxFromServerRequestWithCompletionBlock(merge, user);
+  constexpr const char* kSelector = "syncNotificationsFromServer:";
+  const auto answer = zn::guardedOnce(kSelector, kSyncFailure, std::move(completion));
+  const bool asks = zn::guarded(kSelector, kSyncFailure, [&] {
+    const auto merge = [self = shared_from_this(), answer, user](bool success, const zn::Value& messages) {
+      // The container is taken first: a reset after this look replaces it.
+      const auto data = self->inboxData();
+      const bool done = zn::guarded(kSelector, kSyncFailure, [&] {
+        if (!success || zn::userGeneration() != user) return false;
+        if (holdsEntries(messages)) self->mergeServerAnswer(data, messages);
+        return true;
+      });
+      answer(done);
+    };
+    syncInboxFromServerRequestWithCompletionBlock(merge, user);
+    return true;
+  });
+  if (!asks) answer(false);
 }
 
 void ZNInboxHandler::mergeServerAnswer(const std::shared_ptr<ZNInboxData>& data, const zn::Value& messages) {

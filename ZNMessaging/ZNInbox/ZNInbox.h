@@ -15,8 +15,11 @@
 /// everything is done by the inbox store, ZNInboxHandler.
 ///
 /// Thread: any, unless said otherwise; what saves blocks on the disk. No operation throws: a failure is logged and
-/// gives the neutral result. A callback is called once, whatever failed, and outside of that: what it throws reaches
-/// whoever called it. Campaign ids are strings; nil stands for none.
+/// gives the neutral result, and so is what a callback throws. A callback is called once, whatever failed. Campaign ids
+/// are strings; nil stands for none.
+///
+/// While the account is inactive or the library is switched off, every operation gives its neutral result and does
+/// nothing: null, 0, an empty list, false, a font without a name, a formatter that prints nothing.
 class ZN_EXPORT ZNInbox {
  public:
   ZNInbox() = delete;
@@ -28,8 +31,8 @@ class ZN_EXPORT ZNInbox {
   static std::shared_ptr<ZNInboxViewController> initializeInboxOnController(
       const std::shared_ptr<UIViewController>& controller);
 
-  /// `getInboxMessagesWithCompletionBlock:`: calls back at once, on this thread, with the list as it stands (null
-  /// stands for no list).
+  /// `getInboxMessagesWithCompletionBlock:`: calls back at once, on this thread, with the list as it stands (never
+  /// null).
   static void getInboxMessagesWithCompletionBlock(const std::function<void(const zn::InboxListPtr&)>& callback);
   /// `fetchInboxMessagesWithCompletion:`: synchronises the inbox. The callback, if given, is told whether that
   /// succeeded, on the thread where it ended.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -9,7 +10,6 @@
 #include "Platform/Foundation/ArchivedFile.h"
 #include "Platform/Foundation/Mutex.h"
 #include "Platform/UIKit/UIFont.h"
-#include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/InboxObserver.h"
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxData.h"
 
@@ -31,8 +31,9 @@ class InboxObservers;
 /// own ("Pending") until the inbox file contains it: the end of the process at any moment neither loses it nor brings
 /// it in twice. Where a process ended so, the next synchronisation takes it in.
 ///
-/// Ownership: one instance a process (sharedInstance), never destroyed. Thread: any; each operation is one step against
-/// the others. Operations that save block on the disk. No operation throws: a failure is logged.
+/// Ownership: one instance a process (sharedInstance), never destroyed; another one must be owned by a shared_ptr to
+/// synchronise. Thread: any; each operation is one step against the others. Operations that save block on the disk. No
+/// operation throws: a failure is logged, also that of a completion.
 class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHandler> {
  public:
   static const std::shared_ptr<ZNInboxHandler>& sharedInstance();
@@ -45,7 +46,7 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   /// `updateInboxStorage`: writes the inbox file. False when it could not be written.
   bool updateInboxStorage();
 
-  /// `getAllNotificationModelObjs`: the list as it stands; null stands for no list.
+  /// `getAllNotificationModelObjs`: the list as it stands; never null.
   zn::InboxListPtr getAllNotificationModelObjs() const;
   zn::Value getAllNotificationPayloads() const;     ///< `getAllNotificationPayloads`: array of payloads, in list order
   zn::Value getUnreadNotificationPayloads() const;  ///< `getUnreadNotificationPayloads`
@@ -74,11 +75,12 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   /// before the inbox is cleared.
   void forgetUnreadableFiles();
   /// `resetInboxDataWithLegacyPayloadArray:`: replaces the list with these legacy inbox entries, in this order, and
-  /// saves. For hosts that hold entries in that form; the module does not call it.
+  /// saves; nil empties it, and what is no array is a failure that leaves it alone. For hosts that hold entries in that
+  /// form; the module does not call it.
   void resetInboxDataWithLegacyPayloadArray(const zn::Value& entries);
 
-  // Steps of recording and synchronising. They answer null after a failure, and callers store that: the inbox is then
-  // empty, on disk too from the next save on. Kept so: a failed merge must not leave duplicates behind.
+  // Steps of recording and synchronising. They answer an empty list after a failure, and callers store that: the inbox
+  // is then empty, on disk too from the next save on. Kept so: a failed merge must not leave duplicates behind.
 
   zn::InboxListPtr getSortedInboxArray(const zn::InboxListPtr& list) const;  ///< `getSortedInboxArray:`
   /// `getInboxArrayPostDuplicationCheckWithNewEntries:`
@@ -116,12 +118,11 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   /// `getStoredNotificationsInExtension`: empties that list, as one step against the extension, and returns it; nil
   /// without an app group, an application id or a list. The caller alone has the payloads then.
   zn::Value getStoredNotificationsInExtension();
-  /// `syncNotificationsFromServer:`: asks the server and merges what is new. `user`: whose inbox it is (see
-  /// ZNMessagingUtils); after a user reset an answer counts as none.
-  void syncNotificationsFromServer(SyncCompletion completion, std::uint64_t user = ZNMessagingUtils::userGeneration());
+  /// `syncNotificationsFromServer:`: asks the server and merges what is new. After a user reset an answer counts as
+  /// none.
+  void syncNotificationsFromServer(SyncCompletion completion);
   /// `syncInboxFromServerRequestWithCompletionBlock:`: the request alone.
-  void syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion,
-                                                     std::uint64_t user = ZNMessagingUtils::userGeneration());
+  void syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion);
 
   /// Weakly held; adding one twice counts once. After `removeObserver`, on the main thread, it is not called any more.
   void addObserver(const std::shared_ptr<zn::InboxObserver>& observer);
@@ -130,7 +131,8 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   static UIFont defaultTextFont();        ///< `defaultTextFont`
   static UIFont defaultUnreadTextFont();  ///< `defaultUnreadTextFont`
 
-  std::shared_ptr<ZNInboxData> inboxData() const;
+  std::shared_ptr<ZNInboxData> inboxData() const;  ///< never null
+  /// null stands for an empty one.
   void setInboxData(const std::shared_ptr<ZNInboxData>& data);
 
   bool syncInProgress() const { return syncInProgress_; }
@@ -155,6 +157,10 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   void mergeBatches(const std::vector<zn::InboxBatch>& batches);
   std::vector<zn::InboxBatch> takeFromExtension(zn::Value& list);
   void mergeServerAnswer(const std::shared_ptr<ZNInboxData>& data, const zn::Value& messages);
+  // `user`: whose inbox it is.
+  void syncNotificationsFromServer(SyncCompletion completion, std::uint64_t user);
+  void syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion, std::uint64_t user);
+  void synchronise(const std::shared_ptr<ZNInboxHandler>& self, const SyncCompletion& completion);
   void finishSynchronisation();
 
   mutable zn::Mutex stateMutex_;  // held while the container or its list is replaced; never over input or output

@@ -1,5 +1,6 @@
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxData.h"
 
+#include <algorithm>
 #include <array>
 
 #include "Platform/Foundation/NSUserDefaults.h"
@@ -34,6 +35,11 @@ zn::InboxListPtr ZNInboxData::inboxMessages() const {
 }
 
 void ZNInboxData::setInboxMessages(zn::InboxListPtr messages) {
+  if (messages && std::ranges::find(*messages, nullptr) != messages->end()) {
+    auto present = *messages;
+    std::erase(present, nullptr);
+    messages = std::make_shared<const zn::InboxList>(std::move(present));
+  }
   zn::Lock lock(mutex_);
   inboxMessages_.swap(messages);
 }

@@ -182,8 +182,8 @@ void ZNInboxViewController::commitEditingStyle(const std::shared_ptr<UITableView
 
 void ZNInboxViewController::didSelectRowAtIndexPath(const std::shared_ptr<UITableView>& tableView,
                                                     const NSIndexPath& indexPath) {
-  const auto self = shared_from_this();  // the host may let go of the screen when it is told
   zn::guardedOnScreen(kScreenFailure, [&] {
+    const auto self = shared_from_this();  // the host may let go of the screen when it is told
     const Entry entry = entryAt(indexPath);
     if (!entry) return;
     const zn::Value campaignID = entry->campaignID();

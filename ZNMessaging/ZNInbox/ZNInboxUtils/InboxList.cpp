@@ -55,6 +55,7 @@ struct Inherited {
 }  // namespace
 
 InboxList sortedNewestFirst(InboxList list) {
+  std::erase(list, nullptr);
   std::vector<Keyed> keyed;
   keyed.reserve(list.size());
   for (auto& entry : list) {
@@ -80,12 +81,13 @@ InboxList mergedWithNewEntries(const InboxList& stored, const InboxList& newEntr
   std::unordered_map<CampaignKey, Holders, CampaignHash> holders(newEntries.size());
   std::vector<Holders*> holdersOf;  // of each new entry
   holdersOf.reserve(newEntries.size());
-  for (const auto& entry : newEntries) holdersOf.push_back(&holders[entry->campaignKey()]);
+  for (const auto& entry : newEntries) holdersOf.push_back(entry ? &holders[entry->campaignKey()] : nullptr);
 
   InboxList result;
   result.reserve(stored.size() + newEntries.size());
   std::vector<std::size_t> next(stored.size(), none);
   for (const auto& entry : stored) {
+    if (!entry) continue;
     const auto found = holders.find(entry->campaignKey());
     if (found != holders.end()) {
       Holders& held = found->second;
@@ -96,6 +98,7 @@ InboxList mergedWithNewEntries(const InboxList& stored, const InboxList& newEntr
   }
   for (std::size_t index = 0; index < newEntries.size(); ++index) {
     const auto& entry = newEntries[index];
+    if (!entry) continue;
     Holders& held = *holdersOf[index];
     Inherited inherited;
     for (std::size_t place = held.first; place != none; place = place < next.size() ? next[place] : none) {
@@ -112,11 +115,12 @@ InboxList mergedWithNewEntries(const InboxList& stored, const InboxList& newEntr
 
 InboxList mergedWithServerEntries(const InboxList& stored, const InboxList& serverEntries) {
   InboxList result = stored;
+  std::erase(result, nullptr);
   result.reserve(stored.size() + serverEntries.size());
   std::unordered_set<CampaignKey, CampaignHash> present(stored.size() + serverEntries.size());
-  for (const auto& entry : stored) present.insert(entry->campaignKey());
+  for (const auto& entry : result) present.insert(entry->campaignKey());
   for (const auto& entry : serverEntries) {
-    if (present.insert(entry->campaignKey()).second) result.push_back(entry);
+    if (entry && present.insert(entry->campaignKey()).second) result.push_back(entry);
   }
   return result;
 }
@@ -125,7 +129,7 @@ InboxList withoutExpired(const InboxList& list, Date now, double defaultPeriod) 
   InboxList kept;
   kept.reserve(list.size());
   for (const auto& entry : list) {
-    if (entry->notificationPayloadDict().isNil()) continue;
+    if (!entry || entry->notificationPayloadDict().isNil()) continue;
     const Value expiry = entry->inboxExpiryDate();
     const Value received = entry->receivedDate();
     if (expiry.isNil() && received.isNil()) {

@@ -12,7 +12,8 @@ namespace zn {
 using InboxList = std::vector<std::shared_ptr<ZNInboxModel>>;
 using InboxListPtr = std::shared_ptr<const InboxList>;
 
-// Pure operations on lists. Each costs time in proportion to the entries, except sorting a list in no order at all.
+// Pure operations on lists; null entries are left out. Each costs time in proportion to the entries, except sorting a
+// list in no order at all.
 
 /// Newest first by received date; entries without one come last; equal ones keep their order.
 ZN_EXPORT InboxList sortedNewestFirst(InboxList list);

@@ -81,13 +81,19 @@ std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggersDataManager::activeDeviceTrigg
 }
 
 void ZNDeviceTriggersDataManager::setActiveDeviceTriggers(const std::shared_ptr<ZNDeviceTriggers>& triggers) {
+  auto present = triggers ? triggers : ZNDeviceTriggers::init();
   zn::Lock lock(mutex_);
-  activeDeviceTriggers_ = triggers;
+  activeDeviceTriggers_.swap(present);
 }
 
 zn::Value ZNDeviceTriggersDataManager::getDeviceTriggerLastUpdatedTime() const {
-  const zn::Value time = activeDeviceTriggers()->fields().deviceTriggerLastUpdatedTime;
-  return time.isNil() ? zn::Value(0) : time;
+  return zn::guarded(
+      "getDeviceTriggerLastUpdatedTime", "exception while getting device trigger last sync time %@",
+      [&] {
+        const zn::Value time = activeDeviceTriggers()->fields().deviceTriggerLastUpdatedTime;
+        return time.isNil() ? zn::Value(0) : time;
+      },
+      [] { return zn::Value(0); });
 }
 
 bool ZNDeviceTriggersDataManager::updateDeviceTriggersInPersistentStorage() {
@@ -111,6 +117,7 @@ void ZNDeviceTriggersDataManager::saveServerAnswer(const std::shared_ptr<ZNDevic
                                                    const zn::Value& campaigns, bool updateLastSyncTime,
                                                    const std::function<void(ZNDeviceTriggers::Fields&)>& limits) {
   zn::guarded(kSavingSelector, kSavingFailure, [&] {
+    if (!container) return;
     const std::int64_t now = zn::millisecondsSince1970();
     const zn::CampaignList answer = campaignsIn(campaigns, container->fields().campaigns().empty());
     for (const auto& campaign : answer) tellOfOddExpiry(*campaign);
@@ -119,7 +126,7 @@ void ZNDeviceTriggersDataManager::saveServerAnswer(const std::shared_ptr<ZNDevic
       zn::CampaignList all = merged(fields.campaigns(), answer);
       // Records are reconciled before expired campaigns go: theirs must not outlive them.
       fields.deviceTriggerStatus = std::make_shared<const zn::StatusList>(reconciled(fields.statuses(), all, now));
-      fields.deviceTriggers = sortCampaignByLastUpdatedTime(removeExpiredCampaign(all, now));
+      fields.deviceTriggers = sortCampaignByLastUpdatedTime(withoutExpired(all, now));
       fields.deviceTriggerEvents = getTriggerEvents(fields.campaigns());
       // With the flag off a time of 0 stays 0: a user whom the server does not know asks for everything.
       if (updateLastSyncTime || timeIn(fields.deviceTriggerLastUpdatedTime) != 0) {
@@ -142,8 +149,10 @@ zn::CampaignList ZNDeviceTriggersDataManager::campaignsIn(const zn::Value& answe
 }
 
 zn::CampaignList ZNDeviceTriggersDataManager::updateDeviceTriggersFromServerResponse(const zn::Value& campaigns) const {
-  const auto fields = activeDeviceTriggers()->fields();
-  return merged(fields.campaigns(), campaignsIn(campaigns, fields.campaigns().empty()));
+  return zn::guarded("updateDeviceTriggersFromServerResponse:", kSavingFailure, [&] {
+    const auto fields = activeDeviceTriggers()->fields();
+    return merged(fields.campaigns(), campaignsIn(campaigns, fields.campaigns().empty()));
+  });
 }
 
 void ZNDeviceTriggersDataManager::updateStatusEntriesForCampaigns(const zn::CampaignList& campaigns) {
@@ -160,8 +169,11 @@ zn::CampaignList ZNDeviceTriggersDataManager::merged(const zn::CampaignList& sto
   zn::CampaignList result = stored;
   // Where the list holds each campaign; a replaced one leaves an empty place until the end.
   std::unordered_map<zn::Value, std::vector<std::size_t>, zn::ValueHash> places;
-  for (std::size_t place = 0; place < stored.size(); ++place) places[stored[place]->campaignID()].push_back(place);
+  for (std::size_t place = 0; place < stored.size(); ++place) {
+    if (stored[place]) places[stored[place]->campaignID()].push_back(place);
+  }
   for (const auto& campaign : answer) {
+    if (!campaign) continue;
     // An empty store takes every campaign of the first answer, one without an id too; a filled one skips those, which
     // it could never replace again.
     if (!stored.empty()) {
@@ -180,10 +192,11 @@ zn::StatusList ZNDeviceTriggersDataManager::reconciled(const zn::StatusList& sta
                                                        const zn::CampaignList& campaigns, std::int64_t now) {
   std::unordered_map<zn::Value, zn::CampaignList, zn::ValueHash> active;
   for (const auto& campaign : campaigns) {
-    if (campaign->isActive()) active[campaign->campaignID()].push_back(campaign);
+    if (campaign && campaign->isActive()) active[campaign->campaignID()].push_back(campaign);
   }
   zn::StatusList kept;
   for (auto status : statuses) {
+    if (!status) continue;
     const auto found = active.find(status->campaignID());
     bool isKept = true;
     if (found == active.end()) {
@@ -206,16 +219,22 @@ zn::StatusList ZNDeviceTriggersDataManager::reconciled(const zn::StatusList& sta
 
 zn::CampaignList ZNDeviceTriggersDataManager::removeExpiredCampaign(const zn::CampaignList& campaigns,
                                                                     std::int64_t now) {
+  return zn::guarded("removeExpiredCampaign:", kSavingFailure, [&] { return withoutExpired(campaigns, now); });
+}
+
+zn::CampaignList ZNDeviceTriggersDataManager::withoutExpired(const zn::CampaignList& campaigns, std::int64_t now) {
   const zn::Value stopped = "stopped";
   const zn::Value expired = "expired";
   zn::CampaignList live;
   std::copy_if(campaigns.begin(), campaigns.end(), std::back_inserter(live), [&](const auto& campaign) {
-    return !(campaign->status() == stopped || campaign->status() == expired || isOver(campaign->expiry(), now));
+    return campaign &&
+           !(campaign->status() == stopped || campaign->status() == expired || isOver(campaign->expiry(), now));
   });
   return live;
 }
 
 zn::CampaignListPtr ZNDeviceTriggersDataManager::sortCampaignByLastUpdatedTime(zn::CampaignList campaigns) {
+  std::erase(campaigns, nullptr);
   if (campaigns.empty()) return nullptr;
   struct Keyed {
     zn::Value updated;
@@ -239,6 +258,7 @@ zn::Value ZNDeviceTriggersDataManager::getTriggerEvents(const zn::CampaignList& 
   std::vector<zn::Value> events;
   std::unordered_set<zn::Value, zn::ValueHash> seen;
   for (const auto& campaign : campaigns) {
+    if (!campaign) continue;
     const zn::Value event = campaign->triggerEvent();
     if (!event.isNil() && seen.insert(event).second) events.push_back(event);
   }
@@ -290,7 +310,7 @@ void ZNDeviceTriggersDataManager::updateCampaignShownForCampaign(const ZNDeviceT
                                                                  const std::shared_ptr<ZNDeviceTriggers>& container) {
   zn::guarded("updateCampaignShownForCampaign:", "Device Triggers --exception while updating status device trigger %@",
               [&] {
-                if (campaign.campaignID().isNil()) return;
+                if (!container || campaign.campaignID().isNil()) return;
                 const std::int64_t now = zn::millisecondsSince1970();
                 container->update([&](ZNDeviceTriggers::Fields& fields) { countShowing(fields, campaign, now); });
                 updateDeviceTriggersInPersistentStorage();

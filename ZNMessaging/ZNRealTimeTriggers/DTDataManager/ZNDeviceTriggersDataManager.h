@@ -26,10 +26,6 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   /// becomes now; with the flag false only if it is not 0, so that a device that never synchronised keeps asking for
   /// everything.
   void saveDeviceTriggerCampaigns(const zn::Value& campaigns, bool updateLastSyncTime);
-  /// The same for a whole server answer, whose other limits are stored in the same step. The answer belongs to
-  /// `container`: after a reset that is no longer the active one, and the answer changes nothing that lasts.
-  void saveServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container, const zn::Value& campaigns,
-                        bool updateLastSyncTime, const std::function<void(ZNDeviceTriggers::Fields&)>& limits);
 
   /// `getCampaignsForEvent:withAttributes:`: campaigns that the event triggers, in stored order. While nothing is
   /// logged, only the event's own campaigns are looked at.
@@ -40,9 +36,6 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
       const ZNDeviceTriggerCampaign& campaign) const;
   /// `updateCampaignShownForCampaign:`: counts a showing, and saves.
   void updateCampaignShownForCampaign(const ZNDeviceTriggerCampaign& campaign);
-  /// The same in `container`, as for saveServerAnswer.
-  void updateCampaignShownForCampaign(const ZNDeviceTriggerCampaign& campaign,
-                                      const std::shared_ptr<ZNDeviceTriggers>& container);
 
   /// `updateDeviceTriggersInPersistentStorage`: writes the file. False when it could not be written; that is logged.
   bool updateDeviceTriggersInPersistentStorage();
@@ -51,7 +44,8 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   std::string getDeviceTriggerFilePath() const;       ///< `getDeviceTriggerFilePath`
   zn::Value getDeviceTriggerLastUpdatedTime() const;  ///< `getDeviceTriggerLastUpdatedTime`: never nil
 
-  std::shared_ptr<ZNDeviceTriggers> activeDeviceTriggers() const;
+  std::shared_ptr<ZNDeviceTriggers> activeDeviceTriggers() const;  ///< never null
+  /// null stands for an empty one.
   void setActiveDeviceTriggers(const std::shared_ptr<ZNDeviceTriggers>& triggers);
 
   /// `updateDeviceTriggersFromServerResponse:`: what the stored campaigns and an answer (an array of dictionaries)
@@ -60,19 +54,29 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   /// `updateStatusEntriesForCampaigns:`: in memory only.
   void updateStatusEntriesForCampaigns(const zn::CampaignList& campaigns);
 
-  // Steps of saving a server answer, each on plain values.
+  // Steps of saving a server answer, each on plain values; null campaigns are left out.
 
   /// Stored campaigns with those of the answer in place of their namesakes.
   static zn::CampaignList merged(const zn::CampaignList& stored, const zn::CampaignList& answer);
   /// Brings expiry times up to date and drops stale records. A stopped or vanished
   /// campaign's record stays, with its count, until its own expiry.
   static zn::StatusList reconciled(const zn::StatusList& statuses, const zn::CampaignList& campaigns, std::int64_t now);
+  /// `removeExpiredCampaign:`; empty after a failure.
   static zn::CampaignList removeExpiredCampaign(const zn::CampaignList& campaigns, std::int64_t now);
   /// `sortCampaignByLastUpdatedTime:`: newest first, then by higher priority; null for no campaigns.
   static zn::CampaignListPtr sortCampaignByLastUpdatedTime(zn::CampaignList campaigns);
   static zn::Value getTriggerEvents(const zn::CampaignList& campaigns);  ///< `getTriggerEvents:`
 
  private:
+  friend class ZNDeviceTriggersHandler;
+  /// saveDeviceTriggerCampaigns for a whole server answer, whose other limits are stored in the same step. The answer
+  /// belongs to `container`: after a reset that is no longer the active one, and the answer changes nothing that lasts.
+  void saveServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container, const zn::Value& campaigns,
+                        bool updateLastSyncTime, const std::function<void(ZNDeviceTriggers::Fields&)>& limits);
+  /// A showing counted in `container`, likewise.
+  void updateCampaignShownForCampaign(const ZNDeviceTriggerCampaign& campaign,
+                                      const std::shared_ptr<ZNDeviceTriggers>& container);
+  static zn::CampaignList withoutExpired(const zn::CampaignList& campaigns, std::int64_t now);
   static zn::CampaignList campaignsIn(const zn::Value& answer, bool takesNameless);
   static void countShowing(ZNDeviceTriggers::Fields& fields, const ZNDeviceTriggerCampaign& campaign, std::int64_t now);
 

@@ -1,5 +1,6 @@
 #include "Platform/Foundation/Dispatch.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZintarCore/ExceptionGuard.h"
@@ -22,7 +23,7 @@ const std::shared_ptr<ZNDeviceTriggersDataManager>& store() { return ZNDeviceTri
 void ZNDeviceTriggersHandler::checkDeviceTriggerForEvent(const zn::Value& name, const zn::Value& attributes) {
   zn::guarded("checkDeviceTriggerForEvent:withEventAttributes:", "exception while checking device trigger : %@", [&] {
     if (name.isNil()) return;
-    const std::uint64_t user = ZNMessagingUtils::triggerGeneration();  // before the store, which a reset empties
+    const std::uint64_t user = zn::triggerGeneration();  // before the store, which a reset empties
     if (!store()->activeDeviceTriggers()->waitsForEvent(name)) {
       log("Device Triggers -- No Device Triggers for %@", name);
       return;
@@ -37,6 +38,10 @@ void ZNDeviceTriggersHandler::checkDeviceTriggerForEvent(const zn::Value& name, 
           }
         });
   });
+}
+
+void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes) {
+  startBGTaskForEvent(name, attributes, zn::userGeneration());
 }
 
 void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes,
@@ -65,6 +70,11 @@ void ZNDeviceTriggersHandler::endBGTask() {
     const UIBackgroundTaskIdentifier identifier = dt_BgTask_.exchange(UIBackgroundTaskInvalid);
     if (identifier != UIBackgroundTaskInvalid) UIApplication::sharedApplication()->endBackgroundTask(identifier);
   });
+}
+
+void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name,
+                                                                          const zn::Value& attributes) {
+  checkPreconditionsForDeviceTriggerWithEvent(name, attributes, zn::userGeneration());
 }
 
 void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name,

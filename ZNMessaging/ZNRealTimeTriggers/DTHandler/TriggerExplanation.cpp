@@ -4,12 +4,15 @@
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNCoreUtils.h"
 
 namespace {
 
 using zn::Value;
+
+constexpr const char* kFailure = "exception while explaining an event : %@";
 
 Value gate(const char* name, bool passes, const std::string& because) {
   return Value::dictionary({{"gate", name}, {"passes", passes}, {"because", because}});
@@ -49,8 +52,12 @@ struct Explanation {
 Explanation gatesFor(const Value& name, const ZNDeviceTriggers& triggers, bool alertsAllowed) {
   const auto& configuration = ZNConfigDataManager::sharedInstance();
   Explanation all;
+  const bool account = configuration->isAccountActive();
   const bool sdk = ZNCoreUtils::isSDKEnabled();
-  all.add("sdk", sdk, sdk ? "the library is switched on" : "the library is switched off");
+  all.add("sdk", account && sdk,
+          !account ? "the account is inactive"
+          : sdk    ? "the library is switched on"
+                   : "the library is switched off");
   const bool enabled = configuration->isRealTimeTriggersEnabled();
   all.add("enabled", enabled, enabled ? "real-time triggers are switched on" : "real-time triggers are switched off");
   const Value appID = configuration->getZinAppID();
@@ -99,7 +106,7 @@ Value explained(const Value& name, const Value& attributes, bool alertsAllowed) 
 void ZNDeviceTriggersHandler::explainEvent(const Value& name, const Value& attributes,
                                            std::function<void(const Value& explanation)> completion) const {
   ZNNotificationHandler::sharedInstance()->checkPushNotificationsSettingsWithCompletionBlock(
-      [name, attributes, completion = std::move(completion)](bool isAllowed) {
-        completion(explained(name, attributes, isAllowed));
+      [name, attributes, answer = zn::guardedOnce("explainEvent", kFailure, std::move(completion))](bool isAllowed) {
+        answer(explained(name, attributes, isAllowed));
       });
 }

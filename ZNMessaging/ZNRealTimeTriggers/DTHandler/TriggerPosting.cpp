@@ -3,7 +3,7 @@
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNAnalytics/TrackedEvent.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
@@ -28,7 +28,7 @@ void log(const char* text, const Arguments&... arguments) {
 /// Whether the user whose event it was is still there and wants pushes. What was meant for the last one is not shown to
 /// the next one.
 bool isStillThere(std::uint64_t user) {
-  if (ZNMessagingUtils::triggerGeneration() == user) return true;
+  if (zn::triggerGeneration() == user) return true;
   log("Device Triggers -- Device Trigger not posted because the user was reset or opted out 🛑");
   return false;
 }
@@ -60,17 +60,34 @@ void turnIntoJsonText(zn::Value& body, const char* key) {
   body.setObjectNilHandled(ZNCoreUtils::getJSONStringFromDictionary(body.validObjectForKey(key)), key);
 }
 
+zn::Value segmentRequestBody(const zn::Value& campaignID, const zn::Value& eventDict) {
+  zn::Value body = zn::Value::dictionary();
+  body.setObjectNilHandled(campaignID, "campaign_id");
+  // Keys of the event replace ours of the same name.
+  for (const auto& entry : eventDict.entries()) body.setObjectNilHandled(entry.value, entry.name());
+  for (const char* key : {zn::kEventAttributes, zn::kCustomEventAttributes}) turnIntoJsonText(body, key);
+  body.setObjectNilHandled(
+      ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::userInSegment),
+      "query_params");
+  return body;
+}
+
 }  // namespace
+
+void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
+                                                              const zn::Value& eventDict) {
+  checkUserInSegmentForDTCampaign(campaign, eventDict, zn::userGeneration());
+}
 
 void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                               const zn::Value& eventDict, std::uint64_t user) {
   zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
-    if (!isStillThere(user)) return;
+    if (!campaign || !isStillThere(user)) return;
     if (ZNConfigDataManager::sharedInstance()->getZinAppID().length() == 0) {
       log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
       return;
     }
-    const zn::Value body = getUserInSegmentPayloadWithCampaignID(campaign->campaignID(), eventDict);
+    const zn::Value body = segmentRequestBody(campaign->campaignID(), eventDict);
     log("User In Segment request initiated:");
     ZNNetworkRequest::initWithService(ZNService::userInSegment, zn::nil, zn::nil, body, zn::nil)
         ->executeRequestWithCompletionBlock(
@@ -84,15 +101,8 @@ void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_
 
 zn::Value ZNDeviceTriggersHandler::getUserInSegmentPayloadWithCampaignID(const zn::Value& campaignID,
                                                                          const zn::Value& eventDict) const {
-  zn::Value body = zn::Value::dictionary();
-  body.setObjectNilHandled(campaignID, "campaign_id");
-  // Keys of the event replace ours of the same name.
-  for (const auto& entry : eventDict.entries()) body.setObjectNilHandled(entry.value, entry.name());
-  for (const char* key : {zn::kEventAttributes, zn::kCustomEventAttributes}) turnIntoJsonText(body, key);
-  body.setObjectNilHandled(
-      ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::userInSegment),
-      "query_params");
-  return body;
+  return zn::guarded("getUserInSegmentPayloadWithCampaignID:andEventDict:", kSegmentFailure,
+                     [&] { return segmentRequestBody(campaignID, eventDict); });
 }
 
 void ZNDeviceTriggersHandler::handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
@@ -138,11 +148,17 @@ std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggersHandler::getPayloadToSho
 }
 
 void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
+                                                        bool isOffline) {
+  postDeviceTriggerCampaign(campaign, isOffline, zn::userGeneration());
+}
+
+void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                         bool isOffline, std::uint64_t user) {
   zn::guarded("postDeviceTriggerCampaign:isOffline:", kPostingFailure, [&] {
-    const auto payload = getPayloadToShow(*campaign, isOffline);
+    const auto payload = campaign ? getPayloadToShow(*campaign, isOffline) : nullptr;
     if (!payload) {
-      log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑", campaign->campaignID());
+      log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑",
+          campaign ? campaign->campaignID() : zn::nil);
       return;
     }
     const auto info = ZNDTPostInfo::initWithCampaign(campaign, payload, isOffline);
@@ -159,22 +175,24 @@ struct ZNDeviceTriggersHandler::Posting {
   std::uint64_t user;
 };
 
-ZNDeviceTriggersHandler::Posting ZNDeviceTriggersHandler::postingOf(const std::shared_ptr<ZNDTPostInfo>& info) {
+std::optional<ZNDeviceTriggersHandler::Posting> ZNDeviceTriggersHandler::postingOf(
+    const std::shared_ptr<ZNDTPostInfo>& info) {
   const auto fields = info ? info->fields_.all() : ZNDTPostInfo::Fields();
-  if (!fields.rtCampaign || !fields.finalPayload) throw zn::Exception("there is no campaign or nothing to show");
-  return {fields.rtCampaign, fields.finalPayload, fields.isOffline, fields.userGeneration};
+  if (!fields.rtCampaign || !fields.finalPayload) return std::nullopt;
+  return Posting{fields.rtCampaign, fields.finalPayload, fields.isOffline, fields.userGeneration};
 }
 
 void ZNDeviceTriggersHandler::processDeviceTriggerWithInfo(const std::shared_ptr<ZNDTPostInfo>& info) {
   zn::guarded("processDeviceTriggerWithInfo:", kPostingFailure, [&] {
-    const Posting posting = postingOf(info);
-    const std::int64_t delay = posting.campaign->triggerDelay().longLongValue();
+    const auto posting = postingOf(info);
+    if (!posting) return;
+    const std::int64_t delay = posting->campaign->triggerDelay().longLongValue();
     const std::int64_t seconds = delay / 1000;
     std::optional<UNTimeIntervalNotificationTrigger> trigger;
     if (delay >= 1000) trigger = UNTimeIntervalNotificationTrigger{static_cast<double>(seconds)};
     log("Device Triggers -- Posting Notification request for Campaign : %@ -- Trigger Delay :  %ld -- Payload : %@ ✅",
-        posting.campaign->campaignID(), seconds, posting.payload->pushDict());
-    const UNNotificationRequest request = getRequestForPayload(*posting.payload, std::nullopt, trigger);
+        posting->campaign->campaignID(), seconds, posting->payload->pushDict());
+    const UNNotificationRequest request = requestFor(*posting->payload, std::nullopt, trigger);
     ZNRichNotification::getLocalNotificationContentForRequest(
         request, [self = shared_from_this(), request, info](const std::optional<UNNotificationContent>& content) {
           if (!content) return;
@@ -188,6 +206,13 @@ void ZNDeviceTriggersHandler::processDeviceTriggerWithInfo(const std::shared_ptr
 UNNotificationRequest ZNDeviceTriggersHandler::getRequestForPayload(
     const ZNDeviceTriggerPayload& payload, const std::optional<std::vector<std::string>>& attachments,
     const std::optional<UNTimeIntervalNotificationTrigger>& trigger) const {
+  return zn::guarded("getRequestForPayload:withAttachments:andTimeTrigger:", kPostingFailure,
+                     [&] { return requestFor(payload, attachments, trigger); });
+}
+
+UNNotificationRequest ZNDeviceTriggersHandler::requestFor(
+    const ZNDeviceTriggerPayload& payload, const std::optional<std::vector<std::string>>& attachments,
+    const std::optional<UNTimeIntervalNotificationTrigger>& trigger) {
   UNNotificationRequest request;
   UNNotificationContent& content = request.content;
   content.userInfo = payload.pushDict();
@@ -205,11 +230,11 @@ UNNotificationRequest ZNDeviceTriggersHandler::getRequestForPayload(
 void ZNDeviceTriggersHandler::postDeviceTriggerWithRequest(const UNNotificationRequest& request,
                                                            const std::shared_ptr<ZNDTPostInfo>& info) {
   zn::guarded("postDeviceTriggerWithRequest:andInfo:", kPostingFailure, [&] {
-    const Posting posting = postingOf(info);
-    if (!isStillThere(posting.user)) return;  // again: preparing contents may take its time
+    const auto posting = postingOf(info);
+    if (!posting || !isStillThere(posting->user)) return;  // again: preparing contents may take its time
     UNUserNotificationCenter::currentNotificationCenter()->addNotificationRequest(
-        request,
-        [self = shared_from_this(), posting, identifier = request.identifier](const std::optional<std::string>& error) {
+        request, [self = shared_from_this(), posting = *posting,
+                  identifier = request.identifier](const std::optional<std::string>& error) {
           zn::guarded("postDeviceTriggerWithRequest:andInfo:", kPostingFailure,
                       [&] { self->didAddRequest(identifier, posting, error); });
         });
@@ -233,7 +258,7 @@ void ZNDeviceTriggersHandler::didAddRequest(const std::string& identifier, const
   // A showing that the last user's campaign got is not the next one's. The container is taken first: a reset after this
   // look replaces it.
   const auto container = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers();
-  if (ZNMessagingUtils::triggerGeneration() == posting.user) {
+  if (zn::triggerGeneration() == posting.user) {
     ZNDeviceTriggersDataManager::sharedInstance()->updateCampaignShownForCampaign(campaign, container);
   } else {
     // It was added while all others were taken back.

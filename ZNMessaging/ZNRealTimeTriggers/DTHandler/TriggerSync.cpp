@@ -1,6 +1,5 @@
 #include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Once.h"
-#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
@@ -70,11 +69,11 @@ zn::Value ZNDeviceTriggersHandler::getDeviceTriggerSyncRequestPayload() const {
 }
 
 void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::function<void(bool)> completion) {
-  const auto answer = zn::once(std::move(completion));
+  const auto answer = zn::guardedOnce("syncDeviceTriggersWithCompletionBlock:", kSyncFailure, std::move(completion));
   const bool answersLater = zn::guarded(
       "syncDeviceTriggersWithCompletionBlock:", kSyncFailure,
       [&] {
-        const std::uint64_t user = ZNMessagingUtils::triggerGeneration();  // before the store, which a reset empties
+        const std::uint64_t user = zn::triggerGeneration();  // before the store, which a reset empties
         const zn::Value body = getDeviceTriggerSyncRequestPayload();
         if (body.isNil()) {
           log("BodyDict is nil");
@@ -86,7 +85,7 @@ void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::functio
                 [self = shared_from_this(), user, answer](bool, const zn::Value& response) {
                   const auto container = store()->activeDeviceTriggers();
                   // The container is taken first: a reset after this look replaces it.
-                  const bool isOurs = ZNMessagingUtils::triggerGeneration() == user;
+                  const bool isOurs = zn::triggerGeneration() == user;
                   const bool stored = zn::guarded("syncDeviceTriggersWithCompletionBlock:", kSyncFailure, [&] {
                     if (!isOurs) {
                       log("Real-Time Trigger -- Answer left unused: the user was reset or opted out meanwhile 🛑");
@@ -136,7 +135,7 @@ void ZNDeviceTriggersHandler::storeServerAnswer(const std::shared_ptr<ZNDeviceTr
 }
 
 void ZNDeviceTriggersHandler::stop() {
-  ZNMessagingUtils::triggersWereStopped();
+  zn::triggersWereStopped();
   clearDeviceTriggersData();
   withdrawWaitingNotifications();
 }

@@ -8,8 +8,11 @@
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNRichNotification/ZNRichPush.h"
+#include "ZintarCore/ExceptionGuard.h"
 
 namespace {
+
+constexpr const char* kTrackingFailure = "exception while tracking a device trigger : %@";
 
 /// One of the two parts of "H:m".
 std::int64_t partOf(const zn::Value& text, bool first) {
@@ -26,25 +29,8 @@ std::shared_ptr<ZNProperties> statsProperties(const ZNDeviceTriggerPayload& payl
   return properties;
 }
 
-void trackAndFlush(const char* event, const ZNDeviceTriggerCampaign& campaign, const ZNDeviceTriggerPayload& payload) {
-  ZNAnalytics::sharedInstance()->trackEvent(
-      event, ZNDeviceTriggerUtils::getPropertiesForTrackingEventsForCampaign(campaign, payload));
-  ZNAnalytics::sharedInstance()->flushWithCompletionBlock(nullptr);
-}
-
-}  // namespace
-
-std::string ZNDeviceTriggerUtils::DNDTimeStringFromNumber(const zn::Value& number) {
-  if (number.isNil()) return "NA";
-  const std::int64_t hoursAndMinutes = number.longLongValue();
-  return zn::format("%ld:%ld", hoursAndMinutes / 100, hoursAndMinutes % 100);
-}
-
-std::int64_t ZNDeviceTriggerUtils::hourFromDNDString(const zn::Value& text) { return partOf(text, true); }
-std::int64_t ZNDeviceTriggerUtils::minuteFromDNDString(const zn::Value& text) { return partOf(text, false); }
-
-std::shared_ptr<ZNProperties> ZNDeviceTriggerUtils::getPropertiesForTrackingEventsForCampaign(
-    const ZNDeviceTriggerCampaign& campaign, const ZNDeviceTriggerPayload& payload) {
+std::shared_ptr<ZNProperties> scheduledProperties(const ZNDeviceTriggerCampaign& campaign,
+                                                  const ZNDeviceTriggerPayload& payload) {
   const auto properties = statsProperties(payload);
   // At least a second ahead: also a notification that is posted at once takes its time to appear.
   const std::int64_t seconds = std::max<std::int64_t>(campaign.triggerDelay().longLongValue() / 1000, 1);
@@ -52,32 +38,65 @@ std::shared_ptr<ZNProperties> ZNDeviceTriggerUtils::getPropertiesForTrackingEven
   return properties;
 }
 
+void trackAndFlush(const char* selector, const char* event, const ZNDeviceTriggerCampaign& campaign,
+                   const ZNDeviceTriggerPayload& payload) {
+  zn::guarded(selector, kTrackingFailure, [&] {
+    ZNAnalytics::sharedInstance()->trackEvent(event, scheduledProperties(campaign, payload));
+    ZNAnalytics::sharedInstance()->flushWithCompletionBlock(nullptr);
+  });
+}
+
+}  // namespace
+
+std::string ZNDeviceTriggerUtils::DNDTimeStringFromNumber(const zn::Value& number) {
+  return zn::guarded("DNDTimeStringFromNumber:", "exception while reading a do not disturb time : %@",
+                     [&]() -> std::string {
+                       if (number.isNil()) return "NA";
+                       const std::int64_t hoursAndMinutes = number.longLongValue();
+                       return zn::format("%ld:%ld", hoursAndMinutes / 100, hoursAndMinutes % 100);
+                     });
+}
+
+std::int64_t ZNDeviceTriggerUtils::hourFromDNDString(const zn::Value& text) { return partOf(text, true); }
+std::int64_t ZNDeviceTriggerUtils::minuteFromDNDString(const zn::Value& text) { return partOf(text, false); }
+
+std::shared_ptr<ZNProperties> ZNDeviceTriggerUtils::getPropertiesForTrackingEventsForCampaign(
+    const ZNDeviceTriggerCampaign& campaign, const ZNDeviceTriggerPayload& payload) {
+  return zn::guarded("getPropertiesForTrackingEventsForCampaign:withPayload:", kTrackingFailure,
+                     [&] { return scheduledProperties(campaign, payload); });
+}
+
 void ZNDeviceTriggerUtils::trackNotificationScheduledFailedForCampaign(const ZNDeviceTriggerCampaign& campaign,
                                                                        const ZNDeviceTriggerPayload& payload) {
-  trackAndFlush(kEventNameDTScheduleFailed, campaign, payload);
+  trackAndFlush("trackNotificationScheduledFailedForCampaign:withPayload:", kEventNameDTScheduleFailed, campaign,
+                payload);
 }
 
 void ZNDeviceTriggerUtils::trackNotificationScheduledForCampaign(const ZNDeviceTriggerCampaign& campaign,
                                                                  const ZNDeviceTriggerPayload& payload) {
-  trackAndFlush(kEventNameDTScheduled, campaign, payload);
+  trackAndFlush("trackNotificationScheduledForCampaign:withPayload:", kEventNameDTScheduled, campaign, payload);
 }
 
 void ZNDeviceTriggerUtils::trackNotificationOfflineForCampaign(const ZNDeviceTriggerCampaign& campaign,
                                                                const ZNDeviceTriggerPayload& payload) {
-  trackAndFlush(kEventNameDTShownOffline, campaign, payload);
+  trackAndFlush("trackNotificationOfflineForCampaign:withPayload:", kEventNameDTShownOffline, campaign, payload);
 }
 
 void ZNDeviceTriggerUtils::trackNotificationReceivedForCampaign(const ZNDeviceTriggerCampaign&,
                                                                 const ZNDeviceTriggerPayload& payload) {
-  ZNAnalytics::sharedInstance()->trackEvent(kEventNameNotificationReceived, statsProperties(payload));
+  zn::guarded("trackNotificationReceivedForCampaign:withPayload:", kTrackingFailure, [&] {
+    ZNAnalytics::sharedInstance()->trackEvent(kEventNameNotificationReceived, statsProperties(payload));
+  });
 }
 
 void ZNDeviceTriggerUtils::trackNotificationShownForCampaign(const ZNDeviceTriggerCampaign&,
                                                              const ZNDeviceTriggerPayload& payload) {
   // Template 2 tells of its showing itself.
   constexpr std::int64_t kSelfReporting = 2;
-  const auto richPush = ZNRichPush::initWithDictionary(
-      payload.pushDict().validObjectForKey(zn::payload::features).validObjectForKey(zn::payload::richPush));
-  if (!richPush || !richPush->expandedMode() || richPush->expandedMode()->templateType() == kSelfReporting) return;
-  ZNAnalytics::sharedInstance()->trackEvent(zn::kEventNameNotificationShown, statsProperties(payload));
+  zn::guarded("trackNotificationShownForCampaign:withPayload:", kTrackingFailure, [&] {
+    const auto richPush = ZNRichPush::initWithDictionary(
+        payload.pushDict().validObjectForKey(zn::payload::features).validObjectForKey(zn::payload::richPush));
+    if (!richPush || !richPush->expandedMode() || richPush->expandedMode()->templateType() == kSelfReporting) return;
+    ZNAnalytics::sharedInstance()->trackEvent(zn::kEventNameNotificationShown, statsProperties(payload));
+  });
 }

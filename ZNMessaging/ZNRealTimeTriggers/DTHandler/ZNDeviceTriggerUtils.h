@@ -9,10 +9,11 @@
 #include "ZNAnalytics/ZNProperties.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 
-/// Helpers of device triggers. Thread: any.
+/// Helpers of device triggers. Thread: any. No operation throws: a failure is logged and gives the neutral result.
 class ZN_EXPORT ZNDeviceTriggerUtils {
  public:
-  /// `DNDTimeStringFromNumber:`: hhmm as a number to "H:m" without padding (905 is "9:5"); "NA" for nil.
+  /// `DNDTimeStringFromNumber:`: hhmm as a number to "H:m" without padding (905 is "9:5"); "NA" for nil, "" for what is
+  /// no number.
   static std::string DNDTimeStringFromNumber(const zn::Value& number);
   static std::int64_t hourFromDNDString(
       const zn::Value& text);  ///< `hourFromDNDString:`; -1 unless there are two parts
@@ -36,7 +37,7 @@ class ZN_EXPORT ZNDeviceTriggerUtils {
   /// `trackNotificationShownForCampaign:withPayload:`: for rich templates that show themselves only.
   static void trackNotificationShownForCampaign(const ZNDeviceTriggerCampaign& campaign,
                                                 const ZNDeviceTriggerPayload& payload);
-  /// `getPropertiesForTrackingEventsForCampaign:withPayload:`
+  /// `getPropertiesForTrackingEventsForCampaign:withPayload:`; null after a failure.
   static std::shared_ptr<ZNProperties> getPropertiesForTrackingEventsForCampaign(
       const ZNDeviceTriggerCampaign& campaign, const ZNDeviceTriggerPayload& payload);
 };

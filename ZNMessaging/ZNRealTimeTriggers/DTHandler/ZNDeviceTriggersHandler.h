@@ -12,7 +12,6 @@
 #include "Platform/Foundation/Value.h"
 #include "Platform/UIKit/UIApplication.h"
 #include "Platform/UserNotifications/UNNotification.h"
-#include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/TriggerRules.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
@@ -25,11 +24,12 @@
 ///
 /// Ownership: one instance a process (sharedInstance), never destroyed. Thread: any. An event's evaluation hops to the
 /// main queue and then to the global queue; two events may be evaluated at once. No operation throws: a failure is
-/// logged and ends that evaluation. Times and delays are milliseconds unless a name says seconds.
+/// logged and ends that evaluation. For a null campaign or payload nothing happens. Times and delays are milliseconds
+/// unless a name says seconds.
 ///
-/// An event, and the campaign that it picked, belong to the user who was there when it was tracked: `user` is the
-/// generation of ZNMessagingUtils from then on, of the moment of the call where none is given. After a user reset or an
-/// opt-out of push nothing is asked or posted for it any more, nor is it counted.
+/// An event, and the campaign that it picked, belong to the user who was there when it was tracked, or when a later
+/// step was called by itself. After a user reset or an opt-out of push nothing is asked or posted for it any more, nor
+/// is it counted.
 class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZNDeviceTriggersHandler> {
  public:
   static const std::shared_ptr<ZNDeviceTriggersHandler>& sharedInstance();
@@ -66,12 +66,10 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   void checkDeviceTriggerForEvent(const zn::Value& name, const zn::Value& attributes);
   /// `startBGTaskForEvent:withEventDict:`: hops to the background, under a background task when the application is
   /// there.
-  void startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes,
-                           std::uint64_t user = ZNMessagingUtils::triggerGeneration());
+  void startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes);
   /// `checkPreconditionsForDeviceTriggerWithEvent:withEventAttributes:`: the rules; the first campaign that passes goes
   /// on.
-  void checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name, const zn::Value& attributes,
-                                                   std::uint64_t user = ZNMessagingUtils::triggerGeneration());
+  void checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name, const zn::Value& attributes);
   bool checkForGlobalDelay() const;                                          ///< `checkForGlobalDelay`: true: may post
   bool isDateTimeGreaterThanNow(double secondsSince1970) const;              ///< `isDateTimeGreaterThanNow:`
   bool canPostDeviceTrigger(const ZNDeviceTriggerCampaign& campaign) const;  ///< `canPostDeviceTrigger:`
@@ -93,21 +91,19 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
 
   /// `checkUserInSegmentForDTCampaign:withEventDict:`
   void checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                       const zn::Value& eventDict,
-                                       std::uint64_t user = ZNMessagingUtils::triggerGeneration());
+                                       const zn::Value& eventDict);
   /// `getUserInSegmentPayloadWithCampaignID:andEventDict:`
   zn::Value getUserInSegmentPayloadWithCampaignID(const zn::Value& campaignID, const zn::Value& eventDict) const;
   /// `postDeviceTriggerCampaign:isOffline:`
-  void postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, bool isOffline,
-                                 std::uint64_t user = ZNMessagingUtils::triggerGeneration());
+  void postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, bool isOffline);
   /// `getPayloadToShow:forOffline:`: the server's fresh contents, or offline the stored ones; null when empty.
   std::shared_ptr<ZNDeviceTriggerPayload> getPayloadToShow(const ZNDeviceTriggerCampaign& campaign,
                                                            bool isOffline) const;
-  /// `processDeviceTriggerWithInfo:`: prepares the notification, to appear after the campaign's delay, and posts it. A
-  /// record without a campaign or contents is a failure, here and below.
+  /// `processDeviceTriggerWithInfo:`: prepares the notification, to appear after the campaign's delay, and posts it.
+  /// For a record without a campaign or contents nothing happens, here and below.
   void processDeviceTriggerWithInfo(const std::shared_ptr<ZNDTPostInfo>& info);
   /// `getRequestForPayload:withAttachments:andTimeTrigger:`: texts that are no strings are left out; of a sound that is
-  /// a dictionary (a critical alert's) the name counts.
+  /// a dictionary (a critical alert's) the name counts. One without an identifier after a failure.
   UNNotificationRequest getRequestForPayload(const ZNDeviceTriggerPayload& payload,
                                              const std::optional<std::vector<std::string>>& attachments,
                                              const std::optional<UNTimeIntervalNotificationTrigger>& trigger) const;
@@ -115,13 +111,25 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   void postDeviceTriggerWithRequest(const UNNotificationRequest& request, const std::shared_ptr<ZNDTPostInfo>& info);
 
  private:
+  // The same for a known user.
+  void startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes, std::uint64_t user);
+  void checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name, const zn::Value& attributes,
+                                                   std::uint64_t user);
+  void checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
+                                       const zn::Value& eventDict, std::uint64_t user);
+  void postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, bool isOffline,
+                                 std::uint64_t user);
+
+  static UNNotificationRequest requestFor(const ZNDeviceTriggerPayload& payload,
+                                          const std::optional<std::vector<std::string>>& attachments,
+                                          const std::optional<UNTimeIntervalNotificationTrigger>& trigger);
   void storeServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container, const zn::Value& response);
   void handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, const zn::Value& response,
                            std::uint64_t user);
   static void withdrawWaitingNotifications();
   void postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, std::uint64_t user);
   struct Posting;
-  static Posting postingOf(const std::shared_ptr<ZNDTPostInfo>& info);
+  static std::optional<Posting> postingOf(const std::shared_ptr<ZNDTPostInfo>& info);
   void didAddRequest(const std::string& identifier, const Posting& posting, const std::optional<std::string>& error);
 
   std::atomic<std::int64_t> lastUpdatedTime_{0};

@@ -1,8 +1,8 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
 
-#include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNMessaging/Utils/ModuleState.h"
 
-ZNDTPostInfo::ZNDTPostInfo() { fields_.set(&Fields::userGeneration, ZNMessagingUtils::triggerGeneration()); }
+ZNDTPostInfo::ZNDTPostInfo() { fields_.set(&Fields::userGeneration, zn::triggerGeneration()); }
 
 std::shared_ptr<ZNDTPostInfo> ZNDTPostInfo::initWithCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                              const std::shared_ptr<ZNDeviceTriggerPayload>& payload,

@@ -30,6 +30,7 @@ void encodeList(zn::NSKeyedArchiver& coder, const std::shared_ptr<const List>& l
   coder.encodeObjects(records, true, key);
 }
 
+/// Readers go through the lists without looking.
 template <class List>
 std::shared_ptr<const List> withoutNull(const std::shared_ptr<const List>& list) {
   if (!list || std::find(list->begin(), list->end(), nullptr) == list->end()) return list;
@@ -104,6 +105,8 @@ void ZNDeviceTriggers::update(const std::function<void(Fields&)>& change) {
   zn::Lock lock(mutex_);
   before = fields_;
   const auto reindex = [&]() ZN_REQUIRES(mutex_) {
+    fields_.deviceTriggers = withoutNull(fields_.deviceTriggers);
+    fields_.deviceTriggerStatus = withoutNull(fields_.deviceTriggerStatus);
     const bool isCurrent = index_ && before.deviceTriggers == fields_.deviceTriggers &&
                            before.deviceTriggerStatus == fields_.deviceTriggerStatus &&
                            before.deviceTriggerEvents.identity() == fields_.deviceTriggerEvents.identity();
@@ -128,11 +131,11 @@ std::shared_ptr<const ZNDeviceTriggers::Index> ZNDeviceTriggers::index() const {
 }
 
 void ZNDeviceTriggers::setDeviceTriggers(const zn::CampaignListPtr& campaigns) {
-  set(&Fields::deviceTriggers, withoutNull(campaigns));
+  set(&Fields::deviceTriggers, campaigns);
 }
 
 void ZNDeviceTriggers::setDeviceTriggerStatus(const zn::StatusListPtr& statuses) {
-  set(&Fields::deviceTriggerStatus, withoutNull(statuses));
+  set(&Fields::deviceTriggerStatus, statuses);
 }
 
 bool ZNDeviceTriggers::waitsForEvent(const zn::Value& name) const {

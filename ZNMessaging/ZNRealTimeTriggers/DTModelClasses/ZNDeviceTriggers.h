@@ -48,7 +48,7 @@ class ZN_EXPORT ZNDeviceTriggers : public zn::Coding {
   static std::span<const zn::ArchivedClass> archivedClasses();
 
   Fields fields() const;  ///< all properties as they stand together
-  /// Changes properties as one step. `change` must not call out.
+  /// Changes properties as one step. `change` must not call out. Null records in the lists are left out.
   void update(const std::function<void(Fields& fields)>& change);
 
   // Each property by its name; what they mean stands at Fields.
