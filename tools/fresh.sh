@@ -63,9 +63,14 @@ as_user() {  # SYSTEM TEXT
 # What README's section "Linking it" says, word for word: its commands, its project and its program.
 write_linking() {  # FOLDER
   mkdir -p "$1/my host"
-  sed -n '/^## Linking it/,/^## /{s/^    //p}' README.md >"$1/commands"
-  sed -n '/^## Linking it/,/^## /{/^```cmake/,/^```/{/^```/!p}}' README.md >"$1/my host/CMakeLists.txt"
-  sed -n '/^## Linking it/,/^## /{/^```cpp/,/^```/{/^```/!p}}' README.md >"$1/my host/main.cpp"
+  awk -v folder="$1" '
+    /^## / { here = $0 == "## Linking it" }
+    !here { next }
+    /^```$/ { file = ""; next }
+    /^```cmake$/ { file = folder "/my host/CMakeLists.txt"; next }
+    /^```cpp$/ { file = folder "/my host/main.cpp"; next }
+    file { print >file; next }
+    sub(/^    /, "") { print >(folder "/commands") }' README.md
   [[ -s $1/commands && -s "$1/my host/CMakeLists.txt" && -s "$1/my host/main.cpp" ]] ||
     fail "README.md has no commands, project and program under \"Linking it\""
   chmod -R a+rX "$1"
