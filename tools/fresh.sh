@@ -35,7 +35,7 @@ make_system() {  # BASE SYSTEM
     cp /etc/resolv.conf "$2/etc/resolv.conf" &&
     printf 'user ALL=(ALL) NOPASSWD: ALL\n' >"$2/etc/sudoers.d/user" &&
     chroot "$2" useradd --create-home --shell /bin/bash user &&
-    git clone -q . "$2/home/user/zintar" &&
+    git clone -q . "$2/home/user/ZNMessaging" &&
     chroot "$2" chown -R user:user /home/user
 }
 
@@ -57,7 +57,7 @@ as_user() {  # SYSTEM TEXT
     mount --bind build/fresh/packages "$1/var/cache/apt/archives"
     hostname fresh
     exec env -i PATH=/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin HOME=/home/user USER=user LOGNAME=user \
-      chroot --userspec=user --groups=user "$1" bash -c "set -e; cd ~/zintar; $2"' _ "$1" "$2" </dev/null
+      chroot --userspec=user --groups=user "$1" bash -c "set -e; cd ~/ZNMessaging; $2"' _ "$1" "$2" </dev/null
 }
 
 # What README's section "Linking it" says, word for word: its commands, its project and its program.
