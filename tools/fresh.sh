@@ -95,7 +95,7 @@ try_suite() {
   write_linking "$system/linking"
   timed "README's \"Linking it\"" as_user "$system" '
     eval "$(cat /linking/commands)"
-    cmake -S "/linking/my host" -B ~/my-host -DCMAKE_PREFIX_PATH=~/zintar
+    cmake -G Ninja -S "/linking/my host" -B ~/my-host -DCMAKE_PREFIX_PATH=~/zintar
     cmake --build ~/my-host
     ~/my-host/minimal-host Examples/configuration.json' || return 1
 
