@@ -1,7 +1,7 @@
 #include "Platform/Foundation/Dispatch.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
-#include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNDateUtils.h"
@@ -23,16 +23,17 @@ const std::shared_ptr<ZNDeviceTriggersDataManager>& store() { return ZNDeviceTri
 void ZNDeviceTriggersHandler::checkDeviceTriggerForEvent(const zn::Value& name, const zn::Value& attributes) {
   zn::guarded("checkDeviceTriggerForEvent:withEventAttributes:", "exception while checking device trigger : %@", [&] {
     if (name.isNil()) return;
-    const std::uint64_t user = zn::triggerGeneration();  // before the store, which a reset empties
+    const zn::EventOrigin origin = zn::EventOrigin::here();  // before the store, which a reset empties
     if (!store()->activeDeviceTriggers()->waitsForEvent(name)) {
       log("Device Triggers -- No Device Triggers for %@", name);
       return;
     }
+    if (origin.chain && origin.chain->isOver()) return origin.chain->tellEnd(name);
     log("Device Triggers -- Event %@ contains a Device trigger ✅", name);
     ZNNotificationHandler::sharedInstance()->checkPushNotificationsSettingsWithCompletionBlock(
-        [self = shared_from_this(), name, attributes, user](bool isAllowed) {
+        [self = shared_from_this(), name, attributes, origin](bool isAllowed) {
           if (isAllowed) {
-            self->startBGTaskForEvent(name, attributes, user);
+            self->startBGTaskForEvent(name, attributes, origin);
           } else {
             log("Device Triggers -- Push Notification settings not provided 🛑");
           }
@@ -41,13 +42,13 @@ void ZNDeviceTriggersHandler::checkDeviceTriggerForEvent(const zn::Value& name, 
 }
 
 void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes) {
-  startBGTaskForEvent(name, attributes, zn::userGeneration());
+  startBGTaskForEvent(name, attributes, zn::EventOrigin::here());
 }
 
 void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes,
-                                                  std::uint64_t user) {
+                                                  const zn::EventOrigin& origin) {
   zn::guarded("startBGTaskForEvent:withEventDict:", "exception while checking device trigger : %@", [&] {
-    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), name, attributes, user] {
+    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), name, attributes, origin] {
       const auto application = UIApplication::sharedApplication();
       if (application->applicationState() == UIApplicationState::background) {
         // The handler learns the identifier after it was made; it runs on the main queue too, so never before that.
@@ -58,8 +59,8 @@ void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const z
         });
         self->dt_BgTask_ = *identifier;
       }
-      zn::dispatchAsync(zn::Queue::global, [self, name, attributes, user] {
-        self->checkPreconditionsForDeviceTriggerWithEvent(name, attributes, user);
+      zn::dispatchAsync(zn::Queue::global, [self, name, attributes, origin] {
+        self->checkPreconditionsForDeviceTriggerWithEvent(name, attributes, origin);
       });
     });
   });
@@ -74,12 +75,12 @@ void ZNDeviceTriggersHandler::endBGTask() {
 
 void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name,
                                                                           const zn::Value& attributes) {
-  checkPreconditionsForDeviceTriggerWithEvent(name, attributes, zn::userGeneration());
+  checkPreconditionsForDeviceTriggerWithEvent(name, attributes, zn::EventOrigin::here());
 }
 
 void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name,
                                                                           const zn::Value& attributes,
-                                                                          std::uint64_t user) {
+                                                                          const zn::EventOrigin& origin) {
   zn::guarded("checkPreconditionsForDeviceTriggerWithEvent:withEventAttributes:",
               "exception while checking device trigger : %@", [&] {
                 if (!checkForGlobalDelay()) {
@@ -90,11 +91,16 @@ void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const 
                 const zn::CampaignList campaigns = store()->getCampaignsForEvent(name, attributes);
                 if (campaigns.empty()) log("Device Triggers -- Trigger Condition Not satisfied  🛑");
                 for (const auto& campaign : campaigns) {
+                  if (origin.isShowingOf(*campaign)) {
+                    log("Device Triggers -- Campaign(%@) Not checked as showing it tracked the event 🛑",
+                        campaign->campaignID());
+                    continue;
+                  }
                   log("Device Triggers -- Checking Rules for Device Trigger : %@ ✅", campaign->campaignID());
                   if (canPostDeviceTrigger(*campaign)) {
                     log("Device Triggers -- Rule Check Passes by Device Trigger : %@ | Now check User in Segment ✅",
                         campaign->campaignID());
-                    checkUserInSegmentForDTCampaign(campaign, attributes, user);
+                    checkUserInSegmentForDTCampaign(campaign, attributes, origin);
                     return;  // at most one campaign an event
                   }
                   log("Device Triggers -- Campaign(%@) Rules Check Failed 🛑", campaign->campaignID());

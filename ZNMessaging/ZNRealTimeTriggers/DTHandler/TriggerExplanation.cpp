@@ -1,8 +1,14 @@
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Format.h"
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
@@ -49,6 +55,18 @@ struct Explanation {
   }
 };
 
+/// Of events that showing a campaign tracks: who tracked one decides too, which an explanation cannot know.
+std::string ownEventNote(const Value& name) {
+  const std::string_view kTrackedByShowing[] = {kEventNameNotificationReceived, zn::kEventNameNotificationShown,
+                                                kEventNameDTScheduled, kEventNameDTScheduleFailed,
+                                                kEventNameDTShownOffline};
+  if (std::ranges::find(kTrackedByShowing, name.string()) == std::end(kTrackedByShowing)) return {};
+  return zn::format(
+      "; where showing a campaign tracked it, it never fires that campaign, and a chain of campaigns that "
+      "set off one another ends after %ld",
+      zn::ShowingChain::kMost);
+}
+
 Explanation gatesFor(const Value& name, const ZNDeviceTriggers& triggers, bool alertsAllowed) {
   const auto& configuration = ZNConfigDataManager::sharedInstance();
   Explanation all;
@@ -63,7 +81,8 @@ Explanation gatesFor(const Value& name, const ZNDeviceTriggers& triggers, bool a
   const Value appID = configuration->getZinAppID();
   all.add("appID", appID.length() > 0, zn::format("the application id is \"%@\"", appID.isNil() ? Value("") : appID));
   const bool waits = !name.isNil() && triggers.waitsForEvent(name);
-  all.add("event", waits, waits ? "a campaign waits for this event" : "no campaign waits for this event");
+  all.add("event", waits,
+          !waits ? "no campaign waits for this event" : "a campaign waits for this event" + ownEventNote(name));
   all.add("alerts", alertsAllowed, alertsAllowed ? "the user allows alerts" : "the user does not allow alerts");
   return all;
 }

@@ -5,6 +5,7 @@
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNRichNotification/ZNRichNotification.h"
@@ -27,8 +28,8 @@ void log(const char* text, const Arguments&... arguments) {
 
 /// Whether the user whose event it was is still there and wants pushes. What was meant for the last one is not shown to
 /// the next one.
-bool isStillThere(std::uint64_t user) {
-  if (zn::triggerGeneration() == user) return true;
+bool isStillThere(const zn::EventOrigin& origin) {
+  if (zn::triggerGeneration() == origin.user) return true;
   log("Device Triggers -- Device Trigger not posted because the user was reset or opted out 🛑");
   return false;
 }
@@ -76,13 +77,14 @@ zn::Value segmentRequestBody(const zn::Value& campaignID, const zn::Value& event
 
 void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                               const zn::Value& eventDict) {
-  checkUserInSegmentForDTCampaign(campaign, eventDict, zn::userGeneration());
+  checkUserInSegmentForDTCampaign(campaign, eventDict, zn::EventOrigin::here());
 }
 
 void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                                              const zn::Value& eventDict, std::uint64_t user) {
+                                                              const zn::Value& eventDict,
+                                                              const zn::EventOrigin& origin) {
   zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
-    if (!campaign || !isStillThere(user)) return;
+    if (!campaign || !isStillThere(origin)) return;
     if (ZNConfigDataManager::sharedInstance()->getZinAppID().length() == 0) {
       log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
       return;
@@ -91,9 +93,9 @@ void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_
     log("User In Segment request initiated:");
     ZNNetworkRequest::initWithService(ZNService::userInSegment, zn::nil, zn::nil, body, zn::nil)
         ->executeRequestWithCompletionBlock(
-            [self = shared_from_this(), campaign, user](bool, const zn::Value& response) {
+            [self = shared_from_this(), campaign, origin](bool, const zn::Value& response) {
               zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
-                if (isStillThere(user)) self->handleSegmentAnswer(campaign, response, user);
+                if (isStillThere(origin)) self->handleSegmentAnswer(campaign, response, origin);
               });
             });
   });
@@ -106,15 +108,15 @@ zn::Value ZNDeviceTriggersHandler::getUserInSegmentPayloadWithCampaignID(const z
 }
 
 void ZNDeviceTriggersHandler::handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                                  const zn::Value& response, std::uint64_t user) {
-  if (response.isNil()) return postOffline(campaign, user);
+                                                  const zn::Value& response, const zn::EventOrigin& origin) {
+  if (response.isNil()) return postOffline(campaign, origin);
   log("Device Triggers -- User in segment response : %@", response);
   const bool inSegment = response.validObjectForKey("user_in_segment").boolValue();
   const bool show = response.validObjectForKey("show_notification").boolValue();
   if (inSegment && show) {
     log("Device Triggers -- User in Segment and Show Notification is true ✅");
     campaign->updateNotificationPayload(response.validObjectForKey("payload"));
-    postDeviceTriggerCampaign(campaign, false, user);
+    postDeviceTriggerCampaign(campaign, false, origin);
     return;
   }
   if (!show) log("Device Triggers -- Device Trigger not posted because Show Notification is false 🛑");
@@ -122,7 +124,7 @@ void ZNDeviceTriggersHandler::handleSegmentAnswer(const std::shared_ptr<ZNDevice
 }
 
 void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                          std::uint64_t user) {
+                                          const zn::EventOrigin& origin) {
   if (!campaign->shouldSupportOffline()) {
     log("Device Triggers -- User in Segment failed --> Show Offline disabled. Device Trigger will not be posted 🛑");
     return;
@@ -130,11 +132,11 @@ void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerC
   log("Device Triggers -- User in Segment failed --> Device Trigger in Offline mode. ✅");
   if (!checkIfDNDForCampaign(*campaign)) {
     log("Device Triggers -- Campaign(%@) Offline DND check passed ✅", campaign->campaignID());
-    postDeviceTriggerCampaign(campaign, true, user);
+    postDeviceTriggerCampaign(campaign, true, origin);
   } else if (campaign->shouldIgnoreDND()) {
     log("Device Triggers -- Campaign(%@) Offline DND check failed and shouldIgnoreDND is true ✅",
         campaign->campaignID());
-    postDeviceTriggerCampaign(campaign, true, user);
+    postDeviceTriggerCampaign(campaign, true, origin);
   } else {
     log("Device Triggers -- Campaign(%@) Not shown because DND check failed and shouldIgnoreDND is false 🛑",
         campaign->campaignID());
@@ -149,11 +151,11 @@ std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggersHandler::getPayloadToSho
 
 void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                         bool isOffline) {
-  postDeviceTriggerCampaign(campaign, isOffline, zn::userGeneration());
+  postDeviceTriggerCampaign(campaign, isOffline, zn::EventOrigin::here());
 }
 
 void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                                        bool isOffline, std::uint64_t user) {
+                                                        bool isOffline, const zn::EventOrigin& origin) {
   zn::guarded("postDeviceTriggerCampaign:isOffline:", kPostingFailure, [&] {
     const auto payload = campaign ? getPayloadToShow(*campaign, isOffline) : nullptr;
     if (!payload) {
@@ -162,7 +164,7 @@ void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZN
       return;
     }
     const auto info = ZNDTPostInfo::initWithCampaign(campaign, payload, isOffline);
-    info->fields_.set(&ZNDTPostInfo::Fields::userGeneration, user);
+    info->fields_.set(&ZNDTPostInfo::Fields::origin, std::make_shared<const zn::EventOrigin>(origin));
     processDeviceTriggerWithInfo(info);
   });
 }
@@ -172,14 +174,14 @@ struct ZNDeviceTriggersHandler::Posting {
   std::shared_ptr<const ZNDeviceTriggerCampaign> campaign;
   std::shared_ptr<const ZNDeviceTriggerPayload> payload;
   bool isOffline;
-  std::uint64_t user;
+  zn::EventOrigin origin;
 };
 
 std::optional<ZNDeviceTriggersHandler::Posting> ZNDeviceTriggersHandler::postingOf(
     const std::shared_ptr<ZNDTPostInfo>& info) {
   const auto fields = info ? info->fields_.all() : ZNDTPostInfo::Fields();
   if (!fields.rtCampaign || !fields.finalPayload) return std::nullopt;
-  return Posting{fields.rtCampaign, fields.finalPayload, fields.isOffline, fields.userGeneration};
+  return Posting{fields.rtCampaign, fields.finalPayload, fields.isOffline, *fields.origin};
 }
 
 void ZNDeviceTriggersHandler::processDeviceTriggerWithInfo(const std::shared_ptr<ZNDTPostInfo>& info) {
@@ -231,7 +233,9 @@ void ZNDeviceTriggersHandler::postDeviceTriggerWithRequest(const UNNotificationR
                                                            const std::shared_ptr<ZNDTPostInfo>& info) {
   zn::guarded("postDeviceTriggerWithRequest:andInfo:", kPostingFailure, [&] {
     const auto posting = postingOf(info);
-    if (!posting || !isStillThere(posting->user)) return;  // again: preparing contents may take its time
+    if (!posting || !isStillThere(posting->origin)) return;  // again: preparing contents may take its time
+    const auto& chain = posting->origin.chain;
+    if (chain && !chain->takeNext()) return chain->tellEnd(posting->campaign->campaignID());
     UNUserNotificationCenter::currentNotificationCenter()->addNotificationRequest(
         request, [self = shared_from_this(), posting = *posting,
                   identifier = request.identifier](const std::optional<std::string>& error) {
@@ -245,6 +249,8 @@ void ZNDeviceTriggersHandler::didAddRequest(const std::string& identifier, const
                                             const std::optional<std::string>& error) {
   const ZNDeviceTriggerCampaign& campaign = *posting.campaign;
   const ZNDeviceTriggerPayload& payload = *posting.payload;
+  const auto& chain = posting.origin.chain;
+  const zn::ShowingScope tracked(posting.campaign, chain ? chain : std::make_shared<zn::ShowingChain>());
   if (error) {
     log("Device Triggers -- Something went wrong: %@ 🛑", *error);
     ZNDeviceTriggerUtils::trackNotificationScheduledFailedForCampaign(campaign, payload);
@@ -258,7 +264,7 @@ void ZNDeviceTriggersHandler::didAddRequest(const std::string& identifier, const
   // A showing that the last user's campaign got is not the next one's. The container is taken first: a reset after this
   // look replaces it.
   const auto container = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers();
-  if (zn::triggerGeneration() == posting.user) {
+  if (zn::triggerGeneration() == posting.origin.user) {
     ZNDeviceTriggersDataManager::sharedInstance()->updateCampaignShownForCampaign(campaign, container);
   } else {
     // It was added while all others were taken back.

@@ -16,6 +16,10 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
 
+namespace zn {
+struct EventOrigin;
+}
+
 /// The engine of device triggers: campaigns kept on the device show a local notification when the user does something.
 /// It fetches campaigns from the server, decides for every tracked event whether one fires, asks the server whether the
 /// user is in the campaign's segment (or goes the offline way where the campaign allows it), and posts.
@@ -30,6 +34,9 @@
 /// An event, and the campaign that it picked, belong to the user who was there when it was tracked, or when a later
 /// step was called by itself. After a user reset or an opt-out of push nothing is asked or posted for it any more, nor
 /// is it counted.
+///
+/// Showing a campaign tracks events, which may fire campaigns too: never the one that was shown, and a chain of
+/// campaigns that set off one another ends after three, with one log line.
 class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZNDeviceTriggersHandler> {
  public:
   static const std::shared_ptr<ZNDeviceTriggersHandler>& sharedInstance();
@@ -111,23 +118,23 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   void postDeviceTriggerWithRequest(const UNNotificationRequest& request, const std::shared_ptr<ZNDTPostInfo>& info);
 
  private:
-  // The same for a known user.
-  void startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes, std::uint64_t user);
+  // The same for an event whose origin is known.
+  void startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes, const zn::EventOrigin& origin);
   void checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name, const zn::Value& attributes,
-                                                   std::uint64_t user);
+                                                   const zn::EventOrigin& origin);
   void checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                       const zn::Value& eventDict, std::uint64_t user);
+                                       const zn::Value& eventDict, const zn::EventOrigin& origin);
   void postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, bool isOffline,
-                                 std::uint64_t user);
+                                 const zn::EventOrigin& origin);
 
   static UNNotificationRequest requestFor(const ZNDeviceTriggerPayload& payload,
                                           const std::optional<std::vector<std::string>>& attachments,
                                           const std::optional<UNTimeIntervalNotificationTrigger>& trigger);
   void storeServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container, const zn::Value& response);
   void handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, const zn::Value& response,
-                           std::uint64_t user);
+                           const zn::EventOrigin& origin);
   static void withdrawWaitingNotifications();
-  void postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, std::uint64_t user);
+  void postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, const zn::EventOrigin& origin);
   struct Posting;
   static std::optional<Posting> postingOf(const std::shared_ptr<ZNDTPostInfo>& info);
   void didAddRequest(const std::string& identifier, const Posting& posting, const std::optional<std::string>& error);

@@ -1,8 +1,10 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
 
-#include "ZNMessaging/Utils/ModuleState.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin.h"
 
-ZNDTPostInfo::ZNDTPostInfo() { fields_.set(&Fields::userGeneration, zn::triggerGeneration()); }
+ZNDTPostInfo::ZNDTPostInfo() {
+  fields_.set(&Fields::origin, std::make_shared<const zn::EventOrigin>(zn::EventOrigin::here()));
+}
 
 std::shared_ptr<ZNDTPostInfo> ZNDTPostInfo::initWithCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                              const std::shared_ptr<ZNDeviceTriggerPayload>& payload,

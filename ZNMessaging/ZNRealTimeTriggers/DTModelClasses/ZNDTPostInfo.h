@@ -1,11 +1,14 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 
 #include "Platform/Export.h"
 #include "ZNMessaging/Utils/GuardedFields.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
+
+namespace zn {
+struct EventOrigin;
+}
 
 /// What is handed from the decision to show a campaign to its posting. It belongs to the user who was there when it was
 /// made: nothing is posted for it after a user reset or opt-out. Thread: any; every property is guarded.
@@ -36,7 +39,7 @@ class ZN_EXPORT ZNDTPostInfo {
     std::shared_ptr<ZNDeviceTriggerCampaign> rtCampaign;
     std::shared_ptr<ZNDeviceTriggerPayload> finalPayload;
     bool isOffline = false;
-    std::uint64_t userGeneration = 0;  // whose event it was
+    std::shared_ptr<const zn::EventOrigin> origin;  // of the event that it is shown for; never null
   };
   zn::GuardedFields<Fields> fields_;
 };
