@@ -65,19 +65,27 @@ std::string urlOf(const ZNNetworkRequest& request, std::string_view address, std
   return url;
 }
 
+bool isSameName(std::string_view a, std::string_view b) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
+}
+
+/// Headers that say where a message ends, how it is packed, or what becomes of the connection: the transport's own.
+constexpr std::string_view kTransportsOwn[] = {
+    "Accept-Encoding",  "Connection", "Content-Encoding", "Content-Length",
+    "Expect",           "Host",       "HTTP2-Settings",   "Keep-Alive",
+    "Proxy-Connection", "TE",         "Trailer",          "Transfer-Encoding",
+    "Upgrade"};
+
 /// RFC 9110: a name is a token; a value holds no control characters but tabs, so it cannot end its line.
 void checkHeader(std::string_view name, std::string_view value) {
   const auto isToken = [](char c) { return isLetterOrDigit(c) || isOneOf(c, "!#$%&'*+-.^_`|~"); };
   const auto isControl = [](char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7f; };
   if (name.empty() || !std::all_of(name.begin(), name.end(), isToken) ||
-      std::any_of(value.begin(), value.end(), isControl)) {
+      std::any_of(value.begin(), value.end(), isControl) ||
+      std::ranges::any_of(kTransportsOwn, [&](std::string_view own) { return isSameName(own, name); })) {
     throw Exception("an additional header cannot be sent: " + jsonText(std::string(name)));
   }
-}
-
-bool isSameName(std::string_view a, std::string_view b) {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
 }
 
 std::vector<std::string> headersOf(const ZNNetworkRequest& request) {

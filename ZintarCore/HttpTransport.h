@@ -29,6 +29,11 @@ class HttpWorker;
 /// place that the configuration does not name: a 3xx status is a failed request. Where the configuration names no
 /// address, or no endpoint for the service, the answer is nil, and the device's system log is told once.
 ///
+/// A request is sent once. One whose body left, and whose connection then ended without an answer, has failed: whether
+/// the server acted on it is not known. Only a kept connection that the server had closed before is replaced.
+/// Additional headers cannot be those that frame a message or steer the connection ("Content-Length",
+/// "Transfer-Encoding", "Host" and their like): such a request fails. Answers may be packed with gzip or deflate.
+///
 /// HTTPS needs TLS 1.2 or newer, a certificate from an authority that the system trusts, and the right host name.
 /// Proxies are taken from the environment (`https_proxy`, `no_proxy`). Connections are kept and used again.
 ///
@@ -42,7 +47,7 @@ class ZN_EXPORT HttpTransport : public ZNNetworkTransport {
     double connectTimeout = 10;
     /// Seconds for the whole request, however busy the server seems.
     double timeout = 30;
-    /// Bytes of an answer, header included. The transfer is stopped when there are more.
+    /// Bytes of an answer, header included, counted unpacked. The transfer is stopped when there are more.
     std::int64_t maximumResponseBytes = 8 << 20;
     /// File of certificate authorities (PEM) that are trusted instead of the system's; "": the system's.
     std::string certificateAuthorities = {};

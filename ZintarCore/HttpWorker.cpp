@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "Platform/Foundation/Exception.h"
@@ -104,9 +106,13 @@ struct HttpWorker::Transfer {
 
   explicit Transfer(HttpJob wanted) : job(std::move(wanted)) {}
   void prepare();
+  void limit();
   HttpAnswer result(CURLcode code);
   bool hasRoomFor(std::size_t bytes);
 
+  static std::size_t sendBody(char* room, std::size_t size, std::size_t count, void* self) noexcept;
+  static int rewindBody(void* self, curl_off_t offset, int origin) noexcept;
+  static int isUnderWay(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t) noexcept;
   static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
 
@@ -114,7 +120,9 @@ struct HttpWorker::Transfer {
   std::unique_ptr<curl_slist, ListDeleter> headers;
   std::unique_ptr<CURL, EasyDeleter> easy;
   std::string body;
+  std::size_t sent = 0;  // of the job's body
   std::int64_t received = 0;
+  bool wouldRepeat = false;
   bool isTooLong = false;
   char problem[CURL_ERROR_SIZE] = "";
 };
@@ -139,8 +147,12 @@ void HttpWorker::Transfer::prepare() {
   set(handle, CURLOPT_FOLLOWLOCATION, 0L);
   set(handle, CURLOPT_POST, 1L);
   set(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(job.body.size()));
-  set(handle, CURLOPT_POSTFIELDS, job.body.data());
+  set(handle, CURLOPT_READFUNCTION, &sendBody);
+  set(handle, CURLOPT_READDATA, static_cast<void*>(this));
+  set(handle, CURLOPT_SEEKFUNCTION, &rewindBody);
+  set(handle, CURLOPT_SEEKDATA, static_cast<void*>(this));
   set(handle, CURLOPT_HTTPHEADER, headers.get());
+  set(handle, CURLOPT_USERAGENT, "ZNMessaging/" ZN_VERSION);
   set(handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   set(handle, CURLOPT_SSL_VERIFYPEER, 1L);
   set(handle, CURLOPT_SSL_VERIFYHOST, 2L);
@@ -148,12 +160,46 @@ void HttpWorker::Transfer::prepare() {
     set(handle, CURLOPT_CAINFO, job.limits.certificateAuthorities.c_str());
     set(handle, CURLOPT_CAPATH, static_cast<const char*>(nullptr));
   }
-  set(handle, CURLOPT_CONNECTTIMEOUT_MS, milliseconds(job.limits.connectTimeout));
-  set(handle, CURLOPT_TIMEOUT_MS, milliseconds(job.limits.timeout));
   set(handle, CURLOPT_WRITEFUNCTION, &receiveBody);
   set(handle, CURLOPT_WRITEDATA, static_cast<void*>(this));
   set(handle, CURLOPT_HEADERFUNCTION, &receiveHeader);
   set(handle, CURLOPT_HEADERDATA, static_cast<void*>(this));
+  limit();
+}
+
+void HttpWorker::Transfer::limit() {
+  CURL* const handle = easy.get();
+  set(handle, CURLOPT_CONNECTTIMEOUT_MS, milliseconds(job.limits.connectTimeout));
+  set(handle, CURLOPT_TIMEOUT_MS, milliseconds(job.limits.timeout));
+  // What is received counts unpacked; packed bytes that unpack to nothing are counted on their way.
+  set(handle, CURLOPT_NOPROGRESS, 0L);
+  set(handle, CURLOPT_XFERINFOFUNCTION, &isUnderWay);
+  set(handle, CURLOPT_XFERINFODATA, static_cast<void*>(this));
+  // The usual two: a code with a window of its own choosing would take memory before anything is counted.
+  set(handle, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
+}
+
+std::size_t HttpWorker::Transfer::sendBody(char* room, std::size_t size, std::size_t count, void* self) noexcept {
+  auto& transfer = *static_cast<Transfer*>(self);
+  const std::size_t bytes = std::min(size * count, transfer.job.body.size() - transfer.sent);
+  std::memcpy(room, transfer.job.body.data() + transfer.sent, bytes);
+  transfer.sent += bytes;
+  return bytes;
+}
+
+/// libcurl wants to send the body once more, on another connection, because this one ended without an answer. The
+/// server may have acted on the body all the same, so only one that never left begins anew.
+int HttpWorker::Transfer::rewindBody(void* self, curl_off_t offset, int origin) noexcept {
+  auto& transfer = *static_cast<Transfer*>(self);
+  if (transfer.sent == 0 && offset == 0 && origin == SEEK_SET) return CURL_SEEKFUNC_OK;
+  transfer.wouldRepeat = true;
+  return CURL_SEEKFUNC_FAIL;
+}
+
+int HttpWorker::Transfer::isUnderWay(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t) noexcept {
+  auto& transfer = *static_cast<Transfer*>(self);
+  transfer.isTooLong = transfer.isTooLong || received > transfer.job.limits.maximumResponseBytes;
+  return transfer.isTooLong ? 1 : 0;
 }
 
 bool HttpWorker::Transfer::hasRoomFor(std::size_t bytes) {
@@ -182,6 +228,8 @@ HttpAnswer HttpWorker::Transfer::result(CURLcode code) {
   HttpAnswer result;
   if (isTooLong) {
     result.failure = "the answer is longer than " + std::to_string(job.limits.maximumResponseBytes) + " bytes";
+  } else if (wouldRepeat) {
+    result.failure = "the server closed the connection without an answer";
   } else if (code != CURLE_OK) {
     result.failure = *problem ? problem : curl_easy_strerror(code);
   } else {

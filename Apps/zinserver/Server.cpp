@@ -38,7 +38,8 @@ double now() { return std::chrono::duration<double>(std::chrono::system_clock::n
 
 Server::Server(std::string folder) : folder_(std::move(folder)) {
   // The library's own setting would let a second server take the same port, and each would get some of the requests.
-  http_.set_socket_options([](int descriptor) {
+  http_.set_socket_options([this](int descriptor) {
+    listener_ = descriptor;
     const int yes = 1;
     ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   });
@@ -160,7 +161,11 @@ void Server::pause(double seconds) {
 int Server::bind(const std::string& host, int port) {
   errno = 0;
   const bool bound = port == 0 ? (port_ = http_.bind_to_any_port(host)) > 0 : http_.bind_to_port(host, port_ = port);
-  if (bound) return port_;
+  if (bound) {
+    // The library lets five wait, and others that come at the same time would try again after a second or three.
+    ::listen(listener_, SOMAXCONN);
+    return port_;
+  }
   const std::string reason = errno ? std::strerror(errno) : "no such address";
   throw zn::Exception("cannot listen at " + host + ", port " + std::to_string(port) + ": " + reason);
 }

@@ -38,6 +38,7 @@ class Server {
   Journal journal_;
   httplib::Server http_;
   int port_ = 0;
+  int listener_ = -1;  // the library's
   std::promise<void> running_;
 
   std::mutex mutex_;

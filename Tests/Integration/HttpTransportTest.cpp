@@ -77,8 +77,9 @@ TEST_F(HttpTransportTest, PostsTheBodyWithItsPathParametersAndHeaders) {
   EXPECT_TRUE(text.starts_with("POST /base/v1/9/shops/7%208?a%26b=c%3Dd%2Fe%3F&city=S%C3%A3o%20Paulo&n=5 HTTP/1.1\r\n"))
       << text;
   EXPECT_EQ(bodyOf(text), "{\"last_sync_time\":0,\"word\":\"blå\"}");
-  for (const char* header : {"\r\nContent-Type: application/json\r\n", "\r\naccept: application/vnd.shop+json\r\n",
-                             "\r\nX-Token: t 1\r\n", "\r\nX-Empty:"}) {
+  for (const char* header :
+       {"\r\nContent-Type: application/json\r\n", "\r\naccept: application/vnd.shop+json\r\n", "\r\nX-Token: t 1\r\n",
+        "\r\nX-Empty:", "\r\nUser-Agent: ZNMessaging/1.", "\r\nAccept-Encoding: gzip, deflate\r\n"}) {
     EXPECT_TRUE(has(header)) << header << " is missing in " << text;
   }
   EXPECT_FALSE(has("Accept:") || has("Expect")) << text;
@@ -247,17 +248,73 @@ TEST_F(HttpTransportTest, RedirectsAreNotFollowed) {
 }
 
 TEST_F(HttpTransportTest, AConnectionIsUsedAgainAndReplacedWhenTheServerDroppedIt) {
-  std::atomic<int> connection_{0};
-  RawServer server([&](RawConnection& connection) {
-    const int most = ++connection_ == 1 ? 3 : 100;  // then the first one is closed without a word
-    for (int count = 0; count < most && !connection.request().empty(); ++count) connection.answer("{}");
+  std::promise<void> dropped;
+  RawServer server([&, connection_ = std::make_shared<std::atomic<int>>(0)](RawConnection& connection) {
+    const bool isFirst = ++*connection_ == 1;
+    for (int count = 0; (!isFirst || count < 3) && !connection.request().empty(); ++count) connection.answer("{}");
+    if (isFirst) connection.end();
+    if (isFirst) dropped.set_value();
   });
   configure(server.port());
   HttpTransport transport({.timeout = kPatience});
   for (int count = 0; count < 3; ++count) EXPECT_EQ(start(transport).response(), Value::dictionary());
   EXPECT_EQ(server.connections(), 1u);
+  dropped.get_future().wait();
   for (int count = 0; count < 3; ++count) EXPECT_EQ(start(transport).response(), Value::dictionary());
   EXPECT_EQ(server.connections(), 2u);
+}
+
+TEST_F(HttpTransportTest, ARequestThatTheServerTookIsNotSentAgain) {
+  constexpr int kKept = 6;
+  std::latch allArrived(kKept);
+  std::atomic<int> taken{0};
+  RawServer server([&](RawConnection& connection) {
+    connection.request();
+    allArrived.arrive_and_wait();
+    connection.answer("{}");
+    if (!connection.request().empty()) ++taken;  // and is closed without an answer
+  });
+  configure(server.port());
+  HttpTransport transport({.timeout = kPatience});
+  std::vector<Outcome*> outcomes;
+  for (int count = 0; count < kKept; ++count) outcomes.push_back(&start(transport));
+  for (Outcome* each : outcomes) EXPECT_EQ(each->response(), Value::dictionary());
+  EXPECT_EQ(start(transport).response(), zn::nil);
+  EXPECT_EQ(taken, 1);
+  EXPECT_NE(lastFailure().find("without an answer"), std::string::npos) << lastFailure();
+}
+
+TEST_F(HttpTransportTest, APackedAnswerIsUnpackedAsFarAsTheLimitAllows) {
+  using namespace std::string_literals;
+  const std::string object =
+      "\x1f\x8b\x08\x00\x00\x00\x00\x00\x02\x03\xab\x56\x4a\x54\xb2\x52\x30\xac\x05\x00\x97\x8e\xa1\xfb\x08\x00\x00\x00"s;
+  const std::string hundredThousandBlanksAndAnObject =
+      "\x1f\x8b\x08\x00\x00\x00\x00\x00\x02\x03\xed\xc1\x41\x11\x00\x00\x0c\x02\xa0\x2a\xf6\xf4\xec\xbe\x1a\x7b\x00\x09\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\xf0\x55\x77\xc9\xdd\x31\x3e\xa2\x86\x01\x00"s;
+  const auto packed = [](const std::string& body) {
+    return [body](RawConnection& connection) {
+      while (!connection.request().empty() && connection.answer(body, "200 OK", "Content-Encoding: gzip\r\n")) {
+      }
+    };
+  };
+  const auto ask = [&](const RawServer::Script& script, std::int64_t limit) {
+    RawServer server(script);
+    configure(server.port());
+    HttpTransport transport({.timeout = kPatience, .maximumResponseBytes = limit});
+    return start(transport).response();
+  };
+  EXPECT_EQ(ask(packed(object), 1000), Value::dictionary({{"a", 1}}));
+  EXPECT_EQ(ask(packed(hundredThousandBlanksAndAnObject), 101000), Value::dictionary());
+  const auto isTooLong = [&] { return lastFailure().find("longer than") != std::string::npos; };
+  EXPECT_EQ(ask(packed(hundredThousandBlanksAndAnObject), 99000), zn::nil);
+  EXPECT_TRUE(isTooLong()) << lastFailure();
+  const auto unpacksToNothing = [](RawConnection& connection) {
+    connection.request();
+    connection.send("HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\n\x1f\x8b\x08\0\0\0\0\0\0\xff"s);
+    while (connection.send("\0\0\0\xff\xff"s)) {  // an empty block, and never the last one
+    }
+  };
+  EXPECT_EQ(ask(unpacksToNothing, 99000), zn::nil);
+  EXPECT_TRUE(isTooLong()) << lastFailure();
 }
 
 TEST_F(HttpTransportTest, FiftyRequestsAtOnceAreEachAnsweredWithTheirOwnAnswer) {
@@ -374,11 +431,16 @@ TEST_F(HttpTransportTest, WhatTheConfigurationDoesNotNameFailsAndIsReportedOnce)
   EXPECT_EQ(systemLog().take().size(), 2u) << "one for each service";
 }
 
-TEST_F(HttpTransportTest, AHeaderThatWouldBreakOutOfItsLineIsNotSent) {
+TEST_F(HttpTransportTest, AHeaderThatWouldChangeWhereTheMessageEndsIsNotSent) {
   RawServer server(answering("{}"));
   configure(server.port());
   HttpTransport transport;
-  for (const auto& [name, value] : {std::pair("X-A", "1\r\nX-B: 2"), {"X-A: 1\r\nX-B", "2"}, {"", "1"}}) {
+  for (const auto& [name, value] : {std::pair("X-A", "1\r\nX-B: 2"),
+                                    {"X-A: 1\r\nX-B", "2"},
+                                    {"", "1"},
+                                    {"content-length", "3"},
+                                    {"Transfer-Encoding", "chunked"},
+                                    {"HOST", "elsewhere"}}) {
     const auto request = ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil,
                                                            Value::dictionary({{name, value}}), zn::nil, zn::nil);
     EXPECT_EQ(start(transport, *request).response(), zn::nil) << name;

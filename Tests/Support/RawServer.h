@@ -72,6 +72,8 @@ class RawConnection {
     }
   }
 
+  void end() { ::shutdown(descriptor_, SHUT_RDWR); }
+
   std::size_t sent() const { return sent_; }
 
  private:
