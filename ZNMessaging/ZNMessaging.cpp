@@ -163,6 +163,7 @@ void ZNMessaging::updateModules() {
       zn::dispatchAsync(zn::Queue::main, [] { UIApplication::sharedApplication()->setApplicationIconBadgeNumber(0); });
     }
     syncRealTimeTriggersWithCompletionBlock(nullptr);
+    ZNInboxHandler::sharedInstance()->retryStorage();
     if (disableInbox()) {
       log("Inbox is disabled in the SDK");
     } else {
@@ -178,6 +179,7 @@ void ZNMessaging::syncRealTimeTriggersWithCompletionBlock(std::function<void(boo
     if (!isAccountActive()) return false;
     const auto& triggers = ZNDeviceTriggersHandler::sharedInstance();
     const bool enabled = triggers->isRealTimeTriggerEnabled();
+    if (enabled) ZNDeviceTriggersDataManager::sharedInstance()->retryStorage();
     if (enabled && triggers->shouldFetch()) {
       const std::uint64_t user = zn::triggerGeneration();
       triggers->syncDeviceTriggersWithCompletionBlock([answer, user](bool success) {

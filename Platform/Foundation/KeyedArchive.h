@@ -78,9 +78,10 @@ class ZN_EXPORT NSKeyedUnarchiver {
     std::shared_ptr<Coding> root;  ///< empty: no archive, or one that cannot be read at all
     bool damaged = false;          ///< something in it could not be read and was left out, or all of it
     std::string error;             ///< what was wrong first; empty for an intact archive and for a missing file
+    bool isUnread = false;         ///< there may be a file, but it cannot be read now; that is no damage
   };
   static Result unarchiveObjectWithData(std::span<const std::uint8_t> bytes, std::span<const ArchivedClass> classes);
-  /// `unarchiveObjectWithFile:`. A missing file is no damage.
+  /// `unarchiveObjectWithFile:`. Neither a missing file nor one that cannot be read now is damage.
   static Result unarchiveObjectWithFile(const std::string& path, std::span<const ArchivedClass> classes);
 
   // For initWithCoder: fields of the record being made.

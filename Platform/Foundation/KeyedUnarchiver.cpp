@@ -127,7 +127,7 @@ NSKeyedUnarchiver::Result NSKeyedUnarchiver::unarchiveObjectWithFile(const std::
   Result result;
   const auto bytes = readFile(path, &result.error);
   if (bytes) return unarchiveObjectWithData(*bytes, classes);
-  result.damaged = !result.error.empty();
+  result.isUnread = !result.error.empty();
   return result;
 }
 

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include "Platform/Foundation/File.h"
@@ -154,13 +156,60 @@ TEST(InboxStore, AnUnreadableFileIsKeptAsideBeforeItIsReplaced) {
   const auto store = launched();
   EXPECT_EQ(store->getAllNotificationCount(), 0u);
   EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile() + ".unreadable"));
+  testing::internal::CaptureStderr();
   store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
   store->updateClickedNotificationInStorageWithPayload(realisticPayload("c2"));
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(said.find("zintar: cannot use " + device.inboxFile() + " ("), 0u) << said;
+  EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1);
   const auto aside = zn::readFile(device.inboxFile() + ".unreadable");
   ASSERT_TRUE(aside);
   EXPECT_EQ(std::string(aside->begin(), aside->end()), "bplist00 but no archive");
   EXPECT_EQ(launched()->getAllNotificationCount(), 2u);
   EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile() + ".unreadable-2"));
+}
+
+TEST(InboxStore, AFileThatCannotBeReadNowStaysAndWhatComesMeanwhileIsMergedLater) {
+  TestDevice device;
+  const std::string away = device.home() + "/away";
+  const std::string later = device.inboxFile() + ".later";
+  const auto click = [](const auto& store, const char* campaign) {
+    store->updateClickedNotificationInStorageWithPayload(realisticPayload(campaign));
+  };
+  const auto first = launched();
+  click(first, "c1");
+  click(first, "c2");
+  std::filesystem::rename(device.inboxFile(), away);
+  std::filesystem::create_directory(device.inboxFile());  // opens, but gives no bytes
+  device.clock().set(1700000100);
+  testing::internal::CaptureStderr();
+  const auto second = launched();
+  click(second, "c1");
+  click(second, "c3");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "zintar: cannot read " + device.inboxFile() +
+                                                        ": Is a directory; until it can be read, changes are kept in " +
+                                                        later + "\n");
+  EXPECT_EQ(launched()->getAllNotificationCount(), 2u) << "the next process has them, if it cannot read it either";
+  EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile() + ".unreadable"));
+
+  std::filesystem::remove(device.inboxFile());
+  std::filesystem::rename(away, device.inboxFile());
+  const auto third = launched();
+  second->retryStorage();
+  EXPECT_FALSE(zn::fileExistsAtPath(later));
+  for (const auto& store : {second, third, launched()}) {
+    EXPECT_EQ(store->getAllNotificationCount(), 3u);
+    EXPECT_EQ(store->fetchInboxEntryForCampaignID("c1")->clickedDate(), Date{1700000000}) << "the first click counts";
+  }
+
+  // What is cleared does not come back with a file that could not be read.
+  std::filesystem::rename(device.inboxFile(), away);
+  std::filesystem::create_directory(device.inboxFile());
+  const auto fourth = launched();
+  std::filesystem::remove(device.inboxFile());
+  std::filesystem::rename(away, device.inboxFile());
+  fourth->clearInboxData();
+  EXPECT_EQ(launched()->getAllNotificationCount(), 0u);
 }
 
 TEST(InboxStore, AFileThatCannotBeWrittenIsLoggedAndMemoryKeepsItsState) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 
 #include "Platform/Foundation/File.h"
@@ -159,6 +160,47 @@ TEST(TriggerStore, AnUnreadableFileIsKeptAsideAndCountsAsEmpty) {
   EXPECT_EQ(store->activeDeviceTriggers()->fields().globalDelay, 10);
   store->updateDeviceTriggersInPersistentStorage();
   EXPECT_TRUE(zn::fileExistsAtPath(path + ".unreadable"));
+}
+
+TEST(TriggerStore, AFileThatCannotBeReadNowIsMergedLaterAndShowingsAreAddedUpOnce) {
+  TestDevice device;
+  const std::string path = launched()->getDeviceTriggerFilePath();
+  const auto launchedBlind = [&](auto&& work) {
+    std::filesystem::rename(path, path + "-away");
+    std::filesystem::create_directory(path);
+    work(launched());
+    std::filesystem::remove(path);
+    std::filesystem::rename(path + "-away", path);
+  };
+  const auto shownTimes = [](const auto& store, const char* campaign) {
+    const auto record = store->activeDeviceTriggers()->statusForCampaign(campaign);
+    return record ? record->numberOfTimesShown() : Value();
+  };
+  const auto show = [](const auto& store, const char* campaign) {
+    store->updateCampaignShownForCampaign(*ZNDeviceTriggerCampaign::initWithDictionary(sent(campaign)));
+  };
+  const auto first = launched();
+  first->saveDeviceTriggerCampaigns(Value::array({sent("a"), sent("b")}), true);
+  show(first, "a");
+  device.clock().set(1700000100);
+  launchedBlind([&](const auto& second) {
+    show(second, "a");
+    show(second, "b");
+    EXPECT_EQ(ids(*second), "");
+  });
+  const auto later = zn::readFile(path + ".later");
+  ASSERT_TRUE(later);
+
+  const auto third = launched();
+  third->retryStorage();
+  EXPECT_FALSE(zn::fileExistsAtPath(path + ".later"));
+  zn::replaceFile(path + ".later", *later);  // as if the process had ended before it was removed
+  for (const auto& store : {third, launched()}) {
+    EXPECT_EQ(ids(*store), "ab");
+    EXPECT_EQ(shownTimes(store, "a"), 2);
+    EXPECT_EQ(shownTimes(store, "b"), 1);
+    EXPECT_EQ(store->getDeviceTriggerLastUpdatedTime(), kNow);
+  }
 }
 
 TEST(TriggerStore, AnyTypeAnywhereInACampaignIsSurvivedAndSaved) {

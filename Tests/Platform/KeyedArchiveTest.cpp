@@ -295,7 +295,8 @@ TEST(KeyedArchive, FilesAreReplacedAndMissingOnesAreNoDamage) {
   EXPECT_FALSE(NSKeyedArchiver::archiveRootObject(note, path + "/below a file", &error));
   EXPECT_FALSE(error.empty());
   const auto folder = NSKeyedUnarchiver::unarchiveObjectWithFile(device.directories->library(), Note::classes());
-  EXPECT_TRUE(folder.damaged);
+  EXPECT_TRUE(folder.isUnread) << "and not damaged";
+  EXPECT_FALSE(folder.damaged);
   EXPECT_FALSE(folder.error.empty());
 }
 

@@ -54,11 +54,11 @@ const std::shared_ptr<ZNInboxHandler>& ZNInboxHandler::sharedInstance() {
 
 ZNInboxHandler::ZNInboxHandler()
     : file_([this] { return getFilePathForInbox(); }),
-      batches_(std::make_unique<zn::InboxBatches>(folderOfPending(), getFilePathForInbox(),
-                                                  getOlderInboxMessagesPlistFile())),
+      batches_(std::make_unique<zn::InboxBatches>(
+          folderOfPending(), std::vector{getFilePathForInbox(), zn::ArchivedFile::laterPath(getFilePathForInbox())},
+          getOlderInboxMessagesPlistFile())),
       observers_(std::make_shared<zn::InboxObservers>([this] { return messages(); })) {
-  auto data = file_.load<ZNInboxData>(ZNInboxData::archivedClasses());
-  setInboxData(data ? std::move(data) : ZNInboxData::init());
+  file_.load<ZNInboxData>(ZNInboxData::archivedClasses(), [this](const auto& stored) { adopt(stored); });
 }
 
 ZNInboxHandler::~ZNInboxHandler() = default;
@@ -83,6 +83,26 @@ bool ZNInboxHandler::updateInboxStorage() {
   if (file_.save(newest, error, steps)) return true;
   ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Inbox could not be saved: %@", error);
   return false;
+}
+
+void ZNInboxHandler::retryStorage() {
+  zn::guarded("retryStorage", "exception while reading or saving the inbox again : %@", [&] {
+    if (file_.retry()) updateInboxStorage();
+  });
+}
+
+/// What is in memory came later, and merges as new entries do.
+void ZNInboxHandler::adopt(const std::shared_ptr<ZNInboxData>& stored) {
+  const auto present = inboxData();
+  if (!present) return setInboxData(stored);
+  if (!stored) return;
+  const zn::InboxListPtr older = stored->inboxMessages();
+  replaceMessages([&](const zn::InboxListPtr& newer) { return mergeNewEntries(older, listOrEmpty(newer)); });
+  const zn::Value asked = stored->lastUpdatedFromServerSync();
+  const zn::Value since = present->lastUpdatedFromServerSync();
+  if (asked.isDate() && !(since.isDate() && asked.date().secondsSince1970 < since.date().secondsSince1970)) {
+    present->setLastUpdatedFromServerSync(asked);
+  }
 }
 
 std::shared_ptr<ZNInboxData> ZNInboxHandler::inboxData() const {
@@ -248,6 +268,7 @@ void ZNInboxHandler::removeNotificationForCampaignID(const zn::Value& campaignID
 void ZNInboxHandler::clearInboxData() {
   zn::guarded("clearInboxData", "exception while deleting Inbox Notifications : %@", [&] {
     const auto empty = ZNInboxData::init();
+    file_.replaceUnread();  // first, so that no other save brings in what goes here
     {
       zn::Lock lock(stateMutex_);
       inboxData_ = empty;
@@ -274,6 +295,7 @@ void ZNInboxHandler::resetInboxDataWithLegacyPayloadArray(const zn::Value& entri
       made.push_back(ZNInboxModel::initWithLegacyInboxPlistPayload(entry));
     }
     const zn::InboxListPtr list = published(std::move(made));
+    file_.replaceUnread();
     replaceMessages([&](const zn::InboxListPtr&) { return list; });
     updateInboxStorage();
   });

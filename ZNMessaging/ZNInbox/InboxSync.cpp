@@ -1,6 +1,7 @@
 #include <optional>
 #include <utility>
 
+#include "Platform/Device.h"
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
@@ -40,6 +41,17 @@ void log(const char* text, const Arguments&... arguments) {
 bool holdsEntries(const zn::Value& list) {
   if (!list.isNil() && !list.isArray()) throw zn::Exception(zn::format("a list was expected, not %@", list));
   return !list.isEmpty();
+}
+
+/// The older inbox file's dictionary; nil where there is none. Throws where it cannot be read now.
+zn::Value readOlderFile(const std::string& path, bool* isDamaged = nullptr) {
+  std::string error;
+  const std::optional<zn::Data> bytes = zn::readFile(path, &error);
+  if (!error.empty()) throw zn::Exception(error);
+  if (!bytes) return zn::nil;
+  const zn::Value list = zn::parsePropertyList(*bytes).value_or(zn::nil);
+  if (isDamaged) *isDamaged = !list.isDictionary();
+  return list;
 }
 
 std::shared_ptr<ZNInboxModel> entryOf(const InboxBatch& batch, const zn::Value& payload) {
@@ -93,6 +105,7 @@ void ZNInboxHandler::syncInboxNotificationsWithCompletionHandler(SyncCompletion 
 
 /// `self`: taken before anything begins, since a store that nobody shares cannot wait for the server.
 void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, const SyncCompletion& completion) {
+  retryStorage();  // the server is asked for what came after what the file holds
   setSyncInProgress(true);
   const std::uint64_t user = zn::userGeneration();
   const auto finish = [self, completion, user](bool success) {
@@ -157,7 +170,7 @@ void ZNInboxHandler::syncNotificationFromOlderPlist(const SyncCompletion& comple
   constexpr const char* kFailure = "exception while getting all inbox notifications from legacy storage %@";
   const bool done = zn::guarded(kSelector, kFailure, [&] {
     constexpr auto kSource = InboxBatch::Source::older;
-    const zn::Value entries = getPreviouslyStoredNotifications();
+    const zn::Value entries = readOlderFile(getOlderInboxMessagesPlistFile()).validObjectForKey(ZN_PUSH_MESSAGES_INFO);
     const bool fileHasEntries = holdsEntries(entries);
     const std::string origin = fileHasEntries ? zn::InboxBatches::originOf(entries) : "";
     std::optional<InboxBatch> fresh;
@@ -178,7 +191,7 @@ std::string ZNInboxHandler::getOlderInboxMessagesPlistFile() const {
 
 zn::Value ZNInboxHandler::getPreviouslyStoredNotifications() const {
   return zn::guarded("getPreviouslyStoredNotifications", "exception while fetching plist Inbox notifications  %@", [&] {
-    return zn::dictionaryWithContentsOfFile(getOlderInboxMessagesPlistFile()).validObjectForKey(ZN_PUSH_MESSAGES_INFO);
+    return readOlderFile(getOlderInboxMessagesPlistFile()).validObjectForKey(ZN_PUSH_MESSAGES_INFO);
   });
 }
 
@@ -189,9 +202,14 @@ void ZNInboxHandler::removeOldInboxPlistFile() {
     const std::string path = getOlderInboxMessagesPlistFile();
     if (!zn::fileExistsAtPath(path)) return;
     std::string error;
-    zn::dictionaryWithContentsOfFile(path, &error);
-    const bool mayGo = error.empty() || !zn::keepAside(path, &error).empty();
-    if (mayGo && zn::removeItemAtPath(path, &error)) return;
+    bool isDamaged = false;
+    readOlderFile(path, &isDamaged);
+    const std::string aside = isDamaged ? zn::keepAside(path, &error) : "";
+    const bool mayGo = !isDamaged || !aside.empty();
+    if (mayGo && zn::removeItemAtPath(path, &error)) {
+      if (isDamaged) zn::Device::current().systemLog->diagnostic("cannot use " + path + "; it is kept as " + aside);
+      return;
+    }
     // No exception, so an ordinary line, with the place in front as those of the guard have it.
     ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "InboxSync.cpp %d %@ %@", __LINE__, kSelector,
                                             zn::format(kFailure, error));

@@ -23,9 +23,11 @@ class InboxObservers;
 /// after every change that matters.
 ///
 /// The list is newest first after a recorded click and after a synchronisation; other changes keep the order. Entries
-/// leave by expiry, removal or clearing only. An inbox file that cannot be read, wholly or in part, is kept aside as
-/// "InboxData.unreadable" before it is replaced. Where the file cannot be written, that is logged, the old file stands
-/// and memory keeps its state; the next save tries again.
+/// leave by expiry, removal or clearing only. An inbox file that is damaged, wholly or in part, is kept aside as
+/// "InboxData.unreadable" before it is replaced. One that cannot be read now stays as it is: what comes is kept in
+/// "InboxData.later" until it can be read, and is then merged as new entries are. Where the file cannot be written,
+/// that is logged, the old file stands and memory keeps its state. Each save, synchronisation and foreground entry
+/// tries again.
 ///
 /// What a synchronisation takes from a source that it empties, and a click that waits for it, is kept in files of its
 /// own ("Pending") until the inbox file contains it: the end of the process at any moment neither loses it nor brings
@@ -45,6 +47,8 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   std::string getFilePathForInbox() const;
   /// `updateInboxStorage`: writes the inbox file. False when it could not be written.
   bool updateInboxStorage();
+  /// Reads what could not be read before and writes what could not be written; nothing otherwise.
+  void retryStorage();
 
   /// `getAllNotificationModelObjs`: the list as it stands; never null.
   zn::InboxListPtr getAllNotificationModelObjs() const;
@@ -71,7 +75,7 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   void removeNotificationForCampaignID(const zn::Value& campaignID);
   /// `clearInboxData`: an empty inbox, saved; the next synchronisation asks the server for everything.
   void clearInboxData();
-  /// Removes what unreadable files of the inbox, of the older inbox and of "Pending" were kept as: at a user reset,
+  /// Removes what damaged files of the inbox, of the older inbox and of "Pending" were kept as: at a user reset,
   /// before the inbox is cleared.
   void forgetUnreadableFiles();
   /// `resetInboxDataWithLegacyPayloadArray:`: replaces the list with these legacy inbox entries, in this order, and
@@ -105,12 +109,13 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   /// server that never answers leaves it unfinished until the request's time limit.
   void syncInboxNotificationsWithCompletionHandler(SyncCompletion completion);
   /// `syncNotificationFromOlderPlist:`: merges the older inbox file, unless the inbox holds what is in it already; the
-  /// file stays.
+  /// file stays. One that cannot be read now is a failure.
   void syncNotificationFromOlderPlist(const SyncCompletion& completion);
   /// `getPreviouslyStoredNotifications`: the older inbox file's legacy inbox entries, or nil.
   zn::Value getPreviouslyStoredNotifications() const;
   std::string getOlderInboxMessagesPlistFile() const;  ///< `getOlderInboxMessagesPlistFile`: path
-  /// `removeOldInboxPlistFile`: deletes it if it is there. One that cannot be read is kept aside.
+  /// `removeOldInboxPlistFile`: deletes it if it is there. A damaged one is kept aside, one that cannot be read now
+  /// stays.
   void removeOldInboxPlistFile();
   /// `syncNotificationsFromExtension:`: merges what the notification service extension left in the app group's user
   /// defaults.
@@ -152,6 +157,7 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   static zn::InboxListPtr mergeNewEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries);
   static zn::InboxListPtr mergeServerEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries);
 
+  void adopt(const std::shared_ptr<ZNInboxData>& stored);
   void recordClick(const zn::Value& payload, BatchNumbers keptIn, std::uint64_t user);
   void takeInLeftClicks();
   void mergeBatches(const std::vector<zn::InboxBatch>& batches);

@@ -53,7 +53,7 @@ bool removeFile(const std::string& path) {
 
 }  // namespace
 
-InboxBatches::InboxBatches(std::string folder, const std::string& inboxFile, std::string olderFile)
+InboxBatches::InboxBatches(std::string folder, const std::vector<std::string>& inboxFiles, std::string olderFile)
     : folder_(std::move(folder)), olderFile_(std::move(olderFile)) {
   std::error_code failure;
   std::vector<std::string> names;
@@ -61,7 +61,7 @@ InboxBatches::InboxBatches(std::string folder, const std::string& inboxFile, std
     names.push_back(each->path().filename());
   }
   for (const std::string& name : names) find(name);
-  const Save found = recordOf(inboxFile);
+  const Save found = recordOf(inboxFiles);
   nowContains(found.batches);
   {
     const Lock lock(mutex_);
@@ -99,13 +99,16 @@ void InboxBatches::find(const std::string& name) {
   if (batch) kept_[number] = {State::waiting, std::move(*batch)};
 }
 
-InboxBatches::Save InboxBatches::recordOf(const std::string& inboxFile) const {
+InboxBatches::Save InboxBatches::recordOf(const std::vector<std::string>& inboxFiles) const {
   const Value record = dictionaryWithContentsOfFile(recordFile());
-  const std::optional<Data> bytes = record.isNil() ? std::nullopt : readFile(inboxFile);
-  if (!bytes) return {};
-  const std::int64_t present = checksum(*bytes);
-  for (const Value& each : record["saves"].elements()) {  // the newest first
-    if (Save save = saveFrom(each); save.checksum == present) return save;
+  if (record.isNil()) return {};
+  for (const std::string& file : inboxFiles) {
+    const std::optional<Data> bytes = readFile(file);
+    if (!bytes) continue;
+    const std::int64_t present = checksum(*bytes);
+    for (const Value& each : record["saves"].elements()) {  // the newest first
+      if (Save save = saveFrom(each); save.checksum == present) return save;
+    }
   }
   return {};
 }

@@ -40,8 +40,9 @@ class InboxBatches {
   using Numbers = std::vector<Number>;
   using Source = InboxBatch::Source;
 
-  /// `folder` is made when something is kept. Removes what the inbox file contains; the rest waits.
-  InboxBatches(std::string folder, const std::string& inboxFile, std::string olderFile);
+  /// `folder` is made when something is kept. Removes what one of the inbox files (the first that a record tells of)
+  /// contains; the rest waits.
+  InboxBatches(std::string folder, const std::vector<std::string>& inboxFiles, std::string olderFile);
 
   /// Writes a batch and gives it the time and a number, higher than any that is there and than `above`. It counts as
   /// taken. Throws Exception where it cannot be written.
@@ -83,7 +84,7 @@ class InboxBatches {
   std::string fileOf(Number number) const;
   std::string recordFile() const;
   void find(const std::string& name);
-  Save recordOf(const std::string& inboxFile) const;
+  Save recordOf(const std::vector<std::string>& inboxFiles) const;
   static Save saveFrom(const Value& record);
   static Value recordFor(const Save& save);
   bool isOfOlderFile(Number number) const;

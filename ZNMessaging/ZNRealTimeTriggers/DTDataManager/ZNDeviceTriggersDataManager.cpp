@@ -67,8 +67,49 @@ const std::shared_ptr<ZNDeviceTriggersDataManager>& ZNDeviceTriggersDataManager:
 }
 
 ZNDeviceTriggersDataManager::ZNDeviceTriggersDataManager() : file_([this] { return getDeviceTriggerFilePath(); }) {
-  auto triggers = file_.load<ZNDeviceTriggers>(ZNDeviceTriggers::archivedClasses());
-  setActiveDeviceTriggers(triggers ? std::move(triggers) : ZNDeviceTriggers::init());
+  file_.load<ZNDeviceTriggers>(ZNDeviceTriggers::archivedClasses(), [this](const auto& stored) { adopt(stored); });
+}
+
+/// What is in memory came later.
+void ZNDeviceTriggersDataManager::adopt(const std::shared_ptr<ZNDeviceTriggers>& stored) {
+  const auto present = activeDeviceTriggers();
+  if (!present) return setActiveDeviceTriggers(stored);
+  if (!stored) return;
+  const ZNDeviceTriggers::Fields older = stored->fields();
+  present->update([&](ZNDeviceTriggers::Fields& fields) {
+    const bool hasAnswer = timeIn(fields.deviceTriggerLastUpdatedTime) != 0 || !fields.campaigns().empty();
+    if (!hasAnswer) {
+      fields.globalDelay = older.globalDelay;
+      fields.dndStartTime = older.dndStartTime;
+      fields.dndEndTime = older.dndEndTime;
+      fields.deviceTriggerLastUpdatedTime = older.deviceTriggerLastUpdatedTime;
+    }
+    if (timeIn(fields.deviceTriggerLastPostedTime) < timeIn(older.deviceTriggerLastPostedTime)) {
+      fields.deviceTriggerLastPostedTime = older.deviceTriggerLastPostedTime;
+    }
+    fields.deviceTriggers = sortCampaignByLastUpdatedTime(merged(older.campaigns(), fields.campaigns()));
+    fields.deviceTriggerStatus = std::make_shared<const zn::StatusList>(addedUp(older.statuses(), fields.statuses()));
+    fields.deviceTriggerEvents = getTriggerEvents(fields.campaigns());
+  });
+}
+
+/// A record that is shown no later than the older one of its campaign is part of it already: the process ended after
+/// the file had taken it in.
+zn::StatusList ZNDeviceTriggersDataManager::addedUp(const zn::StatusList& older, const zn::StatusList& newer) {
+  zn::StatusList all = older;
+  for (const auto& status : newer) {
+    const auto known = std::find_if(all.begin(), all.end(),
+                                    [&](const auto& each) { return each->campaignID() == status->campaignID(); });
+    if (known == all.end()) {
+      all.push_back(status);
+    } else if (timeIn((*known)->lastShownTime()) < timeIn(status->lastShownTime())) {
+      auto sum = std::make_shared<ZNDeviceTriggerStatus>(*status);
+      sum->setNumberOfTimesShown(
+          zn::boundedSum(timeIn((*known)->numberOfTimesShown()), timeIn(status->numberOfTimesShown())));
+      *known = std::move(sum);
+    }
+  }
+  return all;
 }
 
 std::string ZNDeviceTriggersDataManager::getDeviceTriggerFilePath() const {
@@ -102,6 +143,17 @@ bool ZNDeviceTriggersDataManager::updateDeviceTriggersInPersistentStorage() {
   if (file_.save([this] { return activeDeviceTriggers(); }, error)) return true;
   ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Device triggers could not be saved: %@", error);
   return false;
+}
+
+void ZNDeviceTriggersDataManager::startOver() {
+  file_.replaceUnread();  // first, so that no other save brings in what goes here
+  setActiveDeviceTriggers(ZNDeviceTriggers::init());
+}
+
+void ZNDeviceTriggersDataManager::retryStorage() {
+  zn::guarded("retryStorage", "exception while reading or saving device triggers again : %@", [&] {
+    if (file_.retry()) updateDeviceTriggersInPersistentStorage();
+  });
 }
 
 void ZNDeviceTriggersDataManager::forgetUnreadableFiles() {

@@ -12,13 +12,17 @@
 /// The store of device triggers: campaigns, how often each was shown, times and limits; one container in memory, read
 /// when the store is made and written whole after every change. Times are milliseconds since 1970.
 ///
+/// A damaged file is kept aside as "ZinDeviceTriggers.unreadable" before it is replaced. One that cannot be read now
+/// stays as it is: what comes is kept in "ZinDeviceTriggers.later" until it can be read, and is then merged as a server
+/// answer is; showings are added up. Each save, synchronisation and foreground entry tries again.
+///
 /// Ownership: one instance a process (sharedInstance), never destroyed. Thread: any; each operation changes the
 /// container as one step. Operations that save block on the disk. No operation throws: a failure is logged, what was
 /// changed before it stays changed, and nothing is written.
 class ZN_EXPORT ZNDeviceTriggersDataManager {
  public:
   static const std::shared_ptr<ZNDeviceTriggersDataManager>& sharedInstance();
-  /// `init`: loads the file; a missing or unreadable one gives an empty container.
+  /// `init`: loads the file; without one that can be read the container is empty.
   ZNDeviceTriggersDataManager();
 
   /// `saveDeviceTriggerCampaigns:andUpdateLastSyncTime:`: merges campaigns of a server answer (an array of
@@ -39,7 +43,9 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
 
   /// `updateDeviceTriggersInPersistentStorage`: writes the file. False when it could not be written; that is logged.
   bool updateDeviceTriggersInPersistentStorage();
-  /// Removes what an unreadable file was kept as: at a user reset, before the store is cleared.
+  /// Reads what could not be read before and writes what could not be written; nothing otherwise.
+  void retryStorage();
+  /// Removes what a damaged file was kept as: at a user reset, before the store is cleared.
   void forgetUnreadableFiles();
   std::string getDeviceTriggerFilePath() const;       ///< `getDeviceTriggerFilePath`
   zn::Value getDeviceTriggerLastUpdatedTime() const;  ///< `getDeviceTriggerLastUpdatedTime`: never nil
@@ -76,6 +82,10 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   /// A showing counted in `container`, likewise.
   void updateCampaignShownForCampaign(const ZNDeviceTriggerCampaign& campaign,
                                       const std::shared_ptr<ZNDeviceTriggers>& container);
+  /// An empty container, in memory only; the next save replaces the file, also one that could not be read until now.
+  void startOver();
+  void adopt(const std::shared_ptr<ZNDeviceTriggers>& stored);
+  static zn::StatusList addedUp(const zn::StatusList& older, const zn::StatusList& newer);
   static zn::CampaignList withoutExpired(const zn::CampaignList& campaigns, std::int64_t now);
   static zn::CampaignList campaignsIn(const zn::Value& answer, bool takesNameless);
   static void countShowing(ZNDeviceTriggers::Fields& fields, const ZNDeviceTriggerCampaign& campaign, std::int64_t now);

@@ -74,6 +74,7 @@ void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::functio
       "syncDeviceTriggersWithCompletionBlock:", kSyncFailure,
       [&] {
         const std::uint64_t user = zn::triggerGeneration();  // before the store, which a reset empties
+        store()->retryStorage();                             // the server is told what is stored
         const zn::Value body = getDeviceTriggerSyncRequestPayload();
         if (body.isNil()) {
           log("BodyDict is nil");
@@ -142,7 +143,7 @@ void ZNDeviceTriggersHandler::stop() {
 
 void ZNDeviceTriggersHandler::clearDeviceTriggersData() {
   zn::guarded("clearDeviceTriggersData", "exception while clearing device triggers : %@", [&] {
-    store()->setActiveDeviceTriggers(ZNDeviceTriggers::init());
+    store()->startOver();
     lastUpdatedTime_ = 0;  // after the replacement: an answer that is just being stored looks for that
     store()->updateDeviceTriggersInPersistentStorage();
   });
