@@ -191,6 +191,42 @@ TEST_F(InboxSync, ABatchThatCannotBeUsedIsKeptAside) {
   EXPECT_FALSE(zn::fileExistsAtPath(batch + ".unreadable"));
 }
 
+TEST_F(InboxSync, WhatCannotBeReadNowKeepsItsBatchesAndComesInLater) {
+  const std::string away = device.home() + "/away";
+  const auto clickDuringSync = [&](const std::shared_ptr<ZNInboxHandler>& inbox, const std::string& campaign) {
+    inbox->setSyncInProgress(true);
+    inbox->updateClickedNotificationInStorageWithPayload(json(R"({"zintar": {"cid": ")" + campaign + R"("}})"));
+  };
+  clickDuringSync(relaunch(), "a");
+  ASSERT_TRUE(zn::fileExistsAtPath(pending() + "/1.plist"));
+
+  // The folder cannot be listed.
+  std::filesystem::rename(pending(), away);
+  zn::replaceFile(pending(), {});
+  const auto blind = relaunch();
+  std::filesystem::remove(pending());
+  std::filesystem::rename(away, pending());
+  clickDuringSync(blind, "b");
+  EXPECT_EQ(pendingFiles(), 2u) << "under a name of its own";
+
+  // One batch cannot be read.
+  const std::string batch = pending() + "/1.plist";
+  std::filesystem::rename(batch, away);
+  std::filesystem::create_directory(batch);
+  const auto third = relaunch();
+  sync(third);
+  EXPECT_EQ(idsOf(third), Ids{"b"});
+  EXPECT_FALSE(zn::fileExistsAtPath(batch + ".unreadable"));
+  std::filesystem::remove(batch);
+  std::filesystem::rename(away, batch);
+  sync(third);
+  EXPECT_EQ(std::set<std::string>({"a", "b"}), [&] {
+    const Ids ids = idsOf(third);
+    return std::set<std::string>(ids.begin(), ids.end());
+  }());
+  EXPECT_EQ(pendingFiles(), 0u);
+}
+
 TEST_F(InboxSync, WhereNothingCanBeWrittenTheListStays) {
   const Value list = json(R"([{"zintar": {"cid": "a"}}])");
   leave(R"([{"zintar": {"cid": "a"}}])");

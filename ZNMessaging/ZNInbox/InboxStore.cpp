@@ -87,6 +87,7 @@ bool ZNInboxHandler::updateInboxStorage() {
 
 void ZNInboxHandler::retryStorage() {
   zn::guarded("retryStorage", "exception while reading or saving the inbox again : %@", [&] {
+    batches_->lookAgain();
     if (file_.retry()) updateInboxStorage();
   });
 }

@@ -173,6 +173,7 @@ void ZNInboxHandler::syncNotificationFromOlderPlist(const SyncCompletion& comple
     const zn::Value entries = readOlderFile(getOlderInboxMessagesPlistFile()).validObjectForKey(ZN_PUSH_MESSAGES_INFO);
     const bool fileHasEntries = holdsEntries(entries);
     const std::string origin = fileHasEntries ? zn::InboxBatches::originOf(entries) : "";
+    if (fileHasEntries && !batches_->isComplete()) throw zn::Exception("earlier batches cannot be read now");
     std::optional<InboxBatch> fresh;
     if (fileHasEntries && !batches_->holds(kSource, origin)) {
       fresh = batches_->keep({.source = kSource, .payloads = entries, .origin = origin});
@@ -241,6 +242,7 @@ std::vector<InboxBatch> ZNInboxHandler::takeFromExtension(zn::Value& list) {
   constexpr auto kSource = InboxBatch::Source::extension;
   std::vector<InboxBatch> taken;
   const auto keep = [&](const zn::Value& present, const std::string& group, zn::Value& store) {
+    if (!batches_->isListed()) throw zn::Exception("earlier batches cannot be listed now");  // the list stays
     list = present;
     const auto last = static_cast<std::uint64_t>(store[kLastBatchKey].integer());
     // Kept, but the process ended before the list was emptied: all of it is still there.

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <filesystem>
 #include <optional>
+#include <random>
 #include <system_error>
 #include <utility>
 
@@ -44,6 +45,24 @@ std::optional<InboxBatch> batchFrom(InboxBatches::Number number, const Value& li
                     std::string(list["origin"].string()), list["taken"].doubleValue()};
 }
 
+/// Nothing for a file that is no batch.
+std::optional<InboxBatches::Number> numberOf(const std::string& name) {
+  InboxBatches::Number number = 0;
+  const char* const end = name.data() + name.size();
+  const auto [rest, failure] = std::from_chars(name.data(), end, number);
+  if (failure != std::errc{} || std::string_view(rest, static_cast<std::size_t>(end - rest)) != kExtension) return {};
+  return number;
+}
+
+/// Beyond all that are counted, and never the same twice.
+InboxBatches::Number numberOfItsOwn() {
+  std::random_device random;
+  const InboxBatches::Number bits = (static_cast<InboxBatches::Number>(random()) << 32) | random();
+  return (InboxBatches::Number{1} << 60) | (bits >> 4);
+}
+
+void tell(const std::string& text) { Device::current().systemLog->diagnostic(text); }
+
 /// True when it is gone afterwards.
 bool removeFile(const std::string& path) {
   std::error_code failure;
@@ -55,12 +74,7 @@ bool removeFile(const std::string& path) {
 
 InboxBatches::InboxBatches(std::string folder, const std::vector<std::string>& inboxFiles, std::string olderFile)
     : folder_(std::move(folder)), olderFile_(std::move(olderFile)) {
-  std::error_code failure;
-  std::vector<std::string> names;
-  for (std::filesystem::directory_iterator each(folder_, failure), end; each != end; each.increment(failure)) {
-    names.push_back(each->path().filename());
-  }
-  for (const std::string& name : names) find(name);
+  look(true);
   const Save found = recordOf(inboxFiles);
   nowContains(found.batches);
   {
@@ -76,32 +90,87 @@ std::string InboxBatches::fileOf(Number number) const {
 
 std::string InboxBatches::recordFile() const { return stringByAppendingPathComponent(folder_, "Saved.plist"); }
 
-void InboxBatches::find(const std::string& name) {
-  const std::string path = stringByAppendingPathComponent(folder_, name);
-  if (name.starts_with('.')) {  // of a process that was killed while it wrote
-    removeFile(path);
-    return;
+void InboxBatches::look(bool isFirst) {
+  std::error_code failure;
+  std::vector<std::string> names;
+  for (std::filesystem::directory_iterator each(folder_, failure), end; each != end; each.increment(failure)) {
+    names.push_back(each->path().filename());
   }
-  Number number = 0;
-  const char* const end = name.data() + name.size();
-  const auto [rest, failure] = std::from_chars(name.data(), end, number);
-  if (failure != std::errc{} || std::string_view(rest, static_cast<std::size_t>(end - rest)) != kExtension) return;
-  std::string error;
-  auto batch = batchFrom(number, dictionaryWithContentsOfFile(path, &error));
-  if (!batch) {
-    const std::string aside = keepAside(path);
-    if (!aside.empty()) removeFile(path);
-    Device::current().systemLog->diagnostic("cannot use " + path + (error.empty() ? "" : " (" + error + ")") +
-                                            (aside.empty() ? "; it stays where it is" : "; it is kept as " + aside));
+  if (failure == std::errc::no_such_file_or_directory) failure.clear();
+  Numbers numbers;
+  for (const std::string& name : names) {
+    // Of a process that was killed while it wrote. Later on, this one may be writing.
+    if (isFirst && name.starts_with('.')) removeFile(stringByAppendingPathComponent(folder_, name));
+    if (const auto number = numberOf(name)) numbers.push_back(*number);
   }
-  const Lock lock(mutex_);
-  last_ = std::max(last_, number);
-  if (batch) kept_[number] = {State::waiting, std::move(*batch)};
+  {
+    const Lock lock(mutex_);
+    isListed_ = !failure;
+    for (const Number number : numbers) {
+      last_ = std::max(last_, number);
+      const State state = isVoid_ ? State::contained : State::waiting;
+      kept_.try_emplace(number, Kept{state, {.number = number}, false});
+    }
+    if (isListed_) isVoid_ = false;
+    numbers.clear();
+    for (const auto& [number, kept] : kept_) {
+      if (!kept.isRead) numbers.push_back(number);
+    }
+  }
+  if (failure && isFirst) tell("cannot list " + folder_ + ": " + failure.message() + "; what is there comes later");
+  for (const Number number : numbers) read(number, isFirst);
 }
 
-InboxBatches::Save InboxBatches::recordOf(const std::vector<std::string>& inboxFiles) const {
+void InboxBatches::read(Number number, bool isFirst) {
+  const std::string path = fileOf(number);
+  std::string error;
+  const std::optional<Data> bytes = readFile(path, &error);
+  if (!bytes && !error.empty()) {
+    if (isFirst) tell(error + "; it comes in when it can be read");
+    return;
+  }
+  const std::optional<Value> list = bytes ? parsePropertyList(*bytes, &error) : std::nullopt;
+  auto batch = list ? batchFrom(number, *list) : std::nullopt;
+  if (bytes && !batch) {
+    const std::string aside = keepAside(path);
+    if (!aside.empty()) removeFile(path);
+    tell("cannot use " + path + (error.empty() ? "" : " (" + error + ")") +
+         (aside.empty() ? "; it stays where it is" : "; it is kept as " + aside));
+  }
+  const Lock lock(mutex_);
+  const auto found = kept_.find(number);
+  if (found == kept_.end() || found->second.isRead) return;
+  if (!batch) {
+    kept_.erase(found);
+    return;
+  }
+  found->second.batch = std::move(*batch);
+  found->second.isRead = true;
+  if (found->second.state != State::waiting) found->second.batch.payloads = nil;
+}
+
+void InboxBatches::lookAgain() {
+  if (!isComplete()) look(false);
+}
+
+bool InboxBatches::isListed() const {
+  const Lock lock(mutex_);
+  return isListed_;
+}
+
+bool InboxBatches::isComplete() const {
+  const Lock lock(mutex_);
+  return isListed_ && std::all_of(kept_.begin(), kept_.end(), [](const auto& each) { return each.second.isRead; });
+}
+
+InboxBatches::Save InboxBatches::recordOf(const std::vector<std::string>& inboxFiles) {
   const Value record = dictionaryWithContentsOfFile(recordFile());
   if (record.isNil()) return {};
+  for (const Value& each : record["saves"].elements()) {
+    const Save save = saveFrom(each);
+    const Lock lock(mutex_);
+    for (const Number number : save.batches) last_ = std::max(last_, number);
+  }
   for (const std::string& file : inboxFiles) {
     const std::optional<Data> bytes = readFile(file);
     if (!bytes) continue;
@@ -130,7 +199,8 @@ InboxBatch InboxBatches::keep(InboxBatch batch, Number above) {
   batch.taken = secondsSince1970();
   {
     const Lock lock(mutex_);
-    batch.number = last_ = std::max(last_, above) + 1;
+    const Number next = std::max(last_, above) + 1;
+    batch.number = last_ = isListed_ ? next : std::max(next, numberOfItsOwn());
   }
   std::string error;
   if (!createDirectoryAtPath(folder_, true, &error) ||
@@ -148,7 +218,7 @@ std::vector<InboxBatch> InboxBatches::take(Source source, const std::optional<st
   std::vector<InboxBatch> taken;
   const Lock lock(mutex_);
   for (auto& [number, kept] : kept_) {
-    if (kept.state != State::waiting || kept.batch.source != source) continue;
+    if (kept.state != State::waiting || !kept.isRead || kept.batch.source != source) continue;
     if (origin && kept.batch.origin != *origin) continue;
     kept.state = State::taken;
     taken.push_back(kept.batch);
@@ -170,7 +240,8 @@ void InboxBatches::discard(Source source, const std::string& origin, Number abov
   {
     const Lock lock(mutex_);
     for (const auto& [number, kept] : kept_) {
-      const bool isMeant = kept.state == State::waiting && kept.batch.source == source && kept.batch.origin == origin;
+      const bool isMeant =
+          kept.state == State::waiting && kept.isRead && kept.batch.source == source && kept.batch.origin == origin;
       if (isMeant && number > above) numbers.push_back(number);
     }
   }
@@ -184,7 +255,7 @@ void InboxBatches::discard(Source source, const std::string& origin, Number abov
 bool InboxBatches::holds(Source source, const std::string& origin) const {
   const Lock lock(mutex_);
   return std::any_of(kept_.begin(), kept_.end(), [&](const auto& each) {
-    return each.second.batch.source == source && each.second.batch.origin == origin;
+    return each.second.isRead && each.second.batch.source == source && each.second.batch.origin == origin;
   });
 }
 
@@ -193,7 +264,7 @@ std::string InboxBatches::originOf(const Value& list) { return std::to_string(ch
 bool InboxBatches::isOfOlderFile(Number number) const {
   const Lock lock(mutex_);
   const auto found = kept_.find(number);
-  return found != kept_.end() && found->second.batch.source == Source::older;
+  return found != kept_.end() && (!found->second.isRead || found->second.batch.source == Source::older);
 }
 
 void InboxBatches::nowContains(const Numbers& numbers) {
@@ -207,6 +278,7 @@ void InboxBatches::nowContains(const Numbers& numbers) {
 void InboxBatches::nowContainsAll() {
   const Lock lock(mutex_);
   for (auto& [number, kept] : kept_) kept.state = State::contained;
+  isVoid_ = !isListed_;
 }
 
 InboxBatches::Numbers InboxBatches::contained() const {

@@ -31,6 +31,9 @@ struct InboxBatch {
 /// the save before, whose file stands until it is replaced. The next process compares: where the inbox file is a
 /// recorded one, its batches are done; those that no record of it names are left over.
 ///
+/// What cannot be read now, a batch or the whole folder, stays and is tried again (`lookAgain`). Until the folder could
+/// be listed, new batches get numbers that none there can have.
+///
 /// A batch of the older file outlives its save for as long as that file is there, so that the list in it is known.
 ///
 /// Thread: any. `keep`, `willReplace` and `didReplace` block on the disk; the others only look.
@@ -44,6 +47,8 @@ class InboxBatches {
   /// contains; the rest waits.
   InboxBatches(std::string folder, const std::vector<std::string>& inboxFiles, std::string olderFile);
 
+  /// Reads what could not be read before.
+  void lookAgain();
   /// Writes a batch and gives it the time and a number, higher than any that is there and than `above`. It counts as
   /// taken. Throws Exception where it cannot be written.
   InboxBatch keep(InboxBatch batch, Number above = 0);
@@ -52,6 +57,10 @@ class InboxBatches {
   void giveBack(const std::vector<InboxBatch>& batches);
   /// Removes waiting batches above that number. Throws Exception where one stays.
   void discard(Source source, const std::string& origin, Number above);
+  /// Whether all that is there is known. Of what is not, it cannot be told whether it came from a list that still has
+  /// it. `isListed`: but for single batches that cannot be read.
+  bool isComplete() const;
+  bool isListed() const;
   /// Whether there is a batch of that origin, in whatever state.
   bool holds(Source source, const std::string& origin) const;
   /// Tells a list from others.
@@ -72,7 +81,8 @@ class InboxBatches {
   enum class State { waiting, taken, contained };
   struct Kept {
     State state = State::waiting;
-    InboxBatch batch;  ///< its payloads only while it waits
+    InboxBatch batch;    ///< its payloads only while it waits
+    bool isRead = true;  ///< else only its number is known
   };
 
   /// A state of the inbox file.
@@ -83,8 +93,9 @@ class InboxBatches {
 
   std::string fileOf(Number number) const;
   std::string recordFile() const;
-  void find(const std::string& name);
-  Save recordOf(const std::vector<std::string>& inboxFiles) const;
+  void look(bool isFirst);
+  void read(Number number, bool isFirst);
+  Save recordOf(const std::vector<std::string>& inboxFiles);
   static Save saveFrom(const Value& record);
   static Value recordFor(const Save& save);
   bool isOfOlderFile(Number number) const;
@@ -94,8 +105,10 @@ class InboxBatches {
   mutable Mutex mutex_;
   std::map<Number, Kept> kept_ ZN_GUARDED_BY(mutex_);
   Number last_ ZN_GUARDED_BY(mutex_) = 0;
-  Save saved_ ZN_GUARDED_BY(mutex_);   // what the file on disk contains of what is there
-  Save saving_ ZN_GUARDED_BY(mutex_);  // what takes its place
+  bool isListed_ ZN_GUARDED_BY(mutex_) = false;
+  bool isVoid_ ZN_GUARDED_BY(mutex_) = false;  // what is still to be found was cleared away
+  Save saved_ ZN_GUARDED_BY(mutex_);           // what the file on disk contains of what is there
+  Save saving_ ZN_GUARDED_BY(mutex_);          // what takes its place
 };
 
 }  // namespace zn
