@@ -18,7 +18,7 @@ struct InboxBatch {
   enum class Source { older, extension, click };
   std::uint64_t number = 0;
   Source source = Source::older;
-  Value payloads;        ///< array: legacy entries from the older file, push payloads from elsewhere
+  Value payloads{};      ///< array: legacy entries from the older file, push payloads from elsewhere
   std::string origin{};  ///< of the extension: the suite of user defaults; of the older file: `originOf` its list
   double taken = 0;      ///< when it was kept, for a click also when it was made; seconds since 1970
 };
