@@ -13,24 +13,32 @@
 namespace zn {
 
 /// Events that wait to be sent: one JSON line each in `Library/ZNAnalytics/Events.jsonl`, appended as they come. Holds
-/// at most `maximumBytes`; then the older half is dropped, with a diagnostic. Thread: any.
+/// at most `maximumBytes`; then the older half is dropped, with a diagnostic. What was sent is blanked at once, so that
+/// a killed process sends it no more, and leaves the file when nothing is left to send. Thread: any.
 class ZN_EXPORT EventQueue {
  public:
   static constexpr std::int64_t maximumBytes = 4 << 20;
 
   struct Batch {
     Value events;            ///< an array, oldest first
-    std::int64_t bytes = 0;  ///< what they take at the beginning of the file
+    std::int64_t bytes = 0;  ///< what they take at the front of the queue
   };
 
   ~EventQueue();
   void append(const Value& event);
-  Batch read();
-  void remove(const Batch& batch);  ///< a batch that was sent, and nothing that came after it
+  std::int64_t bytes();  ///< what all that waits takes
+  /// The oldest events: at most that many, whose lines have at most that many bytes, but always one if there is one.
+  Batch read(std::size_t maximumEvents, std::int64_t maximumBytes);
+  void remove(const Batch& batch);  ///< the batch read last, and nothing that came after it
+  /// Keeps an event that its server does not take in a file beside the queue's, of `maximumBytes` at most; returns its
+  /// path, or "" with a diagnostic where it could not be kept.
+  std::string setAside(const Value& event);
 
  private:
   bool openLocked() ZN_REQUIRES(mutex_);
   void closeLocked() ZN_REQUIRES(mutex_);
+  std::string readFrontLocked(std::size_t most) ZN_REQUIRES(mutex_);
+  void blankLocked(std::int64_t bytes) ZN_REQUIRES(mutex_);
   void dropFrontLocked(std::int64_t bytes) ZN_REQUIRES(mutex_);
   void appendLocked(const std::string& line) ZN_REQUIRES(mutex_);
   void reportLocked(const std::string& problem) ZN_REQUIRES(mutex_);
@@ -40,6 +48,7 @@ class ZN_EXPORT EventQueue {
   std::string path_ ZN_GUARDED_BY(mutex_);
   int descriptor_ ZN_GUARDED_BY(mutex_) = -1;
   std::int64_t size_ ZN_GUARDED_BY(mutex_) = 0;
+  std::int64_t front_ ZN_GUARDED_BY(mutex_) = 0;    // where the oldest event begins that was not sent
   std::int64_t dropped_ ZN_GUARDED_BY(mutex_) = 0;  // bytes that left at the front since a batch was read
   bool reported_ ZN_GUARDED_BY(mutex_) = false;
 };

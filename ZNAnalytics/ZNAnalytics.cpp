@@ -1,9 +1,13 @@
 #include "ZNAnalytics/ZNAnalytics.h"
 
+#include <unistd.h>
+
+#include <array>
 #include <utility>
 
 #include "Platform/Foundation/Dispatch.h"
 #include "ZNAnalytics/EventQueue.h"
+#include "ZNAnalytics/EventSender.h"
 #include "ZNAnalytics/TrackedEvent.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNCoreUtils.h"
@@ -17,7 +21,24 @@ const char* const Zintar_Device_Token_Key = "Zintar_Device_Token_Key";
 const char* const kUserAttributeNameGDPRPushOptOut = "kUserAttributeNameGDPRPushOptOut";
 
 namespace {
+
 std::shared_ptr<NSUserDefaults> userAttributes() { return NSUserDefaults::initWithSuiteName("ZNAnalytics"); }
+
+/// RFC 4122, version 4. nil where the system has no random numbers.
+zn::Value newUUID() {
+  std::array<unsigned char, 16> bytes{};
+  if (::getentropy(bytes.data(), bytes.size()) != 0) return zn::nil;
+  bytes[6] = (bytes[6] & 0x0f) | 0x40;
+  bytes[8] = (bytes[8] & 0x3f) | 0x80;
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+    text += {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 15]};
+  }
+  return text;
+}
+
 }  // namespace
 
 ZNEventTriggerDelegate::~ZNEventTriggerDelegate() = default;
@@ -39,7 +60,8 @@ const std::shared_ptr<ZNAnalytics>& ZNAnalytics::sharedInstance() {
   return instance;
 }
 
-ZNAnalytics::ZNAnalytics() : queue_(std::make_shared<zn::EventQueue>()) {}
+ZNAnalytics::ZNAnalytics()
+    : queue_(std::make_shared<zn::EventQueue>()), sender_(std::make_shared<zn::EventSender>(queue_)) {}
 ZNAnalytics::~ZNAnalytics() = default;
 
 std::shared_ptr<zn::AnalyticsObserver> ZNAnalytics::observer() const {
@@ -73,12 +95,18 @@ zn::Value zn::trackedDictionary(const Value& attributes) {
                             {kCustomEventAttributes, attributes.isNil() ? Value::dictionary() : attributes}});
 }
 
+/// The id stays with the event: a server knows by it what it gets a second time.
+void ZNAnalytics::enqueue(zn::Value event) {
+  event.setObjectNilHandled(newUUID(), "id");
+  event.setObjectNilHandled(zn::secondsSince1970(), "time");
+  queue_->append(event);
+}
+
 void ZNAnalytics::trackEvent(const std::string& name, const std::shared_ptr<ZNProperties>& properties) {
   const zn::Value attributes = properties ? properties->attributes() : zn::Value::dictionary();
   const bool interactive = !properties || properties->isInteractive();
   if (const auto watching = observer()) watching->eventTracked(name, attributes, interactive);
-  queue_->append(zn::Value::dictionary(
-      {{"name", name}, {"attributes", attributes}, {"interactive", interactive}, {"time", zn::secondsSince1970()}}));
+  enqueue(zn::Value::dictionary({{"name", name}, {"attributes", attributes}, {"interactive", interactive}}));
   std::shared_ptr<ZNEventTriggerDelegate> delegate;
   {
     zn::Lock lock(mutex_);
@@ -87,71 +115,6 @@ void ZNAnalytics::trackEvent(const std::string& name, const std::shared_ptr<ZNPr
   if (!delegate) return;
   delegate->eventTrackedWithName(name, zn::trackedDictionary(attributes));
 }
-
-namespace zn {
-
-/// One flush after another: a second one may not read events that the first is about to remove.
-class EventSender : public std::enable_shared_from_this<EventSender> {
- public:
-  static const std::shared_ptr<EventSender>& shared() {
-    static const auto& instance = *new std::shared_ptr<EventSender>(std::make_shared<EventSender>());
-    return instance;
-  }
-
-  void start(const std::shared_ptr<EventQueue>& queue, std::function<void(bool)> completion) {
-    {
-      Lock lock(mutex_);
-      waiting_.emplace_back(queue, std::move(completion));
-      if (running_) return;
-      running_ = true;
-    }
-    next();
-  }
-
- private:
-  using Work = std::pair<std::shared_ptr<EventQueue>, std::function<void(bool)>>;
-
-  void next() {
-    dispatchAsync(Queue::global, [self = shared_from_this()] {
-      Work work;
-      {
-        Lock lock(self->mutex_);
-        if (self->waiting_.empty()) {
-          self->running_ = false;
-          return;
-        }
-        work = std::move(self->waiting_.front());
-        self->waiting_.erase(self->waiting_.begin());
-      }
-      self->send(std::move(work));
-    });
-  }
-
-  void send(Work work) {
-    const auto batch = std::make_shared<EventQueue::Batch>(work.first->read());
-    if (batch->events.isEmpty()) return finish(work, true);
-    const auto query = ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::events);
-    Value body = Value::dictionary({{"events", batch->events}});
-    body.setObjectNilHandled(query, "query_params");
-    ZNNetworkRequest::initWithService(ZNService::events, nil, nil, body, nil)
-        ->executeRequestWithCompletionBlock(
-            [self = shared_from_this(), work = std::move(work), batch](bool sent, const Value&) {
-              if (sent) work.first->remove(*batch);
-              self->finish(work, sent);
-            });
-  }
-
-  void finish(const Work& work, bool sent) {
-    next();  // first: the completion is the host's, and may throw
-    if (work.second) work.second(sent);
-  }
-
-  Mutex mutex_;
-  std::vector<Work> waiting_ ZN_GUARDED_BY(mutex_);
-  bool running_ ZN_GUARDED_BY(mutex_) = false;
-};
-
-}  // namespace zn
 
 void ZNAnalytics::updateSourcesForCurrentSession(const std::vector<std::shared_ptr<const ZNSource>>& sources) {
   if (const auto watching = observer()) watching->sourcesUpdated(sources);
@@ -191,7 +154,7 @@ void ZNAnalytics::sendDeviceRecord(std::function<void(bool sent)> completion) {
   userAttributes()->transaction([&](zn::Value& contents) { attributes = contents; });
   zn::Value device = zn::Value::dictionary({{"attributes", attributes}});
   device.setObjectNilHandled(ZNCoreUtils::getDeviceToken(), "pushToken");
-  queue_->append(zn::Value::dictionary({{"device", device}, {"time", zn::secondsSince1970()}}));
+  enqueue(zn::Value::dictionary({{"device", device}}));
   sendQueue(std::move(completion));
 }
 
@@ -207,5 +170,5 @@ void ZNAnalytics::sendQueue(std::function<void(bool sent)> completion) {
     if (completion) zn::dispatchAsync(zn::Queue::global, [completion = std::move(completion)] { completion(false); });
     return;
   }
-  zn::EventSender::shared()->start(queue_, std::move(completion));
+  sender_->flush(std::move(completion));
 }

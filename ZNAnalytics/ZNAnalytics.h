@@ -39,6 +39,7 @@ class ZN_EXPORT AnalyticsObserver {
 };
 
 class EventQueue;
+class EventSender;
 
 }  // namespace zn
 
@@ -55,9 +56,15 @@ class ZN_EXPORT ZNAnalytics {
   /// null.
   void trackEvent(const std::string& name, const std::shared_ptr<ZNProperties>& properties);
 
-  /// `flushWithCompletionBlock:`: sends the queued events now, in the background. An answer removes what was sent;
-  /// without one everything stays queued. The completion, if given, is called once: whether the queue was sent. While
-  /// one flush runs, another starts after it.
+  /// `flushWithCompletionBlock:`: sends the queued events now, in the background, in requests of at most 500 events and
+  /// 256 kB (a longer event travels alone). Each has an "id" (a UUID), which it keeps when it is sent again. An answer
+  /// removes what was sent; after status 413 fewer are sent at once. An event that the server refuses by itself (any
+  /// other 4xx than 401, 403, 408 and 429) is moved to `Events.jsonl.refused` beside the queue, with a diagnostic.
+  ///
+  /// After any other failure all stays queued, and is sent again by itself after a pause of seconds at first and up to
+  /// 45 minutes later on, or what the server's `Retry-After` asks for with status 429 or 503. A flush that is asked for
+  /// within the pause fails at once. Flushes that are asked for while one runs are one flush after it. The completion,
+  /// if given, is called once: whether nothing of what was queued waits any more.
   void flushWithCompletionBlock(std::function<void(bool sent)> completion);
 
   /// `updateOptOutEvents:`: names that are tracked even for users who opted out of tracking.
@@ -94,7 +101,10 @@ class ZN_EXPORT ZNAnalytics {
   void sendDeviceRecord(std::function<void(bool sent)> completion);
   void sendQueue(std::function<void(bool sent)> completion);
 
+  void enqueue(zn::Value event);
+
   const std::shared_ptr<zn::EventQueue> queue_;
+  const std::shared_ptr<zn::EventSender> sender_;
   mutable zn::Mutex mutex_;
   std::shared_ptr<zn::AnalyticsObserver> observer_ ZN_GUARDED_BY(mutex_);
   std::weak_ptr<ZNEventTriggerDelegate> triggerDelegate_ ZN_GUARDED_BY(mutex_);

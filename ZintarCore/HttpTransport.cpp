@@ -23,7 +23,7 @@ struct HttpTransport::Refusal {
 
 namespace {
 
-using Completion = std::function<void(Value response)>;
+using Completion = std::function<void(const NetworkAnswer& answer)>;
 
 bool isLetterOrDigit(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
 
@@ -148,7 +148,7 @@ void deliver(int service, HttpAnswer answer, const Completion& completion) {
       ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Network -- Request to service %d failed: %@", service,
                                               problem);
     }
-    if (completion) completion(response);
+    if (completion) completion({response, static_cast<int>(answer.status), answer.retryAfter});
   });
 }
 
@@ -166,6 +166,12 @@ const std::shared_ptr<HttpTransport>& HttpTransport::sharedInstance() {
 }
 
 void HttpTransport::execute(const ZNNetworkRequest& request, std::function<void(Value response)> completion) {
+  executeForAnswer(request, [completion = std::move(completion)](const NetworkAnswer& answer) {
+    if (completion) completion(answer.response);
+  });
+}
+
+void HttpTransport::executeForAnswer(const ZNNetworkRequest& request, Completion completion) {
   const int service = static_cast<int>(request.service());
   std::string failure;
   try {
@@ -193,7 +199,7 @@ void HttpTransport::execute(const ZNNetworkRequest& request, std::function<void(
   } catch (...) {
     failure = currentExceptionText();
   }
-  deliver(service, {0, "", failure}, completion);
+  deliver(service, {.failure = failure}, completion);
 }
 
 void HttpTransport::shutDown() {

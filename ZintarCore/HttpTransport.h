@@ -65,6 +65,8 @@ class ZN_EXPORT HttpTransport : public ZNNetworkTransport {
   static const std::shared_ptr<HttpTransport>& sharedInstance();
 
   void execute(const ZNNetworkRequest& request, std::function<void(Value response)> completion) override;
+  void executeForAnswer(const ZNNetworkRequest& request,
+                        std::function<void(const NetworkAnswer& answer)> completion) override;
 
   /// Breaks off what is under way and waits for the thread. Open requests, and those executed later, complete with nil.
   /// May be called again.

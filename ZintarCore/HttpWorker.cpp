@@ -235,6 +235,9 @@ HttpAnswer HttpWorker::Transfer::result(CURLcode code) {
   } else {
     curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &result.status);
     result.body = std::move(body);
+    curl_off_t seconds = 0;
+    curl_easy_getinfo(easy.get(), CURLINFO_RETRY_AFTER, &seconds);
+    result.retryAfter = static_cast<double>(std::max<curl_off_t>(seconds, 0));
   }
   return result;
 }
@@ -326,7 +329,7 @@ void HttpWorker::begin(HttpJob job) {
   } catch (...) {
     failure = currentExceptionText();
   }
-  answer(done, {0, "", std::move(failure)});
+  answer(done, {.failure = std::move(failure)});
 }
 
 void HttpWorker::finishTransfers() {
@@ -346,7 +349,7 @@ void HttpWorker::abandonAll() {
   constexpr const char* kWhy = "the transport was shut down";
   for (const auto& [easy, transfer] : transfers_) {
     curl_multi_remove_handle(multi_.get(), easy);
-    answer(transfer->job.done, {0, "", kWhy});
+    answer(transfer->job.done, {.failure = kWhy});
   }
   transfers_.clear();
   std::vector<HttpJob> jobs;
@@ -354,7 +357,7 @@ void HttpWorker::abandonAll() {
     Lock lock(mutex_);
     jobs.swap(queued_);
   }
-  for (const HttpJob& job : jobs) answer(job.done, {0, "", kWhy});
+  for (const HttpJob& job : jobs) answer(job.done, {.failure = kWhy});
 }
 
 }  // namespace zn

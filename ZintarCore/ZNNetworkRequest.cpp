@@ -11,6 +11,11 @@
 
 ZNNetworkTransport::~ZNNetworkTransport() = default;
 
+void ZNNetworkTransport::executeForAnswer(const ZNNetworkRequest& request,
+                                          std::function<void(const zn::NetworkAnswer& answer)> completion) {
+  execute(request, [completion = std::move(completion)](const zn::Value& response) { completion({response}); });
+}
+
 const std::shared_ptr<ZNNetworkConfiguration>& ZNNetworkConfiguration::sharedInstance() {
   static const auto& instance =
       *new std::shared_ptr<ZNNetworkConfiguration>(std::make_shared<ZNNetworkConfiguration>());
@@ -33,10 +38,10 @@ Installed& installed() {
   return instance;
 }
 
-void hand(const zn::Value& response, const ZNNetworkRequest::Completion& completion) {
-  const zn::Value answer = response.isDictionary() ? response : zn::nil;
+void hand(zn::NetworkAnswer answer, const std::function<void(const zn::NetworkAnswer&)>& completion) {
+  if (!answer.response.isDictionary()) answer.response = zn::nil;
   try {
-    if (completion) completion(!answer.isNil(), answer);
+    completion(answer);
   } catch (const abi::__forced_unwind&) {
     throw;  // thread cancellation is not an exception that may be kept
   } catch (...) {
@@ -67,13 +72,19 @@ void ZNNetworkRequest::setTransport(std::shared_ptr<ZNNetworkTransport> transpor
 }
 
 void ZNNetworkRequest::executeRequestWithCompletionBlock(Completion completion) const {
-  const auto answer = zn::once(std::function<void(zn::Value)>(
-      [completion = std::move(completion)](const zn::Value& response) { hand(response, completion); }));
+  executeForAnswer([completion = std::move(completion)](const zn::NetworkAnswer& answer) {
+    if (completion) completion(!answer.response.isNil(), answer.response);
+  });
+}
+
+void ZNNetworkRequest::executeForAnswer(std::function<void(const zn::NetworkAnswer& answer)> completion) const {
+  const auto answer = zn::once(std::function<void(const zn::NetworkAnswer&)>(
+      [completion = std::move(completion)](const zn::NetworkAnswer& given) { hand(given, completion); }));
   std::shared_ptr<ZNNetworkTransport> transport;
   {
     zn::Lock lock(installed().mutex);
     transport = installed().transport;
   }
   if (!transport) transport = zn::HttpTransport::sharedInstance();
-  transport->execute(*this, answer);
+  transport->executeForAnswer(*this, answer);
 }

@@ -12,6 +12,17 @@ enum class ZNService : int { events = 1, inbox = 7, categories = 8, triggerSync 
 
 class ZNNetworkRequest;
 
+namespace zn {
+
+/// What became of a request, for who acts on the reason of a failure.
+struct NetworkAnswer {
+  Value response;         ///< a dictionary, or nil when the request failed
+  int status = 0;         ///< the server's HTTP status; 0: it gave no answer, or the transport does not tell
+  double retryAfter = 0;  ///< seconds that the server wants to be left alone (`Retry-After`); 0: it does not say
+};
+
+}  // namespace zn
+
 /// Carries requests to the server. `execute` must call the completion exactly once, later, on a queue of its choosing:
 /// with a dictionary for an answer, or nil for a failed request. Called on the thread that executes the request; must
 /// not block it and must not throw.
@@ -19,6 +30,9 @@ class ZN_EXPORT ZNNetworkTransport {
  public:
   virtual ~ZNNetworkTransport();
   virtual void execute(const ZNNetworkRequest& request, std::function<void(zn::Value response)> completion) = 0;
+  /// The same with the reason of a failure. The base version calls `execute`, and so knows none.
+  virtual void executeForAnswer(const ZNNetworkRequest& request,
+                                std::function<void(const zn::NetworkAnswer& answer)> completion);
 };
 
 class ZN_EXPORT ZNNetworkConfiguration {
@@ -45,6 +59,9 @@ class ZN_EXPORT ZNNetworkRequest {
   /// `executeRequestWithCompletionBlock:`. The transport decides where the completion runs; zn::HttpTransport takes the
   /// global queue. An exception that the completion raises is stopped and reported to the device's system log.
   void executeRequestWithCompletionBlock(Completion completion) const;
+
+  /// The same for who acts on the reason of a failure.
+  void executeForAnswer(std::function<void(const zn::NetworkAnswer& answer)> completion) const;
 
   /// Replaces the transport of the whole process; none: zn::HttpTransport, which is also what stands at the start.
   /// Requests that are under way stay with the transport that has them.

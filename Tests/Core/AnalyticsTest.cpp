@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 
 #include "Platform/Foundation/Dispatch.h"
 #include "Platform/Foundation/File.h"
+#include "Platform/Foundation/Json.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/EventQueue.h"
+#include "ZNAnalytics/EventSender.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
@@ -17,20 +20,56 @@ using zn::test::TestDevice;
 /// Keeps requests, on the main thread, until a test answers them.
 class RecordingTransport : public ZNNetworkTransport {
  public:
-  void execute(const ZNNetworkRequest& request, std::function<void(Value)> completion) override {
+  void execute(const ZNNetworkRequest&, std::function<void(Value)>) override { std::abort(); }
+  void executeForAnswer(const ZNNetworkRequest& request,
+                        std::function<void(const zn::NetworkAnswer&)> completion) override {
     zn::dispatchAsync(zn::Queue::main, [this, body = request.requestBody(), completion = std::move(completion)] {
       bodies.push_back(body);
       pending.push_back(completion);
     });
   }
   std::vector<Value> bodies;
-  std::vector<std::function<void(Value)>> pending;
+  std::vector<std::function<void(const zn::NetworkAnswer&)>> pending;
 };
 
-void useEventService() {
-  ZNConfigDataManager::sharedInstance()->apply(
-      Value::dictionary({{"server", Value::dictionary({{"endpoints", Value::dictionary({{"1", "/events"}})}})}}));
-}
+/// Keeps delayed tasks until a test runs them.
+class QueuesWithoutTime : public zn::DeviceQueues {
+ public:
+  explicit QueuesWithoutTime(std::unique_ptr<zn::DeviceQueues> real) : real_(std::move(real)) {}
+  void async(zn::Queue queue, zn::Task task) override { real_->async(queue, std::move(task)); }
+  void after(zn::Queue, double seconds, zn::Task task) override { delayed.emplace_back(seconds, std::move(task)); }
+  bool isMainThread() const override { return real_->isMainThread(); }
+  std::vector<std::pair<double, zn::Task>> delayed;
+
+ private:
+  const std::unique_ptr<zn::DeviceQueues> real_;
+};
+
+class AnalyticsTest : public ::testing::Test {
+ protected:
+  AnalyticsTest() {
+    auto queues = std::make_unique<QueuesWithoutTime>(std::move(device.device().queues));
+    delayed = &queues->delayed;
+    device.device().queues = std::move(queues);
+    ZNConfigDataManager::sharedInstance()->apply(*zn::parseJson(R"({"server": {"endpoints": {"1": "/events"}}})"));
+    ZNNetworkRequest::setTransport(transport);
+  }
+  void flush() {
+    analytics.flushWithCompletionBlock([this](bool success) { sent.push_back(success); });
+    device.device().waitUntilIdle();  // requests start on the background pool
+  }
+  void answer(const zn::NetworkAnswer& with) {
+    transport->pending.back()(with);
+    device.device().waitUntilIdle();
+  }
+  Value lastEvents() { return transport->bodies.back()["events"]; }
+
+  TestDevice device;
+  std::vector<std::pair<double, zn::Task>>* delayed = nullptr;
+  const std::shared_ptr<RecordingTransport> transport = std::make_shared<RecordingTransport>();
+  ZNAnalytics analytics;
+  std::vector<bool> sent;
+};
 
 std::string names(const Value& events) {
   std::string text;
@@ -38,39 +77,72 @@ std::string names(const Value& events) {
   return text;
 }
 
-TEST(Analytics, AFlushSendsWhatWasTrackedAndAFailedOneKeepsIt) {
-  TestDevice device;
-  useEventService();
-  const auto transport = std::make_shared<RecordingTransport>();
-  ZNNetworkRequest::setTransport(transport);
-  ZNAnalytics analytics;
+TEST_F(AnalyticsTest, AFailedFlushKeepsWhatWasTrackedAndTriesAgainAfterAPause) {
   analytics.trackEvent("a", ZNProperties::initWithAttributes(Value::dictionary({{"k", zn::Date{5}}})));
   analytics.trackEvent("b", nullptr);
-  std::vector<bool> sent;
-  const auto flush = [&] { analytics.flushWithCompletionBlock([&](bool success) { sent.push_back(success); }); };
-  const auto waitForRequests = [&](std::size_t count) {
-    device.device().waitUntilIdle();  // the requests start on the background pool
-    ASSERT_EQ(transport->bodies.size(), count);
-  };
   flush();
-  waitForRequests(1);
-  EXPECT_EQ(names(transport->bodies[0]["events"]), "a b ");
-  transport->pending[0](zn::nil);
+  const Value first = lastEvents();
+  EXPECT_EQ(names(first), "a b ");
+  EXPECT_EQ(first.elements()[0]["id"].string().size(), 36u);
+  EXPECT_NE(first.elements()[0]["id"], first.elements()[1]["id"]);
+  answer({});
   flush();
-  waitForRequests(2);
+  EXPECT_EQ(sent, (std::vector<bool>{false, false}));
+  EXPECT_EQ(transport->bodies.size(), 1u) << "within the pause";
+  ASSERT_EQ(delayed->size(), 1u);
+  delayed->back().second();
+  device.device().waitUntilIdle();
+  EXPECT_EQ(lastEvents(), first);
+
   analytics.trackEvent("c", nullptr);  // while the flush is under way
-  EXPECT_EQ(names(transport->bodies[1]["events"]), "a b ");
-  transport->pending[1](Value::dictionary());
-  flush();
-  waitForRequests(3);
-  EXPECT_EQ(names(transport->bodies[2]["events"]), "c ");
-  EXPECT_EQ(sent, (std::vector<bool>{false, true}));
-  transport->pending[2](zn::nil);
+  for (int count = 0; count < 1000; ++count) flush();
   analytics.flushWithCompletionBlock([](bool) { throw std::runtime_error("of the host"); });
-  waitForRequests(4);
-  transport->pending[3](zn::nil);
+  answer({Value::dictionary()});
+  EXPECT_EQ(transport->bodies.size(), 3u) << "flushes that wait are one";
+  EXPECT_EQ(names(lastEvents()), "c ");
+  answer({zn::nil, 503, 3600});
+  EXPECT_EQ(sent.size(), 1002u);
+  ASSERT_EQ(delayed->size(), 2u);
+  EXPECT_GE(delayed->back().first, 3600);
+}
+
+TEST_F(AnalyticsTest, WhatTheServerRefusesByItselfIsSetAsideAndTheRestIsSent) {
+  for (int number = 0; number < 1200; ++number) {
+    analytics.trackEvent(number == 700 || number == 701 ? "bad" : "n" + std::to_string(number), nullptr);
+  }
+  analytics.trackEvent("long", ZNProperties::initWithAttributes(Value::dictionary({{"k", std::string(200'000, 'x')}})));
+  analytics.trackEvent("long", ZNProperties::initWithAttributes(Value::dictionary({{"k", std::string(300'000, 'x')}})));
   flush();
-  waitForRequests(5);
+  std::size_t taken = 0;
+  std::size_t answered = 0;
+  while (transport->pending.size() > answered) {
+    answered = transport->pending.size();
+    const Value events = lastEvents();
+    EXPECT_LE(events.size(), 500u);
+    EXPECT_TRUE(events.size() == 1 || zn::jsonText(transport->bodies.back()).size() <= 256'000u);
+    const bool isBad = names(events).find("bad") != std::string::npos;
+    const bool isLarge = events.size() > 300;
+    if (!isBad && !isLarge) taken += events.size();
+    answer(isLarge ? zn::NetworkAnswer{zn::nil, 413}
+           : isBad ? zn::NetworkAnswer{zn::nil, 422}
+                   : zn::NetworkAnswer{Value::dictionary()});
+  }
+  EXPECT_EQ(taken, 1200u);
+  EXPECT_EQ(sent, std::vector<bool>{true});
+  EXPECT_LT(answered, 60u);
+  const auto refused = zn::readFile(device.home() + "/Library/ZNAnalytics/Events.jsonl.refused");
+  ASSERT_TRUE(refused);
+  EXPECT_EQ(std::count(refused->begin(), refused->end(), '\n'), 2);
+  EXPECT_EQ(zn::readFile(device.home() + "/Library/ZNAnalytics/Events.jsonl")->size(), 0u);
+}
+
+TEST(EventPauses, GrowSpreadAndHonourWhatTheServerAsksFor) {
+  EXPECT_EQ(zn::pauseAfterFailures(1, 0, 0), 5);
+  EXPECT_EQ(zn::pauseAfterFailures(1, 0, 1), 15);
+  EXPECT_EQ(zn::pauseAfterFailures(3, 0, 0.5), 40);
+  EXPECT_EQ(zn::pauseAfterFailures(4'000'000'000, 0, 0.5), 1800);
+  EXPECT_EQ(zn::pauseAfterFailures(1, 60, 0.5), 65);
+  EXPECT_EQ(zn::pauseAfterFailures(1, 1e12, 0), 86400);
 }
 
 TEST(EventQueue, SurvivesHalfWrittenLinesAndStaysBounded) {
@@ -83,22 +155,28 @@ TEST(EventQueue, SurvivesHalfWrittenLinesAndStaysBounded) {
   std::ofstream(file, std::ios::app) << "{\"name\": \"ha";
   zn::EventQueue queue;
   queue.append(Value::dictionary({{"name", "second"}}));
-  EXPECT_EQ(names(queue.read().events), "first second ");
+  EXPECT_EQ(names(queue.read(1000, zn::EventQueue::maximumBytes).events), "first second ");
 
   const std::string filler(1 << 16, 'x');
   for (int i = 0; i < 100; ++i) {
     queue.append(Value::dictionary({{"name", "n" + std::to_string(i)}, {"filler", filler}}));
   }
   EXPECT_LE(zn::readFile(file)->size(), static_cast<std::size_t>(zn::EventQueue::maximumBytes));
-  const auto batch = queue.read();
+  const auto batch = queue.read(1000, zn::EventQueue::maximumBytes);
   EXPECT_EQ(batch.events.elements().back()["name"], "n99");
   queue.append(Value::dictionary({{"name", "late"}}));
   queue.remove(batch);
-  EXPECT_EQ(names(queue.read().events), "late ");
-  queue.remove(queue.read());
+  EXPECT_EQ(names(queue.read(1000, zn::EventQueue::maximumBytes).events), "late ");
+  queue.append(Value::dictionary({{"name", "later"}}));
+  queue.remove(queue.read(1, 1));
+  {
+    zn::EventQueue restarted;
+    EXPECT_EQ(names(restarted.read(1000, zn::EventQueue::maximumBytes).events), "later ") << "what was sent is gone";
+  }
+  queue.remove(queue.read(1000, zn::EventQueue::maximumBytes));
   EXPECT_EQ(zn::readFile(file)->size(), 0u);
   queue.append(Value::dictionary({{"name", "again"}}));
-  EXPECT_EQ(names(queue.read().events), "again ");
+  EXPECT_EQ(names(queue.read(1000, zn::EventQueue::maximumBytes).events), "again ");
 }
 
 }  // namespace

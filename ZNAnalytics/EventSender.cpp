@@ -1,0 +1,166 @@
+#include "ZNAnalytics/EventSender.h"
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <utility>
+
+#include "Platform/Device.h"
+#include "Platform/Foundation/Dispatch.h"
+#include "Platform/Foundation/Format.h"
+#include "Platform/Foundation/Json.h"
+
+namespace zn {
+
+namespace {
+
+constexpr double kFirstPause = 10;
+constexpr double kLongestPause = 1800;
+constexpr double kLongestRetryAfter = 24 * 3600;
+/// A server that refuses so many events one after another refuses for a reason of its own.
+constexpr unsigned kMostRefusals = 10;
+
+Value bodyOf(const Value& events) {
+  const auto query = ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::events);
+  Value body = Value::dictionary({{"events", events}});
+  body.setObjectNilHandled(query, "query_params");
+  return body;
+}
+
+/// Whether the server refuses the events themselves: sending them again would not help.
+bool isRefusal(int status) {
+  return status >= 400 && status < 500 && status != 401 && status != 403 && status != 408 && status != 429;
+}
+
+bool isToBeLeftAlone(int status) { return status == 429 || status == 503; }
+
+double randomFraction() {
+  static thread_local std::mt19937 generator{std::random_device{}()};
+  return std::uniform_real_distribution<double>(0, 1)(generator);
+}
+
+void complete(const std::vector<std::function<void(bool)>>& completions, bool sent) {
+  for (const auto& each : completions) {
+    runTask([&] { each(sent); }, *Device::current().systemLog);  // the host's, which may throw
+  }
+}
+
+}  // namespace
+
+double pauseAfterFailures(unsigned failures, double retryAfter, double fraction) {
+  const double pause = std::min(kLongestPause, kFirstPause * std::exp2(std::max(failures, 1u) - 1.0));
+  return std::max(std::min(retryAfter, kLongestRetryAfter), pause / 2) + pause * fraction;
+}
+
+void EventSender::flush(std::function<void(bool sent)> completion) {
+  {
+    Lock lock(mutex_);
+    if (state_ != State::pausing) {
+      isWanted_ = true;
+      if (completion) waiting_.push_back(std::move(completion));
+      if (state_ == State::running) return;
+      state_ = State::running;
+      completion = nullptr;
+    } else if (!completion) {
+      return;
+    }
+  }
+  if (completion) return dispatchAsync(Queue::global, [completion = std::move(completion)] { completion(false); });
+  dispatchAsync(Queue::global, [self = shared_from_this()] { self->begin(); });
+}
+
+void EventSender::begin() {
+  {
+    Lock lock(mutex_);
+    served_ = std::exchange(waiting_, {});
+    isWanted_ = false;
+  }
+  due_ = queue_->bytes();
+  most_ = ceiling_ = maximumEvents;
+  refusals_ = 0;
+  sendNext();
+}
+
+void EventSender::sendNext() {
+  const auto around = static_cast<std::int64_t>(jsonText(bodyOf(Value::array())).size());
+  EventQueue::Batch batch;
+  while (due_ > 0) {
+    batch = queue_->read(most_, maximumBytes - around);
+    if (!batch.events.isEmpty()) break;
+    if (batch.bytes == 0) return end(true);
+    leave(batch);  // nothing but what was sent before, or cannot be read
+  }
+  if (due_ <= 0) return end(true);
+  ZNNetworkRequest::initWithService(ZNService::events, nil, nil, bodyOf(batch.events), nil)
+      ->executeForAnswer([self = shared_from_this(), batch](const NetworkAnswer& answer) {
+        dispatchAsync(Queue::global, [self, batch, answer] { self->answered(batch, answer); });
+      });
+}
+
+void EventSender::leave(const EventQueue::Batch& batch) {
+  queue_->remove(batch);
+  due_ -= batch.bytes;
+  most_ = std::min(ceiling_, 2 * most_);
+}
+
+void EventSender::answered(const EventQueue::Batch& batch, const NetworkAnswer& answer) {
+  if (answer.response.isNil()) {
+    if (isRefusal(answer.status)) return refused(batch, answer.status);
+    return end(false, isToBeLeftAlone(answer.status) ? answer.retryAfter : 0);
+  }
+  leave(batch);
+  refusals_ = 0;
+  {
+    Lock lock(mutex_);
+    failures_ = 0;
+  }
+  sendNext();
+}
+
+void EventSender::refused(const EventQueue::Batch& batch, int status) {
+  constexpr int kTooLarge = 413;
+  const std::size_t count = batch.events.size();
+  if (count > 1) {
+    most_ = count / 2;
+    if (status == kTooLarge) ceiling_ = most_;
+    return sendNext();
+  }
+  const Value& event = batch.events.elements()[0];
+  const std::string path = queue_->setAside(event);
+  if (path.empty()) return end(false);
+  Device::current().systemLog->diagnostic(format("the server refused an event with status %ld; it is kept in %@: %@",
+                                                 static_cast<long>(status), path,
+                                                 event["name"].isNil() ? Value("device record") : event["name"]));
+  leave(batch);
+  if (++refusals_ == kMostRefusals) return end(false);
+  sendNext();
+}
+
+void EventSender::end(bool sent, double retryAfter) {
+  Completions completions;
+  bool isNextWanted = false;
+  double pause = 0;
+  {
+    Lock lock(mutex_);
+    completions = std::exchange(served_, {});
+    if (!sent) {
+      for (auto& each : std::exchange(waiting_, {})) completions.push_back(std::move(each));
+      pause = pauseAfterFailures(++failures_, retryAfter, randomFraction());
+    }
+    isNextWanted = sent && isWanted_;
+    state_ = !sent ? State::pausing : isNextWanted ? State::running : State::idle;
+  }
+  if (!sent) {
+    dispatchAfter(Queue::global, pause, [self = shared_from_this()] {
+      {
+        Lock lock(self->mutex_);
+        self->state_ = State::idle;
+      }
+      self->flush(nullptr);
+    });
+  }
+  if (isNextWanted) dispatchAsync(Queue::global, [self = shared_from_this()] { self->begin(); });
+  complete(completions, sent);
+}
+
+}  // namespace zn
