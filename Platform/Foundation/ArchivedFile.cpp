@@ -1,14 +1,18 @@
 #include "Platform/Foundation/ArchivedFile.h"
 
+#include <cxxabi.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <exception>
 #include <system_error>
 #include <utility>
 
 #include "Platform/Device.h"
+#include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
+#include "Platform/Foundation/Storage.h"
 
 namespace zn {
 
@@ -21,23 +25,33 @@ void ArchivedFile::load(std::span<const ArchivedClass> classes, IsWanted isWante
     classes_ = classes;
     isWanted_ = isWanted;
     adopt_ = std::move(adopt);
-    readLocked(reports);
+    readLocked();
+    noteStateLocked(reports);
     if (file_.contents != Contents::present && later_.contents != Contents::present) adopt_(nullptr);
   }
   tell(reports);
 }
 
 /// The newest first: each goes below what is there already.
-void ArchivedFile::readLocked(Reports& reports) {
+void ArchivedFile::readLocked() {
   const std::string path = path_();
   if (later_.contents == Contents::unread) readPartLocked(later_, laterPath(path));
   if (file_.contents == Contents::unread) readPartLocked(file_, path);
+}
+
+/// A save that failed counts more than what it could not read.
+void ArchivedFile::noteStateLocked(Reports& reports) {
+  const std::string path = path_();
   const bool isUnread = file_.contents == Contents::unread;
-  const std::string& problem = isUnread ? file_.problem : later_.problem;
-  if (!isUnread && later_.contents != Contents::unread) {
-    told_.clear();
-  } else if (std::exchange(told_, problem) != problem) {
-    reports.push_back(problem + (isUnread ? "; until it can be read, changes are kept in " + laterPath(path) : ""));
+  if (!failure_.empty()) {
+    if (Storage::failed(path, failure_)) reports.push_back(failure_ + "; changes stay in memory until it can be saved");
+  } else if (isUnread || later_.contents == Contents::unread) {
+    const std::string& problem = isUnread ? file_.problem : later_.problem;
+    if (!Storage::failed(path, problem)) return;
+    reports.push_back(problem + (isUnread ? "; until it can be read, changes are kept in " + laterPath(path)
+                                          : "; what it holds comes in when it can be read"));
+  } else {
+    Storage::succeeded(path);
   }
 }
 
@@ -69,14 +83,23 @@ bool ArchivedFile::save(const std::function<std::shared_ptr<const Coding>()>& ne
                         const Steps& steps) {
   Reports reports;
   bool saved = false;
+  std::exception_ptr thrown;
   {
     Lock lock(mutex_);
-    failed_ = true;  // also where something throws
-    readLocked(reports);
-    saved = saveLocked(newest, error, steps, reports);
-    failed_ = !saved;
+    try {
+      readLocked();
+      saved = saveLocked(newest, error, steps, reports);
+    } catch (const abi::__forced_unwind&) {
+      throw;  // thread cancellation is not an exception that may be kept
+    } catch (...) {
+      thrown = std::current_exception();
+      error = "cannot save " + path_() + ": " + currentExceptionText();
+    }
+    failure_ = saved ? "" : error;
+    noteStateLocked(reports);
   }
   tell(reports);
+  if (thrown) std::rethrow_exception(thrown);
   return saved;
 }
 
@@ -113,8 +136,9 @@ bool ArchivedFile::retry() {
   bool isDue = false;
   {
     Lock lock(mutex_);
-    readLocked(reports);
-    isDue = failed_ || (file_.contents != Contents::unread && later_.contents == Contents::present);
+    readLocked();
+    noteStateLocked(reports);
+    isDue = !failure_.empty() || (file_.contents != Contents::unread && later_.contents == Contents::present);
   }
   tell(reports);
   return isDue;

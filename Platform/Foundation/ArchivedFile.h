@@ -17,8 +17,8 @@ namespace zn {
 /// A file that was read and is damaged, wholly or in part, is kept aside (see keepAside) before the first save replaces
 /// it. One that cannot be read now (no descriptors, no permission, a failing disk) is not damaged: it stays untouched,
 /// saves go to "NAME.later" beside it, and every save and `retry` reads again. Once it can be read, its owner puts
-/// what it holds below the present state, the next save writes it, and "NAME.later" goes. Both are said in the device's
-/// system log, once a cause.
+/// what it holds below the present state, the next save writes it, and "NAME.later" goes. What cannot be read or
+/// written, and what is kept aside, is said in the device's system log, once a cause; zn::Storage tells of the former.
 ///
 /// Thread: any. Savers are put in order, and each writes the newest state; reading and saving block on the disk.
 class ZN_EXPORT ArchivedFile {
@@ -70,7 +70,8 @@ class ZN_EXPORT ArchivedFile {
   using Reports = std::vector<std::string>;
 
   void load(std::span<const ArchivedClass> classes, IsWanted isWanted, Adopt adopt);
-  void readLocked(Reports& reports) ZN_REQUIRES(mutex_);
+  void readLocked() ZN_REQUIRES(mutex_);
+  void noteStateLocked(Reports& reports) ZN_REQUIRES(mutex_);
   void readPartLocked(Part& part, const std::string& path) ZN_REQUIRES(mutex_);
   bool keepAsideLocked(Part& part, const std::string& path, Reports& reports, std::string& error) ZN_REQUIRES(mutex_);
   bool saveLocked(const std::function<std::shared_ptr<const Coding>()>& newest, std::string& error, const Steps& steps,
@@ -84,8 +85,7 @@ class ZN_EXPORT ArchivedFile {
   Adopt adopt_ ZN_GUARDED_BY(mutex_);
   Part file_ ZN_GUARDED_BY(mutex_);
   Part later_ ZN_GUARDED_BY(mutex_);
-  bool failed_ ZN_GUARDED_BY(mutex_) = false;  // the last save
-  std::string told_ ZN_GUARDED_BY(mutex_);     // why it cannot be read
+  std::string failure_ ZN_GUARDED_BY(mutex_);  // of the last save; empty if it went well
 };
 
 }  // namespace zn

@@ -13,6 +13,7 @@
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/PropertyList.h"
+#include "Platform/Foundation/Storage.h"
 
 namespace zn {
 
@@ -184,6 +185,7 @@ DefaultsStore::Outcome DefaultsStore::change(const std::function<void(Value&)>& 
     const Lock lock(state_);
     unwritten_.clear();
     mergeLocked();
+    Storage::succeeded(path_);
     return Outcome::written;
   }
   const Data bytes = binaryPropertyList(after);
@@ -192,7 +194,7 @@ DefaultsStore::Outcome DefaultsStore::change(const std::function<void(Value&)>& 
     Loaded fresh = load();
     const Lock lock(state_);
     unwritten_.clear();
-    failing_ = false;
+    Storage::succeeded(path_);
     adoptLocked(fresh);
     return Outcome::written;
   }
@@ -202,7 +204,7 @@ DefaultsStore::Outcome DefaultsStore::change(const std::function<void(Value&)>& 
   const Lock lock(state_);
   unwritten_ = changes;
   mergeLocked();
-  if (!std::exchange(failing_, true)) reports.push_back(error + "; changes of these user defaults stay in memory");
+  if (Storage::failed(path_, error)) reports.push_back(error + "; changes of these user defaults stay in memory");
   return Outcome::unwritten;
 }
 

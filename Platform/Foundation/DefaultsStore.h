@@ -94,7 +94,6 @@ class DefaultsStore {
   Loaded loaded_ ZN_GUARDED_BY(state_);
   std::vector<Change> unwritten_ ZN_GUARDED_BY(state_);
   Value merged_ ZN_GUARDED_BY(state_) = Value::dictionary();
-  bool failing_ ZN_GUARDED_BY(state_) = false;  // and reported
 };
 
 }  // namespace zn

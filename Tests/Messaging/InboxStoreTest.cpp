@@ -9,6 +9,7 @@
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/Json.h"
 #include "Platform/Foundation/NSUserDefaults.h"
+#include "Platform/Foundation/Storage.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
@@ -41,6 +42,12 @@ class EventRecorder : public zn::AnalyticsObserver {
     events.push_back(name + " " + zn::jsonText(attributes));
   }
   std::vector<std::string> events;
+};
+
+class StorageRecorder : public zn::StorageObserver {
+ public:
+  void storageChanged(const std::vector<zn::StorageProblem>& problems) override { counts.push_back(problems.size()); }
+  std::vector<std::size_t> counts;
 };
 
 TEST(InboxStore, StartsEmptyAndWritesNothingBeforeTheFirstChange) {
@@ -218,15 +225,32 @@ TEST(InboxStore, AFileThatCannotBeWrittenIsLoggedAndMemoryKeepsItsState) {
   store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
   std::rename((device.home() + "/Library").c_str(), (device.home() + "/Away").c_str());
   std::ofstream(device.home() + "/Library") << "in the way";
+  const auto observer = std::make_shared<StorageRecorder>();
+  zn::Storage::addObserver(observer);
+  testing::internal::CaptureStderr();
   store->updateClickedNotificationInStorageWithPayload(realisticPayload("c2"));
   EXPECT_EQ(store->getAllNotificationCount(), 2u);
   ASSERT_FALSE(device.log().empty());
   EXPECT_EQ(device.log().back().find("Inbox could not be saved: "), 0u) << device.log().back();
+  store->markInboxNotificationReadForCampaignID("c1");
+  store->removeNotificationForCampaignID("none");
+  EXPECT_FALSE(store->updateInboxStorage());
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+  const auto problems = zn::Storage::problems();
+  ASSERT_EQ(problems.size(), 1u);
+  EXPECT_EQ(problems[0].file, device.inboxFile());
+  EXPECT_EQ(problems[0].since, Date{1700000000});
+  EXPECT_EQ(said, "zintar: " + problems[0].reason + "; changes stay in memory until it can be saved\n");
   std::remove((device.home() + "/Library").c_str());
   std::rename((device.home() + "/Away").c_str(), (device.home() + "/Library").c_str());
   EXPECT_EQ(launched()->getAllNotificationCount(), 1u) << "the old file stands";
-  EXPECT_TRUE(store->updateInboxStorage());
+  device.clock().set(1700000100);
+  store->retryStorage();
   EXPECT_EQ(launched()->getAllNotificationCount(), 2u);
+  EXPECT_TRUE(zn::Storage::problems().empty());
+  device.device().runPending();
+  EXPECT_EQ(observer->counts, (std::vector<std::size_t>{1, 0}));
 }
 
 TEST(InboxStore, ASecondClickKeepsTheFirstClicksDates) {

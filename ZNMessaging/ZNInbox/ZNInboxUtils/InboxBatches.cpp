@@ -13,6 +13,7 @@
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/PropertyList.h"
+#include "Platform/Foundation/Storage.h"
 
 namespace zn {
 
@@ -109,7 +110,7 @@ void InboxBatches::look(bool isFirst) {
     for (const Number number : numbers) {
       last_ = std::max(last_, number);
       const State state = isVoid_ ? State::contained : State::waiting;
-      kept_.try_emplace(number, Kept{state, {.number = number}, false});
+      kept_.try_emplace(number, Kept{state, {number, Source::older, nil}, false});
     }
     if (isListed_) isVoid_ = false;
     numbers.clear();
@@ -117,18 +118,24 @@ void InboxBatches::look(bool isFirst) {
       if (!kept.isRead) numbers.push_back(number);
     }
   }
-  if (failure && isFirst) tell("cannot list " + folder_ + ": " + failure.message() + "; what is there comes later");
-  for (const Number number : numbers) read(number, isFirst);
+  const std::string problem = failure ? "cannot list " + folder_ + ": " + failure.message() : "";
+  if (problem.empty()) {
+    Storage::succeeded(folder_);
+  } else if (Storage::failed(folder_, problem)) {
+    tell(problem + "; what is there comes in when it can be read");
+  }
+  for (const Number number : numbers) read(number);
 }
 
-void InboxBatches::read(Number number, bool isFirst) {
+void InboxBatches::read(Number number) {
   const std::string path = fileOf(number);
   std::string error;
   const std::optional<Data> bytes = readFile(path, &error);
   if (!bytes && !error.empty()) {
-    if (isFirst) tell(error + "; it comes in when it can be read");
+    if (Storage::failed(path, error)) tell(error + "; it comes in when it can be read");
     return;
   }
+  Storage::succeeded(path);
   const std::optional<Value> list = bytes ? parsePropertyList(*bytes, &error) : std::nullopt;
   auto batch = list ? batchFrom(number, *list) : std::nullopt;
   if (bytes && !batch) {
@@ -205,8 +212,10 @@ InboxBatch InboxBatches::keep(InboxBatch batch, Number above) {
   std::string error;
   if (!createDirectoryAtPath(folder_, true, &error) ||
       !replaceFile(fileOf(batch.number), binaryPropertyList(listOf(batch)), &error)) {
+    if (Storage::failed(folder_, error)) tell(error + "; what a synchronisation takes stays where it is, clicks wait");
     throw Exception(error);
   }
+  if (isListed()) Storage::succeeded(folder_);
   const Lock lock(mutex_);
   Kept& kept = kept_[batch.number];
   kept = {State::taken, batch};

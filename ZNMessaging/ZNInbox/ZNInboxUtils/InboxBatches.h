@@ -94,7 +94,7 @@ class InboxBatches {
   std::string fileOf(Number number) const;
   std::string recordFile() const;
   void look(bool isFirst);
-  void read(Number number, bool isFirst);
+  void read(Number number);
   Save recordOf(const std::vector<std::string>& inboxFiles);
   static Save saveFrom(const Value& record);
   static Value recordFor(const Save& save);
