@@ -12,6 +12,7 @@
 
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Mutex.h"
+#include "Platform/Foundation/SingleLine.h"
 #include "Platform/HeadlessDevice.h"
 
 namespace zn {
@@ -77,8 +78,10 @@ void DeviceNotifications::removeDelivered(const std::optional<std::vector<std::s
 
 DeviceScreen::~DeviceScreen() = default;
 void DeviceScreen::openLink(LinkKind kind, const std::string& url) {
+  // A link's query and fragment carry what is between its sender and the user: tokens, names, codes.
+  const std::string shown = url.substr(0, url.find_first_of("?#"));
   Device::current().systemLog->diagnostic(std::string("this device opens no links: ") +
-                                          (kind == LinkKind::deeplink ? "deep link " : "landing page ") + url);
+                                          (kind == LinkKind::deeplink ? "deep link " : "landing page ") + shown);
 }
 bool DeviceScreen::showsAlerts() const { return false; }
 void DeviceScreen::present(const std::shared_ptr<UIViewController>&, bool) {}
@@ -86,8 +89,8 @@ std::shared_ptr<UIViewController> DeviceScreen::topMostViewController() const { 
 void DeviceScreen::setPasteboard(const std::string&) {}
 
 DeviceSystemLog::~DeviceSystemLog() = default;
-void DeviceSystemLog::write(const std::string& text) { std::fputs((text + "\n").c_str(), stderr); }
-void DeviceSystemLog::diagnostic(const std::string& text) { std::fputs(("zintar: " + text + "\n").c_str(), stderr); }
+void DeviceSystemLog::write(const std::string& text) { std::fputs((singleLine(text) + "\n").c_str(), stderr); }
+void DeviceSystemLog::diagnostic(const std::string& text) { DeviceSystemLog::write("zintar: " + text); }
 
 void runTask(const Task& task, DeviceSystemLog& log) {
   try {
@@ -118,7 +121,7 @@ std::optional<tm> inZoneOfProcess(Date at) {
 /// From the environment, or else from the link that administrators set.
 std::string identifierOfZoneOfProcess() {
   std::error_code none;
-  const char* set = std::getenv("TZ");
+  const char* set = ::secure_getenv("TZ");
   std::string zone = set ? set : std::filesystem::read_symlink("/etc/localtime", none).string();
   if (zone.starts_with(':')) zone.erase(0, 1);
   constexpr std::string_view kFolder = "zoneinfo/";

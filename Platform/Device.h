@@ -104,7 +104,7 @@ enum class LinkKind { deeplink, landing };
 class ZN_EXPORT DeviceScreen {
  public:
   virtual ~DeviceScreen();
-  /// Opens an absolute URL, as text. none: reports it as a diagnostic, so that the click is not lost without a trace.
+  /// Opens an absolute URL, as text. none: a diagnostic, so that the click leaves a trace, without query and fragment.
   virtual void openLink(LinkKind kind, const std::string& url);
   virtual bool showsAlerts() const;  ///< none: false
   /// Shows a controller above everything else: an alert, with its buttons, or a screen of the host. none: nothing.
@@ -117,10 +117,10 @@ class ZN_EXPORT DeviceScreen {
 class ZN_EXPORT DeviceSystemLog {
  public:
   virtual ~DeviceSystemLog();
-  /// A line of the application's own for the machine's log. none: standard error.
+  /// A line of the application's own for the machine's log. none: standard error, with control characters escaped.
   virtual void write(const std::string& text);
   /// Something that this library wants its user to know and that has no other way out: an unreadable file, a full disk,
-  /// an exception that left a task. none: standard error, with "zintar: " before it.
+  /// an exception that left a task. none: the same, with "zintar: " before it.
   virtual void diagnostic(const std::string& text);
 };
 
@@ -150,7 +150,7 @@ class ZN_EXPORT Device {
   static Device& current();
 
   /// Called at the normal end of the process, after which no task starts any more: stop threads here. Tasks that were
-  /// running have ended when it returns. none: nothing.
+  /// running have ended when it returns, or are left behind because they hold up that end. none: nothing.
   virtual void shutDown();
 };
 

@@ -88,9 +88,9 @@ class PooledQueues final : public DeviceQueues {
 
 /// The user's own folder for data, as the XDG Base Directory standard has it; relative settings do not count.
 std::string dataFolder() {
-  if (const char* configured = std::getenv("XDG_DATA_HOME"); configured && *configured == '/') return configured;
+  if (const char* configured = ::secure_getenv("XDG_DATA_HOME"); configured && *configured == '/') return configured;
   std::string home;
-  if (const char* set = std::getenv("HOME"); set && *set == '/') {
+  if (const char* set = ::secure_getenv("HOME"); set && *set == '/') {
     home = set;
   } else {
     passwd entry{};

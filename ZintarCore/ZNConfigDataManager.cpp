@@ -1,5 +1,11 @@
 #include "ZintarCore/ZNConfigDataManager.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+#include <algorithm>
+#include <cctype>
+
 #include "Platform/Device.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
@@ -24,6 +30,7 @@ struct ZNConfigDataManager::Settings {
   std::int64_t realTimeTriggerSyncInterval = 3600;
   zn::Value queryParams;
   zn::Value serverAddress;
+  bool serverAllowsPlainHttp = false;
   zn::Value endpoints;
   std::optional<double> serverConnectTimeout;
   std::optional<double> serverTimeout;
@@ -81,6 +88,26 @@ void setAddress(zn::Value& target, const zn::Value& value) {
   if (!isWeb || value.string().find_first_of("?#@") != std::string_view::npos)
     refuse("server.address", kExpected, value);
   target = url->absoluteString();
+}
+
+/// Whether requests to that address stay on this machine.
+bool isLoopback(std::string_view host) {
+  std::string name(host);
+  std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
+  if (name == "localhost" || name.ends_with(".localhost")) return true;  // RFC 6761
+  in6_addr six{};
+  if (::inet_pton(AF_INET6, name.c_str(), &six) == 1) return IN6_IS_ADDR_LOOPBACK(&six);
+  in_addr four{};
+  constexpr std::uint32_t kLoopbackNetwork = 127;
+  return ::inet_pton(AF_INET, name.c_str(), &four) == 1 && ntohl(four.s_addr) >> 24 == kLoopbackNetwork;
+}
+
+/// What users do, and what their notifications say, is for nobody else on the network.
+void refusePlainHttpBeyondThisMachine(const zn::Value& address, bool isAllowed) {
+  const auto url = address.isString() ? NSURL::URLWithString(address.string()) : std::nullopt;
+  if (isAllowed || !url || url->scheme() != "http" || isLoopback(url->host())) return;
+  refuse("server.address", "https where the server is not on this machine (or \"server.allowPlainHttp\" be true)",
+         address);
 }
 
 void setEndpoints(zn::Value& target, const zn::Value& value) {
@@ -142,6 +169,8 @@ void ZNConfigDataManager::Settings::applyServer(const zn::Value& value) {
     const std::string path = "server." + std::string(name);
     if (name == "address") {
       setAddress(serverAddress, setting);
+    } else if (name == "allowPlainHttp") {
+      setBoolean(serverAllowsPlainHttp, path, setting);
     } else if (name == "endpoints") {
       setEndpoints(endpoints, setting);
     } else if (name == "connectTimeout") {
@@ -154,6 +183,7 @@ void ZNConfigDataManager::Settings::applyServer(const zn::Value& value) {
       throw zn::Exception(zn::format("configuration key \"%@\" is not known", path));
     }
   }
+  refusePlainHttpBeyondThisMachine(serverAddress, serverAllowsPlainHttp);
 }
 
 const std::shared_ptr<ZNConfigDataManager>& ZNConfigDataManager::sharedInstance() {

@@ -27,9 +27,9 @@ class ZN_EXPORT ZNConfigDataManager {
   /// Sets the given keys, leaves the others. Throws zn::Exception that names the first key that is unknown or has the
   /// wrong type; nothing is changed then. Keys: accountActive, sdkEnabled, inboxServiceActive, realTimeTriggersEnabled,
   /// appDelegateProxyEnabled (booleans), appID, appGroupID, appVersion (strings), inboxDefaultExpiry,
-  /// realTimeTriggerSyncInterval (seconds), queryParams (dictionary or null), server (dictionary; of it too only
-  /// the given keys are set: "address", "endpoints" with a path for each service, and the limits of a request,
-  /// "connectTimeout" and "timeout" in seconds and "maximumResponseBytes").
+  /// realTimeTriggerSyncInterval (seconds), queryParams (dictionary or null), server (dictionary; of it too only the
+  /// given keys are set: "address", with http only on this machine unless "allowPlainHttp" is true, "endpoints" with a
+  /// path for each service, and a request's "connectTimeout" and "timeout" in seconds and "maximumResponseBytes").
   ///
   /// May be called again at any time. Where a value differs from the one before, kNotificationNameUpdateModules is
   /// posted on this thread, so that modules that run already go by it at once: an account that becomes active later

@@ -1,5 +1,8 @@
 #include "ZintarCore/ZNLogger.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -7,7 +10,9 @@
 #include <utility>
 
 #include "Platform/Device.h"
+#include "Platform/Foundation/Descriptor.h"
 #include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/SingleLine.h"
 #include "ZintarCore/ExceptionGuard.h"
 
 struct ZNLogger::Sinks {
@@ -25,10 +30,25 @@ const char* baseName(const char* path) {
 
 std::string printed(const ZNLogger::Line& line) {
   const double now = zn::secondsSince1970();
-  if (line.operation.empty()) return zn::format("%0.3f [%d] %@\n", now, line.type, line.text);
-  std::string text = zn::format("%0.3f [error] %@:%d %@: %@\n", now, line.file, line.line, line.operation, line.text);
-  for (const std::string& frame : line.callStack) text += "    " + frame + "\n";
+  const std::string message = zn::singleLine(line.text);
+  if (line.operation.empty()) return zn::format("%0.3f [%d] %@\n", now, line.type, message);
+  std::string text = zn::format("%0.3f [error] %@:%d %@: %@\n", now, line.file, line.line, line.operation, message);
+  for (const std::string& frame : line.callStack) text += "    " + zn::singleLine(frame) + "\n";
   return text;
+}
+
+/// Opens a file to append to it that nobody but its owner may read: the lines hold what the user was sent and did.
+std::shared_ptr<std::FILE> openPrivate(const std::string& path) {
+  constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+  zn::Descriptor opened(::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, kOwnerOnly));
+  struct stat status {};
+  if (!opened || ::fstat(opened.get(), &status) != 0) return nullptr;
+  const bool isOpenToOthers = S_ISREG(status.st_mode) && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
+  if (isOpenToOthers && ::fchmod(opened.get(), kOwnerOnly) != 0) return nullptr;
+  std::FILE* file = ::fdopen(opened.get(), "a");
+  if (!file) return nullptr;
+  opened.release();
+  return {file, &std::fclose};
 }
 
 }  // namespace
@@ -39,7 +59,7 @@ const std::shared_ptr<ZNLogger>& ZNLogger::sharedInstance() {
 }
 
 ZNLogger::ZNLogger() : sinks_(std::make_shared<const Sinks>()) {
-  const char* wanted = std::getenv("ZN_LOG");
+  const char* wanted = ::secure_getenv("ZN_LOG");
   if (wanted && std::string_view(wanted) == "1") setStandardError(true);
 }
 
@@ -62,9 +82,8 @@ void ZNLogger::setObserver(Observer observer) {
 bool ZNLogger::setFile(const std::string& path) {
   std::shared_ptr<std::FILE> file;
   if (!path.empty()) {
-    std::FILE* opened = std::fopen(path.c_str(), "ae");
-    if (!opened) return false;
-    file.reset(opened, &std::fclose);
+    file = openPrivate(path);
+    if (!file) return false;
   }
   changeSinks([&](Sinks& sinks) { sinks.file = std::move(file); });
   return true;

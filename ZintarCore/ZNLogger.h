@@ -11,8 +11,8 @@
 #include "Platform/Foundation/Mutex.h"
 
 /// The log of the whole library family. A line goes to every sink that is set: standard error (when the environment
-/// says ZN_LOG=1), a file, an observer. Without a sink nothing is formatted, and a call costs one relaxed load.
-///
+/// says ZN_LOG=1), a file, an observer; the first two get control characters escaped, so that no payload forges a line.
+/// Without a sink nothing is formatted, and a call costs one relaxed load.
 /// Thread: any. Lines of one thread keep their order. A sink must not call the library and must not throw.
 class ZN_EXPORT ZNLogger {
  public:
@@ -47,7 +47,7 @@ class ZN_EXPORT ZNLogger {
   bool isEnabled() const noexcept { return enabled_.load(std::memory_order_relaxed); }
 
   void setObserver(Observer observer);    ///< replaces the observer; an empty one removes it
-  bool setFile(const std::string& path);  ///< appends to that file from now on; "" ends it; false: cannot open
+  bool setFile(const std::string& path);  ///< appends to it, made private (0600); "" ends that; false: it cannot
   void setStandardError(bool enabled);
 
   ZNLogger();

@@ -20,6 +20,9 @@ USAGE
   and misbehaves on demand. There is no login and no TLS: keep it on this machine. Runs until it is
   interrupted. Comments (// and /* */) are allowed in all files.
 
+  Web pages cannot use it: a request with another page's Origin, or with a Host that is neither an
+  address, "localhost", this machine's name nor the one given with --host, gets status 403.
+
 OPTIONS
   --folder DIR      Where the files are. They are read again for every request.
   --host ADDRESS    The address to listen at (127.0.0.1).

@@ -8,8 +8,10 @@
 #include <cstring>
 
 #include "Apps/zinserver/Connections.h"
+#include "Apps/zinserver/GrowingPool.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Json.h"
+#include "Platform/Foundation/SingleLine.h"
 
 namespace zinserver {
 
@@ -20,10 +22,9 @@ namespace {
 constexpr const char* kJson = "application/json";
 constexpr const char* kHtml = "text/html";
 constexpr std::size_t kLongestBody = 8 << 20;  // more than a full queue of events
-constexpr std::size_t kThreads = 32;           // a kept connection occupies one
 constexpr std::size_t kRequestsPerConnection = 1000;
 
-void log(const std::string& text) { std::fputs(("zinserver: " + text + "\n").c_str(), stderr); }
+void log(const std::string& text) { std::fputs(("zinserver: " + zn::singleLine(text) + "\n").c_str(), stderr); }
 
 Value errorOf(const std::string& reason) { return Value::dictionary({{"error", reason}}); }
 
@@ -36,7 +37,8 @@ double now() { return std::chrono::duration<double>(std::chrono::system_clock::n
 
 }  // namespace
 
-Server::Server(std::string folder) : folder_(std::move(folder)) {
+Server::Server(std::string folder, std::string host)
+    : folder_(std::move(folder)), host_(std::move(host)), visitors_(host_) {
   // The library's own setting would let a second server take the same port, and each would get some of the requests.
   http_.set_socket_options([this](int descriptor) {
     listener_ = descriptor;
@@ -48,7 +50,7 @@ Server::Server(std::string folder) : folder_(std::move(folder)) {
   http_.set_keep_alive_max_count(kRequestsPerConnection);
   http_.new_task_queue = [this] {
     running_.set_value();  // from here on stopping works
-    return new httplib::ThreadPool(kThreads);
+    return new GrowingPool;
   };
   http_.set_exception_handler([](const auto&, httplib::Response& response, const std::exception_ptr& problem) {
     try {
@@ -65,34 +67,54 @@ Server::Server(std::string folder) : folder_(std::move(folder)) {
   addRoutes();
 }
 
+httplib::Server::Handler Server::forVisitors(Answerer answer) const {
+  // Not before the routing: the body of a request that is refused there would be read as the next request.
+  return [this, answer = std::move(answer)](const auto& request, auto& response) {
+    const std::string refusal = visitors_.refusal(request.get_header_value("Host"), request.get_header_value("Origin"));
+    if (refusal.empty()) return answer(request, response);
+    log(refusal);
+    give(response, 403, errorOf(refusal));
+  };
+}
+
 void Server::addRoutes() {
   for (const Service& service : kServices) {
-    http_.Post(service.path, [this, &service](const auto& request, auto& response) {
-      serve(service, request, response);
-      log(request.method + " " + request.path + ": " + std::to_string(response.status));
-    });
+    http_.Post(service.path, forVisitors([this, &service](const auto& request, auto& response) {
+                 serve(service, request, response);
+                 log(request.method + " " + request.path + ": " + std::to_string(response.status));
+               }));
   }
-  http_.Get("/received", [this](const auto&, auto& response) { give(response, 200, journal_.entries()); });
-  http_.Delete("/received", [this](const auto&, auto& response) {
-    journal_.clear();
-    give(response, 200, journal_.entries());
-  });
-  http_.Post("/faults", [this](const auto& request, auto& response) {
-    zn::JsonError error;
-    const auto description = zn::parseJson(request.body, &error);
-    if (!description) return give(response, 400, errorOf(error.text));
-    try {
-      faults_.add(faultOf(*description));
-    } catch (const zn::Exception& refusal) {
-      return give(response, 400, errorOf(refusal.reason()));
-    }
-    give(response, 200, faults_.descriptions());
-  });
-  http_.Get("/faults", [this](const auto&, auto& response) { give(response, 200, faults_.descriptions()); });
-  http_.Delete("/faults", [this](const auto&, auto& response) {
-    faults_.clear();
-    give(response, 200, faults_.descriptions());
-  });
+  addRoutesOfJournal();
+  addRoutesOfFaults();
+}
+
+void Server::addRoutesOfJournal() {
+  const auto show = [this](const auto&, auto& response) { give(response, 200, journal_.entries()); };
+  http_.Get("/received", forVisitors(show));
+  http_.Delete("/received", forVisitors([this, show](const auto& request, auto& response) {
+                 journal_.clear();
+                 show(request, response);
+               }));
+}
+
+void Server::addRoutesOfFaults() {
+  const auto show = [this](const auto&, auto& response) { give(response, 200, faults_.descriptions()); };
+  http_.Post("/faults", forVisitors([this, show](const auto& request, auto& response) {
+               zn::JsonError error;
+               const auto description = zn::parseJson(request.body, &error);
+               if (!description) return give(response, 400, errorOf(error.text));
+               try {
+                 faults_.add(faultOf(*description));
+               } catch (const zn::Exception& refusal) {
+                 return give(response, 400, errorOf(refusal.reason()));
+               }
+               show(request, response);
+             }));
+  http_.Get("/faults", forVisitors(show));
+  http_.Delete("/faults", forVisitors([this, show](const auto& request, auto& response) {
+                 faults_.clear();
+                 show(request, response);
+               }));
 }
 
 void Server::serve(const Service& service, const httplib::Request& request, httplib::Response& response) {
@@ -158,16 +180,16 @@ void Server::pause(double seconds) {
   stopped_.wait_for(lock, std::chrono::duration<double>(seconds), [this] { return stopping_; });
 }
 
-int Server::bind(const std::string& host, int port) {
+int Server::bind(int port) {
   errno = 0;
-  const bool bound = port == 0 ? (port_ = http_.bind_to_any_port(host)) > 0 : http_.bind_to_port(host, port_ = port);
+  const bool bound = port == 0 ? (port_ = http_.bind_to_any_port(host_)) > 0 : http_.bind_to_port(host_, port_ = port);
   if (bound) {
     // The library lets five wait, and others that come at the same time would try again after a second or three.
     ::listen(listener_, SOMAXCONN);
     return port_;
   }
   const std::string reason = errno ? std::strerror(errno) : "no such address";
-  throw zn::Exception("cannot listen at " + host + ", port " + std::to_string(port) + ": " + reason);
+  throw zn::Exception("cannot listen at " + host_ + ", port " + std::to_string(port) + ": " + reason);
 }
 
 void Server::serve() { http_.listen_after_bind(); }

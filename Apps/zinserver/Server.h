@@ -3,6 +3,7 @@
 #include <httplib.h>
 
 #include <condition_variable>
+#include <functional>
 #include <future>
 #include <mutex>
 #include <string>
@@ -11,22 +12,29 @@
 #include "Apps/zinserver/Faults.h"
 #include "Apps/zinserver/Journal.h"
 #include "Apps/zinserver/Services.h"
+#include "Apps/zinserver/Visitors.h"
 
 namespace zinserver {
 
 class Server {
  public:
-  explicit Server(std::string folder);
+  /// Will listen at that address.
+  Server(std::string folder, std::string host);
 
-  /// Listens at the address from now on, and returns the port. Throws zn::Exception.
-  int bind(const std::string& host, int port);
+  /// Listens from now on, and returns the port. Throws zn::Exception.
+  int bind(int port);
   /// Serves until `stop`. Once.
   void serve();
   /// Thread: any, once, also before `serve` got going. Breaks off what is under way.
   void stop();
 
  private:
+  using Answerer = std::function<void(const httplib::Request&, httplib::Response&)>;
+  /// Answers only those who may ask.
+  httplib::Server::Handler forVisitors(Answerer answer) const;
   void addRoutes();
+  void addRoutesOfJournal();
+  void addRoutesOfFaults();
   void serve(const Service& service, const httplib::Request& request, httplib::Response& response);
   zn::Value answer(const Service& service, const httplib::Request& request, int& status);
   std::optional<Fault> faultFor(int service);
@@ -34,6 +42,8 @@ class Server {
   void pause(double seconds);
 
   CampaignFolder folder_;
+  const std::string host_;
+  const Visitors visitors_;
   Faults faults_;
   Journal journal_;
   httplib::Server http_;

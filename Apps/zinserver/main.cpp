@@ -33,8 +33,8 @@ void run(const zinserver::Options& options) {
   const sigset_t signals = endingSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-  zinserver::Server server(options.folder);
-  const int port = server.bind(options.host, options.port);
+  zinserver::Server server(options.folder, options.host);
+  const int port = server.bind(options.port);
   const bool isVersion6 = options.host.find(':') != std::string::npos;
   const std::string host = isVersion6 ? "[" + options.host + "]" : options.host;
   std::printf("listening on http://%s:%d\n", host.c_str(), port);

@@ -17,14 +17,22 @@ namespace {
 
 volatile sig_atomic_t endingSignal = 0;
 
-void noteSignal(int signal) { endingSignal = signal; }
-
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+/// The first one is noted; whichever comes next ends the process as if nobody had asked for it.
+void noteSignal(int noted) {
+  endingSignal = noted;
+  for (const int signal : kEndingSignals) {
+    struct sigaction present = {};
+    sigaction(signal, nullptr, &present);
+    if (present.sa_handler == noteSignal) ::signal(signal, SIG_DFL);
+  }
+}
 
 void noteEndingSignals() {
   struct sigaction action = {};
   action.sa_handler = noteSignal;
-  action.sa_flags = SA_RESETHAND;  // no SA_RESTART: waiting for input shall end
+  action.sa_flags = 0;  // no SA_RESTART: waiting for input shall end
   for (const int signal : kEndingSignals) {
     struct sigaction before = {};
     sigaction(signal, nullptr, &before);

@@ -101,8 +101,8 @@ int start(zinstory::Starts& starts, const std::function<void()>& body) {
 }
 
 bool showsColours() {
-  const char* terminal = std::getenv("TERM");
-  return isatty(STDOUT_FILENO) && !std::getenv("NO_COLOR") && terminal && std::strcmp(terminal, "dumb") != 0;
+  const char* terminal = ::secure_getenv("TERM");
+  return isatty(STDOUT_FILENO) && !::secure_getenv("NO_COLOR") && terminal && std::strcmp(terminal, "dumb") != 0;
 }
 
 int tell(const Options& options) {

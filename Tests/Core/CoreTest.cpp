@@ -42,6 +42,34 @@ TEST(ExceptionGuard, LogsWhatFailedWhereAndGivesTheNeutralResult) {
   EXPECT_EQ(failures[2].text, "with cid(c1): broken");
 }
 
+TEST(Log, FilesArePrivateAndForeignTextForgesNoLine) {
+  TestDevice device;
+  const std::string path = device.home() + "/log";
+  std::ofstream(path) << "earlier\n";
+  std::filesystem::permissions(path, std::filesystem::perms{0644});
+  const auto& logger = ZNLogger::sharedInstance();
+  ASSERT_TRUE(logger->setFile(path));
+  const std::string forged = "a\n1.000 [1] forged\r\x1b[2J\xc2\x85\xe2\x80\xa8\xff \\ \xc3\xa9";
+  logger->logWithType(ZNLogger::kInfo, "%@", forged);
+  logger->setFile("");
+  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms{0600});
+  std::ifstream file(path);
+  std::string line;
+  std::getline(file, line);
+  EXPECT_EQ(line, "earlier");
+  std::getline(file, line);
+  EXPECT_EQ(line.substr(line.find(']') + 1), R"( a\n1.000 [1] forged\r\x1b[2J\x85\u2028\xff \ )"
+                                             "\xc3\xa9");
+  EXPECT_FALSE(std::getline(file, line)) << line;
+  EXPECT_EQ(device.log().back(), forged) << "an observer gets the text itself";
+
+  testing::internal::CaptureStderr();
+  device.device().screen->openLink(zn::LinkKind::landing, "https://shop.example/reset?token=1#code");
+  device.device().systemLog->diagnostic("two\nlines");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "zintar: this device opens no links: landing page https://shop.example/reset\nzintar: two\\nlines\n");
+}
+
 TEST(Configuration, AppliesAFileWithCommentsAndNamesThePlaceOfAnError) {
   TestDevice device;
   const auto& manager = ZNConfigDataManager::sharedInstance();
@@ -63,6 +91,19 @@ TEST(Configuration, AppliesAFileWithCommentsAndNamesThePlaceOfAnError) {
   EXPECT_EQ(load("{\"appGroupID\": \"group/x\"}"),
             ": configuration key \"appGroupID\" must be a name that a user-defaults suite can have, not group/x");
   EXPECT_NE(load("{\n \"appID\" \"x\"}").find("line 2"), std::string::npos);
+  for (const char* address :
+       {"http://push.example", "http://127.0.0.1.example", "http://10.0.0.1:80", "http://[::2]"}) {
+    const auto server = [&](const char* others) {
+      return zn::format("{\"server\": {\"address\": \"%@\"%@}}", address, others);
+    };
+    EXPECT_NE(load(server("").c_str()).find("\"server.allowPlainHttp\""), std::string::npos) << address;
+    EXPECT_EQ(load(server(", \"allowPlainHttp\": true").c_str()), "");
+    EXPECT_NE(load("{\"server\": {\"allowPlainHttp\": false}}"), "") << "while that address stands";
+    EXPECT_EQ(load("{\"server\": {\"address\": null, \"allowPlainHttp\": false}}"), "");
+  }
+  for (const char* address : {"https://push.example", "http://127.1.2.3:8088", "http://[::1]", "http://LocalHost/x"}) {
+    EXPECT_EQ(load(zn::format("{\"server\": {\"address\": \"%@\"}}", address).c_str()), "");
+  }
   std::string error;
   EXPECT_FALSE(manager->loadFile(device.home() + "/none.json", &error));
   EXPECT_NE(error.find("no such file"), std::string::npos);

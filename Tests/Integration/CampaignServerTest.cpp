@@ -13,6 +13,7 @@
 
 #include "Platform/Foundation/Descriptor.h"
 #include "Platform/Foundation/Json.h"
+#include "Tests/Support/RawServer.h"
 #include "Tests/Support/Requests.h"
 #include "Tests/Support/TestHome.h"
 
@@ -186,6 +187,36 @@ TEST_F(CampaignServerTest, FilesAreReadForEveryRequestAndComplainedAboutByName) 
   ASSERT_TRUE(malformed);
   EXPECT_EQ(malformed->status, 400);
   EXPECT_EQ(get("/received").elements().back()["body"], "hello");
+}
+
+TEST_F(CampaignServerTest, WebPagesAreRefusedAndHalfARequestHoldsUpNobody) {
+  serve(ZN_EXAMPLES "/campaigns");
+  const std::string ours = "127.0.0.1:" + std::to_string(client_->port());
+  const auto status = [&](const std::string& host, const std::string& origin) {
+    const httplib::Headers headers = {{"Host", host}, {"Origin", origin}};
+    const auto result = client_->Post("/faults", headers, R"({"service": 7, "status": 500})", "text/plain");
+    return result ? result->status : 0;
+  };
+  EXPECT_EQ(status(ours, "http://pages.example"), 403);
+  EXPECT_EQ(status(ours, "null"), 403);
+  EXPECT_EQ(status("pages.example:80", "http://pages.example:80"), 403) << "a name that was made to lead here";
+  EXPECT_EQ(get("/faults"), Value::array());
+  EXPECT_EQ(status(ours, "http://" + ours), 200);
+  EXPECT_EQ(status("LocalHost", ""), 200);
+  EXPECT_EQ(status("[::1]:80", ""), 200);
+  EXPECT_TRUE(client_->Delete("/faults"));
+
+  std::vector<zn::Descriptor> others;
+  const sockaddr_in address = zn::test::loopbackAddress(client_->port());
+  constexpr std::string_view kBeginning = "POST /v1/inbox HTTP/1.1\r\n";
+  for (int count = 0; count < 100; ++count) {
+    others.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(::connect(others.back().get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_GT(::send(others.back().get(), kBeginning.data(), kBeginning.size(), MSG_NOSIGNAL), 0);
+  }
+  client_->set_read_timeout(3);  // the server waits longer for the rest of those
+  EXPECT_EQ(get("/faults"), Value::array());
+  EXPECT_EQ(process_->end(SIGTERM), 0);
 }
 
 TEST(CampaignServerOptions, ThatCannotBeUsedAreRefused) {
