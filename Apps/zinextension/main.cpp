@@ -48,17 +48,7 @@ zn::Value stamped(const zn::Value& payload) {
 /// Throws zn::Exception for a payload that cannot be stored. False, with `error` filled, where the storage cannot be
 /// written.
 bool append(NSUserDefaults& store, const std::string& application, const zn::Value& payload, std::string& error) {
-  return store.tryTransaction(
-      [&](zn::Value& contents) {
-        zn::Value mine = contents.validObjectForKey(application);
-        if (!mine.isDictionary()) mine = zn::Value::dictionary();
-        zn::Value list = mine.validObjectForKey(zn::payload::pendingNotifications);
-        if (!list.isArray()) list = zn::Value::array();
-        list.append(payload);
-        mine.setObjectNilHandled(list, zn::payload::pendingNotifications);
-        contents.setObjectNilHandled(mine, application);
-      },
-      error);
+  return store.tryAppend(payload, {application, zn::payload::pendingNotifications}, error);
 }
 
 int storeLines(std::istream& input, NSUserDefaults& store, const std::string& application) {

@@ -53,7 +53,8 @@ std::shared_ptr<DefaultsStore> DefaultsStore::named(const std::string& suite) {
 
 DefaultsStore::DefaultsStore(const std::string& suite)
     : path_(Device::current().directories->preferences() + "/" + suite + ".plist"),
-      lockPath_(Device::current().directories->preferences() + "/." + suite + ".lock") {}
+      lockPath_(Device::current().directories->preferences() + "/." + suite + ".lock"),
+      file_(path_) {}
 
 bool DefaultsStore::FileVersion::operator==(const FileVersion& other) const {
   return exists == other.exists && device == other.device && inode == other.inode && size == other.size &&
@@ -89,13 +90,23 @@ DefaultsStore::Loaded DefaultsStore::load() const {
   return fresh;
 }
 
-DefaultsStore::Snapshot DefaultsStore::look() {
+/// For a reader that met a file in the middle of an append.
+DefaultsStore::Loaded DefaultsStore::loadBetweenAppends() const {
+  constexpr std::chrono::milliseconds kPatience(100);
+  std::string error;
+  const std::optional<FileLock> fileLock = FileLock::wait(lockPath_, kPatience, &error);
+  if (fileLock) file_.finishInterrupted(error);
+  return load();
+}
+
+DefaultsStore::Snapshot DefaultsStore::look(bool holdsFileLock) {
   const FileVersion now = versionOf(path_);
   {
     const Lock lock(state_);
     if (isLoaded_ && now == loaded_.version) return snapshotLocked();
   }
   Loaded fresh = load();
+  if (!fresh.unreadable.empty() && !holdsFileLock && file_.isInterrupted()) fresh = loadBetweenAppends();
   const Lock lock(state_);
   adoptLocked(fresh);
   return snapshotLocked();
@@ -153,12 +164,49 @@ DefaultsStore::Outcome DefaultsStore::transaction(const std::function<void(Value
   if (terms.patience) deadline = std::chrono::steady_clock::now() + *terms.patience;
   if (lockSaving(deadline)) {
     const Lock lock(saving_, std::adopt_lock);
-    outcome = change(body, deadline, terms.orNothing, error, reports);
+    const std::optional<FileLock> fileLock = lockFile(lockPath_, deadline, error);
+    if (fileLock || !error.empty()) outcome = change(body, {.orNothing = terms.orNothing}, error, reports);
   }
   if (outcome == Outcome::busy) error = path_ + " is kept by another writer";
-  // The device's log is foreign code, and may use this very store.
-  for (const std::string& report : reports) Device::current().systemLog->diagnostic(report);
+  report(reports);
   return outcome;
+}
+
+/// Without a lock: the device's log is foreign code, and may use this very store.
+void DefaultsStore::report(const Reports& reports) {
+  for (const std::string& each : reports) Device::current().systemLog->diagnostic(each);
+}
+
+bool DefaultsStore::append(const ListPath& list, const Value& element, std::string& error) {
+  Reports reports;
+  bool appended = false;
+  {
+    const Lock lock(saving_);
+    const std::optional<FileLock> fileLock = FileLock::wait(lockPath_, &error);
+    appended = fileLock && appendLocked(list, element, error, reports);
+  }
+  report(reports);
+  return appended;
+}
+
+bool DefaultsStore::appendLocked(const ListPath& list, const Value& element, std::string& error, Reports& reports) {
+  if (!file_.finishInterrupted(error)) return false;
+  if (!hasUnwritten()) {
+    const AppendableFile::Outcome outcome = file_.append(list, element, error);
+    if (outcome != AppendableFile::Outcome::unfit) return outcome == AppendableFile::Outcome::appended;
+  }
+  const std::function<Value(const Value&, std::size_t)> extended = [&](const Value& value, std::size_t depth) {
+    if (depth == list.size()) {
+      Value elements = value.isArray() ? value : Value::array();
+      elements.append(element);
+      return elements;
+    }
+    Value dictionary = value.isDictionary() ? value : Value::dictionary();
+    dictionary.setObjectNilHandled(extended(value.validObjectForKey(list[depth]), depth + 1), list[depth]);
+    return dictionary;
+  };
+  const auto body = [&](Value& contents) { contents = extended(contents, 0); };
+  return change(body, {.orNothing = true, .appendable = &list}, error, reports) == Outcome::written;
 }
 
 bool DefaultsStore::lockSaving(Deadline deadline) {
@@ -173,11 +221,11 @@ bool DefaultsStore::lockSaving(Deadline deadline) {
   return true;
 }
 
-DefaultsStore::Outcome DefaultsStore::change(const std::function<void(Value&)>& body, Deadline deadline, bool orNothing,
+/// The file's lock is held, unless `error` says that it cannot be: then nothing is written.
+DefaultsStore::Outcome DefaultsStore::change(const std::function<void(Value&)>& body, const Way& way,
                                              std::string& error, Reports& reports) {
-  const std::optional<FileLock> fileLock = lockFile(lockPath_, deadline, error);
-  if (!fileLock && error.empty()) return Outcome::busy;
-  const Snapshot before = look();
+  if (error.empty()) file_.finishInterrupted(error);
+  const Snapshot before = look(true);
   Value after = before.merged;
   body(after);
   if (!after.isDictionary()) throw Exception("a user-defaults store holds a dictionary");
@@ -188,7 +236,8 @@ DefaultsStore::Outcome DefaultsStore::change(const std::function<void(Value&)>& 
     Storage::succeeded(path_);
     return Outcome::written;
   }
-  const Data bytes = binaryPropertyList(after);
+  const std::optional<Data> appendable = way.appendable ? appendableList(after, *way.appendable) : std::nullopt;
+  const Data bytes = appendable ? *appendable : binaryPropertyList(after);
   if (error.empty()) error = before.readError;
   if (error.empty() && write(bytes, before.unreadable, error, reports)) {
     Loaded fresh = load();
@@ -198,7 +247,7 @@ DefaultsStore::Outcome DefaultsStore::change(const std::function<void(Value&)>& 
     adoptLocked(fresh);
     return Outcome::written;
   }
-  if (orNothing) return Outcome::unwritten;
+  if (way.orNothing) return Outcome::unwritten;
   // What a reader of the file would have seen, without nulls for example.
   const std::vector<Change> changes = changesBetween(before.onDisk, parsePropertyList(bytes).value_or(after));
   const Lock lock(state_);
@@ -214,7 +263,14 @@ bool DefaultsStore::write(const Data& bytes, const std::string& unreadable, std:
     if (aside.empty()) return false;
     reports.push_back("cannot read " + path_ + " (" + unreadable + "); it is kept as " + aside);
   }
-  return replaceFile(path_, bytes, &error);
+  file_.forgetNote();
+  if (replaceFile(path_, bytes, &error)) return true;
+  if (readFile(path_) != bytes) return false;
+  // Only the folder could not be synced. The new contents are there for everybody, so this is no failure, though a
+  // power cut could still bring back the old ones.
+  if (!std::exchange(unsynced_, true)) reports.push_back(error);
+  error.clear();
+  return true;
 }
 
 }  // namespace zn

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Foundation/AppendableFile.h"
 #include "Platform/Foundation/Descriptor.h"
 #include "Platform/Foundation/Mutex.h"
 #include "Platform/Foundation/Value.h"
@@ -26,7 +27,7 @@ class DefaultsStore {
   static std::shared_ptr<DefaultsStore> named(const std::string& suite);
 
   /// What the file holds now, with what could not be written into it.
-  Value contents() ZN_EXCLUDES(state_) { return look().merged; }
+  Value contents() ZN_EXCLUDES(state_) { return look(false).merged; }
   bool hasUnwritten() const ZN_EXCLUDES(state_);
   struct Terms {
     bool orNothing = false;                                  ///< what cannot be written is not kept in memory either
@@ -36,6 +37,8 @@ class DefaultsStore {
   /// `error` is filled unless the outcome is `written`. Nothing is changed where other writers kept the store (`busy`).
   Outcome transaction(const std::function<void(Value&)>& change, const Terms& terms, std::string& error)
       ZN_EXCLUDES(saving_, state_);
+  /// Appends to a list, all or nothing; the list, and what leads to it, is made where there is none.
+  bool append(const ListPath& list, const Value& element, std::string& error) ZN_EXCLUDES(saving_, state_);
 
  private:
   /// Tells one state of a file from another without reading it. While the file is held open its inode cannot become
@@ -74,19 +77,29 @@ class DefaultsStore {
   static FileVersion versionOf(int descriptor);
   static std::vector<Change> changesBetween(const Value& from, const Value& to);
   Loaded load() const;
-  Snapshot look() ZN_EXCLUDES(state_);
+  Loaded loadBetweenAppends() const;
+  Snapshot look(bool holdsFileLock) ZN_EXCLUDES(state_);
   Snapshot snapshotLocked() const ZN_REQUIRES(state_);
   using Deadline = std::optional<std::chrono::steady_clock::time_point>;
   bool lockSaving(Deadline deadline) ZN_THREAD_ANNOTATION(try_acquire_capability(true, saving_));
-  Outcome change(const std::function<void(Value&)>& body, Deadline deadline, bool orNothing, std::string& error,
-                 Reports& reports) ZN_REQUIRES(saving_) ZN_EXCLUDES(state_);
+  /// How a change is written.
+  struct Way {
+    bool orNothing = false;
+    const ListPath* appendable = nullptr;  ///< the list that the next append is likely for
+  };
+  Outcome change(const std::function<void(Value&)>& body, const Way& way, std::string& error, Reports& reports)
+      ZN_REQUIRES(saving_) ZN_EXCLUDES(state_);
+  bool appendLocked(const ListPath& list, const Value& element, std::string& error, Reports& reports)
+      ZN_REQUIRES(saving_) ZN_EXCLUDES(state_);
   bool write(const Data& bytes, const std::string& unreadable, std::string& error, Reports& reports)
       ZN_REQUIRES(saving_);
+  static void report(const Reports& reports);
   void adoptLocked(Loaded& fresh) ZN_REQUIRES(state_);
   void mergeLocked() ZN_REQUIRES(state_);
 
   const std::string path_;
   const std::string lockPath_;
+  const AppendableFile file_;
   /// Orders this process's writers; held over reading and writing the file, which is what it is for.
   Mutex saving_;
   mutable Mutex state_;
@@ -94,6 +107,7 @@ class DefaultsStore {
   Loaded loaded_ ZN_GUARDED_BY(state_);
   std::vector<Change> unwritten_ ZN_GUARDED_BY(state_);
   Value merged_ ZN_GUARDED_BY(state_) = Value::dictionary();
+  bool unsynced_ ZN_GUARDED_BY(saving_) = false;  // and reported
 };
 
 }  // namespace zn

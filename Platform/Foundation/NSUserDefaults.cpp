@@ -73,6 +73,11 @@ bool NSUserDefaults::transaction(const std::function<void(zn::Value&)>& change, 
   return state_->store->transaction(change, {.patience = patience}, error) != zn::DefaultsStore::Outcome::busy;
 }
 
+bool NSUserDefaults::tryAppend(const zn::Value& element, const std::vector<std::string>& keys, std::string& error) {
+  if (keys.empty()) throw zn::Exception("a list in user defaults needs a key");
+  return state_->store->append(keys, element, error);
+}
+
 bool NSUserDefaults::tryTransaction(const std::function<void(zn::Value&)>& change, std::string& error) {
   return state_->store->transaction(change, {.orNothing = true}, error) == zn::DefaultsStore::Outcome::written;
 }

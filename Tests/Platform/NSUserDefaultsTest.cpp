@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <thread>
+#include <vector>
 
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/PropertyList.h"
@@ -238,6 +239,76 @@ TEST_F(UserDefaults, AStoreThatCannotEvenBeLookedAtIsNeverReplaced) {
   std::filesystem::remove(pathOf("folder"));
   EXPECT_TRUE(defaults->synchronize());
   EXPECT_EQ(onDisk("folder"), Value::dictionary({{"key", 1}}));
+}
+
+TEST_F(UserDefaults, AListGrowsAtItsEndAndReadsAsWrittenAtOnce) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("list");
+  const Value others =
+      Value::dictionary({{"zone", Value::array({1.5, true, zn::Date{86399}, Value::data({1, 2, 3, 4})})},
+                         {"app-2", Value::dictionary({{"list", Value::array({"theirs"})}})}});
+  const std::vector<Value> elements = {
+      Value::dictionary(
+          {{"<&>", "a & b <c> ]]> \r\n\t\xC3\xA9\xF0\x9F\x98\x80"}, {"whole", 1.0}, {"none", Value::null()}}),
+      Value::array({1, 2.5e-7, INT64_MIN, false, ""}),
+      Value(std::string_view("a control \x01 character")),  // XML cannot hold it
+      Value::array({zn::Date{0.25}}),
+      "last",
+  };
+  for (const bool startsWithOthers : {true, false}) {
+    writeFromOutside("list", startsWithOthers ? others : Value::dictionary());
+    Value expected = Value::array();
+    std::string error;
+    for (const Value& element : elements) {
+      ASSERT_TRUE(defaults->tryAppend(element, {"app-1", "list"}, error)) << error;
+      expected.append(zn::parsePropertyList(zn::binaryPropertyList(element)).value());
+      EXPECT_EQ(onDisk("list")["app-1"]["list"], expected);
+      EXPECT_EQ(defaults->objectForKey("app-1")["list"], expected);
+      EXPECT_EQ(onDisk("list")["app-2"], startsWithOthers ? others["app-2"] : zn::nil);
+    }
+    ASSERT_TRUE(defaults->tryAppend("mine", {"app-2", "list"}, error)) << "another list takes its turn";
+    EXPECT_EQ(onDisk("list")["app-2"]["list"].elements().back(), Value("mine"));
+    EXPECT_EQ(onDisk("list")["app-1"]["list"], expected);
+  }
+  Value deep = Value::array();
+  for (int i = 0; i < Value::maximumReadDepth - 2; ++i) deep = Value::array({deep});
+  std::string error;
+  EXPECT_THROW(defaults->tryAppend(deep, {"app-1", "list"}, error), zn::Exception);
+}
+
+TEST_F(UserDefaults, AnInterruptedAppendIsFinishedAndAFailedOneLeavesNothing) {
+  const auto defaults = NSUserDefaults::initWithSuiteName("cut");
+  const std::string path = pathOf("cut");
+  const Value element(std::string(100, 'x'));
+  std::string error;
+  Value expected = Value::array({element, element});
+  for (int count = 0; count < 2; ++count) ASSERT_TRUE(defaults->tryAppend(element, {"list"}, error));
+  for (const rlim_t room : {1, 30, 110}) {
+    const auto size = std::filesystem::file_size(path);
+    {
+      const zn::test::FileSizeLimit limit(size + room);
+      EXPECT_FALSE(defaults->tryAppend(element, {"list"}, error));
+      EXPECT_EQ(error, "cannot write " + path + ": File too large");
+    }
+    EXPECT_EQ(onDisk("cut")["list"], expected);
+    // Killed in the middle of the write.
+    const pid_t child = fork();
+    if (child == 0) {
+      const zn::test::FileSizeLimit limit(size + room);
+      signal(SIGXFSZ, SIG_DFL);
+      defaults->tryAppend(element, {"list"}, error);
+      _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(onDisk("cut"), zn::nil) << "the file is cut off in the middle of an element";
+    expected.append(element);
+    EXPECT_EQ(defaults->objectForKey("list"), expected);
+  }
+  ASSERT_TRUE(defaults->tryAppend(element, {"list"}, error)) << error;
+  expected.append(element);
+  EXPECT_EQ(onDisk("cut")["list"], expected);
+  EXPECT_TRUE(log().take().empty());
 }
 
 }  // namespace

@@ -1,0 +1,168 @@
+#include <ctime>
+#include <span>
+#include <string_view>
+
+#include "Platform/Foundation/AppendableFile.h"
+#include "Platform/Foundation/AppendableText.h"
+#include "Platform/Foundation/DefaultsStore.h"
+#include "Platform/Foundation/Format.h"
+#include "Platform/Foundation/PropertyList.h"
+
+namespace zn {
+
+namespace {
+
+constexpr std::string_view kHeader =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+    "<plist version=\"1.0\">\n";
+
+void write(const Value& value, std::string& out);
+
+void writeText(std::string_view element, std::string_view text, std::string& out) {
+  out.append("<").append(element).append(">");
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '\r':  // as it is, a reader would take it for a line feed
+        out += "&#13;";
+        break;
+      default:
+        out += c;
+    }
+  }
+  out.append("</").append(element).append(">\n");
+}
+
+std::string base64(std::span<const std::uint8_t> bytes) {
+  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  for (std::size_t at = 0; at < bytes.size(); at += 3) {
+    const std::size_t count = std::min<std::size_t>(3, bytes.size() - at);
+    std::uint32_t group = 0;
+    for (std::size_t i = 0; i < 3; ++i) group = group << 8 | (i < count ? bytes[at + i] : 0);
+    for (std::size_t i = 0; i < 4; ++i) text += i <= count ? kDigits[group >> (18 - 6 * i) & 63] : '=';
+  }
+  return text;
+}
+
+std::string dateText(Date date) {
+  const auto seconds = static_cast<std::time_t>(date.secondsSince1970);
+  std::tm fields{};
+  char text[64] = "";
+  if (::gmtime_r(&seconds, &fields)) std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &fields);
+  return text;
+}
+
+void writeEntry(const Value::Entry& entry, std::string& out) {
+  if (entry.value.isNull()) return;
+  writeText("key", entry.name(), out);
+  write(entry.value, out);
+}
+
+void write(const Value& value, std::string& out) {
+  switch (value.type()) {
+    case Value::Type::boolean:
+      out += value.boolean() ? "<true/>\n" : "<false/>\n";
+      break;
+    case Value::Type::integer:
+      writeText("integer", std::to_string(value.integer()), out);
+      break;
+    case Value::Type::real:
+      writeText("real", numberText(value.doubleValue()), out);
+      break;
+    case Value::Type::string:
+      writeText("string", value.string(), out);
+      break;
+    case Value::Type::date:
+      writeText("date", dateText(value.date()), out);
+      break;
+    case Value::Type::data:
+      writeText("data", base64(value.data()), out);
+      break;
+    case Value::Type::array:
+      out += "<array>\n";
+      for (const Value& element : value.elements()) write(element, out);
+      out += "</array>\n";
+      break;
+    case Value::Type::dictionary:
+      out += "<dict>\n";
+      for (const Value::Entry& entry : value.entries()) writeEntry(entry, out);
+      out += "</dict>\n";
+      break;
+    default:
+      break;  // null has no place in a property list
+  }
+}
+
+/// Everything before `list` ends; the list is what comes last.
+void writeUpToEnd(const Value& dictionary, std::span<const std::string> list, std::string& out) {
+  out += "<dict>\n";
+  for (const Value::Entry& entry : dictionary.entries()) {
+    if (entry.name() != list.front()) writeEntry(entry, out);
+  }
+  writeText("key", list.front(), out);
+  const Value& below = dictionary[list.front()];
+  if (list.size() > 1) return writeUpToEnd(below, list.subspan(1), out);
+  out += "<array>\n";
+  for (const Value& element : below.elements()) write(element, out);
+}
+
+/// What a reader of the contents as they are usually written would get: without nulls, with well-formed strings.
+std::optional<Value> asRead(const Value& contents) { return parsePropertyList(binaryPropertyList(contents)); }
+
+bool readsAs(std::string_view text, const Value& contents) {
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  const std::optional<Value> wanted = asRead(contents);
+  const std::optional<Value> read = parsePropertyList({bytes, text.size()});
+  return wanted && read && isSameInPropertyList(*read, *wanted);
+}
+
+Value nested(Value value, std::span<const std::string> list) {
+  for (std::size_t i = list.size(); i-- > 0;) value = Value::dictionary({{list[i], value}});
+  return value;
+}
+
+std::string beginning(const Value& contents, const ListPath& list) {
+  std::string text(kHeader);
+  writeUpToEnd(contents, list, text);
+  return text;
+}
+
+}  // namespace
+
+std::string endAfter(const ListPath& list) {
+  // The names tell the file of one list from that of another. A comment may not hold "--".
+  std::string text = "</array>\n";
+  for (std::size_t i = 0; i < list.size(); ++i) text += "</dict>\n";
+  text += "</plist>\n<!-- list:";
+  for (const std::string& key : list) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(key.data());
+    text += " " + base64({bytes, key.size()});
+  }
+  return text + " -->\n";
+}
+
+std::optional<std::string> elementText(const ListPath& list, const Value& element) {
+  std::string text;
+  write(element, text);
+  const std::string whole = beginning(nil, list) + text + endAfter(list);
+  if (!readsAs(whole, nested(Value::array({element}), list))) return std::nullopt;
+  return text;
+}
+
+std::optional<Data> appendableList(const Value& contents, const ListPath& list) {
+  const std::string text = beginning(contents, list) + endAfter(list);
+  if (!readsAs(text, contents)) return std::nullopt;
+  return Data(text.begin(), text.end());
+}
+
+}  // namespace zn
