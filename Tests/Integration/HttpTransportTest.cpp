@@ -183,7 +183,7 @@ TEST_F(HttpTransportTest, AConnectionThatDoesNotComeUpHasALimitOfItsOwn) {
 TEST_F(HttpTransportTest, ANameServiceThatDoesNotAnswerHoldsUpNothing) {
   HttpTransport transport({.connectTimeout = kImpatience, .timeout = kPatience});
   const NameServiceAnswers atTheEnd;
-  configure("http://" + std::string(kSilentHost));
+  configure("http://" + std::string(kSilentHost), Value::dictionary({{"allowPlainHttp", true}}));
   EXPECT_EQ(start(transport).response(), zn::nil);
   RawServer sane(answering("{}"));
   configure(sane.port());
