@@ -2,7 +2,8 @@
 #   cmake -DZINSIM=program -DSCENARIO=folder/NAME -DWORK=folder -P RunScenario.cmake
 # NAME.jsonl prints NAME.expected. NAME.1.jsonl, NAME.2.jsonl, ... are launches of one installation. A first line
 # "# zinsim OPTIONS" gives options. With a file NAME.error the run must end with status 2 and that text on standard error;
-# without one it must end with status 0 and nothing there.
+# without one it must end with status 0 and nothing there. What the device's own log says there, in lines that begin with
+# "zintar: ", is passed over.
 
 get_filename_component(folder ${SCENARIO} DIRECTORY)
 get_filename_component(name ${SCENARIO} NAME)
@@ -37,6 +38,9 @@ function(run step)
     set(expected_status 2)
     set(expected_error ${folder}/${step}.error)
   endif()
+  file(READ ${WORK}/${step}.err said)
+  string(REGEX REPLACE "zintar: [^\n]*\n" "" said "${said}")
+  file(WRITE ${WORK}/${step}.err "${said}")
   compare(${WORK}/${step}.err ${expected_error} "standard error of ${step}")
   if(NOT status EQUAL expected_status)
     message(FATAL_ERROR "${step} ended with status ${status}")
