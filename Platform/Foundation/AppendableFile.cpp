@@ -21,7 +21,6 @@ namespace zn {
 namespace {
 
 constexpr std::uint64_t kLargestFile = 48 << 20;  // readers read 64 MB of XML
-constexpr std::uint64_t kContext = 64;            // bytes before the change, by which the file is known again
 
 Descriptor opened(const std::string& path, int flags) {
   int descriptor;
@@ -79,17 +78,16 @@ std::uint64_t checksumOf(std::string_view bytes) {
 
 /// What one append does to the file, as it stands in the note.
 struct AppendableFile::Change {
-  std::uint64_t inode = 0;
+  std::string head;  ///< of the file, which tells it from others; a copy from elsewhere is the same file
   std::uint64_t offset = 0;
-  std::string before;  ///< what stands in front of the offset
-  std::string bytes;   ///< what stands there from then on, to the end of the file
+  std::string bytes;  ///< what stands there from then on, to the end of the file
 
-  static constexpr std::size_t kNumbers = 5;
+  static constexpr std::size_t kNumbers = 3;
   using Numbers = std::array<std::uint64_t, kNumbers>;
 
   std::string note() const {
-    const std::string contents = before + bytes;
-    Numbers numbers = {checksumOf(contents), inode, offset, before.size(), bytes.size()};
+    const std::string contents = head + bytes;
+    Numbers numbers = {checksumOf(contents), offset, bytes.size()};
     numbers[0] ^= checksumOf(textOf(numbers, 1));
     return textOf(numbers, 0) + contents;
   }
@@ -99,20 +97,19 @@ struct AppendableFile::Change {
     if (note.size() < sizeof numbers) return std::nullopt;
     std::memcpy(numbers.data(), note.data(), sizeof numbers);
     note.remove_prefix(sizeof numbers);
-    const auto [sum, inode, offset, before, size] = numbers;
-    if (before > kContext || size > kLargestFile || note.size() < before + size) return std::nullopt;
-    const std::string_view contents = note.substr(0, before + size);
+    const auto [sum, offset, size] = numbers;
+    if (size > kLargestFile || note.size() < headSize + size) return std::nullopt;
+    const std::string_view contents = note.substr(0, headSize + size);
     if (sum != (checksumOf(contents) ^ checksumOf(textOf(numbers, 1)))) return std::nullopt;
-    return Change{inode, offset, std::string(contents.substr(0, before)), std::string(contents.substr(before))};
+    return Change{std::string(contents.substr(0, headSize)), offset, std::string(contents.substr(headSize))};
   }
 
   /// Whether the file is the one that was about to be changed, at whatever moment of that.
   bool isOf(int file) const {
     struct stat status {};
-    if (::fstat(file, &status) != 0 || status.st_ino != inode) return false;
+    if (::fstat(file, &status) != 0) return false;
     const auto size = static_cast<std::uint64_t>(status.st_size);
-    return size >= offset && size <= offset + bytes.size() &&
-           readAt(file, offset - before.size(), before.size()) == before;
+    return size >= offset && size <= offset + bytes.size() && readAt(file, 0, headSize) == head;
   }
 
   bool apply(int file) const { return writeAt(file, offset, bytes) && ::fdatasync(file) == 0; }
@@ -145,11 +142,12 @@ AppendableFile::Outcome AppendableFile::append(const ListPath& list, const Value
   if (size < end.size() || size > kLargestFile) return Outcome::unfit;
   const std::uint64_t offset = size - end.size();
   if (readAt(file.get(), offset, end.size()) != end) return Outcome::unfit;
+  const std::string head = readAt(file.get(), 0, headSize);
+  if (!isHead(head)) return Outcome::unfit;
   const std::optional<std::string> text = elementText(list, element);
   if (!text || text->size() > kLargestFile - size) return Outcome::unfit;
 
-  const std::uint64_t context = std::min(offset, kContext);
-  const Change change{status.st_ino, offset, readAt(file.get(), offset - context, context), *text + end};
+  const Change change{head, offset, *text + end};
   const Descriptor note = openNote();
   const auto failed = [&] {
     error = "cannot write " + path_ + ": " + std::generic_category().message(errno);

@@ -1,4 +1,5 @@
 #include <ctime>
+#include <random>
 #include <span>
 #include <string_view>
 
@@ -16,6 +17,21 @@ constexpr std::string_view kHeader =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
     "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
     "<plist version=\"1.0\">\n";
+
+constexpr std::string_view kBeforeName = "<!-- file: ";
+constexpr std::string_view kAfterName = " -->\n";
+constexpr std::size_t kNameSize = 32;
+static_assert(kHeader.size() + kBeforeName.size() + kNameSize + kAfterName.size() == headSize);
+
+std::string newHead() {
+  std::random_device random;
+  std::string text(kHeader);
+  text += kBeforeName;
+  for (std::size_t i = 0; i < kNameSize; i += 8) {
+    for (unsigned bits = random(), digit = 0; digit < 8; ++digit, bits >>= 4) text += "0123456789abcdef"[bits & 15];
+  }
+  return text += kAfterName;
+}
 
 void write(const Value& value, std::string& out);
 
@@ -131,13 +147,17 @@ Value nested(Value value, std::span<const std::string> list) {
   return value;
 }
 
-std::string beginning(const Value& contents, const ListPath& list) {
-  std::string text(kHeader);
+std::string beginning(std::string text, const Value& contents, const ListPath& list) {
   writeUpToEnd(contents, list, text);
   return text;
 }
 
 }  // namespace
+
+bool isHead(std::string_view text) {
+  return text.size() == headSize && text.starts_with(kHeader) && text.substr(kHeader.size()).starts_with(kBeforeName) &&
+         text.ends_with(kAfterName);
+}
 
 std::string endAfter(const ListPath& list) {
   // The names tell the file of one list from that of another. A comment may not hold "--".
@@ -154,13 +174,13 @@ std::string endAfter(const ListPath& list) {
 std::optional<std::string> elementText(const ListPath& list, const Value& element) {
   std::string text;
   write(element, text);
-  const std::string whole = beginning(nil, list) + text + endAfter(list);
+  const std::string whole = beginning(std::string(kHeader), nil, list) + text + endAfter(list);
   if (!readsAs(whole, nested(Value::array({element}), list))) return std::nullopt;
   return text;
 }
 
 std::optional<Data> appendableList(const Value& contents, const ListPath& list) {
-  const std::string text = beginning(contents, list) + endAfter(list);
+  const std::string text = beginning(newHead(), contents, list) + endAfter(list);
   if (!readsAs(text, contents)) return std::nullopt;
   return Data(text.begin(), text.end());
 }

@@ -4,10 +4,16 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "Platform/Foundation/AppendableFile.h"
 
 namespace zn {
+
+/// How such a file begins: with a name that no other file has, not even the one that takes its place. `isHead` tells it
+/// from other texts of `headSize` bytes.
+inline constexpr std::size_t headSize = 212;
+bool isHead(std::string_view text);
 
 /// What follows the last element of that list, to the end of the file.
 std::string endAfter(const ListPath& list);

@@ -314,6 +314,12 @@ bool createDirectoryAtPath(const std::string& path, bool intermediate, std::stri
   }
 }
 
+bool syncDirectoryAtPath(const std::string& path, std::string* error) {
+  const Descriptor folder(openRetrying(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY));
+  if (!folder && errno == ENOENT) return true;
+  return (folder && syncFolder(folder.get())) || fail(error, "sync", path, errno);
+}
+
 bool removeItemAtPath(const std::string& path, std::string* error) {
   std::error_code failure;
   if (std::filesystem::remove_all(path, failure) == 0 && !failure) return fail(error, "remove", path, ENOENT);

@@ -58,6 +58,9 @@ ZN_EXPORT void removeKeptAside(const std::string& path);
 ZN_EXPORT bool fileExistsAtPath(const std::string& path);
 /// Makes one folder (mode 0700); with `intermediate` also those above it. True when it is there afterwards.
 ZN_EXPORT bool createDirectoryAtPath(const std::string& path, bool intermediate, std::string* error = nullptr);
+/// Waits until the names in a folder are on the disk as they are now: without that a file that was removed may be back
+/// after a power cut. True also where the file system cannot do it, and where there is no such folder.
+ZN_EXPORT bool syncDirectoryAtPath(const std::string& path, std::string* error = nullptr);
 ZN_EXPORT bool removeItemAtPath(const std::string& path, std::string* error = nullptr);
 ZN_EXPORT std::string stringByAppendingPathComponent(const std::string& path, std::string_view component);
 /// From the working directory if it is relative; without ".", ".." and a slash at its end. Throws Exception where there

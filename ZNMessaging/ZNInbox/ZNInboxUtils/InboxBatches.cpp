@@ -317,15 +317,16 @@ void InboxBatches::didReplace(const Numbers& contained) {
   const bool olderFileStays = fileExistsAtPath(olderFile_);
   Numbers staying;  // contained, so the next save names them again
   for (const Number number : contained) {
-    if ((olderFileStays && isOfOlderFile(number)) || !removeFile(fileOf(number))) {
-      staying.push_back(number);
-      continue;
-    }
-    const Lock lock(mutex_);
-    kept_.erase(number);
+    if ((olderFileStays && isOfOlderFile(number)) || !removeFile(fileOf(number))) staying.push_back(number);
   }
+  // Before the next save: the record does not know its file, and a batch that a power cut brought back would come in
+  // again. Until then they are named again.
+  if (!syncDirectoryAtPath(folder_)) staying = contained;
   if (staying.empty()) removeFile(recordFile());
   const Lock lock(mutex_);
+  for (const Number number : contained) {
+    if (std::find(staying.begin(), staying.end(), number) == staying.end()) kept_.erase(number);
+  }
   saved_ = {saving_.checksum, std::move(staying)};
 }
 
