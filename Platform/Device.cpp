@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -21,6 +22,16 @@ namespace zn {
 
 DeviceClock::~DeviceClock() = default;
 DeviceQueues::~DeviceQueues() = default;
+
+DeviceRandom::~DeviceRandom() = default;
+double DeviceRandom::fraction() {
+  std::uint64_t bits = 0;
+  if (::getentropy(&bits, sizeof bits) != 0) {
+    bits =
+        0x9e3779b97f4a7c15u * static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+  }
+  return std::ldexp(static_cast<double>(bits >> 11), -53);
+}
 
 DeviceDirectories::~DeviceDirectories() = default;
 std::string DeviceDirectories::library() const { return home() + "/Library"; }
@@ -105,7 +116,8 @@ void runTask(const Task& task, DeviceSystemLog& log) {
 }
 
 Device::Device()
-    : application(std::make_unique<DeviceApplication>()),
+    : random(std::make_unique<DeviceRandom>()),
+      application(std::make_unique<DeviceApplication>()),
       notifications(std::make_unique<DeviceNotifications>()),
       screen(std::make_unique<DeviceScreen>()),
       systemLog(std::make_unique<DeviceSystemLog>()) {}
@@ -184,8 +196,8 @@ std::optional<std::chrono::steady_clock::time_point> endOfProcess() {
 
 void Device::install(std::shared_ptr<Device> device) {
   if (!device) throw Exception("no device to install");
-  const bool complete = device->clock && device->queues && device->directories && device->application &&
-                        device->notifications && device->screen && device->systemLog;
+  const bool complete = device->clock && device->queues && device->random && device->directories &&
+                        device->application && device->notifications && device->screen && device->systemLog;
   if (!complete) throw Exception("a device needs all its members before it is installed");
   const Lock lock(installation);
   if (installed.load(std::memory_order_acquire)) throw Exception("a device is installed already");

@@ -49,6 +49,14 @@ class ZN_EXPORT DeviceQueues {
   virtual bool isMainThread() const = 0;
 };
 
+/// Chance, for what devices must not all do at the same moment.
+class ZN_EXPORT DeviceRandom {
+ public:
+  virtual ~DeviceRandom();
+  /// Evenly from 0 up to 1, without 1. none: the system's random numbers.
+  virtual double fraction();
+};
+
 /// Where the application keeps its files. The folders exist when the device is installed.
 class ZN_EXPORT DeviceDirectories {
  public:
@@ -129,12 +137,13 @@ ZN_EXPORT void runTask(const Task& task, DeviceSystemLog& log);
 
 class ZN_EXPORT Device {
  public:
-  /// With the "none" versions of application, notifications, screen and system log.
+  /// With the "none" versions of random, application, notifications, screen and system log.
   Device();
   virtual ~Device();
 
   std::unique_ptr<DeviceClock> clock;
   std::unique_ptr<DeviceQueues> queues;
+  std::unique_ptr<DeviceRandom> random;
   std::unique_ptr<DeviceDirectories> directories;
   std::unique_ptr<DeviceApplication> application;
   std::unique_ptr<DeviceNotifications> notifications;

@@ -1,8 +1,6 @@
 #include "ZNAnalytics/EventSender.h"
 
 #include <algorithm>
-#include <cmath>
-#include <random>
 #include <utility>
 
 #include "Platform/Device.h"
@@ -14,9 +12,6 @@ namespace zn {
 
 namespace {
 
-constexpr double kFirstPause = 10;
-constexpr double kLongestPause = 1800;
-constexpr double kLongestRetryAfter = 24 * 3600;
 /// A server that refuses so many events one after another refuses for a reason of its own.
 constexpr unsigned kMostRefusals = 10;
 
@@ -34,11 +29,6 @@ bool isRefusal(int status) {
 
 bool isToBeLeftAlone(int status) { return status == 429 || status == 503; }
 
-double randomFraction() {
-  static thread_local std::mt19937 generator{std::random_device{}()};
-  return std::uniform_real_distribution<double>(0, 1)(generator);
-}
-
 void complete(const std::vector<std::function<void(bool)>>& completions, bool sent) {
   for (const auto& each : completions) {
     runTask([&] { each(sent); }, *Device::current().systemLog);  // the host's, which may throw
@@ -47,19 +37,14 @@ void complete(const std::vector<std::function<void(bool)>>& completions, bool se
 
 }  // namespace
 
-double pauseAfterFailures(unsigned failures, double retryAfter, double fraction) {
-  const double pause = std::min(kLongestPause, kFirstPause * std::exp2(std::max(failures, 1u) - 1.0));
-  return std::max(std::min(retryAfter, kLongestRetryAfter), pause / 2) + pause * fraction;
-}
-
 void EventSender::flush(std::function<void(bool sent)> completion) {
   {
     Lock lock(mutex_);
-    if (state_ != State::pausing) {
+    if (isRunning_ || retry_.mayAsk(secondsSince1970())) {
       isWanted_ = true;
       if (completion) waiting_.push_back(std::move(completion));
-      if (state_ == State::running) return;
-      state_ = State::running;
+      if (isRunning_) return;
+      isRunning_ = true;
       completion = nullptr;
     } else if (!completion) {
       return;
@@ -67,6 +52,15 @@ void EventSender::flush(std::function<void(bool sent)> completion) {
   }
   if (completion) return dispatchAsync(Queue::global, [completion = std::move(completion)] { completion(false); });
   dispatchAsync(Queue::global, [self = shared_from_this()] { self->begin(); });
+}
+
+void EventSender::tryAgain(std::uint64_t ticket) {
+  {
+    Lock lock(mutex_);
+    if (isRunning_ || !retry_.isDue(ticket)) return;
+    isRunning_ = true;
+  }
+  begin();
 }
 
 void EventSender::begin() {
@@ -112,7 +106,7 @@ void EventSender::answered(const EventQueue::Batch& batch, const NetworkAnswer& 
   refusals_ = 0;
   {
     Lock lock(mutex_);
-    failures_ = 0;
+    retry_.succeeded();
   }
   sendNext();
 }
@@ -139,25 +133,20 @@ void EventSender::refused(const EventQueue::Batch& batch, int status) {
 void EventSender::end(bool sent, double retryAfter) {
   Completions completions;
   bool isNextWanted = false;
-  double pause = 0;
+  RetryPolicy::Retry retry{};
   {
     Lock lock(mutex_);
     completions = std::exchange(served_, {});
     if (!sent) {
       for (auto& each : std::exchange(waiting_, {})) completions.push_back(std::move(each));
-      pause = pauseAfterFailures(++failures_, retryAfter, randomFraction());
+      retry = retry_.failed(secondsSince1970(), retryAfter, Device::current().random->fraction());
     }
     isNextWanted = sent && isWanted_;
-    state_ = !sent ? State::pausing : isNextWanted ? State::running : State::idle;
+    isRunning_ = isNextWanted;
   }
   if (!sent) {
-    dispatchAfter(Queue::global, pause, [self = shared_from_this()] {
-      {
-        Lock lock(self->mutex_);
-        self->state_ = State::idle;
-      }
-      self->flush(nullptr);
-    });
+    dispatchAfter(Queue::global, retry.pause,
+                  [self = shared_from_this(), ticket = retry.ticket] { self->tryAgain(ticket); });
   }
   if (isNextWanted) dispatchAsync(Queue::global, [self = shared_from_this()] { self->begin(); });
   complete(completions, sent);

@@ -9,17 +9,14 @@
 #include "Platform/Export.h"
 #include "Platform/Foundation/Mutex.h"
 #include "ZNAnalytics/EventQueue.h"
+#include "ZintarCore/RetryPolicy.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace zn {
 
-/// Seconds until a server that failed that many times in a row (1: once) is asked again, and not before the time that
-/// it asked for. `fraction`, from 0 to 1 and different for every device, spreads those that failed at the same time.
-ZN_EXPORT double pauseAfterFailures(unsigned failures, double retryAfter, double fraction);
-
 /// Sends a queue, one request after another and one flush after another. Flushes that are asked for while one runs are
-/// one flush after it. After a failure nothing is sent for a while, then what is left is tried again; flushes asked for
-/// meanwhile fail at once. Thread: any.
+/// one flush after it. After a failure flushes fail at once for a while (see RetryPolicy); what is left then waits for
+/// the next one, or is tried again by itself later. Thread: any.
 class ZN_EXPORT EventSender : public std::enable_shared_from_this<EventSender> {
  public:
   static constexpr std::size_t maximumEvents = 500;
@@ -30,10 +27,10 @@ class ZN_EXPORT EventSender : public std::enable_shared_from_this<EventSender> {
   void flush(std::function<void(bool sent)> completion);
 
  private:
-  enum class State { idle, running, pausing };
   using Completions = std::vector<std::function<void(bool)>>;
 
   void begin();
+  void tryAgain(std::uint64_t ticket);
   void sendNext();
   void answered(const EventQueue::Batch& batch, const NetworkAnswer& answer);
   void refused(const EventQueue::Batch& batch, int status);
@@ -43,11 +40,11 @@ class ZN_EXPORT EventSender : public std::enable_shared_from_this<EventSender> {
   const std::shared_ptr<EventQueue> queue_;
 
   Mutex mutex_;
-  State state_ ZN_GUARDED_BY(mutex_) = State::idle;
+  bool isRunning_ ZN_GUARDED_BY(mutex_) = false;
   bool isWanted_ ZN_GUARDED_BY(mutex_) = false;  // by a flush that waits for the one that runs
   Completions waiting_ ZN_GUARDED_BY(mutex_);
   Completions served_ ZN_GUARDED_BY(mutex_);  // by the flush that runs
-  unsigned failures_ ZN_GUARDED_BY(mutex_) = 0;
+  RetryPolicy retry_ ZN_GUARDED_BY(mutex_);
 
   // Of the flush that runs, which is one task after another.
   std::int64_t due_ = 0;              // bytes that were queued when it began

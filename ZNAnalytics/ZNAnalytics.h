@@ -61,10 +61,12 @@ class ZN_EXPORT ZNAnalytics {
   /// removes what was sent; after status 413 fewer are sent at once. An event that the server refuses by itself (any
   /// other 4xx than 401, 403, 408 and 429) is moved to `Events.jsonl.refused` beside the queue, with a diagnostic.
   ///
-  /// After any other failure all stays queued, and is sent again by itself after a pause of seconds at first and up to
-  /// 45 minutes later on, or what the server's `Retry-After` asks for with status 429 or 503. A flush that is asked for
-  /// within the pause fails at once. Flushes that are asked for while one runs are one flush after it. The completion,
-  /// if given, is called once: whether nothing of what was queued waits any more.
+  /// After any other failure all stays queued. For a while, seconds at first and up to 45 minutes later on, a flush
+  /// that is asked for fails at once; then it is sent again. Without one the queue is sent again by itself, after half
+  /// an hour to one and a half, and later at most every twelve hours: users ask at different times, devices by
+  /// themselves would not. Neither happens before the server's `Retry-After` (status 429 or 503, a day at most) has
+  /// passed; a new process knows nothing of it. Flushes that are asked for while one runs are one flush after it. The
+  /// completion, if given, is called once: whether nothing of what was queued waits any more.
   void flushWithCompletionBlock(std::function<void(bool sent)> completion);
 
   /// `updateOptOutEvents:`: names that are tracked even for users who opted out of tracking.

@@ -1,5 +1,6 @@
 #include "Devices/Simulator/Simulator.h"
 
+#include <atomic>
 #include <cmath>
 
 #include "Devices/Simulator/Effects.h"
@@ -21,6 +22,19 @@
 namespace zn {
 
 namespace {
+
+/// The same on every run, yet spread.
+class SimulatedRandom : public DeviceRandom {
+ public:
+  double fraction() override {
+    constexpr double kGoldenRatio = 0.6180339887498949;
+    const double multiple = kGoldenRatio * static_cast<double>(++calls_);
+    return multiple - std::floor(multiple);
+  }
+
+ private:
+  std::atomic<unsigned> calls_{0};
+};
 
 class ShowAnalytics : public AnalyticsObserver {
  public:
@@ -121,6 +135,7 @@ Simulator::Simulator(Options options) : parts_(std::make_unique<Parts>(*this)) {
   parts_->notifications = center.get();
   clock = std::make_unique<SimulatedClock>(parts_->line);
   queues = std::make_unique<SimulatedQueues>(parts_->line);
+  random = std::make_unique<SimulatedRandom>();
   directories = std::move(folders);
   application = std::move(app);
   notifications = std::move(center);

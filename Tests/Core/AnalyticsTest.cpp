@@ -8,8 +8,8 @@
 #include "Platform/Foundation/Json.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/EventQueue.h"
-#include "ZNAnalytics/EventSender.h"
 #include "ZNAnalytics/ZNAnalytics.h"
+#include "ZintarCore/RetryPolicy.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace {
@@ -89,21 +89,34 @@ TEST_F(AnalyticsTest, AFailedFlushKeepsWhatWasTrackedAndTriesAgainAfterAPause) {
   flush();
   EXPECT_EQ(sent, (std::vector<bool>{false, false}));
   EXPECT_EQ(transport->bodies.size(), 1u) << "within the pause";
-  ASSERT_EQ(delayed->size(), 1u);
+  device.clock().set(1700000016);
+  flush();
+  EXPECT_EQ(lastEvents(), first);
+  EXPECT_EQ(transport->bodies.size(), 2u);
+  answer({});
+  ASSERT_EQ(delayed->size(), 2u);
+  EXPECT_GE(delayed->back().first, 1800) << "what nobody asks for";
+  delayed->front().second();
+  device.device().waitUntilIdle();
+  EXPECT_EQ(transport->bodies.size(), 2u) << "out of date";
   delayed->back().second();
   device.device().waitUntilIdle();
+  EXPECT_EQ(transport->bodies.size(), 3u);
   EXPECT_EQ(lastEvents(), first);
 
   analytics.trackEvent("c", nullptr);  // while the flush is under way
   for (int count = 0; count < 1000; ++count) flush();
   analytics.flushWithCompletionBlock([](bool) { throw std::runtime_error("of the host"); });
   answer({Value::dictionary()});
-  EXPECT_EQ(transport->bodies.size(), 3u) << "flushes that wait are one";
+  EXPECT_EQ(transport->bodies.size(), 4u) << "flushes that wait are one";
   EXPECT_EQ(names(lastEvents()), "c ");
   answer({zn::nil, 503, 3600});
-  EXPECT_EQ(sent.size(), 1002u);
-  ASSERT_EQ(delayed->size(), 2u);
+  EXPECT_EQ(sent.size(), 1003u);
+  ASSERT_EQ(delayed->size(), 3u);
   EXPECT_GE(delayed->back().first, 3600);
+  device.clock().set(1700003600);
+  flush();
+  EXPECT_EQ(transport->bodies.size(), 4u) << "the server wants to be left alone";
 }
 
 TEST_F(AnalyticsTest, WhatTheServerRefusesByItselfIsSetAsideAndTheRestIsSent) {
@@ -136,13 +149,35 @@ TEST_F(AnalyticsTest, WhatTheServerRefusesByItselfIsSetAsideAndTheRestIsSent) {
   EXPECT_EQ(zn::readFile(device.home() + "/Library/ZNAnalytics/Events.jsonl")->size(), 0u);
 }
 
-TEST(EventPauses, GrowSpreadAndHonourWhatTheServerAsksFor) {
-  EXPECT_EQ(zn::pauseAfterFailures(1, 0, 0), 5);
-  EXPECT_EQ(zn::pauseAfterFailures(1, 0, 1), 15);
-  EXPECT_EQ(zn::pauseAfterFailures(3, 0, 0.5), 40);
-  EXPECT_EQ(zn::pauseAfterFailures(4'000'000'000, 0, 0.5), 1800);
-  EXPECT_EQ(zn::pauseAfterFailures(1, 60, 0.5), 65);
-  EXPECT_EQ(zn::pauseAfterFailures(1, 1e12, 0), 86400);
+TEST(RetryPauses, GrowSpreadAndHonourWhatTheServerAsksFor) {
+  const zn::RetryPause pause{10, 1800};
+  EXPECT_EQ(pause.after(1, 0, 0), 5);
+  EXPECT_EQ(pause.after(1, 0, 1), 15);
+  EXPECT_EQ(pause.after(3, 0, 0.5), 40);
+  EXPECT_EQ(pause.after(4'000'000'000, 0, 0.5), 1800);
+  EXPECT_EQ(pause.after(1, 7, 0.5), 12);
+  EXPECT_EQ(pause.after(1, 3600, 0), 3600);
+  EXPECT_EQ(pause.after(1, 3600, 0.5), 4500) << "spread over more than the pause: many wait for the same moment";
+  EXPECT_EQ(pause.after(1, 1e12, 0), 86400);
+}
+
+TEST(RetryPolicy, LetsWhoAsksWaitBrieflyAndTheDeviceItselfForLong) {
+  zn::RetryPolicy policy;
+  EXPECT_TRUE(policy.mayAsk(1000));
+  const auto first = policy.failed(1000, 0, 0.5);
+  EXPECT_EQ(first.pause, 3600);
+  EXPECT_FALSE(policy.mayAsk(1009));
+  EXPECT_TRUE(policy.mayAsk(1010));
+  EXPECT_TRUE(policy.mayAsk(999)) << "the clock was set back";
+  EXPECT_TRUE(policy.isDue(first.ticket));
+  const auto second = policy.failed(1010, 0, 0.5);
+  EXPECT_FALSE(policy.isDue(first.ticket)) << "one retry waits, not one a failure";
+  EXPECT_EQ(second.pause, 7200);
+  EXPECT_FALSE(policy.mayAsk(1029));
+  policy.succeeded();
+  EXPECT_FALSE(policy.isDue(second.ticket));
+  EXPECT_TRUE(policy.mayAsk(1011));
+  EXPECT_EQ(policy.failed(1011, 0, 0.5).pause, 3600);
 }
 
 TEST(EventQueue, SurvivesHalfWrittenLinesAndStaysBounded) {
