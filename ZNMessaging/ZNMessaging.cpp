@@ -11,6 +11,7 @@
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/ModuleState.h"
+#include "ZNMessaging/Utils/UserReset.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
@@ -26,11 +27,6 @@ namespace {
 constexpr const char* kInitializationFailure = "exception while initializing Messaging: %@";
 constexpr const char* kUpdateFailure = "exception in Messaging Module while updating modules is %@";
 constexpr const char* kTriggerSyncFailure = "Exception in syncing real-time triggers %@";
-
-/// In the library's own user defaults: the number of user resets (see zn::UserSession) when the module last forgot all.
-constexpr const char* kClearedResetsKey = "kUserDefaultsKeyMessagingUserResets";
-
-std::int64_t clearedResets() { return ZNCoreUtils::getSDKUserDefault()->objectForKey(kClearedResetsKey).integer(); }
 
 void log(const char* text) { ZNLogger::sharedInstance()->logWithType(1, text); }
 
@@ -91,7 +87,7 @@ const zn::Class& ZNMessaging::isa() const {
 void ZNMessaging::start() {
   zn::guarded("sharedInstance", kInitializationFailure, [&] {
     addObserverForApplicationLifeCycle();
-    if (zn::UserSession::resets() != clearedResets()) clearUserInfo();
+    if (zn::UserReset::isDue()) clearUserInfo();
     ZNAnalytics::sharedInstance()->updateOptOutEvents(getMessagingWhitelistedEvents());
     const auto center = UNUserNotificationCenter::currentNotificationCenter();
     if (!center->delegate()) center->setDelegate(std::static_pointer_cast<ZNMessaging>(shared_from_this()));
@@ -218,7 +214,7 @@ void ZNMessaging::clearUserInfo() {
     ZNDeviceTriggersHandler::sharedInstance()->stop();
     ZNInboxHandler::sharedInstance()->forgetUnreadableFiles();
     ZNInboxHandler::sharedInstance()->clearInboxData();
-    if (resets != clearedResets()) ZNCoreUtils::getSDKUserDefault()->setObject(resets, kClearedResetsKey);
+    zn::UserReset::didForget(resets);
   });
 }
 

@@ -78,6 +78,8 @@ bool NSUserDefaults::tryAppend(const zn::Value& element, const std::vector<std::
   return state_->store->append(keys, element, error);
 }
 
-bool NSUserDefaults::tryTransaction(const std::function<void(zn::Value&)>& change, std::string& error) {
-  return state_->store->transaction(change, {.orNothing = true}, error) == zn::DefaultsStore::Outcome::written;
+bool NSUserDefaults::tryTransaction(const std::function<void(zn::Value&)>& change, std::string& error,
+                                    std::optional<std::chrono::milliseconds> patience) {
+  const zn::DefaultsStore::Terms terms{.orNothing = true, .patience = patience};
+  return state_->store->transaction(change, terms, error) == zn::DefaultsStore::Outcome::written;
 }

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,9 +39,11 @@ class ZN_EXPORT NSUserDefaults {
   /// present contents (a dictionary) and edits them in place; nothing is written when it leaves them equal. `change`
   /// must be short and must not use this store. An exception that leaves it is passed on and nothing is changed.
   void transaction(const std::function<void(zn::Value& contents)>& change);
-  /// The same, all or nothing: where the store cannot be written, nothing is changed in this process either, and the
-  /// result is false with `error` filled.
-  bool tryTransaction(const std::function<void(zn::Value& contents)>& change, std::string& error);
+  /// The same, all or nothing: where the store cannot be written, or other writers keep it for longer than `patience`
+  /// (none: as long as it takes), nothing is changed in this process either, and the result is false with `error`
+  /// filled.
+  bool tryTransaction(const std::function<void(zn::Value& contents)>& change, std::string& error,
+                      std::optional<std::chrono::milliseconds> patience = {});
   /// Appends to the list at the end of these keys, each one below the one before, as one step like `tryTransaction`;
   /// dictionaries and the list are made where there are none. Appends to the same list in a row cost the same however
   /// long it is. Throws zn::Exception for what nests too deep for a property list, or without a key.

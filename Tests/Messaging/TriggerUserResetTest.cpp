@@ -1,14 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 #include "Platform/NotificationRecorder.h"
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "Tests/Support/TestDevice.h"
+#include "ZNMessaging/Utils/UserReset.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace {
@@ -121,6 +125,25 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   ASSERT_EQ(removed.size(), 1u);
   EXPECT_TRUE(removed[0].starts_with("c_"));
   ZNNetworkRequest::setTransport(nullptr);
+}
+
+TEST(UserReset, IsDoneOnceTheFilesHoldNothingOfThatUser) {
+  TestDevice device;
+  ZNNetworkRequest::setTransport(std::make_shared<HeldServer>());
+  zn::UserSession::logIn("anna");
+  ZNMessaging::sharedInstance();
+  ZNInboxHandler::sharedInstance()->updateClickedNotificationInStorageWithPayload(zn::test::realisticPayload("a"));
+  std::filesystem::rename(device.inboxFile(), device.inboxFile() + ".old");
+  std::filesystem::create_directories(device.inboxFile() + "/in the way");
+  zn::UserSession::logIn("ben");
+  EXPECT_EQ(ZNInboxHandler::sharedInstance()->getAllNotificationCount(), 0u);
+  device.device().runPending();
+  EXPECT_TRUE(zn::UserReset::isDue()) << "the next start has to do it again";
+
+  std::filesystem::remove_all(device.inboxFile());
+  ZNInboxHandler::sharedInstance()->retryStorage();
+  device.device().runPending();
+  EXPECT_FALSE(zn::UserReset::isDue());
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <optional>
 #include <utility>
 
@@ -86,7 +87,10 @@ bool emptyExtensionList(const ListTaken& taken) {
     store.setObjectNilHandled(zn::Value::array(), zn::payload::pendingNotifications);
     taken(list, suite, store);
   };
-  if (!NSUserDefaults::initWithSuiteName(suite)->tryTransaction(change, error)) throw zn::Exception(error);
+  // This is the main thread, and an extension that is stopped keeps what it has locked: the list then stays for the
+  // next synchronisation.
+  constexpr std::chrono::milliseconds kPatience(500);
+  if (!NSUserDefaults::initWithSuiteName(suite)->tryTransaction(change, error, kPatience)) throw zn::Exception(error);
   return true;
 }
 
