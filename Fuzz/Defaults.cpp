@@ -1,0 +1,39 @@
+// A file of user defaults that another process left, such as a notification service extension: what it holds is seen,
+// and a list in it grows by what is appended, in place too.
+
+#include "Fuzz/FuzzDevice.h"
+#include "Platform/Foundation/NSUserDefaults.h"
+#include "Platform/Foundation/PropertyList.h"
+
+namespace {
+
+const std::vector<std::string> kList = {"app-1", "zin_pending_notifications"};
+
+zn::Value contentsOf(NSUserDefaults& store) {
+  zn::Value contents;
+  store.transaction([&](zn::Value& present) { contents = present; });
+  return contents;
+}
+
+zn::Value listIn(const zn::Value& contents) { return contents[kList[0]][kList[1]]; }
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const std::string path = zn::fuzz::device().directories->preferences() + "/group.fuzz.plist";
+  static const auto store = NSUserDefaults::initWithSuiteName("group.fuzz");
+  zn::fuzz::writeFile(path, {data, size});
+  const zn::Value before = contentsOf(*store);
+  const auto parsed = zn::parsePropertyList({data, size});
+  zn::fuzz::require(before == (parsed && parsed->isDictionary() ? *parsed : zn::Value::dictionary()));
+  const std::size_t count = listIn(before).size();
+  for (std::size_t appended = 1; appended <= 2; ++appended) {  // the first may lay the file out, the second finds it so
+    std::string error;
+    zn::fuzz::require(store->tryAppend(zn::Value::dictionary({{"number", appended}}), kList, error));
+    const zn::Value list = listIn(contentsOf(*store));
+    zn::fuzz::require(list.size() == count + appended);
+    zn::fuzz::require(list.elements().back()["number"].longLongValue() == static_cast<std::int64_t>(appended));
+  }
+  zn::removeKeptAside(path);
+  return 0;
+}
