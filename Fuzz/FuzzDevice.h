@@ -21,20 +21,29 @@
 
 namespace zn::fuzz {
 
-/// Ends the process where something does not hold that must; the fuzzer shows the place and keeps the input.
-inline void require(bool holds) {
-  if (!holds) std::abort();
+/// Ends the process where something does not hold that must; the fuzzer keeps the input.
+inline void require(bool holds, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+  if (holds) return;
+  std::fprintf(stderr, "%s:%d: what must hold does not\n", file, line);
+  std::abort();
 }
 
 inline std::string_view textOf(std::span<const std::uint8_t> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+/// Damaged files are the rule here.
+struct SilentLog final : DeviceSystemLog {
+  void write(const std::string&) override {}
+  void diagnostic(const std::string&) override {}
+};
+
 /// The process's device: one thread, virtual time, files in memory. Nothing is formatted for a log.
 inline Simulator& device() {
   static const test::MemoryFolder folder;
   static const std::shared_ptr<Simulator> simulator = [] {
     auto made = Simulator::install({folder / "home"});
+    made->systemLog = std::make_unique<SilentLog>();
     ZNLogger::sharedInstance()->setObserver(nullptr);
     return made;
   }();
