@@ -1,5 +1,5 @@
-// Bytes that somebody else wrote, read as a keyed archive: of the inbox, of device triggers, and of a record with fields
-// of every kind. What was read is used, and can be written and read again.
+// Bytes that somebody else wrote, read as a keyed archive: of the inbox, of device triggers, and of a record with
+// fields of every kind. What was read is used, and can be written and read again.
 
 #include "Fuzz/FuzzDevice.h"
 #include "Tests/Support/Note.h"

@@ -7,12 +7,12 @@
 namespace {
 
 zn::Value settingsOf(const ZNConfigDataManager& manager) {
-  zn::Value all = zn::Value::array({manager.isAccountActive(), manager.isSDKEnabled(), manager.isInboxServiceActive(),
-                                    manager.isRealTimeTriggersEnabled(), manager.isAppDelegateProxyEnabled(),
-                                    manager.hasZinAppID(), manager.getInboxDefaultExpiry(),
-                                    manager.getRealTimeTriggerSyncInterval(), manager.appVersion(),
-                                    manager.serverConnectTimeout().value_or(-1), manager.serverTimeout().value_or(-1),
-                                    manager.serverMaximumResponseBytes().value_or(-1)});
+  zn::Value all =
+      zn::Value::array({manager.isAccountActive(), manager.isSDKEnabled(), manager.isInboxServiceActive(),
+                        manager.isRealTimeTriggersEnabled(), manager.isAppDelegateProxyEnabled(), manager.hasZinAppID(),
+                        manager.getInboxDefaultExpiry(), manager.getRealTimeTriggerSyncInterval(), manager.appVersion(),
+                        manager.serverConnectTimeout().value_or(-1), manager.serverTimeout().value_or(-1),
+                        manager.serverMaximumResponseBytes().value_or(-1)});
   for (const zn::Value& each : {manager.getZinAppID(), manager.getAppGroupID(), manager.queryParams(),
                                 manager.serverAddress(), manager.endpointForService("7")}) {
     all.append(each.isNil() ? zn::Value::null() : each);

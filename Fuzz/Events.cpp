@@ -1,5 +1,5 @@
-// The file of events that wait to be sent, as an earlier process left it, and a server that takes and refuses them as it
-// likes before it takes all: each event is taken once, in order, or set aside once; nothing stays.
+// The file of events that wait to be sent, as an earlier process left it, and a server that takes and refuses them as
+// it likes before it takes all: each event is taken once, in order, or set aside once; nothing stays.
 
 #include <algorithm>
 #include <fstream>
