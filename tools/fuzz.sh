@@ -25,10 +25,10 @@ collect_seeds() {
   cp Examples/configuration.json "$all/Configuration"
   cp ZNMessaging/ZNInbox/ZNInboxUI/ZNInbox.storyboard.json "$all/Storyboard"
   for scenario in Tests/Scenarios/*.jsonl; do
-    grep -v '^#' "$scenario" | split -l 4 - "$all/Scenario/$(basename "$scenario" .jsonl)-"
+    grep -v '^#' "$scenario" | split -l 3 - "$all/Scenario/$(basename "$scenario" .jsonl)-"
     leave_home "$scenario"
   done
-  for payload in Examples/payloads/*; do
+  for payload in Examples/payloads/[dp]*; do  # short ones
     tr -d '\n' <"$payload" |
       build/fuzz/bin/zinextension --home build/fuzz/homes/extension --group group.fuzz --app app-1
   done
