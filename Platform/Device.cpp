@@ -4,12 +4,14 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <utility>
 
+#include "Platform/EndOfProcess.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Mutex.h"
 #include "Platform/Foundation/SingleLine.h"
@@ -151,6 +153,14 @@ namespace {
 Mutex installation;
 std::atomic<Device*> installed{nullptr};
 
+/// In a clock's smallest units; 0 before the end begins.
+std::atomic<std::chrono::steady_clock::rep> endsBy{0};
+
+void beginEndOfProcess() {
+  constexpr std::chrono::seconds kPatience(2);
+  endsBy.store((std::chrono::steady_clock::now() + kPatience).time_since_epoch().count());
+}
+
 void installLocked(std::shared_ptr<Device> device) ZN_REQUIRES(installation) {
   // Never destroyed: threads that the host still runs at exit may use it.
   static std::shared_ptr<Device>& kept = *new std::shared_ptr<Device>;
@@ -159,11 +169,18 @@ void installLocked(std::shared_ptr<Device> device) ZN_REQUIRES(installation) {
   static const pid_t process = ::getpid();
   std::atexit([] {
     if (::getpid() != process) return;  // a forked child has none of the threads that are to end
+    beginEndOfProcess();
     installed.load(std::memory_order_acquire)->shutDown();
   });
 }
 
 }  // namespace
+
+std::optional<std::chrono::steady_clock::time_point> endOfProcess() {
+  using Clock = std::chrono::steady_clock;
+  const Clock::rep moment = endsBy.load();
+  return moment == 0 ? std::nullopt : std::optional(Clock::time_point(Clock::duration(moment)));
+}
 
 void Device::install(std::shared_ptr<Device> device) {
   if (!device) throw Exception("no device to install");

@@ -9,9 +9,12 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
+#include <list>
+#include <mutex>
 #include <thread>
 #include <utility>
 
+#include "Platform/EndOfProcess.h"
 #include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/Mutex.h"
@@ -22,14 +25,32 @@ namespace zn {
 
 /// What the threads share with the device. It outlives the device while one of its own tasks destroys it.
 struct HeadlessDevice::State : std::enable_shared_from_this<HeadlessDevice::State> {
+  /// A thread of the device's own.
+  struct Worker {
+    Worker(std::string workerName, TaskQueue& line) : name(std::move(workerName)), queue(line) {}
+    const std::string name;
+    TaskQueue& queue;
+    std::thread thread;
+    bool hasEnded = false;  // guarded by the state's endMutex
+  };
+
   void startThreads(const Options& options);
+  void start(std::string name, TaskQueue& queue);
   void work(TaskQueue& queue);
+  void didEnd(Worker& worker);
   void run(TaskQueue& queue, Task task);
   std::size_t runDue();
   bool waitUntilIdle();
   bool mayPump();
   bool isOwnTask() const;
   void shutDown();
+  bool takeTurn();
+  void giveTurn();
+  void endThreads();
+  void awaitPumping();
+  template <class Condition>
+  bool waitFor(std::condition_variable& changed, std::unique_lock<std::mutex>& lock, const Condition& condition);
+  void leave(const std::string& running);
 
   std::optional<FileLock> homeLock;
   std::atomic<HeadlessDevice*> owner{nullptr};  // null once it is gone
@@ -38,8 +59,11 @@ struct HeadlessDevice::State : std::enable_shared_from_this<HeadlessDevice::Stat
   TaskQueue main{Queue::main, count};
   TaskQueue global{Queue::global, count};
   std::thread::id mainThread;
-  std::vector<std::thread> threads;
-  std::mutex joining;  // held while threads end; running tasks only try it
+  std::list<Worker> workers;
+
+  Mutex endMutex;
+  std::condition_variable endChanged;
+  bool isJoining = false;  // guarded by endMutex; somebody waits for the threads to end
 
   Mutex pumpMutex;
   std::condition_variable pumpIdle;
@@ -148,9 +172,9 @@ HeadlessDevice::~HeadlessDevice() {
   shutDown();
   state_->owner.store(nullptr);
   state_->homeLock.reset();  // now, also where a task of its own ends the device and the state lives on
-  for (std::thread& thread : state_->threads) {
+  for (State::Worker& worker : state_->workers) {
     // Only the thread whose task destroys the device is left. It cannot wait for itself; it ends with that task.
-    if (thread.joinable()) thread.detach();
+    if (worker.thread.joinable()) worker.thread.detach();
   }
 }
 
@@ -197,22 +221,39 @@ void HeadlessDevice::shutDown() { state_->shutDown(); }
 
 void HeadlessDevice::State::startThreads(const Options& options) {
   mainQueue = options.mainQueue;
-  const auto start = [this](TaskQueue& queue) {
-    threads.emplace_back([self = shared_from_this(), &queue] { self->work(queue); });
-  };
   try {
     if (mainQueue == MainQueue::pumped) {
       main.openDescriptor();
       mainThread = std::this_thread::get_id();
     } else {
-      start(main);
-      mainThread = threads.front().get_id();
+      start("the main queue", main);
+      mainThread = workers.front().thread.get_id();
     }
-    for (unsigned i = 0; i < std::max(options.backgroundThreads, 1U); ++i) start(global);
+    const unsigned number = std::max(options.backgroundThreads, 1U);
+    for (unsigned i = 1; i <= number; ++i) start("background thread " + std::to_string(i), global);
   } catch (...) {
     shutDown();  // the threads that did start
     throw;
   }
+}
+
+void HeadlessDevice::State::start(std::string name, TaskQueue& queue) {
+  Worker& worker = workers.emplace_back(std::move(name), queue);
+  try {
+    worker.thread = std::thread([self = shared_from_this(), &worker] {
+      self->work(worker.queue);
+      self->didEnd(worker);
+    });
+  } catch (...) {
+    workers.pop_back();
+    throw;
+  }
+}
+
+void HeadlessDevice::State::didEnd(Worker& worker) {
+  const Lock lock(endMutex);
+  worker.hasEnded = true;
+  endChanged.notify_all();
 }
 
 void HeadlessDevice::State::work(TaskQueue& queue) {
@@ -275,19 +316,64 @@ bool HeadlessDevice::State::isOwnTask() const { return runningTaskOf == this; }
 void HeadlessDevice::State::shutDown() {
   main.close();
   global.close();
-  std::unique_lock<std::mutex> turn(joining, std::defer_lock);
-  if (isOwnTask()) {
-    // Whoever waits for threads already waits for this task too.
-    if (!turn.try_lock()) return;
-  } else {
-    turn.lock();
+  if (!takeTurn()) return;
+  endThreads();
+  giveTurn();
+  if (!isOwnTask()) awaitPumping();
+}
+
+/// False where somebody else waits for the threads, and waiting for that is not for this thread.
+bool HeadlessDevice::State::takeTurn() {
+  std::unique_lock<std::mutex> lock(endMutex.native());
+  // Whoever waits for threads already waits for this task too.
+  if (isOwnTask() && isJoining) return false;
+  if (!waitFor(endChanged, lock, [this] { return !isJoining; })) return false;
+  isJoining = true;
+  return true;
+}
+
+void HeadlessDevice::State::giveTurn() {
+  const Lock lock(endMutex);
+  isJoining = false;
+  endChanged.notify_all();
+}
+
+void HeadlessDevice::State::endThreads() {
+  for (Worker& worker : workers) {
+    if (!worker.thread.joinable() || worker.thread.get_id() == std::this_thread::get_id()) continue;
+    std::unique_lock<std::mutex> lock(endMutex.native());
+    const bool ended = waitFor(endChanged, lock, [&] { return worker.hasEnded; });
+    lock.unlock();
+    if (ended) {
+      worker.thread.join();
+    } else {
+      worker.thread.detach();
+      leave("a task of " + worker.name);
+    }
   }
-  for (std::thread& thread : threads) {
-    if (thread.joinable() && thread.get_id() != std::this_thread::get_id()) thread.join();
-  }
-  if (isOwnTask()) return;
+}
+
+void HeadlessDevice::State::awaitPumping() {
   std::unique_lock<std::mutex> lock(pumpMutex.native());
-  pumpIdle.wait(lock, [this]() ZN_THREAD_ANNOTATION(no_thread_safety_analysis) { return pumping == 0; });
+  const bool ended =
+      waitFor(pumpIdle, lock, [this]() ZN_THREAD_ANNOTATION(no_thread_safety_analysis) { return pumping == 0; });
+  lock.unlock();
+  if (!ended) leave("a task of the main queue");
+}
+
+/// As long as it takes; at the end of the process as long as that waits. False where it did not come true.
+template <class Condition>
+bool HeadlessDevice::State::waitFor(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
+                                    const Condition& condition) {
+  if (const auto end = endOfProcess()) return changed.wait_until(lock, *end, condition);
+  changed.wait(lock, condition);
+  return true;
+}
+
+void HeadlessDevice::State::leave(const std::string& running) {
+  if (const HeadlessDevice* device = owner.load()) {
+    device->systemLog->diagnostic(running + " is still running; the process ends without waiting for it any longer");
+  }
 }
 
 }  // namespace zn

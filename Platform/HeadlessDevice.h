@@ -60,7 +60,8 @@ class ZN_EXPORT HeadlessDevice : public Device {
   bool waitUntilIdle();
 
   /// From now on nothing that is queued runs. Waits for running tasks; called from within a task of this device it
-  /// waits for the other ones only. May be called again.
+  /// waits for the other ones only. At the normal end of the process it waits for 2 seconds at most: a task that waits
+  /// for what the host no longer does is then named as a diagnostic and left behind. May be called again.
   void shutDown() override;
 
  private:

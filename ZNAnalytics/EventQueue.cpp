@@ -23,6 +23,11 @@ void tell(const std::string& report) {
   if (!report.empty()) Device::current().systemLog->diagnostic(report);
 }
 
+/// What a queue of ours can be: one event may take it over its own limit.
+bool isQueue(const struct stat& status) {
+  return S_ISREG(status.st_mode) && static_cast<std::uintmax_t>(status.st_size) <= kMaximumStateFile;
+}
+
 }  // namespace
 
 EventQueue::~EventQueue() {
@@ -45,8 +50,12 @@ bool EventQueue::openLocked() {
   const std::string folder = stringByAppendingPathComponent(Device::current().directories->library(), "ZNAnalytics");
   path_ = stringByAppendingPathComponent(folder, "Events.jsonl");
   createDirectoryAtPath(folder, true);
-  descriptor_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  descriptor_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0600);
   struct stat status = {};
+  if (descriptor_ >= 0 && ::fstat(descriptor_, &status) == 0 && !isQueue(status)) {
+    closeLocked();
+    if (keepForeignFileLocked()) descriptor_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  }
   if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0) {
     reportLocked("events cannot be queued in " + path_ + ": " + std::strerror(errno));
     closeLocked();
@@ -59,6 +68,20 @@ bool EventQueue::openLocked() {
     if (::pwrite(descriptor_, "\n", 1, size_) == 1) ++size_;
   }
   return true;
+}
+
+/// Makes room for a queue where something else stands, such as a FIFO.
+bool EventQueue::keepForeignFileLocked() {
+  std::string error;
+  const std::string aside = keepAside(path_, &error);
+  if (!aside.empty() && (::unlink(path_.c_str()) == 0 || errno == ENOENT)) {
+    reportLocked("cannot use " + path_ + " (it is no queue of events); it is kept as " + aside);
+    reported_ = false;
+    return true;
+  }
+  if (!aside.empty()) ::unlink(aside.c_str());
+  errno = EEXIST;
+  return false;
 }
 
 void EventQueue::append(const Value& event) {

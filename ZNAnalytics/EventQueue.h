@@ -36,6 +36,7 @@ class ZN_EXPORT EventQueue {
 
  private:
   bool openLocked() ZN_REQUIRES(mutex_);
+  bool keepForeignFileLocked() ZN_REQUIRES(mutex_);
   void closeLocked() ZN_REQUIRES(mutex_);
   std::string readFrontLocked(std::size_t most) ZN_REQUIRES(mutex_);
   void blankLocked(std::int64_t bytes) ZN_REQUIRES(mutex_);

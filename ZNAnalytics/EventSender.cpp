@@ -128,9 +128,9 @@ void EventSender::refused(const EventQueue::Batch& batch, int status) {
   const Value& event = batch.events.elements()[0];
   const std::string path = queue_->setAside(event);
   if (path.empty()) return end(false);
-  Device::current().systemLog->diagnostic(format("the server refused an event with status %ld; it is kept in %@: %@",
-                                                 static_cast<long>(status), path,
-                                                 event["name"].isNil() ? Value("device record") : event["name"]));
+  Device::current().systemLog->diagnostic(
+      zn::format("the server refused an event with status %ld; it is kept in %@: %@", static_cast<long>(status), path,
+                 event["name"].isNil() ? Value("device record") : event["name"]));
   leave(batch);
   if (++refusals_ == kMostRefusals) return end(false);
   sendNext();

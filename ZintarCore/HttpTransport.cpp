@@ -129,7 +129,7 @@ Value responseOf(const HttpAnswer& answer, std::string& problem) {
     return nil;
   }
   if (answer.status < 200 || answer.status > 299) {
-    problem = format("the server answered with status %ld", answer.status);
+    problem = zn::format("the server answered with status %ld", answer.status);
     return nil;
   }
   JsonError error;

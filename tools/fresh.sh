@@ -31,7 +31,7 @@ make_base() {  # SUITE FOLDER
 make_system() {  # BASE SYSTEM
   rm -rf --one-file-system "$2" &&
     cp -a "$1" "$2" &&
-    printf '127.0.0.1 localhost\n::1 localhost\n' >"$2/etc/hosts" &&  # as an installer leaves it
+    printf '127.0.0.1 localhost\n::1 localhost\n127.0.1.1 fresh\n' >"$2/etc/hosts" &&  # as an installer leaves it
     cp /etc/resolv.conf "$2/etc/resolv.conf" &&
     printf 'user ALL=(ALL) NOPASSWD: ALL\n' >"$2/etc/sudoers.d/user" &&
     chroot "$2" useradd --create-home --shell /bin/bash user &&

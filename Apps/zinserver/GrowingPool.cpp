@@ -5,7 +5,7 @@
 
 namespace zinserver {
 
-void GrowingPool::enqueue(std::function<void()> connection) {
+GrowingPool::Enqueued GrowingPool::enqueue(std::function<void()> connection) {
   const std::lock_guard<std::mutex> lock(mutex_);
   waiting_.push_back(std::move(connection));
   if (waiting_.size() > idle_ && threads_.size() < kMostThreads) {
@@ -16,6 +16,7 @@ void GrowingPool::enqueue(std::function<void()> connection) {
     }
   }
   changed_.notify_one();
+  return Enqueued(true);
 }
 
 void GrowingPool::shutdown() {

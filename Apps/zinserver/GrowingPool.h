@@ -8,6 +8,7 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace zinserver {
@@ -16,7 +17,10 @@ namespace zinserver {
 /// middle of a request, hold up no other. Thread: any.
 class GrowingPool : public httplib::TaskQueue {
  public:
-  void enqueue(std::function<void()> connection) override;
+  /// What the library's own pools answer: nothing, or true in its later versions.
+  using Enqueued = decltype(std::declval<httplib::TaskQueue&>().enqueue({}));
+
+  Enqueued enqueue(std::function<void()> connection) override;
   void shutdown() override;
 
  private:

@@ -178,9 +178,12 @@ bool AppendableFile::isInterrupted() const {
 
 bool AppendableFile::finishInterrupted(std::string& error) const {
   if (!isInterrupted()) return true;
-  const std::optional<Data> bytes = readFile(notePath_, &error);
-  if (!bytes) return error.empty();
-  const auto change = Change::of({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
+  const StateFile noted = readStateFile(notePath_, kMaximumMessageFile);
+  if (noted.outcome == StateFile::Outcome::unread) {
+    error = noted.error;
+    return false;
+  }
+  const auto change = Change::of({reinterpret_cast<const char*>(noted.bytes.data()), noted.bytes.size()});
   const Descriptor file = opened(path_, O_RDWR);
   if (change && file && change->isOf(file.get()) && !change->apply(file.get())) {
     error = "cannot write " + path_ + ": " + std::generic_category().message(errno);

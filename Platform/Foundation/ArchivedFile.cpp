@@ -16,7 +16,8 @@
 
 namespace zn {
 
-ArchivedFile::ArchivedFile(std::function<std::string()> path) : path_(std::move(path)) {}
+ArchivedFile::ArchivedFile(std::function<std::string()> path, std::size_t maximumSize)
+    : path_(std::move(path)), maximumSize_(maximumSize) {}
 
 void ArchivedFile::load(std::span<const ArchivedClass> classes, IsWanted isWanted, Adopt adopt) {
   Reports reports;
@@ -56,7 +57,7 @@ void ArchivedFile::noteStateLocked(Reports& reports) {
 }
 
 void ArchivedFile::readPartLocked(Part& part, const std::string& path) {
-  auto read = NSKeyedUnarchiver::unarchiveObjectWithFile(path, classes_);
+  auto read = NSKeyedUnarchiver::unarchiveObjectWithFile(path, classes_, maximumSize_);
   part.problem = read.error;
   if (read.isUnread) return;
   if (read.root && !isWanted_(*read.root)) {
@@ -116,6 +117,7 @@ bool ArchivedFile::saveLocked(const std::function<std::shared_ptr<const Coding>(
   if (!isLater && !keepAsideLocked(file_, path, reports, error)) return false;
   const std::string& target = isLater ? later : path;
   const Data bytes = NSKeyedArchiver::archivedDataWithRootObject(*newest());
+  if (!fitsStateFile(target, bytes.size(), maximumSize_, &error)) return false;
   if (steps.willReplace && !steps.willReplace(bytes, error)) return false;
   if (!replaceFile(target, bytes, &error)) return false;
   (isLater ? later_ : file_).contents = Contents::present;

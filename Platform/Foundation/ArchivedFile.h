@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Platform/Export.h"
+#include "Platform/Foundation/File.h"
 #include "Platform/Foundation/KeyedArchive.h"
 #include "Platform/Foundation/Mutex.h"
 
@@ -14,11 +15,12 @@ namespace zn {
 
 /// A state file: one keyed archive, read once and written whole.
 ///
-/// A file that was read and is damaged, wholly or in part, is kept aside (see keepAside) before the first save replaces
-/// it. One that cannot be read now (no descriptors, no permission, a failing disk) is not damaged: it stays untouched,
-/// saves go to "NAME.later" beside it, and every save and `retry` reads again. Once it can be read, its owner puts
-/// what it holds below the present state, the next save writes it, and "NAME.later" goes. What cannot be read or
-/// written, and what is kept aside, is said in the device's system log, once a cause; zn::Storage tells of the former.
+/// A file that was read and is damaged, wholly or in part, or that is no file to read, is kept aside (see keepAside)
+/// before the first save replaces it. One that cannot be read now (no descriptors, no permission, a failing disk) is
+/// not damaged: it stays untouched, saves go to "NAME.later" beside it, and every save and `retry` reads again. Once it
+/// can be read, its owner puts what it holds below the present state, the next save writes it, and "NAME.later" goes.
+/// What cannot be read or written, and what is kept aside, is said in the device's system log, once a cause;
+/// zn::Storage tells of the former.
 ///
 /// Thread: any. Savers are put in order, and each writes the newest state; reading and saving block on the disk.
 class ZN_EXPORT ArchivedFile {
@@ -28,8 +30,9 @@ class ZN_EXPORT ArchivedFile {
   /// within `load`, `retry` and `save`; must not call this object.
   using Adopt = std::function<void(const std::shared_ptr<Coding>& root)>;
 
-  /// `path` is asked for at every use; it may make the file's folder.
-  explicit ArchivedFile(std::function<std::string()> path);
+  /// `path` is asked for at every use; it may make the file's folder. A file of more than `maximumSize` bytes counts as
+  /// damaged, and a save of more fails.
+  explicit ArchivedFile(std::function<std::string()> path, std::size_t maximumSize = kMaximumStateFile);
 
   /// Reads what is there, once, before anything else is called. `adopt` gets nothing where there is no file, none that
   /// can be read, or one with another root.
@@ -79,6 +82,7 @@ class ZN_EXPORT ArchivedFile {
   static void tell(const Reports& reports);
 
   const std::function<std::string()> path_;
+  const std::size_t maximumSize_;
   Mutex mutex_;
   std::span<const ArchivedClass> classes_ ZN_GUARDED_BY(mutex_);
   IsWanted isWanted_ ZN_GUARDED_BY(mutex_) = nullptr;

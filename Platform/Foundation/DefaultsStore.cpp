@@ -75,13 +75,16 @@ DefaultsStore::FileVersion DefaultsStore::versionOf(int descriptor) {
 
 DefaultsStore::Loaded DefaultsStore::load() const {
   Loaded fresh;
-  // First the version, then the contents: should the file be replaced between the two, the contents are newer than the
-  // version says, and the next look reads them again.
-  fresh.open = Descriptor(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+  fresh.open = Descriptor(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  // First the version, then the contents: should the file grow between the two, the contents are newer than the version
+  // says, and the next look reads them again.
   if (fresh.open) fresh.version = versionOf(fresh.open.get());
-  const std::optional<Data> bytes = readFile(path_, &fresh.readError);
-  if (!bytes) return fresh;
-  std::optional<Value> list = parsePropertyList(*bytes, &fresh.unreadable);
+  StateFile file = fresh.open ? readStateFile(fresh.open.get(), path_, kMaximumMessageFile)
+                              : readStateFile(path_, kMaximumMessageFile);
+  if (file.outcome == StateFile::Outcome::unread) fresh.readError = std::move(file.error);
+  if (file.outcome == StateFile::Outcome::refused) fresh.unreadable = std::move(file.error);
+  if (file.outcome != StateFile::Outcome::read) return fresh;
+  std::optional<Value> list = parsePropertyList(file.bytes, &fresh.unreadable);
   if (list && list->isDictionary()) {
     fresh.contents = std::move(*list);
   } else if (list) {
@@ -239,6 +242,7 @@ DefaultsStore::Outcome DefaultsStore::change(const std::function<void(Value&)>& 
   const std::optional<Data> appendable = way.appendable ? appendableList(after, *way.appendable) : std::nullopt;
   const Data bytes = appendable ? *appendable : binaryPropertyList(after);
   if (error.empty()) error = before.readError;
+  if (error.empty()) fitsStateFile(path_, bytes.size(), kMaximumMessageFile, &error);
   if (error.empty() && write(bytes, before.unreadable, error, reports)) {
     Loaded fresh = load();
     const Lock lock(state_);
@@ -265,7 +269,7 @@ bool DefaultsStore::write(const Data& bytes, const std::string& unreadable, std:
   }
   file_.forgetNote();
   if (replaceFile(path_, bytes, &error)) return true;
-  if (readFile(path_) != bytes) return false;
+  if (readStateFile(path_, bytes.size()).bytes != bytes) return false;
   // Only the folder could not be synced. The new contents are there for everybody, so this is no failure, though a
   // power cut could still bring back the old ones.
   if (!std::exchange(unsynced_, true)) reports.push_back(error);

@@ -79,6 +79,29 @@ int writeNewFile(int folder, const std::string& name, std::span<const std::uint8
   return code;
 }
 
+/// From an open file's present place on. 0, or the error's number.
+int readAll(int descriptor, std::size_t likelySize, std::size_t maximumSize, Data& bytes) {
+  try {
+    bytes.resize(likelySize + 1);  // so that the end shows in the same read
+    std::size_t used = 0;
+    for (;;) {
+      if (used > maximumSize) return EFBIG;
+      if (used == bytes.size()) bytes.resize(bytes.size() * 2);
+      const ssize_t got = ::read(descriptor, bytes.data() + used, bytes.size() - used);
+      if (got < 0 && errno == EINTR) continue;
+      if (got < 0) return errno;
+      if (got == 0) break;
+      used += static_cast<std::size_t>(got);
+    }
+    bytes.resize(used);
+    return 0;
+  } catch (const std::bad_alloc&) {
+    return ENOMEM;
+  } catch (const std::length_error&) {
+    return EFBIG;
+  }
+}
+
 std::string temporaryPrefix(const std::string& name) { return "." + name + ".tmp-"; }
 
 /// The temporary file's name ends with its writer's process number; without the process nobody will finish it.
@@ -108,15 +131,28 @@ void removeAbandonedFiles(int folder, const std::string& prefix) {
 /// Some file systems cannot sync a folder; they say so with these.
 bool syncFolder(int folder) { return ::fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP; }
 
+/// For what nobody reads under its own name.
+std::string moveAside(const std::string& path, const std::string& aside, bool& taken, std::string* error) {
+  if (::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) == 0) return aside;
+  taken = errno == EEXIST;
+  if (!taken) fail(error, "keep aside", path, errno);
+  return {};
+}
+
 /// The file cannot get a second name here: gives it a copy.
 std::string copyAside(const std::string& path, const std::string& aside, bool& taken, std::string* error) {
-  const std::optional<Data> contents = readFile(path, error);
-  if (!contents) return {};
-  const int code = writeNewFile(AT_FDCWD, aside, *contents);
+  const StateFile file = readStateFile(path, kMaximumMessageFile);
+  if (file.outcome == StateFile::Outcome::refused) return moveAside(path, aside, taken, error);
+  if (file.outcome != StateFile::Outcome::read) {
+    if (error) *error = file.error;
+    return {};
+  }
+  const int code = writeNewFile(AT_FDCWD, aside, file.bytes);
   if (code == 0) return aside;
   if (code == EEXIST) {
     // A copy is a file of its own; only its contents tell that it is this file's.
-    taken = readFile(aside) != contents;
+    const StateFile there = readStateFile(aside, kMaximumMessageFile);
+    taken = there.outcome != StateFile::Outcome::read || there.bytes != file.bytes;
     return taken ? std::string() : aside;
   }
   fail(error, "write", aside, code);
@@ -138,25 +174,55 @@ std::optional<Data> readFile(const std::string& path, std::string* error) {
   }
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) return failed(errno);
-  try {
-    // One byte more than the size, so that the end shows in the same read; files without a size grow as they are read.
-    Data bytes(static_cast<std::size_t>(status.st_size > 0 ? status.st_size : 4095) + 1);
-    std::size_t used = 0;
-    for (;;) {
-      if (used == bytes.size()) bytes.resize(bytes.size() * 2);
-      const ssize_t got = ::read(file.get(), bytes.data() + used, bytes.size() - used);
-      if (got < 0 && errno == EINTR) continue;
-      if (got < 0) return failed(errno);
-      if (got == 0) break;
-      used += static_cast<std::size_t>(got);
-    }
-    bytes.resize(used);
-    return bytes;
-  } catch (const std::bad_alloc&) {
-    return failed(ENOMEM);
-  } catch (const std::length_error&) {
-    return failed(EFBIG);
+  Data bytes;
+  const std::size_t size = status.st_size > 0 ? static_cast<std::size_t>(status.st_size) : 4095;
+  if (const int code = readAll(file.get(), size, SIZE_MAX, bytes)) return failed(code);
+  return bytes;
+}
+
+StateFile readStateFile(const std::string& path, std::size_t maximumSize) {
+  const Descriptor file(openRetrying(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY));
+  const int code = errno;
+  if (file) return readStateFile(file.get(), path, maximumSize);
+  if (code == ENOENT) return {StateFile::Outcome::absent};
+  StateFile result;
+  fail(&result.error, "read", path, code);
+  if (code == ENXIO) result.outcome = StateFile::Outcome::refused;  // a socket, or a device that nothing stands behind
+  return result;
+}
+
+StateFile readStateFile(int descriptor, const std::string& path, std::size_t maximumSize) {
+  StateFile result;
+  const auto refused = [&](const std::string& reason) {
+    result = {StateFile::Outcome::refused, {}, "cannot read " + path + ": " + reason};
+    return result;
+  };
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0) {
+    fail(&result.error, "read", path, errno);
+    return result;
   }
+  if (S_ISDIR(status.st_mode)) {
+    fail(&result.error, "read", path, EISDIR);
+    return result;
+  }
+  const std::string tooLarge = "it is larger than " + std::to_string(maximumSize >> 20) + " MB";
+  if (!S_ISREG(status.st_mode)) return refused("it is no regular file");
+  if (static_cast<std::uintmax_t>(status.st_size) > maximumSize) return refused(tooLarge);
+  const int code = readAll(descriptor, static_cast<std::size_t>(status.st_size), maximumSize, result.bytes);
+  if (code == EFBIG) return refused(tooLarge);  // it grew meanwhile
+  if (code == 0) {
+    result.outcome = StateFile::Outcome::read;
+  } else {
+    fail(&result.error, "read", path, code);
+  }
+  return result;
+}
+
+bool fitsStateFile(const std::string& path, std::size_t size, std::size_t maximumSize, std::string* error) {
+  if (size <= maximumSize) return true;
+  if (error) *error = "cannot write " + path + ": it would be larger than " + std::to_string(maximumSize >> 20) + " MB";
+  return false;
 }
 
 bool replaceFile(const std::string& path, std::span<const std::uint8_t> bytes, std::string* error) {

@@ -14,6 +14,31 @@ namespace zn {
 /// The whole file, or nothing: `error` is then empty where there is no such file, and else says what failed.
 ZN_EXPORT std::optional<Data> readFile(const std::string& path, std::string* error = nullptr);
 
+/// What a state file holds.
+struct StateFile {
+  enum class Outcome {
+    read,
+    absent,   ///< there is no such file
+    unread,   ///< it cannot be read now: no descriptors, no permission, a folder, a failing disk
+    refused,  ///< it can never be read: no regular file, or a larger one than the limit
+  };
+  Outcome outcome = Outcome::unread;
+  Data bytes{};
+  std::string error{};  ///< what failed; empty for the first two
+};
+
+/// Reads a state file of at most that many bytes. Never waits for another process, as reading a FIFO would, and looks
+/// at the size first, so a file that is too large costs nothing.
+ZN_EXPORT StateFile readStateFile(const std::string& path, std::size_t maximumSize);
+/// The same of an open file; `path` is for the error.
+ZN_EXPORT StateFile readStateFile(int descriptor, const std::string& path, std::size_t maximumSize);
+/// What a save says that `readStateFile` would refuse: "cannot write PATH: it would be larger than 16 MB".
+ZN_EXPORT bool fitsStateFile(const std::string& path, std::size_t size, std::size_t maximumSize, std::string* error);
+/// Limits of the module's files.
+inline constexpr std::size_t kMaximumStateFile = std::size_t{16} << 20;
+/// Of those that hold messages: the inbox, and what is on its way into it, which user defaults may be.
+inline constexpr std::size_t kMaximumMessageFile = std::size_t{64} << 20;
+
 /// Replaces a file as one step: a process killed at any moment leaves the old contents or the new ones, never a
 /// mixture. Writes a temporary file beside it (mode 0600), syncs its data, renames it over `path` and syncs the folder.
 /// On failure the old file is untouched, the temporary one is gone, and the result is false with `error` filled. (One
@@ -23,7 +48,8 @@ ZN_EXPORT std::optional<Data> readFile(const std::string& path, std::string* err
 ZN_EXPORT bool replaceFile(const std::string& path, std::span<const std::uint8_t> bytes, std::string* error = nullptr);
 
 /// Gives an unreadable file a second name beside it, "NAME.unreadable" ("NAME.unreadable-2", … where that is taken), so
-/// that replacing it loses nothing. The file keeps its own name too. Returns the new path, or "" with `error` filled.
+/// that replacing it loses nothing. The file keeps its own name too, unless it can neither have two nor be copied, as a
+/// FIFO or a very large file on some file systems. Returns the new path, or "" with `error` filled.
 ZN_EXPORT std::string keepAside(const std::string& path, std::string* error = nullptr);
 /// Removes all such second names of a file, or of all files of a folder. What cannot be removed is reported to the
 /// device's system log.

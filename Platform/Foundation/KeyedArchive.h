@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Platform/Export.h"
+#include "Platform/Foundation/File.h"
 #include "Platform/Foundation/Value.h"
 
 namespace zn {
@@ -81,8 +82,10 @@ class ZN_EXPORT NSKeyedUnarchiver {
     bool isUnread = false;         ///< there may be a file, but it cannot be read now; that is no damage
   };
   static Result unarchiveObjectWithData(std::span<const std::uint8_t> bytes, std::span<const ArchivedClass> classes);
-  /// `unarchiveObjectWithFile:`. Neither a missing file nor one that cannot be read now is damage.
-  static Result unarchiveObjectWithFile(const std::string& path, std::span<const ArchivedClass> classes);
+  /// `unarchiveObjectWithFile:`. Neither a missing file nor one that cannot be read now is damage; what is no regular
+  /// file, or larger than `maximumSize` bytes, is.
+  static Result unarchiveObjectWithFile(const std::string& path, std::span<const ArchivedClass> classes,
+                                        std::size_t maximumSize = kMaximumMessageFile);
 
   // For initWithCoder: fields of the record being made.
   Value decodeObjectForKey(std::string_view key);  ///< nil for a missing key and for a record

@@ -123,11 +123,14 @@ NSKeyedUnarchiver::Result NSKeyedUnarchiver::unarchiveObjectWithData(std::span<c
 }
 
 NSKeyedUnarchiver::Result NSKeyedUnarchiver::unarchiveObjectWithFile(const std::string& path,
-                                                                     std::span<const ArchivedClass> classes) {
+                                                                     std::span<const ArchivedClass> classes,
+                                                                     std::size_t maximumSize) {
+  const StateFile file = readStateFile(path, maximumSize);
+  if (file.outcome == StateFile::Outcome::read) return unarchiveObjectWithData(file.bytes, classes);
   Result result;
-  const auto bytes = readFile(path, &result.error);
-  if (bytes) return unarchiveObjectWithData(*bytes, classes);
-  result.isUnread = !result.error.empty();
+  result.error = file.error;
+  result.isUnread = file.outcome == StateFile::Outcome::unread;
+  result.damaged = file.outcome == StateFile::Outcome::refused;
   return result;
 }
 

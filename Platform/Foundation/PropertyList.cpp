@@ -188,8 +188,10 @@ Data binaryPropertyList(const Value& value) {
 Value dictionaryWithContentsOfFile(const std::string& path, std::string* error) {
   std::string problem;
   Value result;
-  if (const auto bytes = readFile(path, &problem)) {
-    if (auto value = parsePropertyList(*bytes, &problem)) {
+  const StateFile file = readStateFile(path, kMaximumMessageFile);
+  problem = file.error;
+  if (file.outcome == StateFile::Outcome::read) {
+    if (auto value = parsePropertyList(file.bytes, &problem)) {
       if (value->isDictionary()) {
         result = std::move(*value);
       } else {

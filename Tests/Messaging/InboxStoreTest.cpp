@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 
 namespace {
 
@@ -217,6 +219,48 @@ TEST(InboxStore, AFileThatCannotBeReadNowStaysAndWhatComesMeanwhileIsMergedLater
   std::filesystem::rename(away, device.inboxFile());
   fourth->clearInboxData();
   EXPECT_EQ(launched()->getAllNotificationCount(), 0u);
+}
+
+TEST(InboxStore, WhatIsNoFileToReadIsKeptAsideAtOnceAndEveryStoreGoesOn) {
+  TestDevice device;
+  const std::string home = device.home();
+  const std::string paths[] = {"/Library/ZNInbox/InboxData",     "/Library/ZNInbox/Pending/7.plist",
+                               "/Documents/InboxMessages.plist", "/Preferences/group.test.plist",
+                               "/Library/ZinDeviceTriggers",     "/Library/ZNAnalytics/Events.jsonl"};
+  int kind = 0;
+  for (const std::string& path : paths) {
+    std::filesystem::create_directories(std::filesystem::path(home + path).parent_path());
+    switch (kind++ % 3) {
+      case 0:
+        ASSERT_EQ(mkfifo((home + path).c_str(), 0600), 0);
+        break;
+      case 1:
+        std::ofstream(home + path).put('x');
+        std::filesystem::resize_file(home + path, std::uintmax_t{6} << 30);  // sparse
+        break;
+      default:
+        std::filesystem::create_symlink("/dev/zero", home + path);
+    }
+  }
+  ZNAnalytics::sharedInstance()->trackEvent("opened", nullptr);
+  NSUserDefaults::initWithSuiteName("group.test")->setObject("set", "key");
+  const auto triggers = std::make_shared<ZNDeviceTriggersDataManager>();
+  triggers->saveDeviceTriggerCampaigns(
+      Value::array({Value::dictionary(
+          {{"campaign_id", "t"}, {"trigger_event_name", "E"}, {"status", "active"}, {"expiry", 1800000000000}})}),
+      true);
+  const auto inbox = launched();
+  inbox->syncInboxNotificationsWithCompletionHandler(nullptr);
+  device.device().runPending();
+  inbox->updateClickedNotificationInStorageWithPayload(realisticPayload("a"));
+
+  for (const std::string& path : paths) {
+    EXPECT_TRUE(std::filesystem::exists(std::filesystem::symlink_status(home + path + ".unreadable"))) << path;
+  }
+  EXPECT_EQ(launched()->getAllNotificationCount(), 1u);
+  EXPECT_EQ(std::make_shared<ZNDeviceTriggersDataManager>()->activeDeviceTriggers()->fields().campaigns().size(), 1u);
+  EXPECT_EQ(NSUserDefaults::initWithSuiteName("group.test")->objectForKey("key"), "set");
+  EXPECT_GT(std::filesystem::file_size(home + "/Library/ZNAnalytics/Events.jsonl"), 0u);
 }
 
 TEST(InboxStore, AFileThatCannotBeWrittenIsLoggedAndMemoryKeepsItsState) {

@@ -117,6 +117,24 @@ TEST_F(DefaultDeviceDeathTest, ATaskMayEndTheProcessWhileOthersRun) {
   EXPECT_EXIT(exitFromATask(Queue::global), testing::ExitedWithCode(3), "running");
 }
 
+[[noreturn]] void exitWhileATaskWaitsForTheHost() {
+  std::promise<void> begun;
+  std::promise<void> never;
+  zn::dispatchAsync(Queue::main, [&] {
+    begun.set_value();
+    never.get_future().wait();
+  });
+  begun.get_future().wait();
+  std::exit(4);
+}
+
+TEST_F(DefaultDeviceDeathTest, TheEndOfTheProcessDoesNotWaitForEver) {
+  const EnvironmentVariable dataHome("XDG_DATA_HOME", folder_);
+  EXPECT_EXIT(
+      exitWhileATaskWaitsForTheHost(), testing::ExitedWithCode(4),
+      "^zintar: a task of the main queue is still running; the process ends without waiting for it any longer\n$");
+}
+
 TEST_F(DefaultDeviceDeathTest, AForkedChildMayExit) {
 #ifdef ZN_SANITIZED
   GTEST_SKIP() << "a sanitizer's allocator may be locked for ever in a child of a process with threads";

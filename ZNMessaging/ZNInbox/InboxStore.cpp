@@ -53,7 +53,7 @@ const std::shared_ptr<ZNInboxHandler>& ZNInboxHandler::sharedInstance() {
 }
 
 ZNInboxHandler::ZNInboxHandler()
-    : file_([this] { return getFilePathForInbox(); }),
+    : file_([this] { return getFilePathForInbox(); }, zn::kMaximumMessageFile),
       batches_(std::make_unique<zn::InboxBatches>(
           folderOfPending(), std::vector{getFilePathForInbox(), zn::ArchivedFile::laterPath(getFilePathForInbox())},
           getOlderInboxMessagesPlistFile())),

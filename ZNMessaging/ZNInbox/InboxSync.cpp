@@ -45,11 +45,11 @@ bool holdsEntries(const zn::Value& list) {
 
 /// The older inbox file's dictionary; nil where there is none. Throws where it cannot be read now.
 zn::Value readOlderFile(const std::string& path, bool* isDamaged = nullptr) {
-  std::string error;
-  const std::optional<zn::Data> bytes = zn::readFile(path, &error);
-  if (!error.empty()) throw zn::Exception(error);
-  if (!bytes) return zn::nil;
-  const zn::Value list = zn::parsePropertyList(*bytes).value_or(zn::nil);
+  using Outcome = zn::StateFile::Outcome;
+  const zn::StateFile file = zn::readStateFile(path, zn::kMaximumMessageFile);
+  if (file.outcome == Outcome::unread) throw zn::Exception(file.error);
+  if (file.outcome == Outcome::absent) return zn::nil;
+  const zn::Value list = zn::parsePropertyList(file.bytes).value_or(zn::nil);
   if (isDamaged) *isDamaged = !list.isDictionary();
   return list;
 }

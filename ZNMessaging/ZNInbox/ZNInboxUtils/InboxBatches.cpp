@@ -129,16 +129,17 @@ void InboxBatches::look(bool isFirst) {
 
 void InboxBatches::read(Number number) {
   const std::string path = fileOf(number);
-  std::string error;
-  const std::optional<Data> bytes = readFile(path, &error);
-  if (!bytes && !error.empty()) {
-    if (Storage::failed(path, error)) tell(error + "; it comes in when it can be read");
+  StateFile file = readStateFile(path, kMaximumMessageFile);
+  if (file.outcome == StateFile::Outcome::unread) {
+    if (Storage::failed(path, file.error)) tell(file.error + "; it comes in when it can be read");
     return;
   }
   Storage::succeeded(path);
-  const std::optional<Value> list = bytes ? parsePropertyList(*bytes, &error) : std::nullopt;
+  std::string error = std::move(file.error);
+  const auto list =
+      file.outcome == StateFile::Outcome::read ? parsePropertyList(file.bytes, &error) : std::optional<Value>();
   auto batch = list ? batchFrom(number, *list) : std::nullopt;
-  if (bytes && !batch) {
+  if (file.outcome != StateFile::Outcome::absent && !batch) {
     const std::string aside = keepAside(path);
     if (!aside.empty()) removeFile(path);
     tell("cannot use " + path + (error.empty() ? "" : " (" + error + ")") +
@@ -179,9 +180,9 @@ InboxBatches::Save InboxBatches::recordOf(const std::vector<std::string>& inboxF
     for (const Number number : save.batches) last_ = std::max(last_, number);
   }
   for (const std::string& file : inboxFiles) {
-    const std::optional<Data> bytes = readFile(file);
-    if (!bytes) continue;
-    const std::int64_t present = checksum(*bytes);
+    const StateFile read = readStateFile(file, kMaximumMessageFile);
+    if (read.outcome != StateFile::Outcome::read) continue;
+    const std::int64_t present = checksum(read.bytes);
     for (const Value& each : record["saves"].elements()) {  // the newest first
       if (Save save = saveFrom(each); save.checksum == present) return save;
     }

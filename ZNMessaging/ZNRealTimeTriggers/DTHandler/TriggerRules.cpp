@@ -29,11 +29,11 @@ Verdict typeRule(const RuleInput& input) {
   return verdict(
       input, passes,
       [&] {
-        return passes ? format("Device Triggers -- Campaign(%@) Type : General ✅", campaign.campaignID())
-                      : format("Device Triggers -- Not Posting DT(%@) as Type is Test, current type : %u 🛑",
-                               campaign.campaignID(), static_cast<std::uint32_t>(campaign.campaignType()));
+        return passes ? zn::format("Device Triggers -- Campaign(%@) Type : General ✅", campaign.campaignID())
+                      : zn::format("Device Triggers -- Not Posting DT(%@) as Type is Test, current type : %u 🛑",
+                                   campaign.campaignID(), static_cast<std::uint32_t>(campaign.campaignType()));
       },
-      [&] { return format("type %d; only general campaigns (type 0) are shown", campaign.campaignType()); });
+      [&] { return zn::format("type %d; only general campaigns (type 0) are shown", campaign.campaignType()); });
 }
 
 Verdict statusRule(const RuleInput& input) {
@@ -42,12 +42,12 @@ Verdict statusRule(const RuleInput& input) {
   return verdict(
       input, passes,
       [&] {
-        return passes
-                   ? format("Device Triggers -- Campaign(%@) Status : active ✅", campaign.campaignID())
-                   : format("Device Triggers -- Not Posting DT(%@) as status is not active, current status : %@ 🛑",
+        return passes ? zn::format("Device Triggers -- Campaign(%@) Status : active ✅", campaign.campaignID())
+                      : zn::format(
+                            "Device Triggers -- Not Posting DT(%@) as status is not active, current status : %@ 🛑",
                             campaign.campaignID(), campaign.status());
       },
-      [&] { return format("status \"%@\"; must be \"active\"", campaign.status()); });
+      [&] { return zn::format("status \"%@\"; must be \"active\"", campaign.status()); });
 }
 
 Verdict expiryRule(const RuleInput& input) {
@@ -59,10 +59,11 @@ Verdict expiryRule(const RuleInput& input) {
       input, passes,
       [&] {
         // The pass line ends in a blank; log readers match it so.
-        return passes ? format("Device Triggers -- Campaign(%@) Expired : NO ✅ ", campaign.campaignID())
-                      : format("Device Triggers -- Not Posting DT(%@) as it has expired 🛑", campaign.campaignID());
+        return passes
+                   ? zn::format("Device Triggers -- Campaign(%@) Expired : NO ✅ ", campaign.campaignID())
+                   : zn::format("Device Triggers -- Not Posting DT(%@) as it has expired 🛑", campaign.campaignID());
       },
-      [&] { return format("would be shown at %ld ms, expires at %ld ms", shownAt, expiry); });
+      [&] { return zn::format("would be shown at %ld ms, expires at %ld ms", shownAt, expiry); });
 }
 
 Verdict syncAgeRule(const RuleInput& input) {
@@ -74,8 +75,8 @@ Verdict syncAgeRule(const RuleInput& input) {
       input, passes,
       [&] {
         return passes
-                   ? format("Device Triggers -- Campaign(%@) Max Sync Delay passed ✅", campaign.campaignID())
-                   : format(
+                   ? zn::format("Device Triggers -- Campaign(%@) Max Sync Delay passed ✅", campaign.campaignID())
+                   : zn::format(
                          "Device Triggers -- Not Posting DT(%@) as it was not synced before campaign Sync Delay "
                          "Expiry : (%@ + %@ = %ld) now : %ld 🛑",
                          campaign.campaignID(), campaign.maxSyncDelay(), input.lastSynchronised, validUntil, input.now);
@@ -83,13 +84,13 @@ Verdict syncAgeRule(const RuleInput& input) {
       [&] {
         return last == 0
                    ? std::string("never synchronised, so the age does not count")
-                   : format("synchronised at %ld ms, valid until %ld ms, now %ld ms", last, validUntil, input.now);
+                   : zn::format("synchronised at %ld ms, valid until %ld ms, now %ld ms", last, validUntil, input.now);
       });
 }
 
 Verdict campaignDelayRule(const RuleInput& input) {
   const ZNDeviceTriggerCampaign& campaign = input.campaign;
-  const auto passed = [&](const char* text) { return format(text, campaign.campaignID()); };
+  const auto passed = [&](const char* text) { return zn::format(text, campaign.campaignID()); };
   if (!input.status)
     return verdict(
         input, true, [] { return std::string(); }, [] { return std::string("no record"); });
@@ -105,12 +106,13 @@ Verdict campaignDelayRule(const RuleInput& input) {
       input, passes,
       [&] {
         return passes ? passed("Device Triggers -- Campaign(%@) Last Shown Check Passed ✅")
-                      : format(
+                      : zn::format(
                             "Device Triggers -- Not Posting DT(%@) as it was posted before Campaign Level Delay : "
                             "(%@ + %@ = %ld) now : %ld 🛑",
                             campaign.campaignID(), campaign.campaignDelay(), shown, again, input.now);
       },
-      [&] { return format("last shown at %@ ms, again from %ld ms on, now %ld ms", shown, again, input.now); }, again);
+      [&] { return zn::format("last shown at %@ ms, again from %ld ms on, now %ld ms", shown, again, input.now); },
+      again);
 }
 
 Verdict maxTimesRule(const RuleInput& input) {
@@ -122,7 +124,7 @@ Verdict maxTimesRule(const RuleInput& input) {
   if (maximum == ZNDeviceTriggerCampaign::kUnlimited) {
     return verdict(
         input, true,
-        [&] { return format("Device Triggers -- Campaign(%@) Max Times check Passed ✅", campaign.campaignID()); },
+        [&] { return zn::format("Device Triggers -- Campaign(%@) Max Times check Passed ✅", campaign.campaignID()); },
         [] { return std::string("any number of times"); });
   }
   const Value times = input.status->numberOfTimesShown();
@@ -131,13 +133,14 @@ Verdict maxTimesRule(const RuleInput& input) {
   return verdict(
       input, passes,
       [&] {
-        return passes
-                   ? format("Device Triggers -- Campaign(%@) Max Times check Passed | Number of times shown : %ld ✅",
+        return passes ? zn::format(
+                            "Device Triggers -- Campaign(%@) Max Times check Passed | Number of times shown : %ld ✅",
                             campaign.campaignID(), shown)
-                   : format("Device Triggers -- Not Posting DT(%@) as it has been posted max number of times : %@ 🛑",
+                      : zn::format(
+                            "Device Triggers -- Not Posting DT(%@) as it has been posted max number of times : %@ 🛑",
                             campaign.campaignID(), times);
       },
-      [&] { return format("shown %ld of at most %ld times", shown, maximum); });
+      [&] { return zn::format("shown %ld of at most %ld times", shown, maximum); });
 }
 
 constexpr Rule kRules[] = {{"type", typeRule},
@@ -166,8 +169,8 @@ Verdict globalDelayRule(const Value& lastPosted, const Value& globalDelay, doubl
   if (wantsTexts) {
     const auto clock = ZNDateUtils::dateFormatterForUsPosixLocaleWithFormat("HH:mm:ss -- dd-MM-yyyy", false)
                            .stringFromDate(Date{last / 1000.0});
-    made.line = format("Device Trigger Last Shown at %@ || And Global Delay : %0.1f sec", clock, delay / 1000.0);
-    made.because = format("last posted at %@ s, again from %@ s on, now %@ s", last / 1000.0, again, now);
+    made.line = zn::format("Device Trigger Last Shown at %@ || And Global Delay : %0.1f sec", clock, delay / 1000.0);
+    made.because = zn::format("last posted at %@ s, again from %@ s on, now %@ s", last / 1000.0, again, now);
   }
   return made;
 }
