@@ -1,11 +1,7 @@
 // A payload that goes through receipt, click, dismissal and the inbox, and is read back from the archive.
 
-#include <cstdint>
-#include <cstdlib>
-
+#include "Fuzz/FuzzDevice.h"
 #include "Platform/Foundation/Json.h"
-#include "Platform/Foundation/KeyedArchive.h"
-#include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 
@@ -18,27 +14,27 @@ UNNotificationResponse response(const zn::Value& payload, const char* action) {
   return made;
 }
 
-/// Keeps the list short, and checks that what would be saved can be read again, entry by entry.
+/// What would be saved can be read again, entry by entry.
 void checkInbox() {
   const auto& store = ZNInboxHandler::sharedInstance();
   const auto list = store->getAllNotificationModelObjs();
   const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*store->inboxData());
   const auto read = zn::NSKeyedUnarchiver::unarchiveObjectWithData(archive, ZNInboxData::archivedClasses());
   const auto data = std::dynamic_pointer_cast<ZNInboxData>(read.root);
-  if (read.damaged || !data || data->inboxMessages()->size() != list->size()) std::abort();
+  zn::fuzz::require(!read.damaged && data && data->inboxMessages()->size() == list->size());
   for (std::size_t i = 0; i < list->size(); ++i) {
-    if ((*list)[i]->notificationPayloadDict() != (*data->inboxMessages())[i]->notificationPayloadDict()) std::abort();
+    zn::fuzz::require((*list)[i]->notificationPayloadDict() == (*data->inboxMessages())[i]->notificationPayloadDict());
   }
-  if (list->size() > 8) store->inboxData()->setInboxMessages(std::make_shared<const zn::InboxList>());
+  store->setInboxData(nullptr);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  static auto& device = *new zn::test::TestDevice;
-  (void)device;
-  const auto payload = zn::parseJson({reinterpret_cast<const char*>(bytes), size});
+  zn::fuzz::device();
+  const auto payload = zn::parseJson(zn::fuzz::textOf({bytes, size}));
   if (!payload) return 0;
+  zn::fuzz::require(zn::parseJson(zn::jsonText(*payload)) == payload);
   const auto& facade = ZNMessaging::sharedInstance();
   const auto center = UNUserNotificationCenter::currentNotificationCenter();
   facade->didReceieveNotificationinApplication(UIApplication::sharedApplication(), *payload);
@@ -48,6 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   const auto& store = ZNInboxHandler::sharedInstance();
   store->updateClickedNotificationInStorageWithPayload(*payload);
   store->trackInboxNotificationClickForCampaignID(payload->validObjectForKeyPath("zintar.cid"));
+  zn::fuzz::device().runUntilIdle();
   const auto entry = ZNInboxModel::initWithLegacyInboxPlistPayload(*payload);
   (void)ZNInboxModel::initWithNotificationPayload(entry->getLegacyInboxPayload());
   checkInbox();

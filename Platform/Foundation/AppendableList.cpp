@@ -70,7 +70,11 @@ std::string base64(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
+/// Empty, which is no date, for one that this form cannot say.
 std::string dateText(Date date) {
+  constexpr double kYear0 = -62'167'219'200;
+  constexpr double kYear10000 = 253'402'300'800;
+  if (!(date.secondsSince1970 >= kYear0 && date.secondsSince1970 < kYear10000)) return "";
   const auto seconds = static_cast<std::time_t>(date.secondsSince1970);
   std::tm fields{};
   char text[64] = "";

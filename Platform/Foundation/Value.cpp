@@ -189,12 +189,9 @@ Value Value::dictionary(std::initializer_list<std::pair<std::string_view, Value>
 
 Value Value::dictionary(std::vector<Entry> entries) {
   std::erase_if(entries, [](const Entry& entry) { return entry.value.isNil(); });
-  int deepest = 0;
   for (const Entry& entry : entries) {
     if (!entry.key.isString()) throw Exception("a dictionary's key must be a string");
-    deepest = std::max(deepest, entry.value.depth());
   }
-  const int depth = Shared::Container::checkedDepth(deepest);
   const auto isAscending = [](const Entry& a, const Entry& b) { return a.name() < b.name(); };
   const auto isNotAscending = [&](const Entry& a, const Entry& b) { return !isAscending(a, b); };
   if (std::adjacent_find(entries.begin(), entries.end(), isNotAscending) != entries.end()) {
@@ -204,6 +201,9 @@ Value Value::dictionary(std::vector<Entry> entries) {
     const auto kept = std::unique(entries.rbegin(), entries.rend(), isSameKey);
     entries.erase(entries.begin(), kept.base());
   }
+  int deepest = 0;  // of what stays: equal values have equal depths
+  for (const Entry& entry : entries) deepest = std::max(deepest, entry.value.depth());
+  const int depth = Shared::Container::checkedDepth(deepest);
   auto* storage = new DictionaryStorage;
   storage->entries = std::move(entries);
   storage->depth = depth;

@@ -1,6 +1,7 @@
 #include "Platform/UIKit/UIStoryboard.h"
 
 #include <algorithm>
+#include <climits>
 #include <initializer_list>
 #include <string_view>
 
@@ -51,6 +52,11 @@ class Description {
     if (!object_[key].isNumber() || object_[key].isBoolean())
       refuse("needs a number under \"" + std::string(key) + "\"");
     return object_[key].doubleValue();
+  }
+  int count(std::string_view key) const {
+    const double value = number(key);
+    if (!(value >= 0 && value <= INT_MAX)) refuse("needs a number from 0 under \"" + std::string(key) + "\"");
+    return static_cast<int>(value);
   }
   bool boolean(std::string_view key) const {
     if (!object_[key].isBoolean()) refuse("needs true or false under \"" + std::string(key) + "\"");
@@ -127,7 +133,7 @@ std::shared_ptr<UIView> makeLabel(const Description& description) {
     label->setFont(UIFont::fontWithName(font.text("name"), font.number("size")));
   }
   if (description.has("textColor")) label->setTextColor(description.color("textColor"));
-  if (description.has("lines")) label->setNumberOfLines(static_cast<int>(description.number("lines")));
+  if (description.has("lines")) label->setNumberOfLines(description.count("lines"));
   if (description.has("alignment")) {
     label->setTextAlignment(static_cast<NSTextAlignment>(description.choice("alignment", {"left", "center", "right"})));
   }

@@ -251,7 +251,7 @@ TEST_F(UserDefaults, AListGrowsAtItsEndAndReadsAsWrittenAtOnce) {
           {{"<&>", "a & b <c> ]]> \r\n\t\xC3\xA9\xF0\x9F\x98\x80"}, {"whole", 1.0}, {"none", Value::null()}}),
       Value::array({1, 2.5e-7, INT64_MIN, false, ""}),
       Value(std::string_view("a control \x01 character")),  // XML cannot hold it
-      Value::array({zn::Date{0.25}}),
+      Value::array({zn::Date{0.25}, zn::Date{-1e300}}),
       "last",
   };
   for (const bool startsWithOthers : {true, false}) {

@@ -58,6 +58,9 @@ TEST(Value, DictionariesAreSortedAndTheLastOfEqualKeysWins) {
   EXPECT_EQ(mixed["b"], Value(7));
   EXPECT_EQ(Value::dictionary({{"a", 1}, {"a", 2}})["a"], Value(2)) << "ascending but for a repeated key";
 
+  const Value replaced = Value::dictionary({{"a", Value::array({Value::array()})}, {"a", 1}});
+  EXPECT_EQ(replaced, Value::dictionary({{"a", 1}})) << "what was replaced leaves no trace";
+
   Value grown = Value::dictionary();
   for (const char* key : {"m", "z", "a", "n", "m"}) grown.setObjectNilHandled(key, key);
   EXPECT_EQ(keysOf(grown), "a m n z ");

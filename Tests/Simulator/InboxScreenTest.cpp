@@ -220,6 +220,9 @@ TEST_F(InboxScreenTest, RefusesABrokenResourceFileByName) {
             "screens.Inbox.view.subviews[0] has an unknown \"kind\": \"tabel\"");
   EXPECT_EQ(failure("\"spacing\": 6", "\"spacing\": true"),
             "screens.Inbox.view.subviews[0].cells.InboxCell1.subviews[0] needs a number under \"spacing\"");
+  EXPECT_EQ(failure("\"lines\": 2", "\"lines\": 1e300"),
+            "screens.Inbox.view.subviews[0].cells.InboxCell1.subviews[0].subviews[0].subviews[0] needs a number from 0 "
+            "under \"lines\"");
   EXPECT_EQ(failure("\"#FFFFFF\"", "\"white\""), "colors.cell needs two colours of the form \"#RRGGBB\"");
   EXPECT_EQ(failure("\"textColor\": \"title\"", "\"textColor\": \"titel\""),
             "screens.Inbox.view.subviews[0].cells.InboxCell1.subviews[0].subviews[0].subviews[0] names an unknown "
