@@ -180,7 +180,7 @@ class Builder {
     bytes += kept_ + elements_.capacity() * sizeof(Value) + entries_.capacity() * sizeof(Value::Entry);
     if (bytes <= maximum_) return true;
     isTooLarge_ = true;
-    return fail("the value takes too much memory");
+    return fail("the value needs more than is allowed");
   }
 
   /// The parser keeps each key and string twice while it reads it, and never gives back what the longest one took.
