@@ -125,7 +125,7 @@ HttpTransport::Options checked(HttpTransport::Options options) {
   return options;
 }
 
-/// Bytes that reading an answer of that size may take. Real answers need three times their size, hostile ones thirty.
+/// Bytes that reading an answer of that size may take. Real answers need three to five times their size.
 std::size_t memoryToRead(std::size_t size) {
   constexpr std::size_t kAlways = 2 << 20;
   constexpr std::size_t kMostForMiddling = 52 << 20;

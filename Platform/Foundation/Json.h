@@ -22,7 +22,7 @@ struct JsonError {
 struct JsonReadOptions {
   bool allowComments = false;  ///< `//` and `/* */` count as blanks (configuration files)
   /// Bytes of heap that the value and its reader may take, the text itself left out. Small values are much larger than
-  /// their text ("[]," repeated takes 16 times its size), so whoever reads what others wrote sets a limit. What the
+  /// their text (a list of "1," takes 16 times its size), so whoever reads what others wrote sets a limit. What the
   /// reader takes for one string, up to three times its length, is known only when the string has ended.
   std::size_t maximumMemory = SIZE_MAX;
 };
