@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "Platform/Foundation/Json.h"
 #include "ZNAnalytics/ZNEventCondition.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 

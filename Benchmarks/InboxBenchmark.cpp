@@ -11,11 +11,11 @@
 
 #include "Benchmarks/BenchmarkDevice.h"
 #include "Benchmarks/Libplist.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Json.h"
-#include "Platform/Foundation/KeyedArchive.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <benchmark/benchmark.h>
 
 #include "Benchmarks/BenchmarkDevice.h"
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 
 namespace {
 

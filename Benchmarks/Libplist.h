@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "Platform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
 
 namespace zn::test {
 

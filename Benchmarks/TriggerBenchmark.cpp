@@ -9,10 +9,10 @@
 
 #include "Benchmarks/BenchmarkDevice.h"
 #include "Benchmarks/Libplist.h"
-#include "Platform/Foundation/KeyedArchive.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace {

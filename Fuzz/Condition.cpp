@@ -2,9 +2,9 @@
 // understood says why and is never satisfied; a "not" around one that can be is its opposite.
 
 #include "Fuzz/FuzzDevice.h"
-#include "Platform/Foundation/Json.h"
 #include "ZNAnalytics/TrackedEvent.h"
 #include "ZNAnalytics/ZNEventCondition.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text = zn::fuzz::textOf({data, size});

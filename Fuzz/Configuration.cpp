@@ -1,7 +1,7 @@
 // A host's configuration file: taken as a whole, and then taking it once more changes nothing, or refused as a whole.
 
 #include "Fuzz/FuzzDevice.h"
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 namespace {

@@ -3,8 +3,8 @@
 // file that was changed before its end nothing is said.
 
 #include "Fuzz/FuzzDevice.h"
-#include "Platform/Foundation/NSUserDefaults.h"
-#include "Platform/Foundation/PropertyList.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Foundation/PropertyList.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <fstream>
 
 #include "Fuzz/FuzzDevice.h"
-#include "Platform/Foundation/Json.h"
 #include "ZNAnalytics/EventQueue.h"
 #include "ZNAnalytics/EventSender.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 

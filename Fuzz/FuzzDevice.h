@@ -11,11 +11,11 @@
 #include <string>
 #include <string_view>
 
-#include "Devices/Simulator/Simulator.h"
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/KeyedArchive.h"
 #include "Tests/Support/TestHome.h"
+#include "ZNDevices/Simulator/Simulator.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
 #include "ZintarCore/ZNLogger.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 

@@ -1,8 +1,8 @@
 // What the inbox service answers: a synchronisation comes to its end, and what it brought in outlives a restart.
 
 #include "Fuzz/FuzzDevice.h"
-#include "Platform/Foundation/Json.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // The examples have comments, which a server strips.

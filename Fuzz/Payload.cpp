@@ -1,9 +1,9 @@
 // A payload that goes through receipt, click, dismissal and the inbox, and is read back from the archive.
 
 #include "Fuzz/FuzzDevice.h"
-#include "Platform/Foundation/Json.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Bytes that somebody else wrote, read as a property list, binary or XML. What was read can be written and read again,
 // and entries of an older inbox file become entries of the inbox.
 
-#include "Platform/Foundation/PropertyList.h"
+#include "ZNPlatform/Foundation/PropertyList.h"
 #include "Fuzz/FuzzDevice.h"
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxModel.h"

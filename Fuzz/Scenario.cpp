@@ -6,9 +6,9 @@
 #include "Apps/zinsim/Fields.h"
 #include "Apps/zinsim/Scenario.h"
 #include "Fuzz/FuzzDevice.h"
-#include "Platform/Foundation/Json.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 namespace {

@@ -1,9 +1,9 @@
 // The inbox screen's resource file, as somebody changed it: it is refused, or gives a screen that can be drawn.
 
-#include "Devices/Simulator/InboxScreen.h"
 #include "Fuzz/FuzzDevice.h"
-#include "Platform/Foundation/Exception.h"
+#include "ZNDevices/Simulator/InboxScreen.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const std::string folder = zn::fuzz::device().directories->home();

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

@@ -5,8 +5,8 @@
 #include <initializer_list>
 #include <string_view>
 
-#include "Platform/Foundation/Json.h"
 #include "ZNAnalytics/IsoDate.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zn {
 

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Foundation/Value.h"
 #include "ZNAnalytics/ConditionFilter.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

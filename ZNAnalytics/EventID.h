@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

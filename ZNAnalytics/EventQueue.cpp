@@ -10,11 +10,11 @@
 #include <string_view>
 #include <utility>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Descriptor.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Json.h"
 #include "ZNAnalytics/EventID.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zn {
 

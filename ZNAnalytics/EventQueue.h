@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zn {
 

@@ -6,9 +6,9 @@
 #include <memory>
 #include <vector>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Mutex.h"
 #include "ZNAnalytics/EventQueue.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Mutex.h"
 #include "ZintarCore/RetryPolicy.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 

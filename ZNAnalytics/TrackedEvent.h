@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

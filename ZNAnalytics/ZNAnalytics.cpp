@@ -2,11 +2,11 @@
 
 #include <utility>
 
-#include "Platform/Foundation/Dispatch.h"
 #include "ZNAnalytics/EventID.h"
 #include "ZNAnalytics/EventQueue.h"
 #include "ZNAnalytics/EventSender.h"
 #include "ZNAnalytics/TrackedEvent.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNNetworkRequest.h"

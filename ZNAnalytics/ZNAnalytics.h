@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Value.h"
 #include "ZNAnalytics/ZNProperties.h"
 #include "ZNAnalytics/ZNSource.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 /// Told about every tracked event. Implemented by the messaging module for its device triggers.
 class ZN_EXPORT ZNEventTriggerDelegate {

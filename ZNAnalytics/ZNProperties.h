@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 /// Attributes of an event. Interactive unless marked otherwise: a non-interactive event does not count as something the
 /// user did. Thread: belongs to the call that makes it; not changed after it is handed to trackEvent.

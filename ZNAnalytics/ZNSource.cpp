@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Platform/Foundation/NSURL.h"
+#include "ZNPlatform/Foundation/NSURL.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 /// Where the user came from when the application was opened: a push, a link, or key-value pairs. Immutable. Thread:
 /// any.

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/Storage.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNPlatform/Foundation/Storage.h"
 #include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNCoreUtils.h"
 

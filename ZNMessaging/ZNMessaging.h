@@ -7,13 +7,13 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Value.h"
-#include "Platform/Runtime/Runtime.h"
-#include "Platform/UIKit/UIApplication.h"
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Value.h"
+#include "ZNPlatform/Runtime/Runtime.h"
+#include "ZNPlatform/UIKit/UIApplication.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 
 /// What the host is told about clicks. Both operations are optional; a click that names a screen calls both, in this
 /// order, on the thread that handles the click (the main thread). They may throw; the module logs it.

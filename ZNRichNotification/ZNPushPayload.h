@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 #include "ZNRichNotification/ZNRichPush.h"
 
 /// A read-only view of a push payload. Thread: any; immutable once made.

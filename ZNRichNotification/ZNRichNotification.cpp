@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Once.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Once.h"
 
 namespace {
 

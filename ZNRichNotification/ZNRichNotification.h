@@ -4,8 +4,8 @@
 #include <memory>
 #include <optional>
 
-#include "Platform/Export.h"
-#include "Platform/UserNotifications/UNNotification.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/UserNotifications/UNNotification.h"
 
 /// Prepares the contents of rich notifications. Thread: any.
 class ZN_EXPORT ZNRichNotification {

@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 // A rich template, as far as the application reads it. All of these are read-only and keep nothing of a part that is
 // missing or has another type than the one named: an object is null then, a list empty, an integer 0, anything else

@@ -8,10 +8,10 @@
 #include <type_traits>
 #include <utility>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/Once.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Once.h"
 
 namespace zn {
 

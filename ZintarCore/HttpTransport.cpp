@@ -8,11 +8,11 @@
 #include <string_view>
 #include <utility>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZintarCore/HttpWorker.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNLogger.h"

@@ -7,9 +7,9 @@
 #include <set>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Value.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace zn {

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <utility>
 
-#include "Platform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace zn {
 

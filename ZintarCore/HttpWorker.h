@@ -10,16 +10,16 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Mutex.h"
 #include "ZintarCore/HttpTransport.h"
 
 namespace zn {
 
 struct HttpAnswer {
-  long status = 0;        ///< 0: there is none
-  std::string body = {};       ///< whole, or of no use
-  std::string failure = {};    ///< why there is no answer; empty when there is one
-  double retryAfter = 0;  ///< seconds; 0: the server does not say
+  long status = 0;           ///< 0: there is none
+  std::string body = {};     ///< whole, or of no use
+  std::string failure = {};  ///< why there is no answer; empty when there is one
+  double retryAfter = 0;     ///< seconds; 0: the server does not say
 };
 
 struct HttpJob {

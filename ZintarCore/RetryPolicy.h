@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "Platform/Export.h"
+#include "ZNPlatform/Export.h"
 
 namespace zn {
 

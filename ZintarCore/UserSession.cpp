@@ -1,6 +1,6 @@
 #include "ZintarCore/UserSession.h"
 
-#include "Platform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
 #include "ZintarCore/ZNCoreUtils.h"
 
 namespace zn {

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

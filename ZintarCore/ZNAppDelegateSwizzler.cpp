@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "Platform/Foundation/SameOwner.h"
-#include "Platform/UIKit/UIApplication.h"
+#include "ZNPlatform/Foundation/SameOwner.h"
+#include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZintarCore/ZNCoreUtils.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Runtime/Runtime.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Runtime/Runtime.h"
 
 /// The registry of the application-delegate interceptors: objects of the run time that get the application delegate's
 /// callbacks about remote notifications, in the order of their registration, before the delegate does. UIApplication

@@ -6,14 +6,14 @@
 #include <algorithm>
 #include <cctype>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/Json.h"
-#include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/Foundation/NSURL.h"
-#include "Platform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/NSURL.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZintarCore/ZNCoreUtils.h"
 
 /// What a configuration says.

@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 /// The account's configuration. Until one is loaded the account counts as inactive and the library does nothing; a
 /// device other than the simulator is told so once.

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 const char* const kUserDefaultsKeyAppVersion = "kUserDefaultsKeyAppVersion";

@@ -4,11 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/NSURL.h"
-#include "Platform/Foundation/NSUserDefaults.h"
-#include "Platform/Foundation/Value.h"
-#include "Platform/UIKit/UIViewController.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/NSURL.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Foundation/Value.h"
+#include "ZNPlatform/UIKit/UIViewController.h"
 
 /// Small services of the core for the other modules. Thread: any.
 class ZN_EXPORT ZNCoreUtils {

@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

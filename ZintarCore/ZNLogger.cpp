@@ -9,10 +9,10 @@
 #include <string_view>
 #include <utility>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Descriptor.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/SingleLine.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/SingleLine.h"
 #include "ZintarCore/ExceptionGuard.h"
 
 struct ZNLogger::Sinks {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/Mutex.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Mutex.h"
 
 /// The log of the whole library family. A line goes to every sink that is set: standard error (when the environment
 /// says ZN_LOG=1), a file, an observer; the first two get control characters escaped, so that no payload forges a line.

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/KeyedArchive.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 /// Base of records that come from the server as dictionaries and are kept in archives. It takes nothing from the
 /// dictionary itself.

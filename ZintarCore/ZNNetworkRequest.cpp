@@ -2,10 +2,10 @@
 
 #include <cxxabi.h>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Once.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Once.h"
 #include "ZintarCore/HttpTransport.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 /// Number of a server service. The configuration names each one's path under "server.endpoints" by its number.
 enum class ZNService : int { events = 1, inbox = 7, categories = 8, triggerSync = 9, userInSegment = 10 };

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "Platform/Device.h"
+#include "ZNPlatform/Device.h"
 
 namespace zn {
 

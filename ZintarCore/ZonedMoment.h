@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "Platform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Exception.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 namespace zinextension {

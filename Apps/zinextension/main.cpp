@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "Apps/zinextension/Options.h"
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Json.h"
-#include "Platform/Foundation/NSUserDefaults.h"
-#include "Platform/HeadlessDevice.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/CampaignPush.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/HeadlessDevice.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zinserver {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Apps/zinserver/Faults.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace zinserver {

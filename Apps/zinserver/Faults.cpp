@@ -4,8 +4,8 @@
 #include <string>
 
 #include "Apps/zinserver/Services.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
 
 namespace zinserver {
 

@@ -4,8 +4,8 @@
 #include <deque>
 #include <optional>
 
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zinserver {
 

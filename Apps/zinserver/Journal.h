@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <deque>
 
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zinserver {
 

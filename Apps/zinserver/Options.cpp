@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <optional>
 
-#include "Platform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace zinserver {
 

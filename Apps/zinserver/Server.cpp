@@ -9,9 +9,9 @@
 
 #include "Apps/zinserver/Connections.h"
 #include "Apps/zinserver/GrowingPool.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Json.h"
-#include "Platform/Foundation/SingleLine.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/SingleLine.h"
 
 namespace zinserver {
 

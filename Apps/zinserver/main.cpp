@@ -11,7 +11,7 @@
 
 #include "Apps/zinserver/Options.h"
 #include "Apps/zinserver/Server.h"
-#include "Platform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace {
 

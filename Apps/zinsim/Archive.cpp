@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Apps/zinsim/Fields.h"
-#include "Platform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
 
 namespace zinsim {
 

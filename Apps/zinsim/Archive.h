@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zinsim {
 

@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "Apps/zinsim/Session.h"
-#include "Platform/UIKit/UIApplication.h"
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
+#include "ZNPlatform/UIKit/UIApplication.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 
 namespace zinsim {
 

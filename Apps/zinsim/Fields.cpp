@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zinsim {
 

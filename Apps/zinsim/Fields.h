@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zinsim {
 

@@ -4,10 +4,10 @@
 
 #include "Apps/zinsim/Archive.h"
 #include "Apps/zinsim/Commands.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/NSUserDefaults.h"
-#include "Platform/Foundation/PropertyList.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Foundation/PropertyList.h"
 
 namespace zinsim {
 

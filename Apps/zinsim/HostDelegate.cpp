@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "Apps/zinsim/Fields.h"
-#include "Platform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace zinsim {
 

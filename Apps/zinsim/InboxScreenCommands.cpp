@@ -7,8 +7,8 @@
 
 #include "Apps/zinsim/Commands.h"
 #include "Apps/zinsim/InboxCellDelegate.h"
-#include "Devices/Simulator/InboxScreen.h"
-#include "Platform/Foundation/Format.h"
+#include "ZNDevices/Simulator/InboxScreen.h"
+#include "ZNPlatform/Foundation/Format.h"
 
 namespace zinsim {
 

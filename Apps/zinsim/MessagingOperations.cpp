@@ -1,9 +1,9 @@
 // Operations of the facade and of its helpers.
 
 #include "Apps/zinsim/Operations.h"
-#include "Platform/Runtime/DelegateCall.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Runtime/DelegateCall.h"
 
 namespace zinsim {
 

@@ -2,8 +2,8 @@
 
 #include "Apps/zinsim/Fields.h"
 #include "Apps/zinsim/Operations.h"
-#include "Platform/Foundation/Exception.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace zinsim {
 

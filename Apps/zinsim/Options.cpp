@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "Apps/zinsim/Fields.h"
-#include "Devices/Simulator/Simulator.h"
+#include "ZNDevices/Simulator/Simulator.h"
 
 namespace zinsim {
 

@@ -1,7 +1,7 @@
 #include "Apps/zinsim/Printed.h"
 
 #include "Apps/zinsim/Session.h"
-#include "Platform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Format.h"
 
 namespace zinsim {
 

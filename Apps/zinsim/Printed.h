@@ -3,10 +3,10 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Foundation/Value.h"
-#include "Platform/UIKit/UIFont.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
+#include "ZNPlatform/Foundation/Value.h"
+#include "ZNPlatform/UIKit/UIFont.h"
 
 namespace zinsim {
 

@@ -2,8 +2,8 @@
 
 #include "Apps/zinsim/Fields.h"
 #include "Apps/zinsim/Operations.h"
-#include "Platform/Runtime/Runtime.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
+#include "ZNPlatform/Runtime/Runtime.h"
 
 namespace zinsim {
 

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "Apps/zinsim/Commands.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zinsim {
 

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "Devices/Simulator/Simulator.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNDevices/Simulator/Simulator.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 class ZNInboxCellSelectedDelegate;
 class ZNMessagingDelegate;

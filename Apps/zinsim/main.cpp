@@ -13,7 +13,7 @@
 #include "Apps/zinsim/LineReader.h"
 #include "Apps/zinsim/Options.h"
 #include "Apps/zinsim/Scenario.h"
-#include "Platform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <string_view>
 
 #include "Apps/zinstory/Programs.h"
-#include "Platform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace zinstory {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "Platform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Descriptor.h"
 
 namespace zinstory {
 

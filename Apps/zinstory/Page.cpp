@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zinstory {
 

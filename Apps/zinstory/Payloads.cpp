@@ -5,11 +5,11 @@
 #include <string_view>
 #include <system_error>
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/Json.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zinstory {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zinstory {
 

@@ -10,8 +10,8 @@
 #include <filesystem>
 #include <system_error>
 
-#include "Platform/Foundation/Descriptor.h"
-#include "Platform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace zinstory {
 

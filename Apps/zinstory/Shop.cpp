@@ -7,11 +7,11 @@
 #include "Apps/zinstory/CampaignServer.h"
 #include "Apps/zinstory/ShopInbox.h"
 #include "Apps/zinstory/Triggers.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 namespace zinstory {

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "Apps/zinstory/Page.h"
-#include "Platform/HeadlessDevice.h"
-#include "Platform/NotificationRecorder.h"
+#include "ZNPlatform/HeadlessDevice.h"
+#include "ZNPlatform/NotificationRecorder.h"
 
 namespace zinstory {
 

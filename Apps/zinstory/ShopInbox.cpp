@@ -9,10 +9,10 @@
 #include <sstream>
 
 #include "Apps/zinstory/Programs.h"
-#include "Devices/Simulator/InboxScreen.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
+#include "ZNDevices/Simulator/InboxScreen.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
 
 namespace zinstory {
 

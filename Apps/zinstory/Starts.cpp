@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include "Platform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace zinstory {
 

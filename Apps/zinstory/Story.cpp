@@ -5,13 +5,13 @@
 #include <system_error>
 
 #include "Apps/zinstory/Teller.h"
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/NSUserDefaults.h"
-#include "Platform/UIKit/UIApplication.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZNRichNotification/ZNPushPayload.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 

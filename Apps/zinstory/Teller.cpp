@@ -3,8 +3,8 @@
 #include <ctime>
 #include <utility>
 
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zinstory {
 

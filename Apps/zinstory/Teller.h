@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Apps/zinstory/Page.h"
-#include "Devices/Simulator/Simulator.h"
+#include "ZNDevices/Simulator/Simulator.h"
 
 namespace zinstory {
 

@@ -4,12 +4,12 @@
 #include <future>
 #include <memory>
 
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/Json.h"
 #include "ZNAnalytics/TrackedEvent.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zinstory {
 

@@ -14,9 +14,9 @@
 #include "Apps/zinstory/Shop.h"
 #include "Apps/zinstory/Starts.h"
 #include "Apps/zinstory/Story.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/TemporaryFolder.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/TemporaryFolder.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <iostream>
 #include <string>
 
-#include "Platform/Foundation/Json.h"
-#include "Platform/HeadlessDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/HeadlessDevice.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 /// The device whose pumped main queue is this thread's; null, with a line on standard error, without a configuration.

@@ -3,12 +3,12 @@
 #include <iostream>
 #include <string_view>
 
-#include "Platform/Foundation/Json.h"
-#include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/HeadlessDevice.h"
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/HeadlessDevice.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <fstream>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Json.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/EventQueue.h"
 #include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZintarCore/RetryPolicy.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 

@@ -5,11 +5,11 @@
 #include <fstream>
 #include <limits>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/Foundation/NSUserDefaults.h"
 #include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/TestDevice.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNConfigDataManager.h"

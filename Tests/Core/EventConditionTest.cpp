@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/Json.h"
 #include "Tests/Support/Sanitized.h"
 #include "ZNAnalytics/ZNEventCondition.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 #ifndef ZN_SANITIZED  // the sanitizers bring an allocator of their own
 namespace {

@@ -13,10 +13,10 @@
 #include <set>
 #include <thread>
 
-#include "Platform/Foundation/Descriptor.h"
 #include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/Foundation/Descriptor.h"
 
 namespace {
 

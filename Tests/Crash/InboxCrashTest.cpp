@@ -7,11 +7,11 @@
 #include <random>
 #include <thread>
 
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/KeyedArchive.h"
 #include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestHome.h"
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxData.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/Descriptor.h"
-#include "Platform/Foundation/Json.h"
 #include "Tests/Support/RawServer.h"
 #include "Tests/Support/Requests.h"
 #include "Tests/Support/TestHome.h"
+#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 

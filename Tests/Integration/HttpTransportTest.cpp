@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/Json.h"
 #include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/RawServer.h"
 #include "Tests/Support/Requests.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 

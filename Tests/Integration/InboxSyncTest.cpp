@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/Json.h"
 #include "Tests/Support/RawServer.h"
 #include "Tests/Support/Requests.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 

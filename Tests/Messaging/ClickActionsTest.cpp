@@ -3,12 +3,12 @@
 #include <atomic>
 #include <thread>
 
-#include "Platform/Foundation/Format.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/Foundation/Format.h"
 
 namespace {
 

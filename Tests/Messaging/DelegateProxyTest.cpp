@@ -5,13 +5,13 @@
 
 #include <future>
 
-#include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/Runtime/KeyValueObserving.h"
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Runtime/KeyValueObserving.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ZNAppDelegateSwizzler.h"
 
 namespace {

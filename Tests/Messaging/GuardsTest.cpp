@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "Platform/NotificationRecorder.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
@@ -12,6 +11,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/NotificationRecorder.h"
 #include "ZNRichNotification/ZNRichNotification.h"
 
 namespace {

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/Json.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxModel.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 

@@ -7,14 +7,14 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Json.h"
-#include "Platform/Foundation/NSUserDefaults.h"
-#include "Platform/Foundation/Storage.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Foundation/Storage.h"
 
 namespace {
 

@@ -4,13 +4,13 @@
 #include <set>
 #include <thread>
 
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Json.h"
-#include "Platform/Foundation/NSUserDefaults.h"
-#include "Platform/Foundation/PropertyList.h"
 #include "Tests/Support/FileSizeLimit.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Foundation/PropertyList.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace {

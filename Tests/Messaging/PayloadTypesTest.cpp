@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/File.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Foundation/File.h"
 
 namespace {
 

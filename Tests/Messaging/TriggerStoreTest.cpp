@@ -4,11 +4,11 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Json.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 

@@ -4,14 +4,14 @@
 #include <filesystem>
 #include <utility>
 
-#include "Platform/NotificationRecorder.h"
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/UserReset.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/NotificationRecorder.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 

@@ -4,12 +4,12 @@
 
 #include <random>
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/KeyedArchive.h"
-#include "Platform/Foundation/PropertyList.h"
 #include "Tests/Support/Note.h"
 #include "Tests/Support/RawPropertyList.h"
 #include "Tests/Support/StressScale.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/PropertyList.h"
 
 namespace {
 

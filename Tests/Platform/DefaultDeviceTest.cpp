@@ -10,13 +10,13 @@
 #include <optional>
 #include <thread>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
 #include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/PlainDevice.h"
 #include "Tests/Support/Sanitized.h"
 #include "Tests/Support/TestHome.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
 
 namespace {
 

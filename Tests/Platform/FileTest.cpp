@@ -1,4 +1,4 @@
-#include "Platform/Foundation/File.h"
+#include "ZNPlatform/Foundation/File.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>

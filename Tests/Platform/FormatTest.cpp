@@ -1,4 +1,4 @@
-#include "Platform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Format.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Platform/HeadlessDevice.h"
+#include "ZNPlatform/HeadlessDevice.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -10,10 +10,10 @@
 #include <future>
 #include <thread>
 
-#include "Platform/Foundation/Exception.h"
 #include "Tests/Support/DeviceContract.h"
 #include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/TestHome.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace {
 

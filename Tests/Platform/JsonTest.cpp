@@ -1,11 +1,11 @@
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 #include <gtest/gtest.h>
 #include <malloc.h>
 
 #include <cmath>
 
-#include "Platform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace zn {
 namespace {

@@ -1,12 +1,12 @@
-#include "Platform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
 
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
 #include "Tests/Support/Note.h"
 #include "Tests/Support/PlainDevice.h"
 #include "Tests/Support/RawPropertyList.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/NSURL.h"
+#include "ZNPlatform/Foundation/NSURL.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -9,10 +9,10 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/PropertyList.h"
 #include "Tests/Support/FileSizeLimit.h"
 #include "Tests/Support/PlainDevice.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/PropertyList.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/PropertyList.h"
+#include "ZNPlatform/Foundation/PropertyList.h"
 
 #include <gtest/gtest.h>
 
@@ -10,11 +10,11 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Format.h"
 #include "Tests/Support/RawPropertyList.h"
 #include "Tests/Support/TestHome.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Format.h"
 
 namespace {
 

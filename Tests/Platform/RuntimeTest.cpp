@@ -1,4 +1,4 @@
-#include "Platform/Runtime/Runtime.h"
+#include "ZNPlatform/Runtime/Runtime.h"
 
 #include <gtest/gtest.h>
 
@@ -6,10 +6,10 @@
 #include <thread>
 #include <utility>
 
-#include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/UIKit/UIApplication.h"
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "Tests/Support/PlainDevice.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/UIKit/UIApplication.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,8 @@
 #include <limits>
 #include <thread>
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace zn {
 namespace {

@@ -1,18 +1,18 @@
 // The inbox screen where its timing, its resource file or its table matter; what it shows and does is in scenarios.
 
-#include "Devices/Simulator/InboxScreen.h"
+#include "ZNDevices/Simulator/InboxScreen.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
-#include "Devices/Simulator/Simulator.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
 #include "Tests/Support/TestHome.h"
+#include "ZNDevices/Simulator/Simulator.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
 
 namespace {
 

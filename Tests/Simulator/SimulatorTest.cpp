@@ -1,23 +1,23 @@
 // The simulated device as a host team uses it: what a scenario shows of it is tested by scenarios.
 
-#include "Devices/Simulator/Simulator.h"
+#include "ZNDevices/Simulator/Simulator.h"
 
 #include <gtest/gtest.h>
 
 #include <thread>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Json.h"
-#include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/Foundation/NSUserDefaults.h"
-#include "Platform/UIKit/UIAlertController.h"
-#include "Platform/UIKit/UIApplication.h"
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "Tests/Support/DeviceContract.h"
 #include "Tests/Support/TestHome.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/UIKit/UIAlertController.h"
+#include "ZNPlatform/UIKit/UIApplication.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace {

@@ -6,12 +6,12 @@
 #include <latch>
 #include <thread>
 
-#include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 
 namespace {
 

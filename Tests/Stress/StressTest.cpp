@@ -4,9 +4,6 @@
 #include <random>
 #include <thread>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/NotificationRecorder.h"
 #include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
@@ -15,6 +12,9 @@
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/NotificationRecorder.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 

@@ -19,10 +19,10 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
 #include "Tests/Support/PlainDevice.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
 
 namespace zn::test {
 

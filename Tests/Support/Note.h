@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "Platform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
 
 namespace zn::test {
 

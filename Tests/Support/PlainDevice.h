@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Mutex.h"
 #include "Tests/Support/TestHome.h"  // for the tests that include this
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Mutex.h"
 
 namespace zn::test {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn::test {
 

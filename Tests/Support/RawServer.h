@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/Descriptor.h"
-#include "Platform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Mutex.h"
 
 namespace zn::test {
 

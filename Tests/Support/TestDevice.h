@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/HeadlessDevice.h"
 #include "Tests/Support/TestHome.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/HeadlessDevice.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNLogger.h"
 

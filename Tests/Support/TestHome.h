@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "Platform/Foundation/TemporaryFolder.h"
+#include "ZNPlatform/Foundation/TemporaryFolder.h"
 
 namespace zn::test {
 

@@ -1,9 +1,9 @@
 // Replacing implementations in classes, and the replacements.
 
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNMessaging/AppDelegateSwizzler/ProxyFailure.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNLogger.h"
 

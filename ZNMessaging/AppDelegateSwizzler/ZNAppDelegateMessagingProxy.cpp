@@ -2,10 +2,10 @@
 
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
 
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNMessaging/AppDelegateSwizzler/ProxyFailure.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNAppDelegateSwizzler.h"
 

@@ -7,12 +7,12 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Value.h"
-#include "Platform/Runtime/KeyValueObserving.h"
-#include "Platform/Runtime/Runtime.h"
-#include "Platform/UIKit/UIApplication.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Value.h"
+#include "ZNPlatform/Runtime/KeyValueObserving.h"
+#include "ZNPlatform/Runtime/Runtime.h"
+#include "ZNPlatform/UIKit/UIApplication.h"
 
 /// Inserts the module into the host's delegates at run time, so that the host need not hand callbacks on.
 ///

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Export.h"
+#include "ZNPlatform/Export.h"
 
 /// The module's vocabulary: every key, event name and storage key is spelled here and nowhere else. Values are
 /// case-sensitive and fixed: servers and hosts know them.

@@ -1,12 +1,12 @@
 #include <algorithm>
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/NSUserDefaults.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNCoreUtils.h"

@@ -1,18 +1,18 @@
 #include <optional>
 #include <utility>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/UIKit/UIAlertController.h"
-#include "Platform/UIKit/UIPasteboard.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/UIKit/UIAlertController.h"
+#include "ZNPlatform/UIKit/UIPasteboard.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNLogger.h"
@@ -175,10 +175,9 @@ void ZNNotificationHandler::handleCouponCodeForPush(const zn::Value& payload) {
 
 void ZNNotificationHandler::showCouponAlertView(const zn::Value& couponCode, const zn::Value& payload) {
   zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure, [&] {
-    zn::dispatchAsync(zn::Queue::main,
-                      [self = shared_from_this(), couponCode, payload, user = zn::userGeneration()] {
-                        self->presentCouponAlert(couponCode, payload, user);
-                      });
+    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), couponCode, payload, user = zn::userGeneration()] {
+      self->presentCouponAlert(couponCode, payload, user);
+    });
   });
 }
 

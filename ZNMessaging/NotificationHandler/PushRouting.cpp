@@ -1,9 +1,6 @@
 #include <chrono>
 #include <string>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/NSNotificationCenter.h"
-#include "Platform/Foundation/NSUserDefaults.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
@@ -12,6 +9,9 @@
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNLogger.h"

@@ -1,12 +1,12 @@
 #include <utility>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/NSUserDefaults.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNCoreUtils.h"

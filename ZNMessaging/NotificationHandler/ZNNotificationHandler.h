@@ -6,11 +6,11 @@
 #include <memory>
 #include <vector>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
-#include "Platform/UIKit/UIApplication.h"
-#include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNAnalytics/ZNSource.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
+#include "ZNPlatform/UIKit/UIApplication.h"
+#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNRichNotification/ZNPushPayload.h"
 
 namespace zn {

@@ -2,7 +2,7 @@
 
 // Which of the module's pushes are shown and counted. Not installed API.
 
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

@@ -3,7 +3,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "Platform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Mutex.h"
 
 namespace zn {
 

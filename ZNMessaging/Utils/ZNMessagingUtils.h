@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 /// Helpers that all parts of the module use. Thread: any.
 class ZN_EXPORT ZNMessagingUtils {

@@ -1,10 +1,5 @@
 #include <utility>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/Format.h"
-#include "Platform/Foundation/KeyedArchive.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/ModuleState.h"
@@ -13,6 +8,11 @@
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxExpiry.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNLogger.h"

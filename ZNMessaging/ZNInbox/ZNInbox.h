@@ -4,11 +4,11 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
-#include "Platform/UIKit/UIFont.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
+#include "ZNPlatform/UIKit/UIFont.h"
 #include "ZintarCore/ZNDateUtils.h"
 
 /// The application's entry to the inbox: questions, changes and the ready-made inbox screen. It keeps nothing itself;

@@ -6,12 +6,12 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/ArchivedFile.h"
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/UIKit/UIFont.h"
 #include "ZNMessaging/ZNInbox/InboxObserver.h"
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxData.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/ArchivedFile.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/UIKit/UIFont.h"
 
 namespace zn {
 struct InboxBatch;

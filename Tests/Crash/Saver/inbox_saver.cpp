@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "Platform/HeadlessDevice.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/HeadlessDevice.h"
 
 int main(int, char** argv) {
   zn::HeadlessDevice::Options options;

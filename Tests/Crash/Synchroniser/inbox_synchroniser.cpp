@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "Platform/HeadlessDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/HeadlessDevice.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 

@@ -19,17 +19,17 @@
 #include <string>
 #include <vector>
 
-#include "Devices/Simulator/Simulator.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Json.h"
-#include "Platform/Foundation/NSUserDefaults.h"
-#include "Platform/HeadlessDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNDevices/Simulator/Simulator.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/HeadlessDevice.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 extern "C" void zn_files_note(const char* text);

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "Platform/Foundation/NSUserDefaults.h"
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
 
 std::shared_ptr<ZNInboxData> ZNInboxData::init() {
   auto data = std::make_shared<ZNInboxData>();

@@ -3,10 +3,10 @@
 #include <memory>
 #include <span>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/KeyedArchive.h"
-#include "Platform/Foundation/Mutex.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/Mutex.h"
 
 /// The inbox as a whole, and the root object of the inbox file: the entries and the time of the last synchronisation
 /// with the server that brought any. Thread: any; each property is read and replaced as one step.

@@ -1,11 +1,11 @@
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxModel.h"
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxExpiry.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
 #include "ZintarCore/ExceptionGuard.h"
 
 namespace {

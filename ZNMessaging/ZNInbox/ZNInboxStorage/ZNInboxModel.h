@@ -2,10 +2,10 @@
 
 #include <memory>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/KeyedArchive.h"
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 /// One notification in the inbox: the push payload as received, the fields that the inbox screen shows, read state and
 /// dates. Made from a payload or an archive; fields hold whatever the payload has there, unchecked, and nil where it

@@ -1,9 +1,9 @@
 #include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard.h"
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/UIKit/UIStoryboard.h"
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxTableViewCell.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/UIKit/UIStoryboard.h"
 
 std::shared_ptr<ZNInboxViewController> zn::newInboxScreen(const NSBundle& bundle) {
   const auto storyboard = UIStoryboard::storyboardWithName(

@@ -4,9 +4,9 @@
 
 #include <memory>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/NSBundle.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/NSBundle.h"
 
 namespace zn {
 

@@ -6,9 +6,9 @@
 
 #include <type_traits>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
 
 namespace zn {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 /// Is told which message the user tapped in the inbox screen, on the main thread. Both operations are optional; the one
 /// that a host does not override does nothing. What they throw is written to the system log; the rest of the tap is

@@ -1,8 +1,8 @@
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxTableViewCell.h"
 
-#include "Platform/Foundation/Exception.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ScreenGuard.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 void ZNInboxTableViewCell::setDataWithMessage(const std::shared_ptr<ZNInboxModel>& message) {
   zn::guardedOnScreen("Zintar - exception while setting data with message in inbox cell is %@", [&] {

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/UIKit/UILabel.h"
-#include "Platform/UIKit/UITableViewCell.h"
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxModel.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/UIKit/UILabel.h"
+#include "ZNPlatform/UIKit/UITableViewCell.h"
 
 /// One message in the inbox screen: its title (in cells made from "InboxCell1" only), its text, and the day on which it
 /// came. The labels come from the storyboard and are part of the cell; the accessors give null where there is none.

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Exception.h"
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ScreenGuard.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 using zn::kScreenFailure;
 

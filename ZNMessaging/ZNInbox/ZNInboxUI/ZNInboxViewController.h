@@ -4,14 +4,14 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/UIKit/UIColor.h"
-#include "Platform/UIKit/UIFont.h"
-#include "Platform/UIKit/UITableView.h"
-#include "Platform/UIKit/UIViewController.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxCellSelectedDelegate.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxTableViewCell.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/UIKit/UIColor.h"
+#include "ZNPlatform/UIKit/UIFont.h"
+#include "ZNPlatform/UIKit/UITableView.h"
+#include "ZNPlatform/UIKit/UIViewController.h"
 
 /// The ready-made inbox screen: the messages that were in the inbox when the screen was loaded, in the store's order. A
 /// tap marks a message read, tracks the click and tells the delegate; a swipe deletes the message.

@@ -8,12 +8,12 @@
 #include <system_error>
 #include <utility>
 
-#include "Platform/Device.h"
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/File.h"
-#include "Platform/Foundation/PropertyList.h"
-#include "Platform/Foundation/Storage.h"
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/PropertyList.h"
+#include "ZNPlatform/Foundation/Storage.h"
 
 namespace zn {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/Mutex.h"
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Export.h"
+#include "ZNPlatform/Export.h"
 
 namespace zn {
 

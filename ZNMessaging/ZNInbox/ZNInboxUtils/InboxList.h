@@ -3,8 +3,8 @@
 #include <memory>
 #include <vector>
 
-#include "Platform/Export.h"
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxModel.h"
+#include "ZNPlatform/Export.h"
 
 namespace zn {
 

@@ -4,8 +4,8 @@
 #include <unordered_map>
 #include <utility>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/SameOwner.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/SameOwner.h"
 #include "ZintarCore/ExceptionGuard.h"
 
 namespace zn {

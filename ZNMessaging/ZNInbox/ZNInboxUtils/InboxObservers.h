@@ -8,9 +8,9 @@
 #include <memory>
 #include <vector>
 
-#include "Platform/Foundation/Mutex.h"
 #include "ZNMessaging/ZNInbox/InboxObserver.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNPlatform/Foundation/Mutex.h"
 
 namespace zn {
 

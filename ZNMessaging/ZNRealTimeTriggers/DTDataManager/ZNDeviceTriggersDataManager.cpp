@@ -6,9 +6,9 @@
 #include <unordered_set>
 #include <utility>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/File.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/File.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNLogger.h"

@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/ArchivedFile.h"
-#include "Platform/Foundation/Mutex.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/ArchivedFile.h"
+#include "ZNPlatform/Foundation/Mutex.h"
 
 /// The store of device triggers: campaigns, how often each was shown, times and limits; one container in memory, read
 /// when the store is made and written whole after every change. Times are milliseconds since 1970.

@@ -1,8 +1,8 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/TriggerRules.h"
 
-#include "Platform/Foundation/Format.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
+#include "ZNPlatform/Foundation/Format.h"
 #include "ZintarCore/ZNDateUtils.h"
 
 namespace zn {

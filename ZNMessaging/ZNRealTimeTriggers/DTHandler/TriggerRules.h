@@ -6,8 +6,8 @@
 #include <span>
 #include <string>
 
-#include "Platform/Export.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
+#include "ZNPlatform/Export.h"
 
 /// Whether a campaign may be shown now, as data: pure decisions in the order in which they are taken, with the clock
 /// passed in. Evaluation walks the table and stops at the first that fails; explaining walks it to the end.

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "Platform/Foundation/Dispatch.h"
-#include "Platform/Foundation/Format.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/Format.h"
 #include "ZNRichNotification/ZNRichPush.h"
 #include "ZintarCore/ExceptionGuard.h"
 

@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
 #include "ZNAnalytics/ZNProperties.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 /// Helpers of device triggers. Thread: any. No operation throws: a failure is logged and gives the neutral result.
 class ZN_EXPORT ZNDeviceTriggerUtils {

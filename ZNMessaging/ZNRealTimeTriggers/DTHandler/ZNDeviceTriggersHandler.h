@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Value.h"
-#include "Platform/UIKit/UIApplication.h"
-#include "Platform/UserNotifications/UNNotification.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/TriggerRules.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Value.h"
+#include "ZNPlatform/UIKit/UIApplication.h"
+#include "ZNPlatform/UserNotifications/UNNotification.h"
 
 namespace zn {
 struct EventOrigin;

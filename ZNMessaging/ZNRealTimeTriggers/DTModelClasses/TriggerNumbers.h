@@ -2,7 +2,7 @@
 
 // Numbers of device triggers as servers and files give them. Not installed API.
 
-#include "Platform/Foundation/Value.h"
+#include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
 

@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "Platform/Export.h"
 #include "ZNMessaging/Utils/GuardedFields.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
+#include "ZNPlatform/Export.h"
 
 namespace zn {
 struct EventOrigin;

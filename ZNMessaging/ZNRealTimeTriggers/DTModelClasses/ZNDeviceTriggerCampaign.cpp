@@ -1,8 +1,8 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNLogger.h"
 

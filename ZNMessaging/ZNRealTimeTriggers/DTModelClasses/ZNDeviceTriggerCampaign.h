@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Export.h"
 #include "ZNAnalytics/ZNEventCondition.h"
 #include "ZNMessaging/Utils/GuardedFields.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerPayload.h"
+#include "ZNPlatform/Export.h"
 #include "ZintarCore/ZNModelObject.h"
 
 /// One campaign that the server sent: what event it waits for, what it shows, and the limits that it is shown under.

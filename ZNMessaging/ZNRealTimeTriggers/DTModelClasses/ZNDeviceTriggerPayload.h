@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "Platform/Export.h"
 #include "ZNMessaging/Utils/GuardedFields.h"
+#include "ZNPlatform/Export.h"
 #include "ZintarCore/ZNModelObject.h"
 
 /// What a device-trigger notification shows. Fields hold whatever the dictionary has there, unchecked, nil where it has

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "Platform/Export.h"
 #include "ZNMessaging/Utils/GuardedFields.h"
+#include "ZNPlatform/Export.h"
 #include "ZintarCore/ZNModelObject.h"
 
 /// How often and when a campaign was shown. Times are milliseconds since 1970. Thread: any; every property is guarded.

@@ -5,10 +5,10 @@
 #include <span>
 #include <vector>
 
-#include "Platform/Export.h"
-#include "Platform/Foundation/Mutex.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerStatus.h"
+#include "ZNPlatform/Export.h"
+#include "ZNPlatform/Foundation/Mutex.h"
 
 namespace zn {
 

@@ -1,9 +1,0 @@
-#include "Platform/UIKit/UILabel.h"
-
-#include "Platform/Foundation/Exception.h"
-#include "Platform/Foundation/Format.h"
-
-void UILabel::setText(const zn::Value& text) {
-  if (text && !text.isString()) throw zn::Exception("a label's text is a string, not " + zn::description(text));
-  text_ = text;
-}

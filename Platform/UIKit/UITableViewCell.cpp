@@ -1,7 +1,0 @@
-#include "Platform/UIKit/UITableViewCell.h"
-
-#include "Platform/Foundation/Exception.h"
-
-void UITableViewCell::connectOutlet(const std::string& name, const std::shared_ptr<UIView>&) {
-  throw zn::Exception("the cell has no outlet \"" + name + "\"");
-}

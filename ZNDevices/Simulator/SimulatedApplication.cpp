@@ -1,0 +1,89 @@
+#include "ZNDevices/Simulator/SimulatedApplication.h"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/TemporaryFolder.h"
+
+namespace zn {
+
+void SimulatedApplication::setBadge(long number) {
+  badge_ = number;
+  effects_->emit("badge", number);
+}
+
+void SimulatedApplication::registerForRemoteNotifications() { effects_->emit("registered", "remote"); }
+
+UIBackgroundTaskIdentifier SimulatedApplication::beginBackgroundTask(std::function<void()> expirationHandler) {
+  UIBackgroundTaskIdentifier identifier;
+  {
+    Lock lock(mutex_);
+    identifier = ++lastTask_;
+    tasks_.emplace(identifier, std::move(expirationHandler));
+  }
+  effects_->emit("backgroundTask", "begin");
+  return identifier;
+}
+
+void SimulatedApplication::endBackgroundTask(UIBackgroundTaskIdentifier identifier) {
+  std::function<void()> handler;  // destroyed outside the lock: it may own anything
+  {
+    Lock lock(mutex_);
+    const auto found = tasks_.find(identifier);
+    if (found == tasks_.end()) return;
+    handler = std::move(found->second);
+    tasks_.erase(found);
+  }
+  effects_->emit("backgroundTask", "end");
+}
+
+void SimulatedApplication::expireBackgroundTasks(DeviceSystemLog& log) {
+  std::vector<std::function<void()>> handlers;
+  {
+    Lock lock(mutex_);
+    for (auto& [identifier, handler] : tasks_) {
+      if (handler) handlers.push_back(std::exchange(handler, nullptr));
+    }
+  }
+  for (const auto& handler : handlers) runTask(handler, log);
+}
+
+SimulatedDirectories::SimulatedDirectories(const std::string& home, EffectSinkPtr effects)
+    : effects_(std::move(effects)) {
+  if (home.empty()) {
+    home_ = makeTemporaryFolder("zinsim");
+    isTemporary_ = true;
+  } else {
+    home_ = absolutePath(home);
+  }
+  std::string error;
+  for (const std::string& folder : {home_, library(), documents(), preferences()}) {
+    if (!createDirectoryAtPath(folder, true, &error)) throw Exception(error);
+  }
+  lock_ = FileLock::tryNow(home_ + "/.lock", &error);
+  if (!lock_) throw Exception(error.empty() ? home_ + " is in use by another process" : error);
+}
+
+SimulatedDirectories::~SimulatedDirectories() { removeIfTemporary(); }
+
+void SimulatedDirectories::removeIfTemporary() {
+  if (!isTemporary_ || std::exchange(isRemoved_, true)) return;
+  std::error_code ignored;
+  std::filesystem::remove_all(home_, ignored);
+}
+
+std::string SimulatedDirectories::withoutTemporaryHome(std::string text) const {
+  if (!isTemporary_) return text;
+  for (std::size_t at = 0; (at = text.find(home_, at)) != std::string::npos; ++at) text.replace(at, home_.size(), "~");
+  return text;
+}
+
+void SimulatedDirectories::didWriteFile(const std::string& path) {
+  if (path == library() + "/ZNInbox/InboxData") effects_->emit("saved", "inbox");
+  if (path == library() + "/ZinDeviceTriggers") effects_->emit("saved", "triggers");
+}
+
+}  // namespace zn

@@ -1,0 +1,221 @@
+#include "ZNPlatform/Device.h"
+
+#include <cxxabi.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <utility>
+
+#include "ZNPlatform/EndOfProcess.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/SingleLine.h"
+#include "ZNPlatform/HeadlessDevice.h"
+
+namespace zn {
+
+DeviceClock::~DeviceClock() = default;
+DeviceQueues::~DeviceQueues() = default;
+
+DeviceRandom::~DeviceRandom() = default;
+double DeviceRandom::fraction() {
+  std::uint64_t bits = 0;
+  if (::getentropy(&bits, sizeof bits) != 0) {
+    bits =
+        0x9e3779b97f4a7c15u * static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+  }
+  return std::ldexp(static_cast<double>(bits >> 11), -53);
+}
+
+DeviceDirectories::~DeviceDirectories() = default;
+std::string DeviceDirectories::library() const { return home() + "/Library"; }
+std::string DeviceDirectories::documents() const { return home() + "/Documents"; }
+std::string DeviceDirectories::preferences() const { return home() + "/Preferences"; }
+void DeviceDirectories::didWriteFile(const std::string&) {}
+
+DeviceApplication::~DeviceApplication() = default;
+UIApplicationState DeviceApplication::state() const { return UIApplicationState::active; }
+long DeviceApplication::badge() const { return badge_.load(); }
+void DeviceApplication::setBadge(long number) { badge_.store(number); }
+bool DeviceApplication::isRegisteredForRemoteNotifications() const { return false; }
+void DeviceApplication::registerForRemoteNotifications() {}
+UIBackgroundTaskIdentifier DeviceApplication::beginBackgroundTask(std::function<void()>) {
+  return UIBackgroundTaskInvalid;
+}
+void DeviceApplication::endBackgroundTask(UIBackgroundTaskIdentifier) {}
+
+DeviceNotifications::~DeviceNotifications() = default;
+
+void DeviceNotifications::requestAuthorization(
+    unsigned, std::function<void(bool, const std::optional<std::string>&)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion)] {
+    if (completion) completion(false, std::nullopt);
+  });
+}
+
+void DeviceNotifications::getSettings(std::function<void(const UNNotificationSettings&)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion)] {
+    if (completion) completion({});
+  });
+}
+
+void DeviceNotifications::setCategories(const std::vector<UNNotificationCategory>&) {}
+
+void DeviceNotifications::add(const UNNotificationRequest&,
+                              std::function<void(const std::optional<std::string>& error)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion)] {
+    if (completion) completion("this device shows no notifications");
+  });
+}
+
+void DeviceNotifications::getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion)] {
+    if (completion) completion({});
+  });
+}
+
+void DeviceNotifications::getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) {
+  dispatchAsync(Queue::global, [completion = std::move(completion)] {
+    if (completion) completion({});
+  });
+}
+
+void DeviceNotifications::removePending(const std::optional<std::vector<std::string>>&) {}
+void DeviceNotifications::removeDelivered(const std::optional<std::vector<std::string>>&) {}
+
+DeviceScreen::~DeviceScreen() = default;
+void DeviceScreen::openLink(LinkKind kind, const std::string& url) {
+  // A link's query and fragment carry what is between its sender and the user: tokens, names, codes.
+  const std::string shown = url.substr(0, url.find_first_of("?#"));
+  Device::current().systemLog->diagnostic(std::string("this device opens no links: ") +
+                                          (kind == LinkKind::deeplink ? "deep link " : "landing page ") + shown);
+}
+bool DeviceScreen::showsAlerts() const { return false; }
+void DeviceScreen::present(const std::shared_ptr<UIViewController>&, bool) {}
+std::shared_ptr<UIViewController> DeviceScreen::topMostViewController() const { return nullptr; }
+void DeviceScreen::setPasteboard(const std::string&) {}
+
+DeviceSystemLog::~DeviceSystemLog() = default;
+void DeviceSystemLog::write(const std::string& text) { std::fputs((singleLine(text) + "\n").c_str(), stderr); }
+void DeviceSystemLog::diagnostic(const std::string& text) { DeviceSystemLog::write("zintar: " + text); }
+
+void runTask(const Task& task, DeviceSystemLog& log) {
+  try {
+    task();
+  } catch (const abi::__forced_unwind&) {
+    throw;  // thread cancellation is not an exception that may be kept
+  } catch (...) {
+    log.diagnostic("an exception left a task: " + currentExceptionText());
+  }
+}
+
+Device::Device()
+    : random(std::make_unique<DeviceRandom>()),
+      application(std::make_unique<DeviceApplication>()),
+      notifications(std::make_unique<DeviceNotifications>()),
+      screen(std::make_unique<DeviceScreen>()),
+      systemLog(std::make_unique<DeviceSystemLog>()) {}
+
+namespace {
+
+std::optional<tm> inZoneOfProcess(Date at) {
+  constexpr double kFarthest = 1e15;
+  if (!(std::abs(at.secondsSince1970) < kFarthest)) return std::nullopt;
+  const auto moment = static_cast<time_t>(std::floor(at.secondsSince1970));
+  tm local{};
+  return ::localtime_r(&moment, &local) ? std::optional(local) : std::nullopt;
+}
+
+/// From the environment, or else from the link that administrators set.
+std::string identifierOfZoneOfProcess() {
+  std::error_code none;
+  const char* set = ::secure_getenv("TZ");
+  std::string zone = set ? set : std::filesystem::read_symlink("/etc/localtime", none).string();
+  if (zone.starts_with(':')) zone.erase(0, 1);
+  constexpr std::string_view kFolder = "zoneinfo/";
+  if (const auto folder = zone.find(kFolder); folder != std::string::npos) zone.erase(0, folder + kFolder.size());
+  return std::filesystem::is_regular_file("/usr/share/zoneinfo/" + zone, none) ? zone : std::string();
+}
+
+}  // namespace
+
+TimeZoneNames DeviceClock::zoneNames(Date) const { return {}; }
+
+long DeviceClock::secondsFromGMTInZoneOfProcess(Date at) {
+  const std::optional<tm> local = inZoneOfProcess(at);
+  return local ? local->tm_gmtoff : 0;
+}
+
+TimeZoneNames DeviceClock::namesOfZoneOfProcess(Date at) {
+  const std::optional<tm> local = inZoneOfProcess(at);
+  return {identifierOfZoneOfProcess(), local && local->tm_zone ? local->tm_zone : ""};
+}
+
+Device::~Device() = default;
+void Device::shutDown() {}
+
+namespace {
+
+Mutex installation;
+std::atomic<Device*> installed{nullptr};
+
+/// In a clock's smallest units; 0 before the end begins.
+std::atomic<std::chrono::steady_clock::rep> endsBy{0};
+
+void beginEndOfProcess() {
+  constexpr std::chrono::seconds kPatience(2);
+  endsBy.store((std::chrono::steady_clock::now() + kPatience).time_since_epoch().count());
+}
+
+void installLocked(std::shared_ptr<Device> device) ZN_REQUIRES(installation) {
+  // Never destroyed: threads that the host still runs at exit may use it.
+  static std::shared_ptr<Device>& kept = *new std::shared_ptr<Device>;
+  kept = std::move(device);
+  installed.store(kept.get(), std::memory_order_release);
+  static const pid_t process = ::getpid();
+  std::atexit([] {
+    if (::getpid() != process) return;  // a forked child has none of the threads that are to end
+    beginEndOfProcess();
+    installed.load(std::memory_order_acquire)->shutDown();
+  });
+}
+
+}  // namespace
+
+std::optional<std::chrono::steady_clock::time_point> endOfProcess() {
+  using Clock = std::chrono::steady_clock;
+  const Clock::rep moment = endsBy.load();
+  return moment == 0 ? std::nullopt : std::optional(Clock::time_point(Clock::duration(moment)));
+}
+
+void Device::install(std::shared_ptr<Device> device) {
+  if (!device) throw Exception("no device to install");
+  const bool complete = device->clock && device->queues && device->random && device->directories &&
+                        device->application && device->notifications && device->screen && device->systemLog;
+  if (!complete) throw Exception("a device needs all its members before it is installed");
+  const Lock lock(installation);
+  if (installed.load(std::memory_order_acquire)) throw Exception("a device is installed already");
+  installLocked(std::move(device));
+}
+
+Device& Device::current() {
+  if (Device* device = installed.load(std::memory_order_acquire)) return *device;
+  std::string trouble;
+  {
+    // The lock is held over making the device: until there is one, no other thread has anything else to do here.
+    const Lock lock(installation);
+    if (Device* device = installed.load(std::memory_order_acquire)) return *device;
+    installLocked(HeadlessDevice::makeDefault(trouble));
+  }
+  Device& device = *installed.load(std::memory_order_acquire);
+  if (!trouble.empty()) device.systemLog->diagnostic(trouble);
+  return device;
+}
+
+}  // namespace zn

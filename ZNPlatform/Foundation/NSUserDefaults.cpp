@@ -1,0 +1,85 @@
+#include "ZNPlatform/Foundation/NSUserDefaults.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "ZNPlatform/Foundation/DefaultsStore.h"
+#include "ZNPlatform/Foundation/Exception.h"
+
+struct NSUserDefaults::State {
+  std::string name;
+  std::shared_ptr<zn::DefaultsStore> store;
+};
+
+bool NSUserDefaults::canNameSuite(std::string_view name) {
+  constexpr std::size_t kLongest = 200;  // leaves room for what temporary and lock files add
+  const auto isForbidden = [](unsigned char c) { return c < 0x20 || c == 0x7f || c == '/'; };
+  return !name.empty() && name.size() <= kLongest && name.front() != '.' &&
+         std::none_of(name.begin(), name.end(), isForbidden);
+}
+
+NSUserDefaults::NSUserDefaults(std::string name) : state_(std::make_unique<State>()) {
+  state_->store = zn::DefaultsStore::named(name);
+  state_->name = std::move(name);
+}
+
+NSUserDefaults::~NSUserDefaults() = default;
+
+std::shared_ptr<NSUserDefaults> NSUserDefaults::standardUserDefaults() {
+  static const auto& shared = *new std::shared_ptr<NSUserDefaults>(new NSUserDefaults("standard"));
+  return shared;
+}
+
+std::shared_ptr<NSUserDefaults> NSUserDefaults::initWithSuiteName(const std::string& name) {
+  if (!canNameSuite(name)) throw zn::Exception("\"" + name + "\" cannot name a user-defaults suite");
+  return std::shared_ptr<NSUserDefaults>(new NSUserDefaults(name));
+}
+
+const std::string& NSUserDefaults::suiteName() const { return state_->name; }
+
+zn::Value NSUserDefaults::objectForKey(std::string_view key) const { return state_->store->contents()[key]; }
+
+bool NSUserDefaults::boolForKey(std::string_view key) const {
+  const zn::Value value = objectForKey(key);
+  return (value.isNumber() || value.isString()) && value.boolValue();
+}
+
+void NSUserDefaults::setObject(const zn::Value& value, std::string_view key) {
+  if (value.isNull()) throw zn::Exception("null cannot be stored in user defaults");
+  if (!state_->store->hasUnwritten() && zn::isSameInPropertyList(objectForKey(key), value)) return;
+  transaction([&](zn::Value& contents) {
+    if (value) {
+      contents.setObjectNilHandled(value, key);
+    } else {
+      contents.removeValidObjectForKey(key);
+    }
+  });
+}
+
+void NSUserDefaults::removeObjectForKey(std::string_view key) { setObject(zn::nil, key); }
+
+bool NSUserDefaults::synchronize() {
+  if (state_->store->hasUnwritten()) transaction([](zn::Value&) {});
+  return !state_->store->hasUnwritten();
+}
+
+void NSUserDefaults::transaction(const std::function<void(zn::Value& contents)>& change) {
+  std::string error;
+  state_->store->transaction(change, {}, error);
+}
+
+bool NSUserDefaults::transaction(const std::function<void(zn::Value&)>& change, std::chrono::milliseconds patience) {
+  std::string error;
+  return state_->store->transaction(change, {.patience = patience}, error) != zn::DefaultsStore::Outcome::busy;
+}
+
+bool NSUserDefaults::tryAppend(const zn::Value& element, const std::vector<std::string>& keys, std::string& error) {
+  if (keys.empty()) throw zn::Exception("a list in user defaults needs a key");
+  return state_->store->append(keys, element, error);
+}
+
+bool NSUserDefaults::tryTransaction(const std::function<void(zn::Value&)>& change, std::string& error,
+                                    std::optional<std::chrono::milliseconds> patience) {
+  const zn::DefaultsStore::Terms terms{.orNothing = true, .patience = patience};
+  return state_->store->transaction(change, terms, error) == zn::DefaultsStore::Outcome::written;
+}

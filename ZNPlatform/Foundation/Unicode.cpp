@@ -1,0 +1,69 @@
+#include "ZNPlatform/Foundation/Unicode.h"
+
+#include "ZNPlatform/Foundation/Utf8.h"
+
+namespace zn {
+
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+void appendUtf8(char32_t point, std::string& out) {
+  if (point < 0x80) {
+    out += static_cast<char>(point);
+  } else if (point < 0x800) {
+    out += static_cast<char>(0xC0 | point >> 6);
+    out += static_cast<char>(0x80 | (point & 0x3F));
+  } else if (point < 0x10000) {
+    out += static_cast<char>(0xE0 | point >> 12);
+    out += static_cast<char>(0x80 | (point >> 6 & 0x3F));
+    out += static_cast<char>(0x80 | (point & 0x3F));
+  } else {
+    out += static_cast<char>(0xF0 | point >> 18);
+    out += static_cast<char>(0x80 | (point >> 12 & 0x3F));
+    out += static_cast<char>(0x80 | (point >> 6 & 0x3F));
+    out += static_cast<char>(0x80 | (point & 0x3F));
+  }
+}
+
+}  // namespace
+
+void appendUtf16BigEndian(std::string_view utf8, std::vector<std::uint8_t>& out) {
+  const auto append = [&](char32_t unit) {
+    out.push_back(static_cast<std::uint8_t>(unit >> 8));
+    out.push_back(static_cast<std::uint8_t>(unit));
+  };
+  out.reserve(out.size() + 2 * utf8.size());
+  for (std::size_t at = 0; at < utf8.size();) {
+    const Utf8Step step = utf8StepAt(utf8, at);
+    at += step.size;
+    if (step.scalar < 0x10000) {
+      append(step.scalar);
+    } else {
+      append(0xD800 + ((step.scalar - 0x10000) >> 10));
+      append(0xDC00 + ((step.scalar - 0x10000) & 0x3FF));
+    }
+  }
+}
+
+std::string utf8FromUtf16BigEndian(std::span<const std::uint8_t> units) {
+  std::string out;
+  out.reserve(units.size());
+  const auto unitAt = [&](std::size_t at) { return static_cast<char32_t>(units[at] << 8 | units[at + 1]); };
+  for (std::size_t at = 0; at + 2 <= units.size(); at += 2) {
+    char32_t point = unitAt(at);
+    if (point >= 0xD800 && point <= 0xDFFF) {
+      const char32_t next = point < 0xDC00 && at + 4 <= units.size() ? unitAt(at + 2) : 0;
+      if (next >= 0xDC00 && next <= 0xDFFF) {
+        point = 0x10000 + ((point - 0xD800) << 10) + (next - 0xDC00);
+        at += 2;
+      } else {
+        point = kReplacement;  // half of a pair
+      }
+    }
+    appendUtf8(point, out);
+  }
+  return out;
+}
+
+}  // namespace zn
