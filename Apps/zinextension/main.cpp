@@ -1,5 +1,7 @@
 // zinextension: a notification service extension.
 
+#include <pwd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -116,6 +118,13 @@ int run(const zinextension::Options& options) {
 }
 
 }  // namespace
+
+/// The libraries look up the user's home folder where none is given; here one always is. The C library's own would want
+/// its shared libraries again.
+extern "C" int getpwuid_r(uid_t, passwd*, char*, std::size_t, passwd** found) {
+  *found = nullptr;
+  return ENOENT;
+}
 
 int main(int count, char** arguments) {
   zinextension::Options options;
