@@ -131,8 +131,8 @@ TEST_F(CampaignServerTest, AnswersEveryServiceFromTheExamplesAndShowsWhatItGot) 
 TEST_F(CampaignServerTest, FaultsComeInTheirOrderAndGoAway) {
   serve(ZN_EXAMPLES "/campaigns");
   for (const char* fault :
-       {R"({"service": 9, "status": 503, "times": 2, "retryAfterSeconds": 7})", R"({"service": 9, "garbage": true, "delaySeconds": 0.01})",
-        R"({"service": 9, "truncate": true})"}) {
+       {R"({"service": 9, "status": 503, "times": 2, "retryAfterSeconds": 7})",
+        R"({"service": 9, "garbage": true, "delaySeconds": 0.01})", R"({"service": 9, "truncate": true})"}) {
     EXPECT_EQ(postFault(fault), 200) << fault;
   }
   EXPECT_EQ(get("/faults").size(), 3u);
