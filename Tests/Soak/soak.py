@@ -7,7 +7,6 @@ server's, must not grow. The other is killed at random moments, like the extensi
 back by an hour, and the server is slow, hangs, breaks off, refuses and talks nonsense. Now and then, and at the end, a
 clean start must hold all that was acknowledged, once. The exit status is the verdict."""
 
-import glob
 import json
 import os
 import random
@@ -37,10 +36,6 @@ FAULTS = [{"delaySeconds": 0.3}, {"delaySeconds": 8}, {"status": 503, "retryAfte
 
 def payload(campaign):
     return {"aps": {"alert": "News " + campaign}, "zintar": {"cid": campaign, "app_id": "app-1"}}
-
-
-def own_environment():
-    return {**os.environ, "ASAN_OPTIONS": "detect_leaks=0:" + os.environ.get("ASAN_OPTIONS", "")}
 
 
 class Server:
@@ -135,10 +130,8 @@ class Home:
 
     def spawn(self, name):
         self.log = open(self.path + ".log", "a")
-        process = subprocess.Popen([self.programs + "/soak_host", self.path, self.server.address, name],
-                                   stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.log, text=True,
-                                   env=own_environment())
-        return process
+        return subprocess.Popen([self.programs + "/soak_host", self.path, self.server.address, name],
+                                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.log, text=True)
 
     def start(self):
         self.starts += 1
@@ -157,7 +150,7 @@ class Home:
         self.heard = time.time()
         self.said[what] += 1
         if what == "kept":
-            self.kept[subject] = self.kept.get(subject) == "clicked" and "clicked" or detail
+            self.kept[subject] = detail if self.kept.get(subject) != "clicked" else "clicked"
         elif what in ("removing", "removed"):
             getattr(self, what).add(subject)
         elif what == "tracked":
@@ -250,8 +243,9 @@ class Home:
         for name, state in self.kept.items():
             if name not in there and name not in self.removing:
                 complain("lost: " + name)
-            elif name not in self.removing and state == "clicked" and there[name] != "clicked":
+            elif name in there and state == "clicked" and there[name] != "clicked":
                 complain("lost: the click on " + name)
+        self.removing -= there.keys() - self.removed  # a kill came before the removal
         for name in self.removed & there.keys():
             complain("back again: " + name)
         seen = there.keys() | self.kept.keys() | self.removing
