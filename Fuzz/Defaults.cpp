@@ -38,6 +38,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     zn::fuzz::require(list.size() == count + appended);
     zn::fuzz::require(list.elements().back()["number"].longLongValue() == static_cast<std::int64_t>(appended));
   }
+  std::string error;
+  const std::size_t count2 = listIn(*store).size();
+  zn::fuzz::require(store->tryAppend(expected, kList, error));
+  if (!isAnyList) {
+    const zn::Value list = listIn(*store);
+    zn::fuzz::require(list.size() == count2 + 1);
+    zn::fuzz::require(zn::binaryPropertyList(list.elements().back()) == zn::binaryPropertyList(expected));
+  }
   if (!parsed || !parsed->isDictionary()) zn::removeKeptAside(path);
   return 0;
 }

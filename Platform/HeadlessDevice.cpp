@@ -165,7 +165,8 @@ HeadlessDevice::HeadlessDevice(const Options& options, const std::string& home, 
   state_->startThreads(options);
   clock = std::make_unique<RealClock>();
   directories = std::make_unique<FixedDirectories>(home);
-  queues = std::make_unique<PooledQueues>(state_->main, state_->global, state_->mainThread);
+  TaskQueue& background = options.backgroundThreads > 0 ? state_->global : state_->main;
+  queues = std::make_unique<PooledQueues>(state_->main, background, state_->mainThread);
 }
 
 HeadlessDevice::~HeadlessDevice() {
@@ -229,8 +230,7 @@ void HeadlessDevice::State::startThreads(const Options& options) {
       start("the main queue", main);
       mainThread = workers.front().thread.get_id();
     }
-    const unsigned number = std::max(options.backgroundThreads, 1U);
-    for (unsigned i = 1; i <= number; ++i) start("background thread " + std::to_string(i), global);
+    for (unsigned i = 1; i <= options.backgroundThreads; ++i) start("background thread " + std::to_string(i), global);
   } catch (...) {
     shutDown();  // the threads that did start
     throw;

@@ -29,6 +29,7 @@ class ZN_EXPORT HeadlessDevice : public Device {
     std::string home;
     std::string applicationID = "zintar";
     MainQueue mainQueue = MainQueue::ownThread;
+    /// 0: what is queued for the background runs on the main queue.
     /// The device's threads take over the blocked signals of the thread that makes it: a host that waits for signals
     /// blocks them before.
     unsigned backgroundThreads = 2;

@@ -14,6 +14,7 @@
 #include "Platform/Foundation/Descriptor.h"
 #include "Platform/Foundation/File.h"
 #include "Platform/Foundation/Json.h"
+#include "ZNAnalytics/EventID.h"
 
 namespace zn {
 
@@ -149,6 +150,9 @@ EventQueue::Batch EventQueue::read(std::size_t maximumEvents, std::int64_t maxim
     auto event = parseJson(rest.substr(0, end));
     const bool isFull = batch.events.size() >= maximumEvents || events + length > maximumBytes_;
     if (event && isFull && !batch.events.isEmpty()) break;
+    if (event && event->isDictionary() && (*event)["id"].isNil()) {
+      event->setObjectNilHandled(eventIDOf(rest.substr(0, end)), "id");
+    }
     if (event) events += length;
     if (event) batch.events.append(std::move(*event));
     batch.bytes += length;

@@ -1,11 +1,9 @@
 #include "ZNAnalytics/ZNAnalytics.h"
 
-#include <unistd.h>
-
-#include <array>
 #include <utility>
 
 #include "Platform/Foundation/Dispatch.h"
+#include "ZNAnalytics/EventID.h"
 #include "ZNAnalytics/EventQueue.h"
 #include "ZNAnalytics/EventSender.h"
 #include "ZNAnalytics/TrackedEvent.h"
@@ -23,21 +21,6 @@ const char* const kUserAttributeNameGDPRPushOptOut = "kUserAttributeNameGDPRPush
 namespace {
 
 std::shared_ptr<NSUserDefaults> userAttributes() { return NSUserDefaults::initWithSuiteName("ZNAnalytics"); }
-
-/// RFC 4122, version 4. nil where the system has no random numbers.
-zn::Value newUUID() {
-  std::array<unsigned char, 16> bytes{};
-  if (::getentropy(bytes.data(), bytes.size()) != 0) return zn::nil;
-  bytes[6] = (bytes[6] & 0x0f) | 0x40;
-  bytes[8] = (bytes[8] & 0x3f) | 0x80;
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 15]};
-  }
-  return text;
-}
 
 }  // namespace
 
@@ -97,7 +80,7 @@ zn::Value zn::trackedDictionary(const Value& attributes) {
 
 /// The id stays with the event: a server knows by it what it gets a second time.
 void ZNAnalytics::enqueue(zn::Value event) {
-  event.setObjectNilHandled(newUUID(), "id");
+  event.setObjectNilHandled(zn::newEventID(), "id");
   event.setObjectNilHandled(zn::secondsSince1970(), "time");
   queue_->append(event);
 }

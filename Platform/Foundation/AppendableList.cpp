@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cmath>
 #include <ctime>
 #include <random>
 #include <span>
@@ -6,8 +8,10 @@
 #include "Platform/Foundation/AppendableFile.h"
 #include "Platform/Foundation/AppendableText.h"
 #include "Platform/Foundation/DefaultsStore.h"
+#include "Platform/Foundation/Exception.h"
 #include "Platform/Foundation/Format.h"
 #include "Platform/Foundation/PropertyList.h"
+#include "Platform/Foundation/Utf8.h"
 
 namespace zn {
 
@@ -123,6 +127,38 @@ void write(const Value& value, std::string& out) {
   }
 }
 
+bool isXmlText(std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    const Utf8Step step = utf8StepAt(text, at);
+    const bool isControl = step.scalar < 0x20 && step.scalar != '\t' && step.scalar != '\n' && step.scalar != '\r';
+    if (!step.valid || isControl || step.scalar == 0xFFFE || step.scalar == 0xFFFF) return false;
+    at += step.size;
+  }
+  return true;
+}
+
+/// Whether what `write` makes of a value reads as the value. For one that nests no deeper than a property list may.
+bool isExactInXml(const Value& value) {
+  switch (value.type()) {
+    case Value::Type::real:
+      return std::isfinite(value.doubleValue());
+    case Value::Type::string:
+      return isXmlText(value.string());
+    case Value::Type::date: {
+      const double seconds = value.date().secondsSince1970;
+      return seconds == std::floor(seconds) && !dateText(value.date()).empty();
+    }
+    case Value::Type::array:
+      return std::all_of(value.elements().begin(), value.elements().end(), isExactInXml);
+    case Value::Type::dictionary:
+      return std::all_of(value.entries().begin(), value.entries().end(), [](const Value::Entry& entry) {
+        return isXmlText(entry.name()) && isExactInXml(entry.value);
+      });
+    default:
+      return true;
+  }
+}
+
 /// Everything before `list` ends; the list is what comes last.
 void writeUpToEnd(const Value& dictionary, std::span<const std::string> list, std::string& out) {
   out += "<dict>\n";
@@ -144,11 +180,6 @@ bool readsAs(std::string_view text, const Value& contents) {
   const std::optional<Value> wanted = asRead(contents);
   const std::optional<Value> read = parsePropertyList({bytes, text.size()});
   return wanted && read && isSameInPropertyList(*read, *wanted);
-}
-
-Value nested(Value value, std::span<const std::string> list) {
-  for (std::size_t i = list.size(); i-- > 0;) value = Value::dictionary({{list[i], value}});
-  return value;
 }
 
 std::string beginning(std::string text, const Value& contents, const ListPath& list) {
@@ -176,10 +207,12 @@ std::string endAfter(const ListPath& list) {
 }
 
 std::optional<std::string> elementText(const ListPath& list, const Value& element) {
+  if (element.isNil() || element.isNull()) throw Exception("a property list cannot hold nil or null");
+  if (element.depth() > Value::maximumReadDepth) throw Exception("a value nests too deep for a property list");
+  const int around = static_cast<int>(list.size()) + 2;
+  if (element.depth() + around > Value::maximumReadDepth || !isExactInXml(element)) return std::nullopt;
   std::string text;
   write(element, text);
-  const std::string whole = beginning(std::string(kHeader), nil, list) + text + endAfter(list);
-  if (!readsAs(whole, nested(Value::array({element}), list))) return std::nullopt;
   return text;
 }
 

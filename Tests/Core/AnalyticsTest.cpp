@@ -190,7 +190,11 @@ TEST(EventQueue, SurvivesHalfWrittenLinesAndStaysBounded) {
   std::ofstream(file, std::ios::app) << "{\"name\": \"ha";
   zn::EventQueue queue;
   queue.append(Value::dictionary({{"name", "second"}}));
-  EXPECT_EQ(names(queue.read(1000, zn::EventQueue::maximumBytes).events), "first second ");
+  const auto both = queue.read(1000, zn::EventQueue::maximumBytes).events;
+  EXPECT_EQ(names(both), "first second ");
+  EXPECT_EQ(both, queue.read(1000, zn::EventQueue::maximumBytes).events) << "with the same ids, given when it is read";
+  EXPECT_EQ(both.elements()[0]["id"].length(), 36u);
+  EXPECT_NE(both.elements()[0]["id"], both.elements()[1]["id"]);
 
   const std::string filler(1 << 16, 'x');
   for (int i = 0; i < 100; ++i) {

@@ -7,7 +7,7 @@
 #include "Platform/NotificationRecorder.h"
 #include "Platform/UserNotifications/UNUserNotificationCenter.h"
 #include "Tests/Support/TestDevice.h"
-#include "ZNMessaging/Utils/UserReset.h"
+#include "ZNMessaging/UserReset.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"

@@ -7,6 +7,7 @@
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/CampaignPush.h"
 #include "ZNMessaging/Utils/ModuleState.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
@@ -75,8 +76,7 @@ bool ZNNotificationHandler::isPushFromZintarWithPayload(const zn::Value& payload
 }
 
 bool ZNNotificationHandler::shouldProcessNotificationZintarDict(const zn::Value& dictionary) const {
-  if (!dictionary.validObjectForKey(kNotificationPayloadKeySilentPush).isNil()) return false;
-  return !dictionary.validObjectForKey(kNotificationPayloadKeyCampaignID).isNil();
+  return zn::isVisiblePushOfCampaign(dictionary);
 }
 
 void ZNNotificationHandler::didReceieveNotificationinApplication(const std::shared_ptr<UIApplication>& application,

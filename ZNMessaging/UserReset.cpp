@@ -1,4 +1,4 @@
-#include "ZNMessaging/Utils/UserReset.h"
+#include "ZNMessaging/UserReset.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,0 +1,8 @@
+#include "ZNMessaging/Utils/CampaignPush.h"
+
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+
+bool zn::isVisiblePushOfCampaign(const Value& zintar) {
+  if (!zintar.validObjectForKey(kNotificationPayloadKeySilentPush).isNil()) return false;
+  return !zintar.validObjectForKey(kNotificationPayloadKeyCampaignID).isNil();
+}
