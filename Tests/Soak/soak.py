@@ -43,11 +43,8 @@ class Server:
 
     def __init__(self, programs, folder):
         self.folder = folder
-        self.newest = 0
+        self.newest = self.requests = self.faults = self.overflows = 0
         self.taken = {}  # number of an event: the ids under which it was taken
-        self.requests = 0
-        self.faults = 0
-        self.overflows = 0
         self.lock = threading.Lock()
         os.mkdir(folder)
         self.write("segments.json", {"default": {"user_in_segment": True, "show_notification": True,
@@ -119,11 +116,10 @@ class Home:
     def __init__(self, name, programs, folder, server):
         self.name, self.programs, self.server = name, programs, server
         self.path = folder + "/" + name
-        self.starts = 0
+        self.starts = self.written = 0
         self.extensions = []  # (process, names of its payloads)
-        self.written = 0
         self.kept, self.removing, self.removed, self.tracked, self.shown = {}, set(), set(), set(), {}
-        self.appended = []  # names of payloads that an extension stored, whole or until it was killed, and which
+        self.appended = []  # (whether an extension lived to store all of them, names of its payloads)
         self.said = Counter()
         self.problems = set()
         self.heard = time.time()
@@ -280,8 +276,8 @@ class Level:
             pass  # it ended; whoever watches it says so
 
     def report(self):
-        """The report's line, and whether it stayed level. A fifth of the run is for warming up, a minute at most."""
-        warm = min(len(self.samples) // 5, 60)
+        """The report's line, and whether it stayed level. A fifth of the run is for warming up, two minutes at most."""
+        warm = min(len(self.samples) // 5, 120)
         some = max(len(self.samples) // 10, 1)
         at = lambda part: [statistics.median(values) for values in zip(*part)]
         start, end = at(self.samples[warm:warm + some]), at(self.samples[-some:])
