@@ -85,8 +85,7 @@ class Server:
             return json.load(answer)
 
     def misbehave(self):
-        fault = dict(random.choice(FAULTS), service=random.choice([1, 1, 7, 7, 9, 10]), times=random.randint(1, 2))
-        self.ask("POST", "/faults", fault)
+        self.ask("POST", "/faults", dict(random.choice(FAULTS), service=random.choice([1, 1, 7, 7, 9, 10]), times=2))
 
     def collect(self):
         """What was received since the last time. Taken is what was answered as it should be, and in time."""
@@ -142,10 +141,12 @@ class Home:
                 self.note(*line.split())
         process.stdout.close()
 
-    def note(self, what, subject="", detail=""):
+    def note(self, what, subject="", detail="", *more):
         self.heard = time.time()
         self.said[what] += 1
-        if what == "kept":
+        if more:
+            self.problems.add("%s: doubled: %s" % (self.name, subject))
+        elif what == "kept":
             self.kept[subject] = detail if self.kept.get(subject) != "clicked" else "clicked"
         elif what in ("removing", "removed"):
             getattr(self, what).add(subject)
@@ -351,7 +352,7 @@ class Soak:
         if self.server.overflows:
             problems.add("the server's list of requests was too short %d times" % self.server.overflows)
         killed = sum(not whole for home in self.homes for whole, _ in home.appended)
-        count = lambda word: sum(" %s: " % word in " " + problem for problem in problems)
+        count = lambda word: sum(word + ": " in problem for problem in problems)
         print("%d s, %d clean starts; kills: %d of the application, %d of extensions; clock set %d times" % (
             seconds, self.looks, self.kills["application"], killed, said["jumped"]))
         print("messages: %d acknowledged, %d removed, %d from extensions; events: %d tracked, %d refused; "

@@ -1,7 +1,7 @@
 // An application that is always busy: `soak_host HOME SERVER NAME`, until its standard input ends. NAME marks what is
 // its own. Standard output tells what came of it, a line each, at the earliest when it is on disk:
 //
-//     kept ID new|clicked      the inbox holds this message
+//     kept ID new|clicked      the inbox holds this message ("kept ID doubled new": twice)
 //     removing ID, removed ID  before and after a message is removed
 //     tracked NAME.NUMBER      an event
 //     shown CAMPAIGN COUNT     how often a campaign was shown
