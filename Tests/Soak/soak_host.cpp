@@ -155,7 +155,7 @@ class Application {
     if (chance < 60) return clickStored();
     if (chance < 70) return synchronise();
     if (chance < 75) return onMain([] { ZNMessaging::sharedInstance()->updateModules(); });
-    if (chance < 80) return onMain([] { UIApplication::sharedApplication()->deliverWillEnterForeground(); });
+    if (chance < 80) return enterForeground();
     if (chance < 81) return jump();
     if (chance < 90) return shorten();
     tellWhatIsStored();
@@ -165,6 +165,14 @@ class Application {
     zn::dispatchAsync(zn::Queue::main, [work = std::move(work), done = open_.completion()] {
       work();
       done(true);
+    });
+  }
+
+  /// The user opens the application, and sweeps away what it showed.
+  void enterForeground() {
+    onMain([] {
+      UNUserNotificationCenter::currentNotificationCenter()->removeAllDeliveredNotifications();
+      UIApplication::sharedApplication()->deliverWillEnterForeground();
     });
   }
 
