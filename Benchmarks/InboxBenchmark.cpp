@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -151,6 +152,27 @@ void MergeAlone(benchmark::State& state) {
   state.SetComplexityN(state.range(0));
 }
 
+std::vector<Value> messages(std::int64_t count) {
+  std::vector<Value> all;
+  for (std::int64_t i = 0; i < count; ++i) {
+    all.push_back(Value::dictionary({{"data", zn::test::realisticPayload("new-" + std::to_string(i))},
+                                     {"c_cr_t", 1699500000 - i},
+                                     {"isRead", i % 2 == 0}}));
+  }
+  return all;
+}
+
+/// From the text of a server's answer to its values; "memory": the heap that these take, as a multiple of the text.
+void ReadServerAnswer(benchmark::State& state) {
+  const std::string text = zn::jsonText(Value::dictionary({{"messagesInfo", Value::array(messages(state.range(0)))}}));
+  const auto heapInUse = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
+  const std::size_t before = heapInUse();
+  const auto kept = zn::parseJson(text);
+  state.counters["memory"] = static_cast<double>(heapInUse() - before) / static_cast<double>(text.size());
+  for (auto _ : state) benchmark::DoNotOptimize(zn::parseJson(text));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+}
+
 /// Answers every request at once; what the answer costs on its way is no part of a synchronisation.
 class Answer final : public ZNNetworkTransport {
  public:
@@ -165,13 +187,8 @@ class Answer final : public ZNNetworkTransport {
 void SynchroniseServerAnswer(benchmark::State& state) {
   const auto store = storeOf(0);
   const auto stored = entries(state.range(0));
-  std::vector<Value> messages;
-  for (std::int64_t i = 0; i < state.range(0); ++i) {
-    messages.push_back(Value::dictionary({{"data", zn::test::realisticPayload("new-" + std::to_string(i))},
-                                          {"c_cr_t", 1699500000 - i},
-                                          {"isRead", i % 2 == 0}}));
-  }
-  ZNNetworkRequest::setTransport(std::make_shared<Answer>(Value::dictionary({{"messagesInfo", received(messages)}})));
+  ZNNetworkRequest::setTransport(
+      std::make_shared<Answer>(Value::dictionary({{"messagesInfo", received(messages(state.range(0)))}})));
   for (auto _ : state) {
     state.PauseTiming();
     store->inboxData()->setInboxMessages(stored);
@@ -218,6 +235,7 @@ BENCHMARK(WriteSameBytes)->Apply(sizes)->UseRealTime();
 BENCHMARK(ClickOnStoredPush)->Apply(sizes)->UseRealTime();
 BENCHMARK(MergeAsManyNewPushes)->Apply(sizes);
 BENCHMARK(MergeAlone)->Apply(sizes);
+BENCHMARK(ReadServerAnswer)->Apply(sizes);
 BENCHMARK(SynchroniseServerAnswer)->Apply(sizes)->UseRealTime();
 
 }  // namespace

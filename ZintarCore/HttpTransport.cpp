@@ -1,7 +1,10 @@
 #include "ZintarCore/HttpTransport.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cmath>
+#include <mutex>
 #include <string_view>
 #include <utility>
 
@@ -122,8 +125,23 @@ HttpTransport::Options checked(HttpTransport::Options options) {
   return options;
 }
 
-/// The dictionary of a good answer; else nil, and what is wrong with it.
-Value responseOf(const HttpAnswer& answer, std::string& problem) {
+/// Bytes that reading an answer of that size may take. Real answers need three to five times their size.
+std::size_t memoryToRead(std::size_t size) {
+  constexpr std::size_t kAlways = 2 << 20;
+  constexpr std::size_t kMostForMiddling = 52 << 20;
+  return std::max({kAlways, std::min(10 * size, kMostForMiddling), 6 * size + size / 2});
+}
+
+/// Large answers are read one at a time: what the reader takes besides its result is there once.
+std::unique_lock<std::mutex> turnToRead(std::size_t size) {
+  constexpr std::size_t kLarge = 1 << 20;
+  static auto& large = *new std::mutex;
+  return size > kLarge ? std::unique_lock(large) : std::unique_lock<std::mutex>();
+}
+
+/// The dictionary of a good answer; else nil, and what is wrong with it. The body is gone afterwards.
+Value responseOf(HttpAnswer& answer, std::string& problem) {
+  const std::string body = std::exchange(answer.body, {});
   if (!answer.failure.empty()) {
     problem = answer.failure;
     return nil;
@@ -132,16 +150,22 @@ Value responseOf(const HttpAnswer& answer, std::string& problem) {
     problem = zn::format("the server answered with status %ld", answer.status);
     return nil;
   }
+  const auto turn = turnToRead(body.size());
   JsonError error;
-  const auto value = parseJson(answer.body, &error);
-  if (!value) problem = "the answer is not JSON: " + error.text;
+  const auto value = parseJson(body, &error, {.maximumMemory = memoryToRead(body.size())});
+  if (error.isTooLarge) {
+    ::malloc_trim(0);  // else each thread's heap keeps what was refused there
+    problem = "the answer takes too much memory: " + error.text;
+  } else if (!value) {
+    problem = "the answer is not JSON: " + error.text;
+  }
   if (value && !value->isDictionary()) problem = "the answer is no JSON object";
   return problem.empty() ? *value : nil;
 }
 
 /// Reads the answer and passes it on, on the global queue: neither may hold up other requests.
 void deliver(int service, HttpAnswer answer, const Completion& completion) {
-  dispatchAsync(Queue::global, [service, answer = std::move(answer), completion] {
+  dispatchAsync(Queue::global, [service, answer = std::move(answer), completion]() mutable {
     std::string problem;
     const Value response = responseOf(answer, problem);
     if (!problem.empty()) {

@@ -25,9 +25,10 @@ class HttpWorker;
 /// with both taken from the configuration when the request is executed; path and parameters are percent-encoded, null
 /// parameters left out. The answer is a dictionary exactly when the server's status is 2xx and its body a JSON object
 /// (UTF-8). Everything else is nil, and the log says why: no connection, a time limit, a body that is cut off, too long
-/// or something else, any other status. Redirects are not followed, so neither the body nor a header ever reaches a
-/// place that the configuration does not name: a 3xx status is a failed request. Where the configuration names no
-/// address, or no endpoint for the service, the answer is nil, and the device's system log is told once.
+/// or something else, one whose values take many times the memory of its text ("[[],[],…"), any other status. Redirects
+/// are not followed, so neither the body nor a header ever reaches a place that the configuration does not name: a 3xx
+/// status is a failed request. Where the configuration names no address, or no endpoint for the service, the answer is
+/// nil, and the device's system log is told once.
 ///
 /// A request is sent once. One whose body left, and whose connection then ended without an answer, has failed: whether
 /// the server acted on it is not known. Only a kept connection that the server had closed before is replaced.

@@ -6,6 +6,7 @@
 #include <functional>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <vector>
 
 namespace zn {
@@ -70,44 +71,50 @@ constexpr Rule kRules[] = {
     {"while parsing value", "a value is missing"},
 };
 
-/// Takes the parser's events and builds the value: everything open waits on one stack, and each container is made with
-/// its exact size when it closes.
+/// Takes the parser's events and builds the value: what is open waits on two stacks, and each container is made with
+/// its exact size when it closes. Counts the memory of all that, and stops before there is too much.
 class Builder {
  public:
-  explicit Builder(std::string_view text) : text_(text), reached_(text.data()) {}
+  Builder(std::string_view text, std::size_t maximumMemory)
+      : text_(text), maximum_(maximumMemory), reached_(text.data()) {}
 
   const char** observer() { return &reached_; }
-  Value takeResult() { return std::move(pending_.back().value); }
+  Value takeResult() { return std::move(elements_.back()); }
   std::size_t failedAt() const { return failedAt_; }
   std::string_view failure() const { return failure_; }
+  bool isTooLarge() const { return isTooLarge_; }
 
   bool null() { return add(Value::null()); }
   bool boolean(bool value) { return add(value); }
   bool number_integer(std::int64_t number) { return add(number); }
   bool number_unsigned(std::uint64_t number) { return add(number); }
   bool number_float(double number, const std::string&) { return add(number); }
-  bool string(const std::string& text) { return add(std::string_view(text)); }
+  bool string(const std::string& text) {
+    return add(text.empty() ? emptyText_ : counted(Value(std::string_view(text)))) && hasRoomForToken(text);
+  }
   bool binary(const nlohmann::json::binary_t&) { return false; }  // not in JSON texts
   bool start_object(std::size_t) { return open(true); }
   bool start_array(std::size_t) { return open(false); }
 
-  bool key(const std::string& name) {
-    pending_.push_back({sharedKey(name), Value()});
-    return true;
-  }
+  bool key(const std::string& name) { return push(entries_, {sharedKey(name), Value()}) && hasRoomForToken(name); }
 
   bool end_object() {
-    const auto first = pending_.begin() + static_cast<std::ptrdiff_t>(frames_.back().start);
-    return close(Value::dictionary({std::make_move_iterator(first), std::make_move_iterator(pending_.end())}));
+    const std::span<Value::Entry> members(entries_.begin() + frames_.back().start, entries_.end());
+    // Half as much again is for sorting.
+    if (!hasRoomFor(members.size_bytes() + members.size_bytes() / 2)) return false;
+    Value object = members.empty() ? emptyObject_ : counted(Value::dictionaryTaking(members));
+    entries_.resize(frames_.back().start);
+    frames_.pop_back();
+    return add(std::move(object));
   }
 
   bool end_array() {
-    std::vector<Value> elements;
-    elements.reserve(pending_.size() - frames_.back().start);
-    for (std::size_t i = frames_.back().start; i < pending_.size(); ++i) {
-      elements.push_back(std::move(pending_[i].value));
-    }
-    return close(Value::array(std::move(elements)));
+    const std::span<Value> elements(elements_.begin() + frames_.back().start, elements_.end());
+    if (!hasRoomFor(elements.size_bytes())) return false;
+    Value array = elements.empty() ? emptyArray_ : counted(Value::arrayTaking(elements));
+    elements_.resize(frames_.back().start);
+    frames_.pop_back();
+    return add(std::move(array));
   }
 
   bool parse_error(std::size_t position, const std::string& token, const nlohmann::json::exception& error) {
@@ -123,7 +130,7 @@ class Builder {
 
  private:
   struct Frame {
-    std::size_t start;  ///< of its entries in `pending_`
+    std::ptrdiff_t start;  ///< of its items, on the stack of its kind
     bool isObject;
   };
 
@@ -140,43 +147,71 @@ class Builder {
   }
 
   bool open(bool isObject) {
-    if (frames_.size() >= Value::maximumReadDepth) {
-      failure_ = "the value nests too deeply";
-      failedAt_ = static_cast<std::size_t>(reached_ - text_.data()) - 1;
-      return false;
-    }
-    frames_.push_back({pending_.size(), isObject});
+    if (frames_.size() >= Value::maximumReadDepth) return fail("the value nests too deeply");
+    frames_.push_back({isObject ? std::ssize(entries_) : std::ssize(elements_), isObject});
     return true;
-  }
-
-  bool close(Value container) {
-    pending_.resize(frames_.back().start);
-    frames_.pop_back();
-    return add(std::move(container));
   }
 
   bool add(Value value) {
-    if (!frames_.empty() && frames_.back().isObject) {
-      pending_.back().value = std::move(value);
-    } else {
-      pending_.push_back({Value(), std::move(value)});
+    if (frames_.empty() || !frames_.back().isObject) return push(elements_, std::move(value));
+    entries_.back().value = std::move(value);
+    return hasRoomFor(0);
+  }
+
+  template <class Item>
+  bool push(std::vector<Item>& stack, Item item) {
+    if (stack.size() == stack.capacity()) {
+      constexpr std::size_t kFirst = 64;
+      const std::size_t capacity = std::max(kFirst, 2 * stack.capacity());
+      if (!hasRoomFor(capacity * sizeof(Item))) return false;
+      stack.reserve(capacity);
     }
-    return true;
+    stack.push_back(std::move(item));
+    return hasRoomFor(0);
+  }
+
+  Value counted(Value value) {
+    kept_ += value.storageSize();
+    return value;
+  }
+
+  /// Beside all that there is.
+  bool hasRoomFor(std::size_t bytes) {
+    bytes += kept_ + elements_.capacity() * sizeof(Value) + entries_.capacity() * sizeof(Value::Entry);
+    if (bytes <= maximum_) return true;
+    isTooLarge_ = true;
+    return fail("the value needs more than is allowed");
+  }
+
+  /// The parser keeps each key and string twice while it reads it, and never gives back what the longest one took.
+  bool hasRoomForToken(const std::string& token) { return hasRoomFor(2 * token.capacity()); }
+
+  bool fail(std::string_view why) {
+    failure_ = why;
+    failedAt_ = static_cast<std::size_t>(reached_ - text_.data()) - 1;
+    return false;
   }
 
   /// Records of one kind repeat their keys: most keys share the storage of the one before.
   const Value& sharedKey(std::string_view name) {
     Value& slot = keys_[std::hash<std::string_view>()(name) % keys_.size()];
-    if (!slot.isString() || slot.string() != name) slot = Value(name);
+    if (!slot.isString() || slot.string() != name) slot = counted(Value(name));
     return slot;
   }
 
   const std::string_view text_;
+  const std::size_t maximum_;
   const char* reached_;
-  std::vector<Value::Entry> pending_;
+  std::vector<Value> elements_;        // of open arrays; at the end the result
+  std::vector<Value::Entry> entries_;  // of open objects
   std::vector<Frame> frames_;
+  std::size_t kept_ = 0;  // bytes that what is on the stacks holds
   std::array<Value, 128> keys_;
+  const Value emptyText_ = "";
+  const Value emptyArray_ = Value::array();
+  const Value emptyObject_ = Value::dictionary();
   std::size_t failedAt_ = 0;
+  bool isTooLarge_ = false;
   std::string_view failure_;
 };
 
@@ -218,8 +253,9 @@ std::string withoutHalfSurrogates(std::string_view text) {
   return mended;
 }
 
-std::optional<Value> parse(std::string_view text, JsonReadOptions options, JsonError& error) {
-  Builder builder(text);
+/// Empty, with the error, when the text cannot be read as it stands.
+std::optional<Value> read(std::string_view text, JsonReadOptions options, JsonError& error, bool& isHalfSurrogate) {
+  Builder builder(text, options.maximumMemory);
   const Cursor first(text.data(), builder.observer());
   const Cursor last(text.data() + text.size(), builder.observer());
   const bool isRead = nlohmann::json::sax_parse(first, last, &builder, nlohmann::json::input_format_t::json, true,
@@ -231,12 +267,24 @@ std::optional<Value> parse(std::string_view text, JsonReadOptions options, JsonE
     return std::nullopt;
   }
   if (isRead) return builder.takeResult();
-  if (builder.failure() == kHalfSurrogate) {
-    const std::string mended = withoutHalfSurrogates(text);
-    if (mended != text) return parse(mended, options, error);
-  }
+  isHalfSurrogate = builder.failure() == kHalfSurrogate;
   error = errorAt(text, builder.failedAt(), builder.failure());
+  error.isTooLarge = builder.isTooLarge();
   return std::nullopt;
+}
+
+std::optional<Value> parse(std::string_view text, JsonReadOptions options, JsonError& error) {
+  bool isHalfSurrogate = false;
+  JsonError problem;
+  auto value = read(text, options, problem, isHalfSurrogate);
+  if (isHalfSurrogate) {
+    // What was built up to there is gone.
+    const std::string mended = withoutHalfSurrogates(text);
+    options.maximumMemory -= std::min(options.maximumMemory, mended.size());
+    value = read(mended, options, problem, isHalfSurrogate);
+  }
+  if (!value) error = problem;
+  return value;
 }
 
 }  // namespace
@@ -251,7 +299,7 @@ std::optional<Value> parseJson(std::string_view text, JsonError* error, JsonRead
     }
     return parse(text, options, failure);
   } catch (const std::exception&) {
-    failure = {"line 1, column 1: not enough memory to read the text", 1, 1};
+    failure = {"line 1, column 1: not enough memory to read the text", 1, 1, true};
     return std::nullopt;
   }
 }

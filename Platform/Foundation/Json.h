@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,18 +14,23 @@ namespace zn {
 /// A JSON text that cannot be read. `what()` names the place ("line 3, column 14: …") and says what is wrong there.
 struct JsonError {
   std::string text;
-  int line = 0;    ///< from 1
-  int column = 0;  ///< from 1, in bytes
+  int line = 0;             ///< from 1
+  int column = 0;           ///< from 1, in bytes
+  bool isTooLarge = false;  ///< the text may be right, but reading it takes more memory than there is or is allowed
 };
 
 struct JsonReadOptions {
   bool allowComments = false;  ///< `//` and `/* */` count as blanks (configuration files)
+  /// Bytes of heap that the value and its reader may take, the text itself left out. Small values are much larger than
+  /// their text (a list of "1," takes 16 times its size), so whoever reads what others wrote sets a limit. What the
+  /// reader takes for one string, up to three times its length, is known only when the string has ended.
+  std::size_t maximumMemory = SIZE_MAX;
 };
 
 /// Reads one JSON text (RFC 8259, UTF-8). Integers beyond 64 bits become reals. Texts that nest deeper than
 /// `Value::maximumReadDepth` are an error. Of equal keys in an object the last one wins. Half of an escaped surrogate
-/// pair, as a server leaves of an emoji that it cut, is read as U+FFFD. Never throws; on failure the result is empty and
-/// `error`, if given, is filled.
+/// pair, as a server leaves of an emoji that it cut, is read as U+FFFD. Never throws; on failure the result is empty
+/// and `error`, if given, is filled.
 ZN_EXPORT std::optional<Value> parseJson(std::string_view text, JsonError* error = nullptr,
                                          JsonReadOptions options = {});
 

@@ -1,84 +1,37 @@
 #include "Platform/Foundation/Value.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstring>
-#include <new>
+#include <memory>
 
 #include "Platform/Foundation/Exception.h"
+#include "Platform/Foundation/ValueStorage.h"
 
 namespace zn {
 
-/// What several Values may share. The last one that lets go frees it.
-struct Value::Shared {
-  struct Container;
-  std::atomic<std::uint32_t> count{1};
+namespace {
 
-  void retain() noexcept { count.fetch_add(1, std::memory_order_relaxed); }
-  bool releaseIsLast() noexcept { return count.fetch_sub(1, std::memory_order_acq_rel) == 1; }
-  /// Nobody else holds it, and what others did with it before they let go is visible here.
-  bool isUnique() const noexcept { return count.load(std::memory_order_acquire) == 1; }
-};
+std::size_t lowerBound(std::span<const Value::Entry> entries, std::string_view key) noexcept {
+  const auto less = [](const Value::Entry& entry, std::string_view name) { return entry.name() < name; };
+  return static_cast<std::size_t>(std::lower_bound(entries.begin(), entries.end(), key, less) - entries.begin());
+}
 
-/// The characters follow the header in the same allocation.
-struct Value::StringStorage : Shared {
-  std::size_t size = 0;
+bool hasKeyAt(std::span<const Value::Entry> entries, std::size_t index, std::string_view key) noexcept {
+  return index < entries.size() && entries[index].name() == key;
+}
 
-  char* text() noexcept { return reinterpret_cast<char*>(this + 1); }
-  static StringStorage* make(std::string_view text) {
-    auto* storage = new (::operator new(sizeof(StringStorage) + text.size())) StringStorage;
-    storage->size = text.size();
-    if (!text.empty()) std::memcpy(storage->text(), text.data(), text.size());
-    return storage;
-  }
-  static void destroy(StringStorage* storage) noexcept {
-    storage->~StringStorage();
-    ::operator delete(storage);
-  }
-};
+int deepestOf(std::span<const Value> elements) noexcept {
+  int deepest = 0;
+  for (const Value& element : elements) deepest = std::max(deepest, element.depth());
+  return deepest;
+}
 
-struct Value::DataStorage : Shared {
-  explicit DataStorage(Data b) noexcept : bytes(std::move(b)) {}
-  Data bytes;
-};
+int deepestOf(std::span<const Value::Entry> entries) noexcept {
+  int deepest = 0;
+  for (const Value::Entry& entry : entries) deepest = std::max(deepest, entry.value.depth());
+  return deepest;
+}
 
-struct Value::Shared::Container : Shared {
-  explicit Container(bool dictionary) noexcept : isDictionary(dictionary) {}
-  const bool isDictionary;
-  int depth = 1;
-  Container* next = nullptr;  ///< links what waits for its destruction
-
-  static void destroy(Container* first) noexcept;
-  static int checkedDepth(int deepestChild) {
-    if (deepestChild >= maximumDepth) {
-      throw Exception("a value may not nest deeper than " + std::to_string(maximumDepth) + " levels");
-    }
-    return deepestChild + 1;
-  }
-};
-
-struct Value::ArrayStorage : Shared::Container {
-  ArrayStorage() noexcept : Container(false) {}
-  std::vector<Value> elements;
-};
-
-struct Value::DictionaryStorage : Shared::Container {
-  DictionaryStorage() noexcept : Container(true) {}
-  std::vector<Entry> entries;
-
-  std::size_t lowerBound(std::string_view key) const noexcept {
-    const auto less = [](const Entry& entry, std::string_view name) { return entry.name() < name; };
-    return static_cast<std::size_t>(std::lower_bound(entries.begin(), entries.end(), key, less) - entries.begin());
-  }
-  bool hasKeyAt(std::size_t index, std::string_view key) const noexcept {
-    return index < entries.size() && entries[index].name() == key;
-  }
-  int deepestChild() const noexcept {
-    int deepest = 0;
-    for (const Entry& entry : entries) deepest = std::max(deepest, entry.value.depth());
-    return deepest;
-  }
-};
+}  // namespace
 
 /// Frees containers one after the other instead of each inside its parent, so that depth costs no stack.
 void Value::Shared::Container::destroy(Container* first) noexcept {
@@ -95,13 +48,13 @@ void Value::Shared::Container::destroy(Container* first) noexcept {
     Container* container = pending;
     pending = container->next;
     if (container->isDictionary) {
-      auto* storage = static_cast<DictionaryStorage*>(container);
-      for (Entry& entry : storage->entries) take(entry.value);
-      delete storage;
+      auto* storage = static_cast<Block<Entry>*>(container);
+      for (Entry& entry : storage->items()) take(entry.value);
+      Block<Entry>::destroy(storage);
     } else {
-      auto* storage = static_cast<ArrayStorage*>(container);
-      for (Value& element : storage->elements) take(element);
-      delete storage;
+      auto* storage = static_cast<Block<Value>*>(container);
+      for (Value& element : storage->items()) take(element);
+      Block<Value>::destroy(storage);
     }
   }
 }
@@ -169,16 +122,17 @@ Value Value::data(Data bytes) { return {Type::data, new DataStorage(std::move(by
 
 Value Value::array(std::vector<Value> elements) {
   std::erase_if(elements, [](const Value& element) { return element.isNil(); });
-  int deepest = 0;
-  for (const Value& element : elements) deepest = std::max(deepest, element.depth());
-  const int depth = Shared::Container::checkedDepth(deepest);
-  auto* storage = new ArrayStorage;
-  storage->elements = std::move(elements);
+  return arrayTaking(elements);
+}
+
+Value Value::arrayTaking(std::span<Value> elements) {
+  const auto depth = Shared::Container::checkedDepth(deepestOf(elements));
+  auto* storage = Block<Value>::taking(elements, elements.size());
   storage->depth = depth;
   return {Type::array, storage};
 }
 
-Value Value::dictionary() { return {Type::dictionary, new DictionaryStorage}; }
+Value Value::dictionary() { return {Type::dictionary, Block<Entry>::make(0)}; }
 
 Value Value::dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries) {
   std::vector<Entry> list;
@@ -192,6 +146,10 @@ Value Value::dictionary(std::vector<Entry> entries) {
   for (const Entry& entry : entries) {
     if (!entry.key.isString()) throw Exception("a dictionary's key must be a string");
   }
+  return dictionaryTaking(entries);
+}
+
+Value Value::dictionaryTaking(std::span<Entry> entries) {
   const auto isAscending = [](const Entry& a, const Entry& b) { return a.name() < b.name(); };
   const auto isNotAscending = [&](const Entry& a, const Entry& b) { return !isAscending(a, b); };
   if (std::adjacent_find(entries.begin(), entries.end(), isNotAscending) != entries.end()) {
@@ -199,13 +157,10 @@ Value Value::dictionary(std::vector<Entry> entries) {
     // Of a run of equal keys the last one stays: seen from the end, the first.
     const auto isSameKey = [](const Entry& a, const Entry& b) { return a.name() == b.name(); };
     const auto kept = std::unique(entries.rbegin(), entries.rend(), isSameKey);
-    entries.erase(entries.begin(), kept.base());
+    entries = {kept.base(), entries.end()};
   }
-  int deepest = 0;  // of what stays: equal values have equal depths
-  for (const Entry& entry : entries) deepest = std::max(deepest, entry.value.depth());
-  const int depth = Shared::Container::checkedDepth(deepest);
-  auto* storage = new DictionaryStorage;
-  storage->entries = std::move(entries);
+  const auto depth = Shared::Container::checkedDepth(deepestOf(entries));  // of what stays: equal values, equal depths
+  auto* storage = Block<Entry>::taking(entries, entries.size());
   storage->depth = depth;
   return {Type::dictionary, storage};
 }
@@ -223,12 +178,12 @@ std::span<const std::uint8_t> Value::data() const noexcept {
 
 std::span<const Value> Value::elements() const noexcept {
   if (!isArray()) return {};
-  return static_cast<ArrayStorage*>(payload_.shared)->elements;
+  return static_cast<Block<Value>*>(payload_.shared)->items();
 }
 
 std::span<const Value::Entry> Value::entries() const noexcept {
   if (!isDictionary()) return {};
-  return static_cast<DictionaryStorage*>(payload_.shared)->entries;
+  return static_cast<Block<Entry>*>(payload_.shared)->items();
 }
 
 int Value::depth() const noexcept {
@@ -236,10 +191,9 @@ int Value::depth() const noexcept {
 }
 
 const Value& Value::operator[](std::string_view key) const noexcept {
-  if (!isDictionary()) return nil;
-  const auto& storage = *static_cast<DictionaryStorage*>(payload_.shared);
-  const std::size_t index = storage.lowerBound(key);
-  return storage.hasKeyAt(index, key) ? storage.entries[index].value : nil;
+  const auto all = entries();
+  const std::size_t index = lowerBound(all, key);
+  return hasKeyAt(all, index, key) ? all[index].value : nil;
 }
 
 Value Value::validObjectForKey(std::string_view key) const {
@@ -256,63 +210,85 @@ Value Value::validObjectForKeyPath(std::string_view path) const {
   return value->validObjectForKey(path);
 }
 
-Value::ArrayStorage& Value::ownArray() {
-  if (!isArray()) throw Exception("only an array can be appended to");
-  auto* storage = static_cast<ArrayStorage*>(payload_.shared);
-  if (storage->isUnique()) return *storage;
-  Value copy = array(storage->elements);
-  copy.mutable_ = mutable_;
-  *this = std::move(copy);
-  return *static_cast<ArrayStorage*>(payload_.shared);
+/// The storage, this value's alone and with room for so many more items.
+template <class Item>
+Value::Block<Item>& Value::owned(std::size_t room) {
+  auto* storage = static_cast<Block<Item>*>(payload_.shared);
+  const std::size_t needed = storage->size + room;
+  if (storage->isUnique()) {
+    if (needed <= storage->capacity) return *storage;
+    auto* larger = Block<Item>::taking(storage->items(), std::max(needed, std::size_t{2} * storage->capacity));
+    larger->depth = storage->depth;
+    payload_.shared = larger;
+    Block<Item>::destroy(storage);
+    return *larger;
+  }
+  auto* own = Block<Item>::make(needed);
+  std::uninitialized_copy(storage->begin(), storage->end(), own->begin());
+  own->size = storage->size;
+  own->depth = storage->depth;
+  release();
+  payload_.shared = own;
+  return *own;
 }
 
-Value::DictionaryStorage& Value::ownDictionary() {
-  auto* storage = static_cast<DictionaryStorage*>(payload_.shared);
-  if (storage->isUnique()) return *storage;
-  Value copy = dictionary(storage->entries);
-  copy.mutable_ = mutable_;
-  *this = std::move(copy);
-  return *static_cast<DictionaryStorage*>(payload_.shared);
+std::size_t Value::storageSize() const noexcept {
+  const auto allocated = [](std::size_t bytes) {
+    constexpr std::size_t kHeader = 8;
+    constexpr std::size_t kUnit = 16;
+    return std::max((bytes + kHeader + kUnit - 1) / kUnit * kUnit, 2 * kUnit);
+  };
+  switch (type_) {
+    case Type::string:
+      return allocated(sizeof(StringStorage) + string().size());
+    case Type::data:
+      return allocated(sizeof(DataStorage)) + allocated(static_cast<DataStorage*>(payload_.shared)->bytes.capacity());
+    case Type::array:
+    case Type::dictionary:
+      return allocated(sizeof(Shared::Container) + (isArray() ? sizeof(Value) : sizeof(Entry)) *
+                                                       static_cast<Shared::Container*>(payload_.shared)->capacity);
+    default:
+      return 0;
+  }
 }
 
 void Value::setObjectNilHandled(Value value, std::string_view key) {
   if (!isDictionary()) throw Exception("only a dictionary takes a value under a key");
   if (value.isNil()) return;
-  const int depth = Shared::Container::checkedDepth(value.depth());
+  const auto depth = Shared::Container::checkedDepth(value.depth());
   // Before the storage may change hands: the key may be a view into it.
-  const std::size_t index = static_cast<DictionaryStorage*>(payload_.shared)->lowerBound(key);
-  const bool replaces = static_cast<DictionaryStorage*>(payload_.shared)->hasKeyAt(index, key);
+  const std::size_t index = lowerBound(entries(), key);
+  const bool replaces = hasKeyAt(entries(), index, key);
   Value newKey = replaces ? Value() : Value(key);
-  DictionaryStorage& storage = ownDictionary();
+  auto& storage = owned<Entry>(replaces ? 0 : 1);
   if (!replaces) {
-    storage.entries.insert(storage.entries.begin() + static_cast<std::ptrdiff_t>(index),
-                           Entry{std::move(newKey), std::move(value)});
+    storage.insert(index, Entry{std::move(newKey), std::move(value)});
     storage.depth = std::max(storage.depth, depth);
     return;
   }
-  Value& place = storage.entries[index].value;
+  Value& place = storage.items()[index].value;
   const bool wasDeepest = place.depth() + 1 == storage.depth;
   std::swap(place, value);
-  storage.depth = wasDeepest ? storage.deepestChild() + 1 : std::max(storage.depth, depth);
+  storage.depth =
+      wasDeepest ? static_cast<std::int16_t>(deepestOf(storage.items()) + 1) : std::max(storage.depth, depth);
 }
 
 void Value::removeValidObjectForKey(std::string_view key) {
   if (!isDictionary()) throw Exception("only a dictionary has a key to remove");
-  const auto* shared = static_cast<DictionaryStorage*>(payload_.shared);
-  const std::size_t index = shared->lowerBound(key);
-  if (!shared->hasKeyAt(index, key)) return;
-  DictionaryStorage& storage = ownDictionary();
-  const bool wasDeepest = storage.entries[index].value.depth() + 1 == storage.depth;
-  storage.entries.erase(storage.entries.begin() + static_cast<std::ptrdiff_t>(index));
-  if (wasDeepest) storage.depth = storage.deepestChild() + 1;
+  const std::size_t index = lowerBound(entries(), key);
+  if (!hasKeyAt(entries(), index, key)) return;
+  auto& storage = owned<Entry>(0);
+  const bool wasDeepest = storage.items()[index].value.depth() + 1 == storage.depth;
+  storage.erase(index);
+  if (wasDeepest) storage.depth = static_cast<std::int16_t>(deepestOf(storage.items()) + 1);
 }
 
 void Value::append(Value value) {
   if (!isArray()) throw Exception("only an array can be appended to");
   if (value.isNil()) return;
-  const int depth = Shared::Container::checkedDepth(value.depth());
-  ArrayStorage& storage = ownArray();
-  storage.elements.push_back(std::move(value));
+  const auto depth = Shared::Container::checkedDepth(value.depth());
+  auto& storage = owned<Value>(1);
+  storage.insert(storage.size, std::move(value));
   storage.depth = std::max(storage.depth, depth);
 }
 

@@ -83,6 +83,9 @@ class ZN_EXPORT Value {
   static Value dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries);
   /// Entries in any order; of equal keys the last wins; nil values are left out. Keys must be strings.
   static Value dictionary(std::vector<Entry> entries);
+  /// The same, taking what is there: it is of no use afterwards. No value may be nil, and keys must be strings.
+  static Value arrayTaking(std::span<Value> elements);
+  static Value dictionaryTaking(std::span<Entry> entries);
 
   Type type() const noexcept { return type_; }
   bool isNil() const noexcept { return type_ == Type::nil; }
@@ -147,6 +150,10 @@ class ZN_EXPORT Value {
   std::size_t hash() const noexcept;  ///< equal values have equal hashes
   int depth() const noexcept;         ///< 0 for scalars, 1 for an empty container, …
 
+  /// Bytes that this value's own storage takes on the heap, as allocators round them; not what its elements and keys
+  /// take. 0 for scalars.
+  std::size_t storageSize() const noexcept;
+
   /// Tells shared storage: equal for copies that still share, different for others; null for scalars.
   const void* identity() const noexcept { return isShared() ? payload_.shared : nullptr; }
 
@@ -154,14 +161,14 @@ class ZN_EXPORT Value {
   struct Shared;
   struct StringStorage;
   struct DataStorage;
-  struct ArrayStorage;
-  struct DictionaryStorage;
+  template <class Item>
+  struct Block;
   Value(Type type, Shared* shared) noexcept;
   bool isShared() const noexcept { return type_ >= Type::string && type_ != Type::date; }
   void retain() const noexcept;
   void release() noexcept;
-  ArrayStorage& ownArray();
-  DictionaryStorage& ownDictionary();
+  template <class Item>
+  Block<Item>& owned(std::size_t room);
 
   union {
     bool boolean;

@@ -95,6 +95,13 @@ TEST_F(HttpTransportTest, RequestsUseItUnlessATransportIsInstalled) {
   EXPECT_EQ(answer.get_future().get(), std::make_pair(true, Value::dictionary({{"a", 1}})));
 }
 
+/// An object with a list that repeats the text up to that size.
+std::string manyTimes(const std::string& element, std::size_t size) {
+  std::string body = R"({"list": [)" + element;
+  while (body.size() < size) body += "," + element;
+  return body + "]}";
+}
+
 struct Misbehaviour {
   const char* what;
   RawServer::Script script;
@@ -147,6 +154,7 @@ std::vector<Misbehaviour> misbehaviours() {
       {"answers null", answers("null"), "no JSON object"},
       {"answers what is not UTF-8", answers("{\"a\": \"\xff\"}"), "not JSON"},
       {"nests deeply", answers(std::string(100000, '[')), "not JSON"},
+      {"fills the memory", answers(manyTimes("[[[[]]]]", 400'000)), "too much memory"},
   };
 }
 
@@ -232,6 +240,20 @@ TEST_F(HttpTransportTest, AnAnswerOfExactlyTheLimitIsRead) {
   EXPECT_EQ(ask(kWhole), Value::dictionary({{"a", 123}}));
   EXPECT_EQ(ask(kWhole - 1), zn::nil);
   EXPECT_NE(lastFailure().find("longer than " + std::to_string(kWhole - 1)), std::string::npos) << lastFailure();
+}
+
+TEST_F(HttpTransportTest, LargeAnswersFullOfMessagesAreReadAtOnce) {
+  const Value message = zn::test::realisticPayload("campaign-1");
+  RawServer server(answering(manyTimes(zn::jsonText(message), 7 * kMebibyte)));
+  configure(server.port());
+  HttpTransport transport({.timeout = kPatience});
+  std::vector<Outcome*> outcomes;
+  for (int count = 0; count < 2; ++count) outcomes.push_back(&start(transport));
+  for (Outcome* each : outcomes) {
+    const Value list = each->response()["list"];
+    ASSERT_GT(list.size(), 7'000u);
+    EXPECT_EQ(list.elements().back(), message);
+  }
 }
 
 TEST_F(HttpTransportTest, RedirectsAreNotFollowed) {

@@ -1,6 +1,7 @@
 #include "Platform/Foundation/Json.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <cmath>
 
@@ -123,6 +124,31 @@ TEST(JsonReader, StopsAtTheDepthLimit) {
 
   const std::string hostile(1'000'000, '[');
   EXPECT_EQ(errorOf(hostile), "line 1, column 513: the value nests too deeply");
+}
+
+std::size_t heapInUse() {
+  const auto heap = ::mallinfo2();
+  return heap.uordblks + heap.hblkhd;
+}
+
+// What is counted must not be less than what the allocator gave away.
+TEST(JsonReader, TakesNoMoreMemoryThanIsAllowed) {
+  for (const char* element : {"[]", "{}", "[[[1]]]", "1", "\"\"", "\"x\"", "\"fifteen letters\"", R"({"a":1})",
+                              R"({"a":{"b":[]},"c":"\u20ac"})", R"("half \ud83d")"}) {
+    std::string text = "[0";
+    while (text.size() < 100'000) text += std::string(",") + element;
+    text += "]";
+    const std::size_t before = heapInUse();
+    std::optional<Value> value;
+    JsonError error;
+    std::size_t allowed = text.size();
+    while (!(value = parseJson(text, &error, {.maximumMemory = allowed}))) {
+      ASSERT_TRUE(error.isTooLarge) << error.text;
+      allowed += text.size() / 2;
+    }
+    EXPECT_LE(heapInUse() - before, allowed) << element;
+    EXPECT_GT(allowed, text.size()) << element;
+  }
 }
 
 // A reader of records must cope with as many as come: keys are cached in a table of fixed size.

@@ -107,8 +107,9 @@ TEST(Value, ChangesDoNotReachCopies) {
   EXPECT_EQ(snapshot["list"].identity(), record["list"].identity()) << "only what changed was copied";
 
   const void* own = record.identity();
-  record.setObjectNilHandled(1, "added");
+  record.setObjectNilHandled("newest", "name");
   record.removeValidObjectForKey("name");
+  record.setObjectNilHandled(1, "added");
   EXPECT_EQ(record.identity(), own) << "an unshared dictionary changes in place";
   const Value shared = record;
   record.removeValidObjectForKey("absent");
