@@ -55,6 +55,8 @@ Fault faultOf(const Value& description) {
     } else if (name == "status") {
       fault.status =
           static_cast<int>(wholeNumber(key, "a status from 200 to 599", value, kLowestStatus, kHighestStatus));
+    } else if (name == "retryAfterSeconds") {
+      fault.retryAfter = delay(key, value);
     } else if (name == "garbage") {
       fault.garbage = boolean(key, value);
     } else if (name == "truncate") {
@@ -74,6 +76,7 @@ Value descriptionOf(const Fault& fault) {
                             {"times", fault.times},
                             {"delaySeconds", fault.delaySeconds},
                             {"status", fault.status ? Value(fault.status) : zn::nil},
+                            {"retryAfterSeconds", fault.retryAfter},
                             {"garbage", fault.garbage},
                             {"truncate", fault.truncate},
                             {"close", fault.close}});

@@ -14,7 +14,8 @@ struct Fault {
   int service = 0;
   std::int64_t times = 1;
   double delaySeconds = 0;
-  int status = 0;  ///< 0: as it would be
+  int status = 0;         ///< 0: as it would be
+  double retryAfter = 0;  ///< seconds; 0: the answer does not say
   bool garbage = false;
   bool truncate = false;
   bool close = false;

@@ -11,16 +11,18 @@ namespace zinserver {
 /// The requests that came last, bounded in number and in bytes. Thread: any.
 class Journal {
  public:
-  /// `size`: bytes of the body's text.
-  void add(double time, int service, const zn::Value& body, std::size_t size);
+  /// `size`: bytes of the body's text. `fault`: what its answer suffers, or nil.
+  void add(double time, int service, const zn::Value& body, std::size_t size, const zn::Value& fault);
   zn::Value entries() const;  ///< oldest first
-  void clear();
+  zn::Value take();           ///< the same, and forgets them
 
  private:
   struct Entry {
     zn::Value value;
     std::size_t size;
   };
+  zn::Value entriesLocked() const ZN_REQUIRES(mutex_);
+
   static constexpr std::size_t kMostEntries = 1000;
   static constexpr std::size_t kMostBytes = 16 << 20;
 

@@ -50,14 +50,16 @@ SERVICES (POST, JSON objects; the paths are those of Examples/configuration.json
 
 WHAT WAS RECEIVED
   GET /received      The requests to services, oldest first: [{"time": SECONDS SINCE 1970,
-                     "service": NUMBER, "body": BODY}]. A body that is not JSON is its text. The
-                     last 1000 are kept, and of those at most 16 MiB.
-  DELETE /received   Forgets them.
+                     "service": NUMBER, "body": BODY, "fault": FAULT}], the fault where its answer
+                     suffered one. A body that is not JSON is its text. The last 1000 are kept, and
+                     of those at most 16 MiB.
+  DELETE /received   The same for the last time: it forgets them.
 
 FAULTS
   POST /faults       The next requests to a service go wrong: {"service": NUMBER, "times": 1} and
                        "delaySeconds": NUMBER   wait before the answer
                        "status": NUMBER         answer with this status
+                       "retryAfterSeconds": NUMBER   say when to come back (Retry-After)
                        "garbage": true          answer with a page of HTML
                        "truncate": true         break off in the middle of the body
                        "close": true            close the connection without an answer

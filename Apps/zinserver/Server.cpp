@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -89,12 +90,8 @@ void Server::addRoutes() {
 }
 
 void Server::addRoutesOfJournal() {
-  const auto show = [this](const auto&, auto& response) { give(response, 200, journal_.entries()); };
-  http_.Get("/received", forVisitors(show));
-  http_.Delete("/received", forVisitors([this, show](const auto& request, auto& response) {
-                 journal_.clear();
-                 show(request, response);
-               }));
+  http_.Get("/received", forVisitors([this](const auto&, auto& response) { give(response, 200, journal_.entries()); }));
+  http_.Delete("/received", forVisitors([this](const auto&, auto& response) { give(response, 200, journal_.take()); }));
 }
 
 void Server::addRoutesOfFaults() {
@@ -118,14 +115,18 @@ void Server::addRoutesOfFaults() {
 }
 
 void Server::serve(const Service& service, const httplib::Request& request, httplib::Response& response) {
-  int status = 200;
-  const Value value = answer(service, request, status);
   std::optional<Fault> fault;
+  std::string unusable;
   try {
     fault = faultFor(static_cast<int>(service.number));
   } catch (const zn::Exception& problem) {
-    log(problem.reason());
-    return give(response, 500, errorOf(problem.reason()));
+    unusable = problem.reason();
+  }
+  int status = 200;
+  const Value value = answer(service, request, fault, status);
+  if (!unusable.empty()) {
+    log(unusable);
+    return give(response, 500, errorOf(unusable));
   }
   if (!fault) return give(response, status, value);
   response.status = status;
@@ -134,10 +135,12 @@ void Server::serve(const Service& service, const httplib::Request& request, http
 }
 
 /// Keeps the request, and makes the answer that it gets unless a fault comes between.
-Value Server::answer(const Service& service, const httplib::Request& request, int& status) {
+Value Server::answer(const Service& service, const httplib::Request& request, const std::optional<Fault>& fault,
+                     int& status) {
   zn::JsonError error;
   const auto body = zn::parseJson(request.body, &error);
-  journal_.add(now(), static_cast<int>(service.number), body ? *body : Value(request.body), request.body.size());
+  journal_.add(now(), static_cast<int>(service.number), body ? *body : Value(request.body), request.body.size(),
+               fault ? descriptionOf(*fault) : zn::nil);
   if (!body || !body->isDictionary()) {
     status = 400;
     return errorOf(body ? "the body must be a JSON object" : error.text);
@@ -165,6 +168,7 @@ void Server::misbehave(const Fault& fault, const httplib::Request& request, http
   pause(fault.delaySeconds);
   if (fault.close) return endConnections(request.local_port, request.remote_port);
   if (fault.status) response.status = fault.status;
+  if (fault.retryAfter > 0) response.set_header("Retry-After", std::to_string(std::lround(fault.retryAfter)));
   if (fault.status && !fault.garbage) text = zn::jsonText(errorOf("this fault was asked for")) + "\n";
   if (fault.garbage) text = "<!DOCTYPE html><html><body><h1>Bad Gateway</h1></body></html>\n";
   const char* const type = fault.garbage ? kHtml : kJson;

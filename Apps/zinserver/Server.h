@@ -36,7 +36,8 @@ class Server {
   void addRoutesOfJournal();
   void addRoutesOfFaults();
   void serve(const Service& service, const httplib::Request& request, httplib::Response& response);
-  zn::Value answer(const Service& service, const httplib::Request& request, int& status);
+  zn::Value answer(const Service& service, const httplib::Request& request, const std::optional<Fault>& fault,
+                   int& status);
   std::optional<Fault> faultFor(int service);
   void misbehave(const Fault& fault, const httplib::Request& request, httplib::Response& response, std::string& text);
   void pause(double seconds);

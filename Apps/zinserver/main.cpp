@@ -1,5 +1,6 @@
 // zinserver: a campaign server for development.
 
+#include <malloc.h>
 #include <pthread.h>
 #include <signal.h>
 
@@ -32,6 +33,8 @@ void run(const zinserver::Options& options) {
   // Blocked in all threads, so that the one that waits for them gets them.
   const sigset_t signals = endingSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  // A thread for each connection, each with a heap of its own that keeps what its longest answer took, would add up.
+  ::mallopt(M_ARENA_MAX, 1);
 
   zinserver::Server server(options.folder, options.host);
   const int port = server.bind(options.port);

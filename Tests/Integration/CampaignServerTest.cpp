@@ -131,8 +131,8 @@ TEST_F(CampaignServerTest, AnswersEveryServiceFromTheExamplesAndShowsWhatItGot) 
 TEST_F(CampaignServerTest, FaultsComeInTheirOrderAndGoAway) {
   serve(ZN_EXAMPLES "/campaigns");
   for (const char* fault :
-       {R"({"service": 9, "status": 503, "times": 2})", R"({"service": 9, "garbage": true, "delaySeconds": 0.01})",
-        R"({"service": 9, "truncate": true})"}) {
+       {R"({"service": 9, "status": 503, "times": 2, "retryAfterSeconds": 7})",
+        R"({"service": 9, "garbage": true, "delaySeconds": 0.01})", R"({"service": 9, "truncate": true})"}) {
     EXPECT_EQ(postFault(fault), 200) << fault;
   }
   EXPECT_EQ(get("/faults").size(), 3u);
@@ -141,6 +141,12 @@ TEST_F(CampaignServerTest, FaultsComeInTheirOrderAndGoAway) {
     EXPECT_NE(lastFailure().find(reason), std::string::npos) << reason << ": " << lastFailure();
   }
   EXPECT_TRUE(ask(ZNService::triggerSync, "{}").isDictionary());
+  const auto forgotten = client_->Delete("/received");
+  ASSERT_TRUE(forgotten);
+  const Value received = bodyOf(forgotten);
+  ASSERT_EQ(received.size(), 5u);
+  EXPECT_EQ(received.elements()[0].validObjectForKeyPath("fault.retryAfterSeconds"), 7);
+  EXPECT_TRUE(received.elements()[4]["fault"].isNil());
   EXPECT_EQ(postFault(R"({"service": 9, "close": true, "times": 9})"), 200);
   EXPECT_EQ(ask(ZNService::triggerSync, "{}"), zn::nil);
   EXPECT_TRUE(ask(ZNService::inbox, "{}").isDictionary()) << "other services are well";

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -150,6 +151,26 @@ TEST(Stress, ClicksOfDifferentPushesAtOnceAreAllKept) {
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(store->getAllNotificationCount(), static_cast<std::size_t>(kThreads * perThread));
   EXPECT_EQ(std::make_shared<ZNInboxHandler>()->getAllNotificationCount(), store->getAllNotificationCount());
+}
+
+TEST(Stress, AClickIsOnDiskWhereverASynchronisationBeginsOrEnds) {
+  const TestDevice device;  // whose main queue nobody runs: clicks that wait do so to the end
+  const auto inbox = std::make_shared<ZNInboxHandler>();
+  std::atomic<bool> isDone{false};
+  std::thread synchronising([&] {
+    for (bool inProgress = false; !isDone; inProgress = !inProgress) inbox->setSyncInProgress(inProgress);
+  });
+  const auto clicks = static_cast<std::size_t>(rounds(1000));
+  for (std::size_t each = 0; each < clicks; ++each) {
+    inbox->updateClickedNotificationInStorageWithPayload(zn::test::realisticPayload(std::to_string(each)));
+  }
+  isDone = true;
+  synchronising.join();
+  std::size_t waiting = 0;
+  for (const auto& file : std::filesystem::directory_iterator(device.home() + "/Library/ZNInbox/Pending")) {
+    waiting += file.path().filename() != "Saved.plist";
+  }
+  EXPECT_EQ(inbox->getAllNotificationCount() + waiting, clicks);
 }
 
 TEST(Stress, EverySuccessfulPostingIsCountedWhileSynchronisationsRun) {

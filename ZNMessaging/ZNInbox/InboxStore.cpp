@@ -217,21 +217,14 @@ void ZNInboxHandler::trackInboxNotificationClickForCampaignID(const zn::Value& c
 }
 
 void ZNInboxHandler::updateClickedNotificationInStorageWithPayload(const zn::Value& payload) {
-  const std::uint64_t user = zn::userGeneration();
-  BatchNumbers keptIn;
-  if (syncInProgress()) {
-    zn::guarded(kClickSelector, kClickFailure, [&] {
-      keptIn = {
-          batches_->keep({.source = zn::InboxBatches::Source::click, .payloads = zn::Value::array({payload})}).number};
-    });
-  }
-  recordClick(payload, std::move(keptIn), user);
+  recordClick(payload, {}, zn::userGeneration());
 }
 
 void ZNInboxHandler::recordClick(const zn::Value& payload, BatchNumbers keptIn, std::uint64_t user) {
   zn::guarded(kClickSelector, kClickFailure, [&] {
     if (user != zn::userGeneration()) return;  // it waited, and the next user's inbox is none of its
-    if (syncInProgress()) {
+    if (syncInProgress()) {                    // asked once: another thread may start or end one at any moment
+      if (keptIn.empty()) keepClick(payload, keptIn);
       zn::performAfterDelay(
           1.0, [self = shared_from_this(), payload, keptIn, user] { self->recordClick(payload, keptIn, user); });
       return;
@@ -241,6 +234,14 @@ void ZNInboxHandler::recordClick(const zn::Value& payload, BatchNumbers keptIn, 
     replaceMessages(
         [&](const zn::InboxListPtr& stored) { return getSortedInboxArray(mergeNewEntries(stored, {entry})); }, keptIn);
     updateInboxStorage();
+  });
+}
+
+/// A failure leaves it in memory only.
+void ZNInboxHandler::keepClick(const zn::Value& payload, BatchNumbers& keptIn) {
+  zn::guarded(kClickSelector, kClickFailure, [&] {
+    constexpr auto kSource = zn::InboxBatches::Source::click;
+    keptIn = {batches_->keep({.source = kSource, .payloads = zn::Value::array({payload})}).number};
   });
 }
 

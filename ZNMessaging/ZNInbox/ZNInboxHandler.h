@@ -159,6 +159,7 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
 
   void adopt(const std::shared_ptr<ZNInboxData>& stored);
   void recordClick(const zn::Value& payload, BatchNumbers keptIn, std::uint64_t user);
+  void keepClick(const zn::Value& payload, BatchNumbers& keptIn);
   void takeInLeftClicks();
   void mergeBatches(const std::vector<zn::InboxBatch>& batches);
   std::vector<zn::InboxBatch> takeFromExtension(zn::Value& list);
