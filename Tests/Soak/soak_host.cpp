@@ -27,14 +27,14 @@
 #include <set>
 #include <string>
 
-#include "Platform/Foundation/Exception.h"
-#include "Platform/HeadlessDevice.h"
-#include "Platform/NotificationRecorder.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/HeadlessDevice.h"
+#include "ZNPlatform/NotificationRecorder.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 namespace {
