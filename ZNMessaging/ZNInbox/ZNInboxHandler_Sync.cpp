@@ -216,7 +216,7 @@ void ZNInboxHandler::removeOldInboxPlistFile() {
       return;
     }
     // No exception, so an ordinary line, with the place in front as those of the guard have it.
-    ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "InboxSync.cpp %d %@ %@", __LINE__, kSelector,
+    ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "ZNInboxHandler_Sync.cpp %d %@ %@", __LINE__, kSelector,
                                             zn::format(kFailure, error));
   });
 }
