@@ -5,8 +5,8 @@
 #include <fstream>
 
 #include "Fuzz/FuzzDevice.h"
-#include "ZNAnalytics/EventQueue.h"
-#include "ZNAnalytics/EventSender.h"
+#include "ZNAnalytics/EventQueue_p.h"
+#include "ZNAnalytics/EventSender_p.h"
 #include "ZNPlatform/Foundation/Json.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include "Fuzz/FuzzDevice.h"
 #include "ZNDevices/Simulator/InboxScreen.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,4 +1,4 @@
-#include "ZNAnalytics/ConditionFilter.h"
+#include "ZNAnalytics/ConditionFilter_p.h"
 
 #include <algorithm>
 #include <array>

@@ -1,11 +1,11 @@
-#include "ZNAnalytics/ConditionParser.h"
+#include "ZNAnalytics/ConditionParser_p.h"
 
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
 #include <string_view>
 
-#include "ZNAnalytics/IsoDate.h"
+#include "ZNAnalytics/IsoDate_p.h"
 #include "ZNPlatform/Foundation/Json.h"
 
 namespace zn {

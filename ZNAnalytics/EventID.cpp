@@ -1,4 +1,4 @@
-#include "ZNAnalytics/EventID.h"
+#include "ZNAnalytics/EventID_p.h"
 
 #include <unistd.h>
 

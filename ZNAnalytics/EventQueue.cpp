@@ -1,4 +1,4 @@
-#include "ZNAnalytics/EventQueue.h"
+#include "ZNAnalytics/EventQueue_p.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,9 +10,9 @@
 #include <string_view>
 #include <utility>
 
-#include "ZNAnalytics/EventID.h"
+#include "ZNAnalytics/EventID_p.h"
 #include "ZNPlatform/Device.h"
-#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Descriptor_p.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Json.h"
 

@@ -1,4 +1,4 @@
-#include "ZNAnalytics/EventSender.h"
+#include "ZNAnalytics/EventSender_p.h"
 
 #include <algorithm>
 #include <utility>

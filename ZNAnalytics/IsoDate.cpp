@@ -1,4 +1,4 @@
-#include "ZNAnalytics/IsoDate.h"
+#include "ZNAnalytics/IsoDate_p.h"
 
 #include <chrono>
 #include <limits>

@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "ZNAnalytics/EventID.h"
-#include "ZNAnalytics/EventQueue.h"
-#include "ZNAnalytics/EventSender.h"
+#include "ZNAnalytics/EventID_p.h"
+#include "ZNAnalytics/EventQueue_p.h"
+#include "ZNAnalytics/EventSender_p.h"
 #include "ZNAnalytics/TrackedEvent.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZintarCore/ZNConfigDataManager.h"

@@ -1,7 +1,7 @@
 #include "ZNAnalytics/ZNEventCondition.h"
 
-#include "ZNAnalytics/ConditionFilter.h"
-#include "ZNAnalytics/ConditionParser.h"
+#include "ZNAnalytics/ConditionFilter_p.h"
+#include "ZNAnalytics/ConditionParser_p.h"
 
 std::shared_ptr<ZNEventCondition> ZNEventCondition::initWithDictionary(const zn::Value& dictionary) {
   return std::make_shared<ZNEventCondition>(dictionary);

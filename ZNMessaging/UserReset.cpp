@@ -1,4 +1,4 @@
-#include "ZNMessaging/UserReset.h"
+#include "ZNMessaging/UserReset_p.h"
 
 #include <algorithm>
 #include <atomic>

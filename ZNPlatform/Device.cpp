@@ -12,10 +12,10 @@
 #include <filesystem>
 #include <utility>
 
-#include "ZNPlatform/EndOfProcess.h"
+#include "ZNPlatform/EndOfProcess_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Mutex.h"
-#include "ZNPlatform/Foundation/SingleLine.h"
+#include "ZNPlatform/Foundation/SingleLine_p.h"
 #include "ZNPlatform/HeadlessDevice.h"
 
 namespace zn {

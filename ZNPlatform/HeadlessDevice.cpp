@@ -14,12 +14,12 @@
 #include <thread>
 #include <utility>
 
-#include "ZNPlatform/EndOfProcess.h"
+#include "ZNPlatform/EndOfProcess_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Mutex.h"
-#include "ZNPlatform/Foundation/TemporaryFolder.h"
-#include "ZNPlatform/TaskQueue.h"
+#include "ZNPlatform/Foundation/TemporaryFolder_p.h"
+#include "ZNPlatform/TaskQueue_p.h"
 
 namespace zn {
 

@@ -1,4 +1,4 @@
-#include "ZNPlatform/TaskQueue.h"
+#include "ZNPlatform/TaskQueue_p.h"
 
 #include <sys/timerfd.h>
 

@@ -1,4 +1,4 @@
-#include "ZintarCore/DatePattern.h"
+#include "ZintarCore/DatePattern_p.h"
 
 #include <algorithm>
 #include <array>

@@ -13,7 +13,7 @@
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/Json.h"
-#include "ZintarCore/HttpWorker.h"
+#include "ZintarCore/HttpWorker_p.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNLogger.h"
 

@@ -1,4 +1,4 @@
-#include "ZintarCore/HttpWorker.h"
+#include "ZintarCore/HttpWorker_p.h"
 
 #include <curl/curl.h>
 #include <signal.h>

@@ -1,4 +1,4 @@
-#include "ZintarCore/RetryPolicy.h"
+#include "ZintarCore/RetryPolicy_p.h"
 
 #include <algorithm>
 #include <cmath>

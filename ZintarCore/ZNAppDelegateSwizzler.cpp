@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "ZNPlatform/Foundation/SameOwner.h"
+#include "ZNPlatform/Foundation/SameOwner_p.h"
 #include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZintarCore/ZNCoreUtils.h"
 

@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "ZintarCore/DatePattern.h"
+#include "ZintarCore/DatePattern_p.h"
 
 namespace {
 

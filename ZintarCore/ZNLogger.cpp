@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "ZNPlatform/Device.h"
-#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Descriptor_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/SingleLine.h"
+#include "ZNPlatform/Foundation/SingleLine_p.h"
 #include "ZintarCore/ExceptionGuard.h"
 
 struct ZNLogger::Sinks {

@@ -11,7 +11,7 @@
 
 #include "Apps/zinextension/Options.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/Utils/CampaignPush.h"
+#include "ZNMessaging/Utils/CampaignPush_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Json.h"

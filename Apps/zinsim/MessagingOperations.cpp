@@ -3,7 +3,7 @@
 #include "Apps/zinsim/Operations.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNMessaging.h"
-#include "ZNPlatform/Runtime/DelegateCall.h"
+#include "ZNPlatform/Runtime/DelegateCall_p.h"
 
 namespace zinsim {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Descriptor_p.h"
 
 namespace zinstory {
 

@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Descriptor_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
 namespace zinstory {

@@ -16,7 +16,7 @@
 #include "Apps/zinstory/Story.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
-#include "ZNPlatform/Foundation/TemporaryFolder.h"
+#include "ZNPlatform/Foundation/TemporaryFolder_p.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-#include "ZintarCore/RetryPolicy.h"
+#include "ZintarCore/RetryPolicy_p.h"
 
 namespace fleet {
 

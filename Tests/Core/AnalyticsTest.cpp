@@ -4,12 +4,12 @@
 #include <fstream>
 
 #include "Tests/Support/TestDevice.h"
-#include "ZNAnalytics/EventQueue.h"
+#include "ZNAnalytics/EventQueue_p.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Json.h"
-#include "ZintarCore/RetryPolicy.h"
+#include "ZintarCore/RetryPolicy_p.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace {

@@ -16,7 +16,7 @@
 #include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Descriptor_p.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include "Tests/Support/RawServer.h"
 #include "Tests/Support/Requests.h"
 #include "Tests/Support/TestHome.h"
-#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Descriptor_p.h"
 #include "ZNPlatform/Foundation/Json.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "Tests/Support/TestDevice.h"
-#include "ZNMessaging/UserReset.h"
+#include "ZNMessaging/UserReset_p.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"

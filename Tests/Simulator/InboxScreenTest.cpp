@@ -10,7 +10,7 @@
 #include "ZNDevices/Simulator/Simulator.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 

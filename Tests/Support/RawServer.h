@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Descriptor_p.h"
 #include "ZNPlatform/Foundation/Mutex.h"
 
 namespace zn::test {

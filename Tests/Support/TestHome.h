@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "ZNPlatform/Foundation/TemporaryFolder.h"
+#include "ZNPlatform/Foundation/TemporaryFolder_p.h"
 
 namespace zn::test {
 

@@ -1,4 +1,4 @@
-#include "ZNDevices/Simulator/Effects.h"
+#include "ZNDevices/Simulator/Effects_p.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "ZNDevices/Simulator/HostObject.h"
+#include "ZNDevices/Simulator/HostObject_p.h"
 
 #include <algorithm>
 

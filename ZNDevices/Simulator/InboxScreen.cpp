@@ -1,6 +1,6 @@
 #include "ZNDevices/Simulator/InboxScreen.h"
 
-#include "ZNDevices/Simulator/Effects.h"
+#include "ZNDevices/Simulator/Effects_p.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNPlatform/Foundation/Format.h"
 

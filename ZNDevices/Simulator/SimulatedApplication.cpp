@@ -1,4 +1,4 @@
-#include "ZNDevices/Simulator/SimulatedApplication.h"
+#include "ZNDevices/Simulator/SimulatedApplication_p.h"
 
 #include <filesystem>
 #include <system_error>
@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/TemporaryFolder.h"
+#include "ZNPlatform/Foundation/TemporaryFolder_p.h"
 
 namespace zn {
 

@@ -1,4 +1,4 @@
-#include "ZNDevices/Simulator/SimulatedNotifications.h"
+#include "ZNDevices/Simulator/SimulatedNotifications_p.h"
 
 #include <algorithm>
 

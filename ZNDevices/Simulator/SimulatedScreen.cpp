@@ -1,4 +1,4 @@
-#include "ZNDevices/Simulator/SimulatedScreen.h"
+#include "ZNDevices/Simulator/SimulatedScreen_p.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "ZNDevices/Simulator/SimulatedServer.h"
+#include "ZNDevices/Simulator/SimulatedServer_p.h"
 
 namespace zn {
 

@@ -1,4 +1,4 @@
-#include "ZNDevices/Simulator/TaskLine.h"
+#include "ZNDevices/Simulator/TaskLine_p.h"
 
 #include <stdlib.h>
 #include <time.h>

@@ -2,7 +2,7 @@
 
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
 
-#include "ZNMessaging/AppDelegateSwizzler/ProxyFailure.h"
+#include "ZNMessaging/AppDelegateSwizzler/ProxyFailure_p.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"

@@ -1,7 +1,7 @@
 // Replacing implementations in classes, and the replacements.
 
-#include "ZNMessaging/AppDelegateSwizzler/ProxyFailure.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
+#include "ZNMessaging/AppDelegateSwizzler/ProxyFailure_p.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ExceptionGuard.h"

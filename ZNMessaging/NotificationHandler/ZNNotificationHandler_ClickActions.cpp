@@ -4,7 +4,7 @@
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
-#include "ZNMessaging/Utils/ModuleState.h"
+#include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Dispatch.h"

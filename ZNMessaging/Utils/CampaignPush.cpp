@@ -1,4 +1,4 @@
-#include "ZNMessaging/Utils/CampaignPush.h"
+#include "ZNMessaging/Utils/CampaignPush_p.h"
 
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 

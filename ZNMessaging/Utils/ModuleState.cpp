@@ -1,4 +1,4 @@
-#include "ZNMessaging/Utils/ModuleState.h"
+#include "ZNMessaging/Utils/ModuleState_p.h"
 
 #include <atomic>
 

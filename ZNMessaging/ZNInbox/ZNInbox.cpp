@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
-#include "ZNMessaging/Utils/ModuleState.h"
+#include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard_p.h"
 #include "ZintarCore/ExceptionGuard.h"
 
 std::shared_ptr<ZNInboxViewController> ZNInbox::initializeInboxOnController(

@@ -4,10 +4,10 @@
 
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/Utils/ModuleState.h"
+#include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches_p.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers_p.h"
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"

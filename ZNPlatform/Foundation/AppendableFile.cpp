@@ -1,4 +1,4 @@
-#include "ZNPlatform/Foundation/AppendableFile.h"
+#include "ZNPlatform/Foundation/AppendableFile_p.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,7 +13,7 @@
 #include <system_error>
 #include <utility>
 
-#include "ZNPlatform/Foundation/AppendableText.h"
+#include "ZNPlatform/Foundation/AppendableText_p.h"
 #include "ZNPlatform/Foundation/File.h"
 
 namespace zn {

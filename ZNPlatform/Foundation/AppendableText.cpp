@@ -5,9 +5,9 @@
 #include <span>
 #include <string_view>
 
-#include "ZNPlatform/Foundation/AppendableFile.h"
-#include "ZNPlatform/Foundation/AppendableText.h"
-#include "ZNPlatform/Foundation/DefaultsStore.h"
+#include "ZNPlatform/Foundation/AppendableFile_p.h"
+#include "ZNPlatform/Foundation/AppendableText_p.h"
+#include "ZNPlatform/Foundation/DefaultsStore_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/PropertyList.h"

@@ -1,4 +1,4 @@
-#include "ZNPlatform/Foundation/ArchiveObjects.h"
+#include "ZNPlatform/Foundation/ArchiveObjects_p.h"
 
 #include <algorithm>
 #include <array>

@@ -2,9 +2,9 @@
 #include <bit>
 #include <cstring>
 
-#include "ZNPlatform/Foundation/BinaryPropertyList.h"
+#include "ZNPlatform/Foundation/BinaryPropertyList_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/Unicode.h"
+#include "ZNPlatform/Foundation/Unicode_p.h"
 
 namespace zn {
 

@@ -1,4 +1,4 @@
-#include "ZNPlatform/Foundation/DefaultsStore.h"
+#include "ZNPlatform/Foundation/DefaultsStore_p.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "ZNPlatform/Device.h"
-#include "ZNPlatform/Foundation/Descriptor.h"
+#include "ZNPlatform/Foundation/Descriptor_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
 namespace zn {

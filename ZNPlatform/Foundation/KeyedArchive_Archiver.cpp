@@ -3,7 +3,7 @@
 #include <deque>
 
 #include "ZNPlatform/Device.h"
-#include "ZNPlatform/Foundation/BinaryPropertyList.h"
+#include "ZNPlatform/Foundation/BinaryPropertyList_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"

@@ -1,6 +1,6 @@
 #include <optional>
 
-#include "ZNPlatform/Foundation/ArchiveObjects.h"
+#include "ZNPlatform/Foundation/ArchiveObjects_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 

@@ -9,7 +9,7 @@
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Mutex.h"
-#include "ZNPlatform/Foundation/SameOwner.h"
+#include "ZNPlatform/Foundation/SameOwner_p.h"
 
 namespace {
 

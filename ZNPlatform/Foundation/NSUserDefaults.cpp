@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "ZNPlatform/Foundation/DefaultsStore.h"
+#include "ZNPlatform/Foundation/DefaultsStore_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
 struct NSUserDefaults::State {

@@ -3,10 +3,10 @@
 #include <unordered_map>
 #include <vector>
 
-#include "ZNPlatform/Foundation/BinaryPropertyList.h"
+#include "ZNPlatform/Foundation/BinaryPropertyList_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
-#include "ZNPlatform/Foundation/XmlPropertyList.h"
+#include "ZNPlatform/Foundation/XmlPropertyList_p.h"
 
 namespace zn {
 

@@ -1,4 +1,4 @@
-#include "ZNPlatform/Foundation/SingleLine.h"
+#include "ZNPlatform/Foundation/SingleLine_p.h"
 
 #include <array>
 #include <cstdint>

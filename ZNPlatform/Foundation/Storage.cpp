@@ -6,7 +6,7 @@
 
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Mutex.h"
-#include "ZNPlatform/Foundation/SameOwner.h"
+#include "ZNPlatform/Foundation/SameOwner_p.h"
 
 namespace zn {
 

@@ -1,4 +1,4 @@
-#include "ZNPlatform/Foundation/Unicode.h"
+#include "ZNPlatform/Foundation/Unicode_p.h"
 
 #include "ZNPlatform/Foundation/Utf8.h"
 

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/ValueStorage.h"
+#include "ZNPlatform/Foundation/ValueStorage_p.h"
 
 namespace zn {
 

@@ -1,4 +1,4 @@
-#include "ZNPlatform/Foundation/XmlPropertyList.h"
+#include "ZNPlatform/Foundation/XmlPropertyList_p.h"
 
 #include <expat.h>
 #include <strings.h>

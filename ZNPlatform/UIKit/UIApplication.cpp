@@ -5,7 +5,7 @@
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
 #include "ZNPlatform/Foundation/Once.h"
-#include "ZNPlatform/Runtime/DelegateCall.h"
+#include "ZNPlatform/Runtime/DelegateCall_p.h"
 
 const char* const UIApplicationWillEnterForegroundNotification = "UIApplicationWillEnterForegroundNotification";
 const char* const UIApplicationLaunchOptionsRemoteNotificationKey = "UIApplicationLaunchOptionsRemoteNotificationKey";

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "ZNPlatform/Device.h"
-#include "ZNPlatform/Runtime/DelegateCall.h"
+#include "ZNPlatform/Runtime/DelegateCall_p.h"
 
 const char* const UNNotificationDefaultActionIdentifier = "UNNotificationDefaultActionIdentifier";
 const char* const UNNotificationDismissActionIdentifier = "UNNotificationDismissActionIdentifier";

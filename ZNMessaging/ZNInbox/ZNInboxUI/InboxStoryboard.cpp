@@ -1,4 +1,4 @@
-#include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard_p.h"
 
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxTableViewCell.h"

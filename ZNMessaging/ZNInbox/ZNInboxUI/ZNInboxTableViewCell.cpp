@@ -1,7 +1,7 @@
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxTableViewCell.h"
 
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUI/ScreenGuard.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/ScreenGuard_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
 void ZNInboxTableViewCell::setDataWithMessage(const std::shared_ptr<ZNInboxModel>& message) {

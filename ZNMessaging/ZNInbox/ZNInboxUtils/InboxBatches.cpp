@@ -1,4 +1,4 @@
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches_p.h"
 
 #include <algorithm>
 #include <charconv>

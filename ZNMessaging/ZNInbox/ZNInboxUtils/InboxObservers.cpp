@@ -1,11 +1,11 @@
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers_p.h"
 
 #include <algorithm>
 #include <unordered_map>
 #include <utility>
 
 #include "ZNPlatform/Foundation/Dispatch.h"
-#include "ZNPlatform/Foundation/SameOwner.h"
+#include "ZNPlatform/Foundation/SameOwner_p.h"
 #include "ZintarCore/ExceptionGuard.h"
 
 namespace zn {

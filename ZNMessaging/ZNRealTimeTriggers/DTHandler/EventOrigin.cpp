@@ -1,8 +1,8 @@
-#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin_p.h"
 
 #include <utility>
 
-#include "ZNMessaging/Utils/ModuleState.h"
+#include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZintarCore/ZNLogger.h"
 
 namespace zn {

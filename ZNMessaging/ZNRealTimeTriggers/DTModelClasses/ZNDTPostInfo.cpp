@@ -1,6 +1,6 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
 
-#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin_p.h"
 
 ZNDTPostInfo::ZNDTPostInfo() {
   fields_.set(&Fields::origin, std::make_shared<const zn::EventOrigin>(zn::EventOrigin::here()));

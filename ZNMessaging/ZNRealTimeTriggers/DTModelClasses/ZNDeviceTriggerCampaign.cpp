@@ -1,6 +1,6 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 
-#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZintarCore/ExceptionGuard.h"

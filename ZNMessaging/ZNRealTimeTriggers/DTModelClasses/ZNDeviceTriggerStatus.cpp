@@ -1,6 +1,6 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerStatus.h"
 
-#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 
 std::shared_ptr<ZNDeviceTriggerStatus> ZNDeviceTriggerStatus::initWithDictionary(const zn::Value& dictionary) {
   auto status = std::make_shared<ZNDeviceTriggerStatus>();

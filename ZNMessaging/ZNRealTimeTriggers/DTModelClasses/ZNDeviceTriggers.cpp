@@ -6,7 +6,7 @@
 #include <unordered_set>
 #include <utility>
 
-#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 
 namespace {
 

@@ -1,0 +1,31 @@
+#pragma once
+
+// The exception guard of the inbox screen.
+
+#include <cxxabi.h>
+
+#include <type_traits>
+
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Format.h"
+
+namespace zn {
+
+inline constexpr const char* kScreenFailure = "Zintar - Exception : %@";
+
+/// As `guarded`, but the failure goes to the system log: that is where a host's developer looks when a screen
+/// misbehaves.
+template <class Body>
+std::invoke_result_t<Body> guardedOnScreen(const char* message, Body&& body) {
+  try {
+    return body();
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    Device::current().systemLog->write(zn::format(message, currentExceptionText()));
+  }
+  return std::invoke_result_t<Body>();
+}
+
+}  // namespace zn

@@ -1,0 +1,48 @@
+#pragma once
+
+// How the platform calls a delegate by selector.
+
+#include <cxxabi.h>
+
+#include <memory>
+
+#include "ZNPlatform/Device.h"
+#include "ZNPlatform/Runtime/Delivery.h"
+#include "ZNPlatform/Runtime/Runtime.h"
+
+namespace zn {
+
+/// Calls an implementation, if there is one. An exception that it raises ends the callback, and is reported where
+/// `reportsExceptions` says so; an implementation that takes other arguments is a mistake that its author would not
+/// find otherwise, and is always reported.
+template <class... A>
+Delivery callImplementation(const MethodPtr& method, bool reportsExceptions, Object& receiver, Selector selector,
+                            const A&... arguments) {
+  if (!method) return Delivery::nobody;
+  if (method == Method::missing()) return Delivery::unrecognized;
+  std::string trouble;
+  try {
+    method->call<void>(receiver, selector, arguments...);
+    return Delivery::called;
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (const MethodMismatch& mismatch) {
+    trouble = mismatch.reason();
+  } catch (...) {
+    if (reportsExceptions) {
+      trouble = receiver.isa().name() + " " + selector.name() + " raised an exception: " + currentExceptionText();
+    }
+  }
+  if (!trouble.empty()) Device::current().systemLog->diagnostic(trouble);
+  return Delivery::raised;
+}
+
+/// Calls the delegate's implementation of the selector. What it raises ends the callback silently, as on any platform
+/// of this kind.
+template <class... A>
+Delivery callDelegate(const std::shared_ptr<Object>& delegate, Selector selector, const A&... arguments) {
+  if (!delegate) return Delivery::nobody;
+  return callImplementation(boundImplementation(*delegate, selector), false, *delegate, selector, arguments...);
+}
+
+}  // namespace zn
