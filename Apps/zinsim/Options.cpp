@@ -122,13 +122,6 @@ EXAMPLES
     $ echo '{"do": "inbox"}' | zinsim --home my-device
 )";
 
-std::string shapeText(const Field& field) {
-  if (field.choices.empty()) return field.shape.expected;
-  std::string text;
-  for (const char* choice : field.choices) text += (text.empty() ? "\"" : ", \"") + std::string(choice) + "\"";
-  return text;
-}
-
 void appendIndented(std::string& text, std::string_view lines, std::string_view indent) {
   for (std::size_t start = 0; start <= lines.size();) {
     const std::size_t end = std::min(lines.find('\n', start), lines.size());
@@ -146,7 +139,7 @@ void appendCommand(std::string& text, const Command& command) {
   for (const Field& field : command.fields) {
     std::string line = "      " + std::string(field.name) + (field.need == Need::required ? "*" : "");
     line.resize(std::max(line.size() + 2, column + 6), ' ');
-    text += line + shapeText(field) + "\n";
+    text += line + (field.choices.empty() ? field.shape.expected : choicesText(field)) + "\n";
   }
 }
 
@@ -154,12 +147,10 @@ void appendCommand(std::string& text, const Command& command) {
 std::string furtherHelp() {
   std::string text = kStatusTimeAndValues;
   text += "\nCOMMANDS (\"do\": name; fields with * are needed)\n";
-  for (const auto* table : {&deviceCommands(), &fileCommands(), &hostCommands(), &inboxScreenCommands()}) {
-    for (const Command& command : *table) appendCommand(text, command);
-  }
+  for (const Command& command : allCommands()) appendCommand(text, command);
   text += kArguments;
   text += "\nOPERATIONS of \"call\"\n";
-  for (const OperationTable& table : operationTables()) {
+  for (const OperationTable& table : allOperations()) {
     text += "  " + std::string(table.className) + "\n";
     for (const Operation& each : table.operations) text += "    " + std::string(each.selector) + "\n";
   }

@@ -9,7 +9,7 @@
 #include "Apps/CommandLine.h"
 #include "Apps/zinsim/LineReader.h"
 #include "Apps/zinsim/Options.h"
-#include "Apps/zinsim/Scenario.h"
+#include "Apps/zinsim/Session.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
 namespace {
