@@ -327,16 +327,25 @@ zn::CampaignList ZNDeviceTriggersDataManager::getCampaignsForEvent(const zn::Val
       [&] {
         log("Device Triggers -- Checking Triggers for Event : %@ and Attributes : %@ ✅", event, attributes);
         const auto triggers = activeDeviceTriggers();
-        // No campaign of another event can match. The log tells of those too; the answer is the same with and without.
-        const bool tellsOfAll = ZNLogger::sharedInstance()->isEnabled();
-        const ZNDeviceTriggers::Fields fields = triggers->fields();
-        const zn::CampaignList waiting = tellsOfAll ? zn::CampaignList() : triggers->campaignsForEvent(event);
-        for (const auto& campaign : tellsOfAll ? fields.campaigns() : waiting) {
-          log("Device Triggers -- Checking condition for Campaign ID %@", campaign->campaignID());
-          if (!campaign->checkIfAttributeConditionSatisfiedForEvent(event, attributes)) continue;
+        const auto satisfies = [&](const ZNDeviceTriggerCampaign& campaign) {
+          log("Device Triggers -- Checking condition for Campaign ID %@", campaign.campaignID());
+          return campaign.checkIfAttributeConditionSatisfiedForEvent(event, attributes);
+        };
+        // No campaign of another event can be satisfied, so the event's own decide. Only the log tells of the others.
+        const bool tellsOfOthers = ZNLogger::sharedInstance()->isEnabled();
+        const zn::CampaignList all = tellsOfOthers ? triggers->fields().campaigns() : zn::CampaignList();
+        auto next = all.begin();
+        const auto tellUpTo = [&](const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign) {
+          for (; next != all.end() && *next != campaign; ++next) satisfies(**next);
+          if (next != all.end()) ++next;
+        };
+        for (const auto& campaign : triggers->campaignsForEvent(event)) {
+          tellUpTo(campaign);
+          if (!satisfies(*campaign)) continue;
           log("Device Triggers -- %@ Campaign Satisfies trigger condition ✅", campaign->campaignID());
           found.push_back(campaign);
         }
+        tellUpTo(nullptr);
       });
   return found;
 }

@@ -31,8 +31,8 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   /// everything.
   void saveDeviceTriggerCampaigns(const zn::Value& campaigns, bool updateLastSyncTime);
 
-  /// `getCampaignsForEvent:withAttributes:`: campaigns that the event triggers, in stored order. While nothing is
-  /// logged, only the event's own campaigns are looked at.
+  /// `getCampaignsForEvent:withAttributes:`: campaigns that the event triggers, in stored order. The log tells of every
+  /// stored campaign.
   zn::CampaignList getCampaignsForEvent(const zn::Value& event, const zn::Value& attributes) const;
   /// `getStatusInstanceForCampaign:`: how often the campaign was shown; a fresh record, not stored, for one never
   /// shown; null for a campaign without an id.
