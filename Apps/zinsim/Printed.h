@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNMessaging/ZNInbox/ZNInboxStorage/InboxList.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
 #include "ZNPlatform/Foundation/Value.h"
 #include "ZNPlatform/UIKit/UIFont.h"

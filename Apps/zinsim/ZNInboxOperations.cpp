@@ -2,6 +2,7 @@
 
 #include "Apps/zinsim/Operations.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 
 namespace zinsim {
 

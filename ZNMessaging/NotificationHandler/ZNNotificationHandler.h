@@ -14,7 +14,7 @@
 #include "ZNRichNotification/ZNPushPayload.h"
 
 namespace zn {
-struct CategorySet;  // in ZNMessaging.h
+struct CategorySet;
 }
 class UIAlertController;
 

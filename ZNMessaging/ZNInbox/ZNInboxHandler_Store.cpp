@@ -6,7 +6,6 @@
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches_p.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxExpiry.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -81,7 +80,7 @@ bool ZNInboxHandler::updateInboxStorage() {
       .willReplace = [&](auto bytes, auto& reason) { return batches_->willReplace(bytes, contained, reason); },
       .didReplace = [&] { batches_->didReplace(contained); }};
   if (file_.save(newest, error, steps)) return true;
-  ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Inbox could not be saved: %@", error);
+  zn::logError("Inbox could not be saved: %@", error);
   return false;
 }
 
@@ -154,7 +153,7 @@ zn::Value ZNInboxHandler::getAllNotificationPayloads() const {
   zn::Value payloads = zn::Value::array();
   for (const auto& entry : listOrEmpty(list)) {
     const zn::Value payload = entry->notificationPayloadDict();
-    if (payload.isNil()) ZNLogger::sharedInstance()->logWithType(1, "Invalid Entry : %@", entry->archivedClassName());
+    if (payload.isNil()) zn::log("Invalid Entry : %@", entry->archivedClassName());
     payloads.append(payload);
   }
   return payloads;
@@ -176,12 +175,12 @@ std::size_t ZNInboxHandler::getUnreadNotifictionCount() const { return getUnread
 
 std::shared_ptr<ZNInboxModel> ZNInboxHandler::fetchInboxEntryForCampaignID(const zn::Value& campaignID) const {
   if (campaignID.isNil()) {
-    ZNLogger::sharedInstance()->logWithType(1, "Campaign ID sent is nil");
+    zn::log("Campaign ID sent is nil");
     return nullptr;
   }
   const zn::InboxListPtr list = messages();
   auto entry = firstWithCampaignID(listOrEmpty(list), campaignID);
-  if (!entry) ZNLogger::sharedInstance()->logWithType(1, "Inbox Entry for Campaign ID(%@) not found", campaignID);
+  if (!entry) zn::log("Inbox Entry for Campaign ID(%@) not found", campaignID);
   return entry;
 }
 
@@ -261,8 +260,7 @@ void ZNInboxHandler::removeNotificationForCampaignID(const zn::Value& campaignID
                 if (removed) {
                   updateInboxStorage();
                 } else {
-                  ZNLogger::sharedInstance()->logWithType(1, "Campaign(%@) couldn't be deleted, Inbox Entry not found",
-                                                          campaignID);
+                  zn::log("Campaign(%@) couldn't be deleted, Inbox Entry not found", campaignID);
                 }
               });
 }

@@ -33,11 +33,6 @@ constexpr const char* kSyncFailure = "exception while syncing inbox messages is 
 constexpr const char* kRequestSelector = "syncInboxFromServerRequestWithCompletionBlock:";
 constexpr const char* kExtensionFailure = "exception while getting notifications from extension storage %@";
 
-template <class... Arguments>
-void log(const char* text, const Arguments&... arguments) {
-  ZNLogger::sharedInstance()->logWithType(ZNLogger::kInfo, text, arguments...);
-}
-
 /// Whether a list from outside has anything in it. Throws where it is no list.
 bool holdsEntries(const zn::Value& list) {
   if (!list.isNil() && !list.isArray()) throw zn::Exception(zn::format("a list was expected, not %@", list));
@@ -114,9 +109,9 @@ void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, co
   const std::uint64_t user = zn::userGeneration();
   const auto finish = [self, completion, user](bool success) {
     if (zn::userGeneration() != user) {
-      log("Inbox Sync: the server's answer is left unused, the user was reset meanwhile");
+      zn::log("Inbox Sync: the server's answer is left unused, the user was reset meanwhile");
     } else if (!success) {
-      log("Inbox Sync Failed from Server");
+      zn::log("Inbox Sync Failed from Server");
     }
     self->finishSynchronisation();
     completion(true);
@@ -125,10 +120,10 @@ void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, co
     if (success) {
       removeOldInboxPlistFile();
     } else {
-      log("Inbox Sync Failed from Old Inbox File");
+      zn::log("Inbox Sync Failed from Old Inbox File");
     }
     syncNotificationsFromExtension([&](bool succeeded) {
-      if (!succeeded) log("Inbox Sync Failed from Extension");
+      if (!succeeded) zn::log("Inbox Sync Failed from Extension");
       takeInLeftClicks();  // of messages that the steps before brought in
       syncNotificationsFromServer(finish, user);
     });
@@ -141,7 +136,7 @@ void ZNInboxHandler::finishSynchronisation() {
     removeExpiredInboxMessages();
     updateInboxStorage();
     if (!ZNLogger::sharedInstance()->isEnabled()) return;  // the list below is as long as the inbox
-    log("Inbox Sync Completed, Inbox Messages: %@", getAllNotificationPayloads());
+    zn::log("Inbox Sync Completed, Inbox Messages: %@", getAllNotificationPayloads());
   });
   setSyncInProgress(false);
 }
@@ -216,8 +211,7 @@ void ZNInboxHandler::removeOldInboxPlistFile() {
       return;
     }
     // No exception, so an ordinary line, with the place in front as those of the guard have it.
-    ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "ZNInboxHandler_Sync.cpp %d %@ %@", __LINE__, kSelector,
-                                            zn::format(kFailure, error));
+    zn::logError("ZNInboxHandler_Sync.cpp %d %@ %@", __LINE__, kSelector, zn::format(kFailure, error));
   });
 }
 
@@ -279,7 +273,7 @@ void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompl
   const auto answer = zn::guardedOnce(kRequestSelector, kFailure, std::move(completion));
   const bool answersLater = zn::guarded(kRequestSelector, kFailure, [&] {
     if (!ZNConfigDataManager::sharedInstance()->hasZinAppID()) {
-      log("Inbox API not called. AppID not present");
+      zn::log("Inbox API not called. AppID not present");
       return false;
     }
     const double last = inboxData()->lastUpdatedFromServerSync().date().secondsSince1970;
@@ -287,19 +281,19 @@ void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompl
     zn::Value params =
         ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::inbox).mutableCopy();
     if (params.isNil()) {
-      log("Query Params are nil");
+      zn::log("Query Params are nil");
       return false;
     }
     params.setObjectNilHandled(zn::format("%ld", milliseconds), "last_updated");
     const zn::Value body = zn::Value::dictionary({{"query_params", params}});
-    log("Inbox request initiated:");
+    zn::log("Inbox request initiated:");
     ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil, zn::nil, body, zn::nil)
         ->executeRequestWithCompletionBlock([answer, user](bool, const zn::Value& response) {
           zn::Value messages;
           const bool success = zn::guarded(kRequestSelector, "Exception while getting Notifications data %@", [&] {
             if (response.isNil()) return false;
             if (zn::userGeneration() != user) return false;  // of an earlier user
-            log("Inbox messages are : %@", response);
+            zn::log("Inbox messages are : %@", response);
             const zn::Value sent = response.validObjectForKey(ZN_PUSH_MESSAGES_INFO);
             if (holdsEntries(sent)) messages = sent;
             return true;

@@ -2,11 +2,11 @@
 
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxExpiry.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZintarCore/ExceptionGuard.h"
+#include "ZintarCore/ZNConfigDataManager.h"
 
 namespace {
 
@@ -34,6 +34,12 @@ zn::Value dateOrNil(zn::Value value) { return value.isDate() ? std::move(value) 
 zn::Value dictionaryOrNil(zn::Value value) { return value.isDictionary() ? std::move(value) : zn::nil; }
 
 }  // namespace
+
+double zn::defaultInboxExpiryPeriod() {
+  constexpr std::int64_t thirtyDays = 2592000;
+  const std::int64_t configured = ZNConfigDataManager::sharedInstance()->getInboxDefaultExpiry();
+  return static_cast<double>(configured != 0 ? configured : thirtyDays);
+}
 
 std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithNotificationPayload(const zn::Value& payload) {
   return initWithNotificationPayload(payload, zn::Date{zn::secondsSince1970()});

@@ -123,3 +123,10 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   mutable zn::Mutex mutex_;
   Fields fields_ ZN_GUARDED_BY(mutex_);
 };
+
+namespace zn {
+
+/// How long an entry without an expiry of its own stays, in seconds: as configured, or 30 days.
+ZN_EXPORT double defaultInboxExpiryPeriod();
+
+}  // namespace zn

@@ -18,11 +18,6 @@ namespace {
 constexpr const char* kSavingSelector = "saveDeviceTriggerCampaigns:andUpdateLastSyncTime:";
 constexpr const char* kSavingFailure = "Device Triggers -- exception while saving in device trigger data is %@";
 
-template <class... Arguments>
-void log(const char* text, const Arguments&... arguments) {
-  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
-}
-
 std::int64_t timeIn(const zn::Value& value) { return zn::numberOrNil(value).longLongValue(); }
 
 bool isOver(const zn::Value& expiry, std::int64_t now) { return timeIn(expiry) < now; }
@@ -138,10 +133,10 @@ zn::Value ZNDeviceTriggersDataManager::getDeviceTriggerLastUpdatedTime() const {
 }
 
 bool ZNDeviceTriggersDataManager::updateDeviceTriggersInPersistentStorage() {
-  log("Device Triggers -- Device Trigger File path : %@", getDeviceTriggerFilePath());
+  zn::log("Device Triggers -- Device Trigger File path : %@", getDeviceTriggerFilePath());
   std::string error;
   if (file_.save([this] { return activeDeviceTriggers(); }, error)) return true;
-  ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Device triggers could not be saved: %@", error);
+  zn::logError("Device triggers could not be saved: %@", error);
   return false;
 }
 
@@ -185,7 +180,7 @@ void ZNDeviceTriggersDataManager::saveServerAnswer(const std::shared_ptr<ZNDevic
         fields.deviceTriggerLastUpdatedTime = now;
       }
     });
-    log("Device Triggers -- Device Trigger Events : %@", container->fields().deviceTriggerEvents);
+    zn::log("Device Triggers -- Device Trigger Events : %@", container->fields().deviceTriggerEvents);
     updateDeviceTriggersInPersistentStorage();
   });
 }
@@ -325,10 +320,10 @@ zn::CampaignList ZNDeviceTriggersDataManager::getCampaignsForEvent(const zn::Val
       zn::FailureMessage("Device Triggers --exception while retrieving  device trigger satisfying Event %@ : %@", event,
                          zn::caught),
       [&] {
-        log("Device Triggers -- Checking Triggers for Event : %@ and Attributes : %@ ✅", event, attributes);
+        zn::log("Device Triggers -- Checking Triggers for Event : %@ and Attributes : %@ ✅", event, attributes);
         const auto triggers = activeDeviceTriggers();
         const auto satisfies = [&](const ZNDeviceTriggerCampaign& campaign) {
-          log("Device Triggers -- Checking condition for Campaign ID %@", campaign.campaignID());
+          zn::log("Device Triggers -- Checking condition for Campaign ID %@", campaign.campaignID());
           return campaign.checkIfAttributeConditionSatisfiedForEvent(event, attributes);
         };
         // No campaign of another event can be satisfied, so the event's own decide. Only the log tells of the others.
@@ -342,7 +337,7 @@ zn::CampaignList ZNDeviceTriggersDataManager::getCampaignsForEvent(const zn::Val
         for (const auto& campaign : triggers->campaignsForEvent(event)) {
           tellUpTo(campaign);
           if (!satisfies(*campaign)) continue;
-          log("Device Triggers -- %@ Campaign Satisfies trigger condition ✅", campaign->campaignID());
+          zn::log("Device Triggers -- %@ Campaign Satisfies trigger condition ✅", campaign->campaignID());
           found.push_back(campaign);
         }
         tellUpTo(nullptr);

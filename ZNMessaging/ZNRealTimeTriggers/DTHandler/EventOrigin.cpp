@@ -13,8 +13,7 @@ thread_local const ShowingScope* innermost = nullptr;
 
 void ShowingChain::tellEnd(const Value& refused) {
   if (isTold_.exchange(true)) return;
-  ZNLogger::sharedInstance()->logWithType(
-      1, "Device Triggers -- %ld campaigns set off one another, no further one is shown : %@ 🛑", kMost, refused);
+  zn::log("Device Triggers -- %ld campaigns set off one another, no further one is shown : %@ 🛑", kMost, refused);
 }
 
 EventOrigin EventOrigin::here() {

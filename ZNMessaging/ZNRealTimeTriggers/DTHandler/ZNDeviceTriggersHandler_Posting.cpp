@@ -21,16 +21,11 @@ constexpr const char* kSegmentFailure = "exception user in segment response devi
 constexpr const char* kWithdrawalFailure = "exception while taking back device trigger notifications : %@";
 constexpr const char* kPostingFailure = "exception posting device trigger in adding NotificationRequest : %@";
 
-template <class... Arguments>
-void log(const char* text, const Arguments&... arguments) {
-  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
-}
-
 /// Whether the user whose event it was is still there and wants pushes. What was meant for the last one is not shown to
 /// the next one.
 bool isStillThere(const zn::EventOrigin& origin) {
   if (zn::triggerGeneration() == origin.user) return true;
-  log("Device Triggers -- Device Trigger not posted because the user was reset or opted out 🛑");
+  zn::log("Device Triggers -- Device Trigger not posted because the user was reset or opted out 🛑");
   return false;
 }
 
@@ -86,11 +81,11 @@ void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_
   zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
     if (!campaign || !isStillThere(origin)) return;
     if (ZNConfigDataManager::sharedInstance()->getZinAppID().length() == 0) {
-      log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
+      zn::log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
       return;
     }
     const zn::Value body = segmentRequestBody(campaign->campaignID(), eventDict);
-    log("User In Segment request initiated:");
+    zn::log("User In Segment request initiated:");
     ZNNetworkRequest::initWithService(ZNService::userInSegment, zn::nil, zn::nil, body, zn::nil)
         ->executeRequestWithCompletionBlock(
             [self = shared_from_this(), campaign, origin](bool, const zn::Value& response) {
@@ -110,36 +105,37 @@ zn::Value ZNDeviceTriggersHandler::getUserInSegmentPayloadWithCampaignID(const z
 void ZNDeviceTriggersHandler::handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                   const zn::Value& response, const zn::EventOrigin& origin) {
   if (response.isNil()) return postOffline(campaign, origin);
-  log("Device Triggers -- User in segment response : %@", response);
+  zn::log("Device Triggers -- User in segment response : %@", response);
   const bool inSegment = response.validObjectForKey("user_in_segment").boolValue();
   const bool show = response.validObjectForKey("show_notification").boolValue();
   if (inSegment && show) {
-    log("Device Triggers -- User in Segment and Show Notification is true ✅");
+    zn::log("Device Triggers -- User in Segment and Show Notification is true ✅");
     campaign->updateNotificationPayload(response.validObjectForKey("payload"));
     postDeviceTriggerCampaign(campaign, false, origin);
     return;
   }
-  if (!show) log("Device Triggers -- Device Trigger not posted because Show Notification is false 🛑");
-  if (!inSegment) log("Device Triggers -- Device Trigger not posted because User Not In Segment 🛑");
+  if (!show) zn::log("Device Triggers -- Device Trigger not posted because Show Notification is false 🛑");
+  if (!inSegment) zn::log("Device Triggers -- Device Trigger not posted because User Not In Segment 🛑");
 }
 
 void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                           const zn::EventOrigin& origin) {
   if (!campaign->shouldSupportOffline()) {
-    log("Device Triggers -- User in Segment failed --> Show Offline disabled. Device Trigger will not be posted 🛑");
+    zn::log(
+        "Device Triggers -- User in Segment failed --> Show Offline disabled. Device Trigger will not be posted 🛑");
     return;
   }
-  log("Device Triggers -- User in Segment failed --> Device Trigger in Offline mode. ✅");
+  zn::log("Device Triggers -- User in Segment failed --> Device Trigger in Offline mode. ✅");
   if (!checkIfDNDForCampaign(*campaign)) {
-    log("Device Triggers -- Campaign(%@) Offline DND check passed ✅", campaign->campaignID());
+    zn::log("Device Triggers -- Campaign(%@) Offline DND check passed ✅", campaign->campaignID());
     postDeviceTriggerCampaign(campaign, true, origin);
   } else if (campaign->shouldIgnoreDND()) {
-    log("Device Triggers -- Campaign(%@) Offline DND check failed and shouldIgnoreDND is true ✅",
-        campaign->campaignID());
+    zn::log("Device Triggers -- Campaign(%@) Offline DND check failed and shouldIgnoreDND is true ✅",
+            campaign->campaignID());
     postDeviceTriggerCampaign(campaign, true, origin);
   } else {
-    log("Device Triggers -- Campaign(%@) Not shown because DND check failed and shouldIgnoreDND is false 🛑",
-        campaign->campaignID());
+    zn::log("Device Triggers -- Campaign(%@) Not shown because DND check failed and shouldIgnoreDND is false 🛑",
+            campaign->campaignID());
   }
 }
 
@@ -159,8 +155,8 @@ void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZN
   zn::guarded("postDeviceTriggerCampaign:isOffline:", kPostingFailure, [&] {
     const auto payload = campaign ? getPayloadToShow(*campaign, isOffline) : nullptr;
     if (!payload) {
-      log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑",
-          campaign ? campaign->campaignID() : zn::nil);
+      zn::log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑",
+              campaign ? campaign->campaignID() : zn::nil);
       return;
     }
     const auto info = ZNDTPostInfo::initWithCampaign(campaign, payload, isOffline);
@@ -192,7 +188,8 @@ void ZNDeviceTriggersHandler::processDeviceTriggerWithInfo(const std::shared_ptr
     const std::int64_t seconds = delay / 1000;
     std::optional<UNTimeIntervalNotificationTrigger> trigger;
     if (delay >= 1000) trigger = UNTimeIntervalNotificationTrigger{static_cast<double>(seconds)};
-    log("Device Triggers -- Posting Notification request for Campaign : %@ -- Trigger Delay :  %ld -- Payload : %@ ✅",
+    zn::log(
+        "Device Triggers -- Posting Notification request for Campaign : %@ -- Trigger Delay :  %ld -- Payload : %@ ✅",
         posting->campaign->campaignID(), seconds, posting->payload->pushDict());
     const UNNotificationRequest request = requestFor(*posting->payload, std::nullopt, trigger);
     ZNRichNotification::getLocalNotificationContentForRequest(
@@ -252,11 +249,11 @@ void ZNDeviceTriggersHandler::didAddRequest(const std::string& identifier, const
   const auto& chain = posting.origin.chain;
   const zn::ShowingScope tracked(posting.campaign, chain ? chain : std::make_shared<zn::ShowingChain>());
   if (error) {
-    log("Device Triggers -- Something went wrong: %@ 🛑", *error);
+    zn::log("Device Triggers -- Something went wrong: %@ 🛑", *error);
     ZNDeviceTriggerUtils::trackNotificationScheduledFailedForCampaign(campaign, payload);
     return;
   }
-  log("Device Triggers -- Notification Request successfully added for campaign ID : %@ ✅", campaign.campaignID());
+  zn::log("Device Triggers -- Notification Request successfully added for campaign ID : %@ ✅", campaign.campaignID());
   ZNDeviceTriggerUtils::trackNotificationReceivedForCampaign(campaign, payload);
   ZNDeviceTriggerUtils::trackNotificationShownForCampaign(campaign, payload);
   ZNDeviceTriggerUtils::trackNotificationScheduledForCampaign(campaign, payload);

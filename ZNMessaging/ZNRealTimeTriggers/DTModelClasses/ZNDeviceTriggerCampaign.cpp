@@ -120,14 +120,13 @@ bool ZNDeviceTriggerCampaign::matches(const zn::Value& event, const zn::Value& a
 
 bool ZNDeviceTriggerCampaign::checkIfAttributeConditionSatisfiedForEvent(const zn::Value& event,
                                                                          const zn::Value& attributes) const {
-  const auto& logger = ZNLogger::sharedInstance();
   if (!isActive()) {
-    logger->logWithType(1, "Device Trigger Campaign(%@) is %@ 🛑", campaignID(), status());
+    zn::log("Device Trigger Campaign(%@) is %@ 🛑", campaignID(), status());
     return false;
   }
-  if (logger->isEnabled() && !conditionProblem().empty() && !problemLogged_.exchange(true)) {
-    logger->logWithType(1, "Device Triggers -- Campaign(%@) has a condition that cannot be understood : %@ 🛑",
-                        campaignID(), conditionProblem());
+  if (ZNLogger::sharedInstance()->isEnabled() && !conditionProblem().empty() && !problemLogged_.exchange(true)) {
+    zn::log("Device Triggers -- Campaign(%@) has a condition that cannot be understood : %@ 🛑", campaignID(),
+            conditionProblem());
   }
   return matches(event, attributes);
 }
