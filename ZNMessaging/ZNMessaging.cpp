@@ -10,7 +10,7 @@
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/UserReset_p.h"
 #include "ZNMessaging/Utils/HostSettings_p.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
@@ -176,10 +176,10 @@ void ZNMessaging::syncRealTimeTriggersWithCompletionBlock(std::function<void(boo
     const bool enabled = triggers->isRealTimeTriggerEnabled();
     if (enabled) ZNDeviceTriggersDataManager::sharedInstance()->retryStorage();
     if (enabled && triggers->shouldFetch()) {
-      const std::uint64_t user = zn::triggerGeneration();
-      triggers->syncDeviceTriggersWithCompletionBlock([answer, user](bool success) {
+      const zn::OwnerToken owner = zn::OwnerToken::ofTriggers();
+      triggers->syncDeviceTriggersWithCompletionBlock([answer, owner](bool success) {
         // An answer that came too late for its user is no failure.
-        if (!success && user == zn::triggerGeneration()) zn::log("Real-Time Trigger Campaigns sync failure");
+        if (!success && owner.holds()) zn::log("Real-Time Trigger Campaigns sync failure");
         answer(success);
       });
       return true;
@@ -208,7 +208,7 @@ void ZNMessaging::eventTrackedWithName(const zn::Value& name, const zn::Value& a
 void ZNMessaging::clearUserInfo() {
   zn::guarded("clearUserInfo", "Exception while clearing the user's data : %@", [] {
     const std::int64_t resets = zn::UserSession::resets();
-    zn::userWasReset();
+    zn::OwnerToken::userWasReset();
     ZNDeviceTriggersDataManager::sharedInstance()->forgetUnreadableFiles();
     ZNDeviceTriggersHandler::sharedInstance()->stop();
     ZNInboxHandler::sharedInstance()->forgetUnreadableFiles();

@@ -6,7 +6,7 @@
 #include "ZNMessaging/NotificationHandler/ZNMessagingDelegate.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/HostSettings_p.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -176,28 +176,29 @@ void ZNNotificationHandler::handleCouponCodeForPush(const zn::Value& payload) {
 
 void ZNNotificationHandler::showCouponAlertView(const zn::Value& couponCode, const zn::Value& payload) {
   zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure, [&] {
-    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), couponCode, payload, user = zn::userGeneration()] {
-      self->presentCouponAlert(couponCode, payload, user);
+    const auto owner = zn::OwnerToken::ofUser();
+    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), couponCode, payload, owner] {
+      self->presentCouponAlert(couponCode, payload, owner);
     });
   });
 }
 
 void ZNNotificationHandler::presentCouponAlert(const zn::Value& couponCode, const zn::Value& payload,
-                                               std::uint64_t user) {
+                                               const zn::OwnerToken& owner) {
   zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure, [&] {
     if (!UIAlertController::isAvailable()) {
       zn::Device::current().systemLog->diagnostic(zn::format("this device shows no alerts: coupon %@", couponCode));
       return;
     }
-    if (user != zn::userGeneration()) return zn::log("Coupon not shown: the user was reset meanwhile");
+    if (!owner.holds()) return zn::log("Coupon not shown: the user was reset meanwhile");
     if (const auto top = ZNCoreUtils::getTopMostViewController()) {
       top->presentViewController(couponAlert(couponCode, payload), true, nullptr);
       return;
     }
     // A click that started the application may come before the host's window: the alert, and the links behind its
     // buttons, wait for one.
-    zn::performAfterDelay(1.0, [self = shared_from_this(), couponCode, payload, user] {
-      self->presentCouponAlert(couponCode, payload, user);
+    zn::performAfterDelay(1.0, [self = shared_from_this(), couponCode, payload, owner] {
+      self->presentCouponAlert(couponCode, payload, owner);
     });
   });
 }

@@ -2,7 +2,7 @@
 
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches_p.h"
@@ -216,16 +216,16 @@ void ZNInboxHandler::trackInboxNotificationClickForCampaignID(const zn::Value& c
 }
 
 void ZNInboxHandler::updateClickedNotificationInStorageWithPayload(const zn::Value& payload) {
-  recordClick(payload, {}, zn::userGeneration());
+  recordClick(payload, {}, zn::OwnerToken::ofUser());
 }
 
-void ZNInboxHandler::recordClick(const zn::Value& payload, BatchNumbers keptIn, std::uint64_t user) {
+void ZNInboxHandler::recordClick(const zn::Value& payload, BatchNumbers keptIn, const zn::OwnerToken& owner) {
   zn::guarded(kClickSelector, kClickFailure, [&] {
-    if (user != zn::userGeneration()) return;  // it waited, and the next user's inbox is none of its
-    if (syncInProgress()) {                    // asked once: another thread may start or end one at any moment
+    if (!owner.holds()) return;  // it waited, and the next user's inbox is none of its
+    if (syncInProgress()) {      // asked once: another thread may start or end one at any moment
       if (keptIn.empty()) keepClick(payload, keptIn);
       zn::performAfterDelay(
-          1.0, [self = shared_from_this(), payload, keptIn, user] { self->recordClick(payload, keptIn, user); });
+          1.0, [self = shared_from_this(), payload, keptIn, owner] { self->recordClick(payload, keptIn, owner); });
       return;
     }
     const auto entry = ZNInboxModel::initWithNotificationPayload(payload);

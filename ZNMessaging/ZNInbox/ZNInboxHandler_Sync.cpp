@@ -4,7 +4,7 @@
 
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches_p.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers_p.h"
@@ -106,9 +106,8 @@ void ZNInboxHandler::syncInboxNotificationsWithCompletionHandler(SyncCompletion 
 void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, const SyncCompletion& completion) {
   retryStorage();  // the server is asked for what came after what the file holds
   setSyncInProgress(true);
-  const std::uint64_t user = zn::userGeneration();
-  const auto finish = [self, completion, user](bool success) {
-    if (zn::userGeneration() != user) {
+  const auto finish = [self, completion, owner = zn::OwnerToken::ofUser()](bool success) {
+    if (!owner.holds()) {
       zn::log("Inbox Sync: the server's answer is left unused, the user was reset meanwhile");
     } else if (!success) {
       zn::log("Inbox Sync Failed from Server");
@@ -125,7 +124,7 @@ void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, co
     syncNotificationsFromExtension([&](bool succeeded) {
       if (!succeeded) zn::log("Inbox Sync Failed from Extension");
       takeInLeftClicks();  // of messages that the steps before brought in
-      syncNotificationsFromServer(finish, user);
+      syncNotificationsFromServer(finish);
     });
   });
 }
@@ -265,10 +264,7 @@ std::vector<InboxBatch> ZNInboxHandler::takeFromExtension(zn::Value& list) {
 }
 
 void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion) {
-  syncInboxFromServerRequestWithCompletionBlock(std::move(completion), zn::userGeneration());
-}
-
-void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion, std::uint64_t user) {
+  const zn::OwnerToken owner = zn::OwnerToken::ofUser();
   constexpr const char* kFailure = "exception while making inbox messages request is %@";
   const auto answer = zn::guardedOnce(kRequestSelector, kFailure, std::move(completion));
   const bool answersLater = zn::guarded(kRequestSelector, kFailure, [&] {
@@ -288,11 +284,11 @@ void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompl
     const zn::Value body = zn::Value::dictionary({{"query_params", params}});
     zn::log("Inbox request initiated:");
     ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil, zn::nil, body, zn::nil)
-        ->executeRequestWithCompletionBlock([answer, user](bool, const zn::Value& response) {
+        ->executeRequestWithCompletionBlock([answer, owner](bool, const zn::Value& response) {
           zn::Value messages;
           const bool success = zn::guarded(kRequestSelector, "Exception while getting Notifications data %@", [&] {
             if (response.isNil()) return false;
-            if (zn::userGeneration() != user) return false;  // of an earlier user
+            if (!owner.holds()) return false;  // of an earlier user
             zn::log("Inbox messages are : %@", response);
             const zn::Value sent = response.validObjectForKey(ZN_PUSH_MESSAGES_INFO);
             if (holdsEntries(sent)) messages = sent;
@@ -306,24 +302,21 @@ void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompl
 }
 
 void ZNInboxHandler::syncNotificationsFromServer(SyncCompletion completion) {
-  syncNotificationsFromServer(std::move(completion), zn::userGeneration());
-}
-
-void ZNInboxHandler::syncNotificationsFromServer(SyncCompletion completion, std::uint64_t user) {
+  const zn::OwnerToken owner = zn::OwnerToken::ofUser();
   constexpr const char* kSelector = "syncNotificationsFromServer:";
   const auto answer = zn::guardedOnce(kSelector, kSyncFailure, std::move(completion));
   const bool asks = zn::guarded(kSelector, kSyncFailure, [&] {
-    const auto merge = [self = shared_from_this(), answer, user](bool success, const zn::Value& messages) {
+    const auto merge = [self = shared_from_this(), answer, owner](bool success, const zn::Value& messages) {
       // The container is taken first: a reset after this look replaces it.
       const auto data = self->inboxData();
       const bool done = zn::guarded(kSelector, kSyncFailure, [&] {
-        if (!success || zn::userGeneration() != user) return false;
+        if (!success || !owner.holds()) return false;
         if (holdsEntries(messages)) self->mergeServerAnswer(data, messages);
         return true;
       });
       answer(done);
     };
-    syncInboxFromServerRequestWithCompletionBlock(merge, user);
+    syncInboxFromServerRequestWithCompletionBlock(merge);
     return true;
   });
   if (!asks) answer(false);

@@ -6,6 +6,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/File.h"
@@ -114,6 +115,12 @@ std::string ZNDeviceTriggersDataManager::getDeviceTriggerFilePath() const {
 std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggersDataManager::activeDeviceTriggers() const {
   zn::Lock lock(mutex_);
   return activeDeviceTriggers_;
+}
+
+std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggersDataManager::activeDeviceTriggersOf(
+    const zn::OwnerToken& owner) const {
+  auto container = activeDeviceTriggers();  // before the question
+  return owner.holds() ? container : nullptr;
 }
 
 void ZNDeviceTriggersDataManager::setActiveDeviceTriggers(const std::shared_ptr<ZNDeviceTriggers>& triggers) {

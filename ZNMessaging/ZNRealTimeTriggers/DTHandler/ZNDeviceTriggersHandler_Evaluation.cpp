@@ -24,23 +24,16 @@ void ZNDeviceTriggersHandler::checkDeviceTriggerForEvent(const zn::Value& name, 
     if (origin.chain && origin.chain->isOver()) return origin.chain->tellEnd(name);
     zn::log("Device Triggers -- Event %@ contains a Device trigger ✅", name);
     zn::checkAlertsAllowed([self = shared_from_this(), name, attributes, origin](bool isAllowed) {
-      if (isAllowed) {
-        self->startBGTaskForEvent(name, attributes, origin);
-      } else {
-        zn::log("Device Triggers -- Push Notification settings not provided 🛑");
-      }
+      if (!isAllowed) return zn::log("Device Triggers -- Push Notification settings not provided 🛑");
+      const zn::OriginScope scope(origin);
+      self->startBGTaskForEvent(name, attributes);
     });
   });
 }
 
 void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes) {
-  startBGTaskForEvent(name, attributes, zn::EventOrigin::here());
-}
-
-void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes,
-                                                  const zn::EventOrigin& origin) {
   zn::guarded("startBGTaskForEvent:withEventDict:", "exception while checking device trigger : %@", [&] {
-    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), name, attributes, origin] {
+    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), name, attributes, origin = zn::EventOrigin::here()] {
       const auto application = UIApplication::sharedApplication();
       if (application->applicationState() == UIApplicationState::background) {
         // The handler learns the identifier after it was made; it runs on the main queue too, so never before that.
@@ -52,7 +45,8 @@ void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const z
         self->dt_BgTask_ = *identifier;
       }
       zn::dispatchAsync(zn::Queue::global, [self, name, attributes, origin] {
-        self->checkPreconditionsForDeviceTriggerWithEvent(name, attributes, origin);
+        const zn::OriginScope scope(origin);
+        self->checkPreconditionsForDeviceTriggerWithEvent(name, attributes);
       });
     });
   });
@@ -67,12 +61,7 @@ void ZNDeviceTriggersHandler::endBGTask() {
 
 void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name,
                                                                           const zn::Value& attributes) {
-  checkPreconditionsForDeviceTriggerWithEvent(name, attributes, zn::EventOrigin::here());
-}
-
-void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name,
-                                                                          const zn::Value& attributes,
-                                                                          const zn::EventOrigin& origin) {
+  const zn::OriginScope scope(zn::EventOrigin::here());  // one origin for all that follows
   zn::guarded("checkPreconditionsForDeviceTriggerWithEvent:withEventAttributes:",
               "exception while checking device trigger : %@", [&] {
                 if (!checkForGlobalDelay()) {
@@ -83,7 +72,7 @@ void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const 
                 const zn::CampaignList campaigns = store()->getCampaignsForEvent(name, attributes);
                 if (campaigns.empty()) zn::log("Device Triggers -- Trigger Condition Not satisfied  🛑");
                 for (const auto& campaign : campaigns) {
-                  if (origin.isShowingOf(*campaign)) {
+                  if (scope.origin().isShowingOf(*campaign)) {
                     zn::log("Device Triggers -- Campaign(%@) Not checked as showing it tracked the event 🛑",
                             campaign->campaignID());
                     continue;
@@ -92,7 +81,7 @@ void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const 
                   if (canPostDeviceTrigger(*campaign)) {
                     zn::log("Device Triggers -- Rule Check Passes by Device Trigger : %@ | Now check User in Segment ✅",
                             campaign->campaignID());
-                    checkUserInSegmentForDTCampaign(campaign, attributes, origin);
+                    checkUserInSegmentForDTCampaign(campaign, attributes);
                     return;  // at most one campaign an event
                   }
                   zn::log("Device Triggers -- Campaign(%@) Rules Check Failed 🛑", campaign->campaignID());

@@ -1,7 +1,6 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNAnalytics/TrackedEvent.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
@@ -24,7 +23,7 @@ constexpr const char* kPostingFailure = "exception posting device trigger in add
 /// Whether the user whose event it was is still there and wants pushes. What was meant for the last one is not shown to
 /// the next one.
 bool isStillThere(const zn::EventOrigin& origin) {
-  if (zn::triggerGeneration() == origin.user) return true;
+  if (origin.owner.holds()) return true;
   zn::log("Device Triggers -- Device Trigger not posted because the user was reset or opted out 🛑");
   return false;
 }
@@ -72,12 +71,7 @@ zn::Value segmentRequestBody(const zn::Value& campaignID, const zn::Value& event
 
 void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                               const zn::Value& eventDict) {
-  checkUserInSegmentForDTCampaign(campaign, eventDict, zn::EventOrigin::here());
-}
-
-void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                                              const zn::Value& eventDict,
-                                                              const zn::EventOrigin& origin) {
+  const zn::EventOrigin origin = zn::EventOrigin::here();
   zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
     if (!campaign || !isStillThere(origin)) return;
     if (ZNConfigDataManager::sharedInstance()->getZinAppID().length() == 0) {
@@ -90,7 +84,8 @@ void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_
         ->executeRequestWithCompletionBlock(
             [self = shared_from_this(), campaign, origin](bool, const zn::Value& response) {
               zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
-                if (isStillThere(origin)) self->handleSegmentAnswer(campaign, response, origin);
+                const zn::OriginScope scope(origin);
+                if (isStillThere(origin)) self->handleSegmentAnswer(campaign, response);
               });
             });
   });
@@ -103,23 +98,22 @@ zn::Value ZNDeviceTriggersHandler::getUserInSegmentPayloadWithCampaignID(const z
 }
 
 void ZNDeviceTriggersHandler::handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                                  const zn::Value& response, const zn::EventOrigin& origin) {
-  if (response.isNil()) return postOffline(campaign, origin);
+                                                  const zn::Value& response) {
+  if (response.isNil()) return postOffline(campaign);
   zn::log("Device Triggers -- User in segment response : %@", response);
   const bool inSegment = response.validObjectForKey("user_in_segment").boolValue();
   const bool show = response.validObjectForKey("show_notification").boolValue();
   if (inSegment && show) {
     zn::log("Device Triggers -- User in Segment and Show Notification is true ✅");
     campaign->updateNotificationPayload(response.validObjectForKey("payload"));
-    postDeviceTriggerCampaign(campaign, false, origin);
+    postDeviceTriggerCampaign(campaign, false);
     return;
   }
   if (!show) zn::log("Device Triggers -- Device Trigger not posted because Show Notification is false 🛑");
   if (!inSegment) zn::log("Device Triggers -- Device Trigger not posted because User Not In Segment 🛑");
 }
 
-void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                          const zn::EventOrigin& origin) {
+void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign) {
   if (!campaign->shouldSupportOffline()) {
     zn::log(
         "Device Triggers -- User in Segment failed --> Show Offline disabled. Device Trigger will not be posted 🛑");
@@ -128,11 +122,11 @@ void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerC
   zn::log("Device Triggers -- User in Segment failed --> Device Trigger in Offline mode. ✅");
   if (!checkIfDNDForCampaign(*campaign)) {
     zn::log("Device Triggers -- Campaign(%@) Offline DND check passed ✅", campaign->campaignID());
-    postDeviceTriggerCampaign(campaign, true, origin);
+    postDeviceTriggerCampaign(campaign, true);
   } else if (campaign->shouldIgnoreDND()) {
     zn::log("Device Triggers -- Campaign(%@) Offline DND check failed and shouldIgnoreDND is true ✅",
             campaign->campaignID());
-    postDeviceTriggerCampaign(campaign, true, origin);
+    postDeviceTriggerCampaign(campaign, true);
   } else {
     zn::log("Device Triggers -- Campaign(%@) Not shown because DND check failed and shouldIgnoreDND is false 🛑",
             campaign->campaignID());
@@ -147,11 +141,6 @@ std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggersHandler::getPayloadToSho
 
 void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                         bool isOffline) {
-  postDeviceTriggerCampaign(campaign, isOffline, zn::EventOrigin::here());
-}
-
-void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                                        bool isOffline, const zn::EventOrigin& origin) {
   zn::guarded("postDeviceTriggerCampaign:isOffline:", kPostingFailure, [&] {
     const auto payload = campaign ? getPayloadToShow(*campaign, isOffline) : nullptr;
     if (!payload) {
@@ -159,9 +148,7 @@ void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZN
               campaign ? campaign->campaignID() : zn::nil);
       return;
     }
-    const auto info = ZNDTPostInfo::initWithCampaign(campaign, payload, isOffline);
-    info->fields_.set(&ZNDTPostInfo::Fields::origin, std::make_shared<const zn::EventOrigin>(origin));
-    processDeviceTriggerWithInfo(info);
+    processDeviceTriggerWithInfo(ZNDTPostInfo::initWithCampaign(campaign, payload, isOffline));
   });
 }
 
@@ -247,7 +234,8 @@ void ZNDeviceTriggersHandler::didAddRequest(const std::string& identifier, const
   const ZNDeviceTriggerCampaign& campaign = *posting.campaign;
   const ZNDeviceTriggerPayload& payload = *posting.payload;
   const auto& chain = posting.origin.chain;
-  const zn::ShowingScope tracked(posting.campaign, chain ? chain : std::make_shared<zn::ShowingChain>());
+  const zn::OriginScope tracked(
+      {zn::OwnerToken::ofTriggers(), posting.campaign, chain ? chain : std::make_shared<zn::ShowingChain>()});
   if (error) {
     zn::log("Device Triggers -- Something went wrong: %@ 🛑", *error);
     ZNDeviceTriggerUtils::trackNotificationScheduledFailedForCampaign(campaign, payload);
@@ -258,11 +246,10 @@ void ZNDeviceTriggersHandler::didAddRequest(const std::string& identifier, const
   ZNDeviceTriggerUtils::trackNotificationShownForCampaign(campaign, payload);
   ZNDeviceTriggerUtils::trackNotificationScheduledForCampaign(campaign, payload);
   if (posting.isOffline) ZNDeviceTriggerUtils::trackNotificationOfflineForCampaign(campaign, payload);
-  // A showing that the last user's campaign got is not the next one's. The container is taken first: a reset after this
-  // look replaces it.
-  const auto container = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers();
-  if (zn::triggerGeneration() == posting.origin.user) {
-    ZNDeviceTriggersDataManager::sharedInstance()->updateCampaignShownForCampaign(campaign, container);
+  // A showing that the last user's campaign got is not the next one's.
+  const auto& store = ZNDeviceTriggersDataManager::sharedInstance();
+  if (const auto container = store->activeDeviceTriggersOf(posting.origin.owner)) {
+    store->updateCampaignShownForCampaign(campaign, container);
   } else {
     // It was added while all others were taken back.
     UNUserNotificationCenter::currentNotificationCenter()->removePendingNotificationRequestsWithIdentifiers(

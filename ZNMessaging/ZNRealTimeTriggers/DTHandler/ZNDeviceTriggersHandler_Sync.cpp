@@ -1,5 +1,5 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
@@ -68,8 +68,8 @@ void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::functio
   const bool answersLater = zn::guarded(
       "syncDeviceTriggersWithCompletionBlock:", kSyncFailure,
       [&] {
-        const std::uint64_t user = zn::triggerGeneration();  // before the store, which a reset empties
-        store()->retryStorage();                             // the server is told what is stored
+        const zn::OwnerToken owner = zn::OwnerToken::ofTriggers();  // before the store, which a reset empties
+        store()->retryStorage();                                    // the server is told what is stored
         const zn::Value body = getDeviceTriggerSyncRequestPayload();
         if (body.isNil()) {
           zn::log("BodyDict is nil");
@@ -77,13 +77,11 @@ void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::functio
         }
         zn::log("Device Trigger Sync request initiated:");
         ZNNetworkRequest::initWithService(ZNService::triggerSync, zn::nil, zn::nil, body, zn::nil)
-            ->executeRequestWithCompletionBlock([self = shared_from_this(), user, answer](bool,
-                                                                                          const zn::Value& response) {
-              const auto container = store()->activeDeviceTriggers();
-              // The container is taken first: a reset after this look replaces it.
-              const bool isOurs = zn::triggerGeneration() == user;
+            ->executeRequestWithCompletionBlock([self = shared_from_this(), owner, answer](bool,
+                                                                                           const zn::Value& response) {
+              const auto container = store()->activeDeviceTriggersOf(owner);
               const bool stored = zn::guarded("syncDeviceTriggersWithCompletionBlock:", kSyncFailure, [&] {
-                if (!isOurs) {
+                if (!container) {
                   zn::log("Real-Time Trigger -- Answer left unused: the user was reset or opted out meanwhile 🛑");
                   return false;
                 }
@@ -131,7 +129,7 @@ void ZNDeviceTriggersHandler::storeServerAnswer(const std::shared_ptr<ZNDeviceTr
 }
 
 void ZNDeviceTriggersHandler::stop() {
-  zn::triggersWereStopped();
+  zn::OwnerToken::triggersWereStopped();
   clearDeviceTriggersData();
   withdrawWaitingNotifications();
 }
