@@ -169,8 +169,7 @@ void ZNMessaging::updateModules() {
 
 void ZNMessaging::syncRealTimeTriggersWithCompletionBlock(std::function<void(bool)> completion) {
   constexpr const char* kSelector = "syncRealTimeTriggersWithCompletionBlock:";
-  const auto answer = zn::guardedOnce(kSelector, kTriggerSyncFailure, std::move(completion));
-  const bool answersLater = zn::guarded(kSelector, kTriggerSyncFailure, [&] {
+  zn::answeredOnce(kSelector, kTriggerSyncFailure, std::move(completion), [&](const auto& answer) {
     if (!isAccountActive()) return false;
     const auto& triggers = ZNDeviceTriggersHandler::sharedInstance();
     const bool enabled = triggers->isRealTimeTriggerEnabled();
@@ -187,7 +186,6 @@ void ZNMessaging::syncRealTimeTriggersWithCompletionBlock(std::function<void(boo
     if (!enabled) zn::log("Real-Time Trigger is Disabled for the account‼️");
     return false;
   });
-  if (!answersLater) answer(false);
 }
 
 zn::Value ZNMessaging::getMessagingWhitelistedEvents() const {

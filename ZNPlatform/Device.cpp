@@ -1,6 +1,5 @@
 #include "ZNPlatform/Device.h"
 
-#include <cxxabi.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -106,13 +105,7 @@ void DeviceSystemLog::write(const std::string& text) { std::fputs((singleLine(te
 void DeviceSystemLog::diagnostic(const std::string& text) { DeviceSystemLog::write("zintar: " + text); }
 
 void runTask(const Task& task, DeviceSystemLog& log) {
-  try {
-    task();
-  } catch (const abi::__forced_unwind&) {
-    throw;  // thread cancellation is not an exception that may be kept
-  } catch (...) {
-    log.diagnostic("an exception left a task: " + currentExceptionText());
-  }
+  stopExceptions(task, [&] { log.diagnostic("an exception left a task: " + currentExceptionText()); });
 }
 
 Device::Device()

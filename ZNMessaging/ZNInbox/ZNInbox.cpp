@@ -22,13 +22,11 @@ void ZNInbox::getInboxMessagesWithCompletionBlock(const std::function<void(const
 void ZNInbox::fetchInboxMessagesWithCompletion(std::function<void(bool)> callback) {
   constexpr const char* kSelector = "fetchInboxMessagesWithCompletion:";
   constexpr const char* kFailure = "Exception(ZNInbox) Syncing Inbox : %@";
-  const auto answer = zn::guardedOnce(kSelector, kFailure, std::move(callback));
-  const bool started = zn::guarded(kSelector, kFailure, [&] {
+  zn::answeredOnce(kSelector, kFailure, std::move(callback), [&](const auto& answer) {
     if (!zn::isSwitchedOn()) return false;
     ZNInboxHandler::sharedInstance()->syncInboxNotificationsWithCompletionHandler(answer);
     return true;
   });
-  if (!started) answer(false);
 }
 
 void ZNInbox::markInboxNotificationClickedWithCampaignID(const zn::Value& campaignID) {

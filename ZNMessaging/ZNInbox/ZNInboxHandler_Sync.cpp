@@ -93,13 +93,11 @@ bool emptyExtensionList(const ListTaken& taken) {
 
 void ZNInboxHandler::syncInboxNotificationsWithCompletionHandler(SyncCompletion completion) {
   constexpr const char* kSelector = "syncInboxNotificationsWithCompletionHandler:";
-  const auto answer = zn::guardedOnce(kSelector, kSyncFailure, std::move(completion));
-  const bool answersLater = zn::guarded(kSelector, kSyncFailure, [&] {
+  zn::answeredOnce(kSelector, kSyncFailure, std::move(completion), [&](const auto& answer) {
     if (!ZNConfigDataManager::sharedInstance()->isInboxServiceActive() || !ZNCoreUtils::isSDKEnabled()) return false;
     synchronise(shared_from_this(), answer);
     return true;
   });
-  if (!answersLater) answer(false);
 }
 
 /// `self`: taken before anything begins, since a store that nobody shares cannot wait for the server.
@@ -266,8 +264,7 @@ std::vector<InboxBatch> ZNInboxHandler::takeFromExtension(zn::Value& list) {
 void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion) {
   const zn::OwnerToken owner = zn::OwnerToken::ofUser();
   constexpr const char* kFailure = "exception while making inbox messages request is %@";
-  const auto answer = zn::guardedOnce(kRequestSelector, kFailure, std::move(completion));
-  const bool answersLater = zn::guarded(kRequestSelector, kFailure, [&] {
+  zn::answeredOnce(kRequestSelector, kFailure, std::move(completion), [&](const auto& answer) {
     if (!ZNConfigDataManager::sharedInstance()->hasZinAppID()) {
       zn::log("Inbox API not called. AppID not present");
       return false;
@@ -298,14 +295,12 @@ void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompl
         });
     return true;
   });
-  if (!answersLater) answer(false, zn::nil);
 }
 
 void ZNInboxHandler::syncNotificationsFromServer(SyncCompletion completion) {
   const zn::OwnerToken owner = zn::OwnerToken::ofUser();
   constexpr const char* kSelector = "syncNotificationsFromServer:";
-  const auto answer = zn::guardedOnce(kSelector, kSyncFailure, std::move(completion));
-  const bool asks = zn::guarded(kSelector, kSyncFailure, [&] {
+  zn::answeredOnce(kSelector, kSyncFailure, std::move(completion), [&](const auto& answer) {
     const auto merge = [self = shared_from_this(), answer, owner](bool success, const zn::Value& messages) {
       // The container is taken first: a reset after this look replaces it.
       const auto data = self->inboxData();
@@ -319,7 +314,6 @@ void ZNInboxHandler::syncNotificationsFromServer(SyncCompletion completion) {
     syncInboxFromServerRequestWithCompletionBlock(merge);
     return true;
   });
-  if (!asks) answer(false);
 }
 
 void ZNInboxHandler::mergeServerAnswer(const std::shared_ptr<ZNInboxData>& data, const zn::Value& messages) {

@@ -11,6 +11,7 @@
 
 namespace {
 
+constexpr const char* kSyncSelector = "syncDeviceTriggersWithCompletionBlock:";
 constexpr const char* kSyncFailure = "exception while syncing device trigger : %@";
 
 std::int64_t wholeSecondsSince1970() { return zn::Value(zn::secondsSince1970()).longLongValue(); }
@@ -64,40 +65,33 @@ zn::Value ZNDeviceTriggersHandler::getDeviceTriggerSyncRequestPayload() const {
 }
 
 void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::function<void(bool)> completion) {
-  const auto answer = zn::guardedOnce("syncDeviceTriggersWithCompletionBlock:", kSyncFailure, std::move(completion));
-  const bool answersLater = zn::guarded(
-      "syncDeviceTriggersWithCompletionBlock:", kSyncFailure,
-      [&] {
-        const zn::OwnerToken owner = zn::OwnerToken::ofTriggers();  // before the store, which a reset empties
-        store()->retryStorage();                                    // the server is told what is stored
-        const zn::Value body = getDeviceTriggerSyncRequestPayload();
-        if (body.isNil()) {
-          zn::log("BodyDict is nil");
-          return true;  // a start without parameters stays unanswered
-        }
-        zn::log("Device Trigger Sync request initiated:");
-        ZNNetworkRequest::initWithService(ZNService::triggerSync, zn::nil, zn::nil, body, zn::nil)
-            ->executeRequestWithCompletionBlock([self = shared_from_this(), owner, answer](bool,
-                                                                                           const zn::Value& response) {
-              const auto container = store()->activeDeviceTriggersOf(owner);
-              const bool stored = zn::guarded("syncDeviceTriggersWithCompletionBlock:", kSyncFailure, [&] {
-                if (!container) {
-                  zn::log("Real-Time Trigger -- Answer left unused: the user was reset or opted out meanwhile 🛑");
-                  return false;
-                }
-                if (response.isNil()) {
-                  zn::log("Real-Time Trigger -- Error while syncing Device Triggers");
-                  return false;
-                }
-                self->storeServerAnswer(container, response);
-                return true;
-              });
-              answer(stored);
-            });
-        return true;
-      },
-      [] { return false; });
-  if (!answersLater) answer(false);
+  zn::answeredOnce(kSyncSelector, kSyncFailure, std::move(completion), [&](const auto& answer) {
+    const zn::OwnerToken owner = zn::OwnerToken::ofTriggers();  // before the store, which a reset empties
+    store()->retryStorage();                                    // the server is told what is stored
+    const zn::Value body = getDeviceTriggerSyncRequestPayload();
+    if (body.isNil()) {
+      zn::log("BodyDict is nil");
+      return true;  // a start without parameters stays unanswered
+    }
+    zn::log("Device Trigger Sync request initiated:");
+    const auto request = ZNNetworkRequest::initWithService(ZNService::triggerSync, zn::nil, zn::nil, body, zn::nil);
+    request->executeRequestWithCompletionBlock(
+        [self = shared_from_this(), owner, answer](bool, const zn::Value& response) {
+          const auto container = store()->activeDeviceTriggersOf(owner);
+          answer(zn::guarded(kSyncSelector, kSyncFailure, [&] {
+            if (!container) {
+              zn::log("Real-Time Trigger -- Answer left unused: the user was reset or opted out meanwhile 🛑");
+            } else if (response.isNil()) {
+              zn::log("Real-Time Trigger -- Error while syncing Device Triggers");
+            } else {
+              self->storeServerAnswer(container, response);
+              return true;
+            }
+            return false;
+          }));
+        });
+    return true;
+  });
 }
 
 void ZNDeviceTriggersHandler::storeServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container,
