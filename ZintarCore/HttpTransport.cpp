@@ -13,6 +13,7 @@
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/HttpWorker_p.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNLogger.h"
@@ -135,8 +136,8 @@ std::size_t memoryToRead(std::size_t size) {
 /// Large answers are read one at a time: what the reader takes besides its result is there once.
 std::unique_lock<std::mutex> turnToRead(std::size_t size) {
   constexpr std::size_t kLarge = 1 << 20;
-  static auto& large = *new std::mutex;
-  return size > kLarge ? std::unique_lock(large) : std::unique_lock<std::mutex>();
+  static NeverDestroyed<std::mutex> large;
+  return size > kLarge ? std::unique_lock(*large) : std::unique_lock<std::mutex>();
 }
 
 /// The dictionary of a good answer; else nil, and what is wrong with it. The body is gone afterwards.
@@ -185,8 +186,8 @@ HttpTransport::HttpTransport(Options options) : fixed_(checked(std::move(options
 HttpTransport::~HttpTransport() { shutDown(); }
 
 const std::shared_ptr<HttpTransport>& HttpTransport::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<HttpTransport>(std::make_shared<HttpTransport>());
-  return instance;
+  static const NeverDestroyed instance(std::make_shared<HttpTransport>());
+  return *instance;
 }
 
 void HttpTransport::execute(const ZNNetworkRequest& request, std::function<void(Value response)> completion) {

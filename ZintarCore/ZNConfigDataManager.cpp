@@ -14,6 +14,7 @@
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
 #include "ZNPlatform/Foundation/NSURL.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ZNCoreUtils.h"
 
 /// What a configuration says.
@@ -187,8 +188,8 @@ void ZNConfigDataManager::Settings::applyServer(const zn::Value& value) {
 }
 
 const std::shared_ptr<ZNConfigDataManager>& ZNConfigDataManager::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<ZNConfigDataManager>(std::make_shared<ZNConfigDataManager>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNConfigDataManager>());
+  return *instance;
 }
 
 ZNConfigDataManager::ZNConfigDataManager() : settings_(std::make_shared<const Settings>()) {}

@@ -9,6 +9,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNLogger.h"
@@ -61,9 +62,8 @@ std::int64_t zn::boundedSum(std::int64_t a, std::int64_t b) {
 }
 
 const std::shared_ptr<ZNDeviceTriggersDataManager>& ZNDeviceTriggersDataManager::sharedInstance() {
-  static const auto& instance =
-      *new std::shared_ptr<ZNDeviceTriggersDataManager>(std::make_shared<ZNDeviceTriggersDataManager>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNDeviceTriggersDataManager>());
+  return *instance;
 }
 
 ZNDeviceTriggersDataManager::ZNDeviceTriggersDataManager() : file_([this] { return getDeviceTriggerFilePath(); }) {
