@@ -16,7 +16,7 @@
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
-#include "ZNPlatform/Foundation/SingleLine_p.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 #include "ZNPlatform/HeadlessDevice.h"
 
 namespace zn {

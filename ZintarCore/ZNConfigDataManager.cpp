@@ -15,6 +15,7 @@
 #include "ZNPlatform/Foundation/NSURL.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/ZNCoreUtils.h"
 
 /// What a configuration says.
@@ -94,7 +95,7 @@ void setAddress(zn::Value& target, const zn::Value& value) {
 /// Whether requests to that address stay on this machine.
 bool isLoopback(std::string_view host) {
   std::string name(host);
-  std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
+  for (char& c : name) c = zn::asciiLower(c);
   if (name == "localhost" || name.ends_with(".localhost")) return true;  // RFC 6761
   in6_addr six{};
   if (::inet_pton(AF_INET6, name.c_str(), &six) == 1) return IN6_IS_ADDR_LOOPBACK(&six);

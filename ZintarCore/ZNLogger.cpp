@@ -13,7 +13,7 @@
 #include "ZNPlatform/Foundation/Descriptor_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
-#include "ZNPlatform/Foundation/SingleLine_p.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 #include "ZintarCore/ExceptionGuard.h"
 
 struct ZNLogger::Sinks {

@@ -55,12 +55,6 @@ zn::Value sortKey(const zn::Value& value) {
 
 std::int64_t zn::millisecondsSince1970() { return Value(secondsSince1970() * 1000.0).longLongValue(); }
 
-std::int64_t zn::boundedSum(std::int64_t a, std::int64_t b) {
-  std::int64_t sum = 0;
-  if (!__builtin_add_overflow(a, b, &sum)) return sum;
-  return a < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
-}
-
 const std::shared_ptr<ZNDeviceTriggersDataManager>& ZNDeviceTriggersDataManager::sharedInstance() {
   static const zn::NeverDestroyed instance(std::make_shared<ZNDeviceTriggersDataManager>());
   return *instance;
