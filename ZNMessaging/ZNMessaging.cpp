@@ -17,6 +17,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNConfigDataManager.h"
@@ -63,11 +64,11 @@ class FirstUse {
 }  // namespace
 
 const std::shared_ptr<ZNMessaging>& ZNMessaging::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<ZNMessaging>(std::make_shared<ZNMessaging>());
+  static const zn::NeverDestroyed instance(std::make_shared<ZNMessaging>());
   // Outside the guard of the line above: starting calls the host, which may ask for the instance.
-  static FirstUse& firstUse = *new FirstUse;
-  firstUse.run([] { instance->start(); });
-  return instance;
+  static zn::NeverDestroyed<FirstUse> firstUse;
+  firstUse->run([] { (*instance)->start(); });
+  return *instance;
 }
 
 const zn::Class& ZNMessaging::isa() const {

@@ -14,7 +14,8 @@
 #include "ZNPlatform/EndOfProcess_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Mutex.h"
-#include "ZNPlatform/Foundation/SingleLine_p.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 #include "ZNPlatform/HeadlessDevice.h"
 
 namespace zn {
@@ -167,10 +168,9 @@ void beginEndOfProcess() {
 }
 
 void installLocked(std::shared_ptr<Device> device) ZN_REQUIRES(installation) {
-  // Never destroyed: threads that the host still runs at exit may use it.
-  static std::shared_ptr<Device>& kept = *new std::shared_ptr<Device>;
-  kept = std::move(device);
-  installed.store(kept.get(), std::memory_order_release);
+  static NeverDestroyed<std::shared_ptr<Device>> kept;
+  *kept = std::move(device);
+  installed.store(kept->get(), std::memory_order_release);
   static const pid_t process = ::getpid();
   std::atexit([] {
     if (::getpid() != process) return;  // a forked child has none of the threads that are to end

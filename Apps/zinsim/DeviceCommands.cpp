@@ -4,7 +4,8 @@
 #include <utility>
 
 #include "Apps/zinsim/Commands.h"
-#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 namespace zinsim {
@@ -218,12 +219,12 @@ std::vector<Command> serverAndReports() {
 }  // namespace
 
 const std::vector<Command>& deviceCommands() {
-  static const auto& table = *new std::vector<Command>([] {
+  static const zn::NeverDestroyed table([] {
     auto all = deviceAndUser();
     for (auto& each : serverAndReports()) all.push_back(std::move(each));
     return all;
   }());
-  return table;
+  return *table;
 }
 
 }  // namespace zinsim

@@ -7,6 +7,7 @@
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/PropertyList.h"
 
 namespace zinsim {
@@ -70,7 +71,7 @@ void exists(const Fields& fields, Session& session) {
 }  // namespace
 
 const std::vector<Command>& fileCommands() {
-  static const auto& table = *new std::vector<Command>{
+  static const zn::NeverDestroyed table(std::vector<Command>{
       {"defaults",
        {{"store", required, shape::name}, {"key", required, shape::text}, {"value", optional, shape::anything}},
        "Writes a key of a user-defaults store (\"standard\", \"sdk\" or a suite's name) as another process\n"
@@ -90,8 +91,8 @@ const std::vector<Command>& fileCommands() {
        "likewise.",
        archive},
       {"exists", {{"path", required, shape::name}}, "Prints whether there is such a file.", exists},
-  };
-  return table;
+  });
+  return *table;
 }
 
 }  // namespace zinsim

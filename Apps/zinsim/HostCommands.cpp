@@ -13,6 +13,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ZNCoreUtils.h"
@@ -178,8 +179,8 @@ std::vector<Command> makeTable() {
 }  // namespace
 
 const std::vector<Command>& hostCommands() {
-  static const auto& table = *new std::vector<Command>(makeTable());
-  return table;
+  static const zn::NeverDestroyed table(makeTable());
+  return *table;
 }
 
 }  // namespace zinsim

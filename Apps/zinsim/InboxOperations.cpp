@@ -2,6 +2,7 @@
 
 #include "Apps/zinsim/Operations.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
@@ -81,13 +82,13 @@ std::vector<Operation> synchronisation() {
 }  // namespace
 
 const std::vector<Operation>& inboxHandlerOperations() {
-  static const auto& table = *new std::vector<Operation>([] {
+  static const zn::NeverDestroyed table([] {
     auto all = questions();
     for (auto& each : changes()) all.push_back(std::move(each));
     for (auto& each : synchronisation()) all.push_back(std::move(each));
     return all;
   }());
-  return table;
+  return *table;
 }
 
 }  // namespace zinsim

@@ -9,6 +9,7 @@
 #include "Apps/zinsim/InboxCellDelegate.h"
 #include "ZNDevices/Simulator/InboxScreen.h"
 #include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
@@ -105,7 +106,7 @@ void showInbox(const Fields&, Session& session) { session.print("screen", openSc
 }  // namespace
 
 const std::vector<Command>& inboxScreenCommands() {
-  static const auto& table = *new std::vector<Command>{
+  static const zn::NeverDestroyed table(std::vector<Command>{
       {"openInbox",
        {{"properties", optional, shape::dictionary}, {"delegate", optional, shape::texts}},
        "Puts the inbox screen on a new view controller of the host, sets these properties (colours as\n"
@@ -118,8 +119,8 @@ const std::vector<Command>& inboxScreenCommands() {
        "The user swipes that row of the open inbox screen away.",
        deleteRow},
       {"showInbox", {}, "Asks the open inbox screen for its cells and prints what it shows.", showInbox},
-  };
-  return table;
+  });
+  return *table;
 }
 
 }  // namespace zinsim

@@ -3,6 +3,7 @@
 #include "Apps/zinsim/Operations.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNMessaging.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Runtime/DelegateCall_p.h"
 
 namespace zinsim {
@@ -23,7 +24,7 @@ void send(const char* selector, const T&... arguments) {
 }  // namespace
 
 const std::vector<Operation>& messagingOperations() {
-  static const auto& table = *new std::vector<Operation>{
+  static const zn::NeverDestroyed table(std::vector<Operation>{
       operation("sharedInstance", {}, [](A) { return className(ZNMessaging::sharedInstance(), "ZNMessaging"); }),
       operation("initializeMessagingWithLaunchOptions:", {P::dictionary},
                 [](A a) { facade().initializeMessagingWithLaunchOptions(a.value(0)); }),
@@ -67,18 +68,18 @@ const std::vector<Operation>& messagingOperations() {
       operation("setDisableBadgeReset:", {P::boolean}, [](A a) { facade().setDisableBadgeReset(a.boolean(0)); }),
       operation("messagingDelegate", {}, [](A) { return className(facade().messagingDelegate(), "HostDelegate"); }),
       operation("setMessagingDelegate:", {P::nothing}, [](A) { facade().setMessagingDelegate(nullptr); }),
-  };
-  return table;
+  });
+  return *table;
 }
 
 const std::vector<Operation>& messagingUtilsOperations() {
-  static const auto& table = *new std::vector<Operation>{
+  static const zn::NeverDestroyed table(std::vector<Operation>{
       operation("statsEventAttributesFromPayload:", {P::dictionary},
                 [](A a) { return ZNMessagingUtils::statsEventAttributesFromPayload(a.value(0)); }),
       operation("isAppDelegateProxyConfigured", {}, [](A) { return ZNMessagingUtils::isAppDelegateProxyConfigured(); }),
       operation("appDelegateProxyConfigured", {}, [](A) { ZNMessagingUtils::appDelegateProxyConfigured(); }),
-  };
-  return table;
+  });
+  return *table;
 }
 
 }  // namespace zinsim

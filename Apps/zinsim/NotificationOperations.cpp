@@ -4,6 +4,7 @@
 #include "Apps/zinsim/Operations.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
@@ -99,13 +100,13 @@ std::vector<Operation> buttonsAndPermission() {
 }  // namespace
 
 const std::vector<Operation>& notificationHandlerOperations() {
-  static const auto& table = *new std::vector<Operation>([] {
+  static const zn::NeverDestroyed table([] {
     auto all = routing();
     for (auto& each : clickActions()) all.push_back(std::move(each));
     for (auto& each : buttonsAndPermission()) all.push_back(std::move(each));
     return all;
   }());
-  return table;
+  return *table;
 }
 
 }  // namespace zinsim

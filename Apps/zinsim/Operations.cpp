@@ -4,21 +4,22 @@
 #include <cctype>
 
 #include "Apps/zinsim/Fields.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
 const std::vector<OperationTable>& operationTables() {
-  static const auto& tables =
-      *new std::vector<OperationTable>{{"ZNMessaging", messagingOperations()},
-                                       {"ZNMessagingUtils", messagingUtilsOperations()},
-                                       {"ZNNotificationHandler", notificationHandlerOperations()},
-                                       {"ZNAppDelegateMessagingProxy", proxyOperations()},
-                                       {"ZNInbox", inboxOperations()},
-                                       {"ZNInboxHandler", inboxHandlerOperations()},
-                                       {"ZNDeviceTriggersHandler", deviceTriggersHandlerOperations()},
-                                       {"ZNDeviceTriggersDataManager", deviceTriggersDataManagerOperations()},
-                                       {"ZNDeviceTriggerUtils", deviceTriggerUtilsOperations()}};
-  return tables;
+  static const zn::NeverDestroyed tables(
+      std::vector<OperationTable>{{"ZNMessaging", messagingOperations()},
+                                  {"ZNMessagingUtils", messagingUtilsOperations()},
+                                  {"ZNNotificationHandler", notificationHandlerOperations()},
+                                  {"ZNAppDelegateMessagingProxy", proxyOperations()},
+                                  {"ZNInbox", inboxOperations()},
+                                  {"ZNInboxHandler", inboxHandlerOperations()},
+                                  {"ZNDeviceTriggersHandler", deviceTriggersHandlerOperations()},
+                                  {"ZNDeviceTriggersDataManager", deviceTriggersDataManagerOperations()},
+                                  {"ZNDeviceTriggerUtils", deviceTriggerUtilsOperations()}});
+  return *tables;
 }
 
 namespace {

@@ -3,6 +3,7 @@
 #include "Apps/zinsim/Fields.h"
 #include "Apps/zinsim/Operations.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Runtime/Runtime.h"
 
 namespace zinsim {
@@ -104,13 +105,13 @@ std::vector<Operation> replacing() {
 }  // namespace
 
 const std::vector<Operation>& proxyOperations() {
-  static const auto& table = *new std::vector<Operation>([] {
+  static const zn::NeverDestroyed table([] {
     auto all = setUp();
     for (auto& each : callbacks()) all.push_back(std::move(each));
     for (auto& each : replacing()) all.push_back(std::move(each));
     return all;
   }());
-  return table;
+  return *table;
 }
 
 }  // namespace zinsim

@@ -4,6 +4,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
@@ -87,12 +88,12 @@ std::vector<Operation> joined(std::initializer_list<std::vector<Operation>> grou
 }  // namespace
 
 const std::vector<Operation>& deviceTriggersHandlerOperations() {
-  static const auto& table = *new std::vector<Operation>(joined({synchronisation(), evaluation(), posting()}));
-  return table;
+  static const zn::NeverDestroyed table(joined({synchronisation(), evaluation(), posting()}));
+  return *table;
 }
 
 const std::vector<Operation>& deviceTriggersDataManagerOperations() {
-  static const auto& table = *new std::vector<Operation>{
+  static const zn::NeverDestroyed table(std::vector<Operation>{
       operation(
           "sharedInstance", {},
           [](A) { return className(ZNDeviceTriggersDataManager::sharedInstance(), "ZNDeviceTriggersDataManager"); }),
@@ -121,8 +122,8 @@ const std::vector<Operation>& deviceTriggersDataManagerOperations() {
                 [](A) { return className(store().activeDeviceTriggers(), "ZNDeviceTriggers"); }),
       operation("setActiveDeviceTriggers:", {P::container},
                 [](A a) { store().setActiveDeviceTriggers(a.container(0)); }),
-  };
-  return table;
+  });
+  return *table;
 }
 
 namespace {
@@ -137,7 +138,7 @@ Operation tracking(const char* selector, Track track) {
 }  // namespace
 
 const std::vector<Operation>& deviceTriggerUtilsOperations() {
-  static const auto& table = *new std::vector<Operation>{
+  static const zn::NeverDestroyed table(std::vector<Operation>{
       operation("DNDTimeStringFromNumber:", {P::number},
                 [](A a) { return ZNDeviceTriggerUtils::DNDTimeStringFromNumber(a.value(0)); }),
       operation("hourFromDNDString:", {P::text},
@@ -160,8 +161,8 @@ const std::vector<Operation>& deviceTriggerUtilsOperations() {
                                        *a.campaign(0), *a.triggerPayload(1)),
                                    "ZNProperties");
                 }),
-  };
-  return table;
+  });
+  return *table;
 }
 
 }  // namespace zinsim

@@ -3,6 +3,7 @@
 #include "Apps/zinsim/Operations.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
@@ -10,7 +11,7 @@ using P = Parameter;
 using A = const Arguments&;
 
 const std::vector<Operation>& inboxOperations() {
-  static const auto& table = *new std::vector<Operation>{
+  static const zn::NeverDestroyed table(std::vector<Operation>{
       operation("initializeInboxOnController:", {P::nothing},
                 [](A) { return className(ZNInbox::initializeInboxOnController(nullptr), "ZNInboxViewController"); }),
       operation("getInboxMessagesWithCompletionBlock:", {P::completion},
@@ -40,8 +41,8 @@ const std::vector<Operation>& inboxOperations() {
                 }),
       operation("defaultTextFont", {}, [](A) { return ZNInbox::defaultTextFont(); }),
       operation("defaultUnreadTextFont", {}, [](A) { return ZNInbox::defaultUnreadTextFont(); }),
-  };
-  return table;
+  });
+  return *table;
 }
 
 }  // namespace zinsim

@@ -12,6 +12,7 @@
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNLogger.h"
@@ -67,8 +68,8 @@ void updateBadgeForClick(const std::shared_ptr<UIApplication>& application) {
 }  // namespace
 
 const std::shared_ptr<ZNNotificationHandler>& ZNNotificationHandler::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<ZNNotificationHandler>(std::make_shared<ZNNotificationHandler>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNNotificationHandler>());
+  return *instance;
 }
 
 bool ZNNotificationHandler::isPushFromZintarWithPayload(const zn::Value& payload) const {

@@ -12,6 +12,7 @@
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNLogger.h"
@@ -27,8 +28,8 @@ zn::InboxListPtr published(zn::InboxList list) { return std::make_shared<const z
 zn::InboxListPtr nothing() { return published({}); }
 
 const zn::InboxList& listOrEmpty(const zn::InboxListPtr& list) {
-  static const zn::InboxList& none = *new zn::InboxList;
-  return list ? *list : none;
+  static const zn::NeverDestroyed<zn::InboxList> none;
+  return list ? *list : *none;
 }
 
 std::shared_ptr<ZNInboxModel> firstWithCampaignID(const zn::InboxList& list, const zn::Value& campaignID) {
@@ -47,8 +48,8 @@ std::string folderOfPending() { return folderOfInbox() + "/Pending"; }
 }  // namespace
 
 const std::shared_ptr<ZNInboxHandler>& ZNInboxHandler::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<ZNInboxHandler>(std::make_shared<ZNInboxHandler>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNInboxHandler>());
+  return *instance;
 }
 
 ZNInboxHandler::ZNInboxHandler()

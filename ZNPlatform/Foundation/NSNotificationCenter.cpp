@@ -7,6 +7,7 @@
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/SameOwner_p.h"
 
 namespace {
@@ -59,8 +60,8 @@ NSNotificationCenter::NSNotificationCenter() : state_(std::make_unique<State>())
 NSNotificationCenter::~NSNotificationCenter() = default;
 
 std::shared_ptr<NSNotificationCenter> NSNotificationCenter::defaultCenter() {
-  static const auto& shared = *new std::shared_ptr<NSNotificationCenter>(std::make_shared<NSNotificationCenter>());
-  return shared;
+  static const zn::NeverDestroyed shared(std::make_shared<NSNotificationCenter>());
+  return *shared;
 }
 
 void NSNotificationCenter::addObserver(std::weak_ptr<void> owner, std::string name, Observer observer) {

@@ -5,6 +5,7 @@
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
@@ -23,8 +24,8 @@ struct KeyPaths {
 };
 
 const KeyPaths& keyPaths() {
-  static const KeyPaths& paths = *new KeyPaths;
-  return paths;
+  static const zn::NeverDestroyed<KeyPaths> paths;
+  return *paths;
 }
 
 zn::Value dateFromSeconds(const zn::Value& seconds) { return zn::Date{seconds.doubleValue()}; }

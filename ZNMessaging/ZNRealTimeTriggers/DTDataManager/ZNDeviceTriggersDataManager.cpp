@@ -10,6 +10,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNLogger.h"
@@ -50,16 +51,9 @@ zn::Value sortKey(const zn::Value& value) {
 
 std::int64_t zn::millisecondsSince1970() { return Value(secondsSince1970() * 1000.0).longLongValue(); }
 
-std::int64_t zn::boundedSum(std::int64_t a, std::int64_t b) {
-  std::int64_t sum = 0;
-  if (!__builtin_add_overflow(a, b, &sum)) return sum;
-  return a < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
-}
-
 const std::shared_ptr<ZNDeviceTriggersDataManager>& ZNDeviceTriggersDataManager::sharedInstance() {
-  static const auto& instance =
-      *new std::shared_ptr<ZNDeviceTriggersDataManager>(std::make_shared<ZNDeviceTriggersDataManager>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNDeviceTriggersDataManager>());
+  return *instance;
 }
 
 ZNDeviceTriggersDataManager::ZNDeviceTriggersDataManager() : file_([this] { return getDeviceTriggerFilePath(); }) {

@@ -105,6 +105,4 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
 namespace zn {
 /// Now in whole milliseconds since 1970.
 ZN_EXPORT std::int64_t millisecondsSince1970();
-/// The sum, or the nearest end of the range.
-ZN_EXPORT std::int64_t boundedSum(std::int64_t a, std::int64_t b);
 }  // namespace zn

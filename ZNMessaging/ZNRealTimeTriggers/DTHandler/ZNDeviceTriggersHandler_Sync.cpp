@@ -2,7 +2,9 @@
 #include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
+#include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNCoreUtils.h"
@@ -21,9 +23,8 @@ const std::shared_ptr<ZNDeviceTriggersDataManager>& store() { return ZNDeviceTri
 }  // namespace
 
 const std::shared_ptr<ZNDeviceTriggersHandler>& ZNDeviceTriggersHandler::sharedInstance() {
-  static const auto& instance =
-      *new std::shared_ptr<ZNDeviceTriggersHandler>(std::make_shared<ZNDeviceTriggersHandler>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNDeviceTriggersHandler>());
+  return *instance;
 }
 
 bool ZNDeviceTriggersHandler::isRealTimeTriggerEnabled() const {

@@ -3,6 +3,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNLogger.h"
 
@@ -39,8 +40,8 @@ class Reader {
 }  // namespace
 
 const zn::Value& ZNDeviceTriggerCampaign::kActiveValue() {
-  static const zn::Value& active = *new zn::Value(kActive);
-  return active;
+  static const zn::NeverDestroyed active{zn::Value(kActive)};
+  return *active;
 }
 
 std::uint64_t ZNDeviceTriggerCampaign::triggerEventChanges() { return eventChanges.load(); }

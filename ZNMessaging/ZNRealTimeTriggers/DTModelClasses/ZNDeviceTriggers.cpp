@@ -1,12 +1,12 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
 
 #include <algorithm>
-#include <array>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace {
 
@@ -42,13 +42,13 @@ std::shared_ptr<const List> withoutNull(const std::shared_ptr<const List>& list)
 }  // namespace
 
 const zn::CampaignList& ZNDeviceTriggers::Fields::campaigns() const {
-  static const zn::CampaignList& none = *new zn::CampaignList;
-  return deviceTriggers ? *deviceTriggers : none;
+  static const zn::NeverDestroyed<zn::CampaignList> none;
+  return deviceTriggers ? *deviceTriggers : *none;
 }
 
 const zn::StatusList& ZNDeviceTriggers::Fields::statuses() const {
-  static const zn::StatusList& none = *new zn::StatusList;
-  return deviceTriggerStatus ? *deviceTriggerStatus : none;
+  static const zn::NeverDestroyed<zn::StatusList> none;
+  return deviceTriggerStatus ? *deviceTriggerStatus : *none;
 }
 
 /// Ways into the lists, so that an event costs nothing for the campaigns of other events. Never changed once made; a
@@ -81,16 +81,22 @@ std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggers::init() {
 }
 
 std::span<const zn::ArchivedClass> ZNDeviceTriggers::archivedClasses() {
-  using zn::NSKeyedUnarchiver;
-  static const auto& classes = *new std::array<zn::ArchivedClass, 4>{
-      zn::ArchivedClass{"ZNDeviceTriggers",
-                        [](NSKeyedUnarchiver& coder) { return ZNDeviceTriggers::initWithCoder(coder); }},
-      zn::ArchivedClass{"ZNDeviceTriggerCampaign",
-                        [](NSKeyedUnarchiver& coder) { return ZNDeviceTriggerCampaign::initWithCoder(coder); }},
-      zn::ArchivedClass{"ZNDeviceTriggerPayload",
-                        [](NSKeyedUnarchiver& coder) { return ZNDeviceTriggerPayload::initWithCoder(coder); }},
-      zn::ArchivedClass{"ZNDeviceTriggerStatus",
-                        [](NSKeyedUnarchiver& coder) { return ZNDeviceTriggerStatus::initWithCoder(coder); }}};
+  static constexpr zn::ArchivedClass classes[] = {
+      {"ZNDeviceTriggers",
+       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
+         return ZNDeviceTriggers::initWithCoder(coder);
+       }},
+      {"ZNDeviceTriggerCampaign",
+       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
+         return ZNDeviceTriggerCampaign::initWithCoder(coder);
+       }},
+      {"ZNDeviceTriggerPayload",
+       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
+         return ZNDeviceTriggerPayload::initWithCoder(coder);
+       }},
+      {"ZNDeviceTriggerStatus", [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
+         return ZNDeviceTriggerStatus::initWithCoder(coder);
+       }}};
   return classes;
 }
 
