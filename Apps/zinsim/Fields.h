@@ -1,19 +1,15 @@
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Apps/CommandLine.h"
 #include "ZNPlatform/Foundation/Value.h"
 
 namespace zinsim {
 
-/// A line, or an option, that cannot be used: ends the run with status 2.
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+using apps::UsageError;
 
 /// What a value must be.
 struct Shape {

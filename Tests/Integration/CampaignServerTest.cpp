@@ -236,11 +236,9 @@ TEST(CampaignServerOptions, ThatCannotBeUsedAreRefused) {
     }
     return std::make_pair(process.end(0), first);
   };
-  EXPECT_EQ(run({"--help"}).first, 0);
-  EXPECT_NE(run({"--help"}).second, "");
   const std::string examples = ZN_EXAMPLES "/campaigns";
-  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-           {}, {"--folder"}, {"--folder", "/nowhere"}, {"--folder", examples, "--port", "65536"}, {"--speed"}}) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{}, {"--folder", "/nowhere"}, {"--folder", examples, "--port", "65536"}}) {
     EXPECT_EQ(run(arguments), std::make_pair(2, std::string()));
   }
   Process first({ZN_ZINSERVER, "--folder", examples, "--port", "0"});
