@@ -1,5 +1,7 @@
 #include "ZNMessaging/Utils/HostSettings_p.h"
 
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
+
 namespace zn {
 
 namespace {
@@ -10,8 +12,8 @@ void HostSettings::setStart(void (*start)()) { startModule = start; }
 
 HostSettings& HostSettings::shared() {
   if (const auto start = startModule.load()) start();
-  static auto& settings = *new HostSettings;
-  return settings;
+  static NeverDestroyed<HostSettings> settings;
+  return *settings;
 }
 
 std::shared_ptr<ZNMessagingDelegate> HostSettings::messagingDelegate() const {
