@@ -9,6 +9,7 @@
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 namespace {

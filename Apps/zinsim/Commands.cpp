@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 namespace zinsim {
 
 using zn::Value;
@@ -64,9 +65,9 @@ std::vector<std::string> Fields::texts(std::string_view name) const {
 }
 
 const std::vector<Command>& allCommands() {
-  static const auto& all =
-      *new std::vector<Command>(joined({deviceCommands(), fileCommands(), hostCommands(), inboxScreenCommands()}));
-  return all;
+  static const zn::NeverDestroyed all(
+      joined({deviceCommands(), fileCommands(), hostCommands(), inboxScreenCommands()}));
+  return *all;
 }
 
 const Command& commandNamed(std::string_view name) {

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "Apps/zinsim/Commands.h"
-#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 namespace zinsim {

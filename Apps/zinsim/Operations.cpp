@@ -6,6 +6,7 @@
 #include "Apps/zinsim/Archive.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
@@ -243,9 +244,9 @@ Value printed(const UIFont& font) {
 }
 
 const std::vector<OperationTable>& allOperations() {
-  static const auto& all = *new std::vector<OperationTable>(joined(
+  static const zn::NeverDestroyed all(joined(
       {messagingOperations(), notificationOperations(), proxyOperations(), inboxOperations(), triggerOperations()}));
-  return all;
+  return *all;
 }
 
 const Operation& operationNamed(std::string_view className, std::string_view selector) {

@@ -11,7 +11,7 @@
 
 #include "Apps/zinsim/Session.h"
 #include "Apps/zinsim/Shapes.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNMessaging/ZNInbox/ZNInboxStorage/InboxList.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"

@@ -3,6 +3,7 @@
 #include "Apps/zinsim/Commands.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zinsim {
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zinsim {
 

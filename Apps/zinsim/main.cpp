@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "Apps/CommandLine.h"
@@ -11,6 +12,7 @@
 #include "Apps/zinsim/Options.h"
 #include "Apps/zinsim/Session.h"
 #include "ZNPlatform/Foundation/Exception.h"
+#include "ZintarCore/ZNLogger.h"
 
 namespace {
 
@@ -45,6 +47,8 @@ int run(const zinsim::Options& options) {
     std::fwrite(line.data(), 1, line.size(), stdout);
   };
   const auto device = zn::Simulator::install({options.home});
+  // As in a host, where nobody reads the log: the module must do the same without it.
+  if (std::getenv("ZINSIM_WITHOUT_LOG")) ZNLogger::sharedInstance()->setObserver(nullptr);
   int status;
   {
     zinsim::Session session(device, show);

@@ -11,6 +11,7 @@
 #include "Tests/Support/Sanitized.h"
 #include "ZNAnalytics/ZNEventCondition.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 #ifndef ZN_SANITIZED  // the sanitizers bring an allocator of their own
 namespace {

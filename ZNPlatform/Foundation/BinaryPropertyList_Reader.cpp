@@ -3,8 +3,7 @@
 #include <cstring>
 
 #include "ZNPlatform/Foundation/BinaryPropertyList_p.h"
-#include "ZNPlatform/Foundation/Json.h"
-#include "ZNPlatform/Foundation/Unicode_p.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zn {
 
