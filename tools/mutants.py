@@ -23,7 +23,7 @@ from pathlib import Path
 
 PLACE = Path("build/mutants").absolute()
 SOURCE, BUILD, SCRATCH = PLACE / "source", PLACE / "build", PLACE / "temporary"
-TEST_LIMIT, RUN_LIMIT, MEMORY = 60, 300, 4 << 30
+TEST_LIMIT, RUN_LIMIT, MEMORY = 30, 300, 4 << 30
 TARGETS = {
     "unit": ["PlatformTests", "CoreTests"],
     "messaging": ["MessagingTests"],

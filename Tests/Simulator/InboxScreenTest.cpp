@@ -177,22 +177,6 @@ TEST_F(InboxScreenTest, GoesBackToTheDefaultLookForWhatAHostUnsets) {
   EXPECT_EQ(color(), before);
 }
 
-TEST_F(InboxScreenTest, IsDrawnAsText) {
-  stored("b")->setIsRead(true);
-  EXPECT_EQ(zn::drawnAsText(*screen_->inbox(), 46, 2),
-            "                    Inbox\n"
-            "\n"
-            " • Title a                           14-Nov\n"
-            "   A message that is long enough to need\n"
-            "   two lines.\n"
-            "\n"
-            "   Title b                           14-Nov\n"
-            "   A message that is long enough to need\n"
-            "   two lines.\n"
-            "\n"
-            "   … and 1 more\n");
-}
-
 TEST_F(InboxScreenTest, RefusesABrokenResourceFileByName) {
   const NSBundle bundle = NSBundle::bundleForAddress(reinterpret_cast<const void*>(&zn::newInboxScreen));
   const auto bytes = zn::readFile(bundle.pathForResource("ZNInbox", "storyboard.json"));
