@@ -3,8 +3,8 @@
 #include <cmath>
 
 #include "Fuzz/FuzzDevice.h"
-#include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/NSURL.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 #include "ZintarCore/ZNDateUtils.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -5,7 +5,7 @@
 #include <initializer_list>
 #include <string_view>
 
-#include "ZNAnalytics/IsoDate_p.h"
+#include "ZNPlatform/Foundation/IsoDate_p.h"
 #include "ZNPlatform/Foundation/Json.h"
 
 namespace zn {

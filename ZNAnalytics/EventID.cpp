@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "ZNPlatform/Foundation/TextEncoding.h"
+
 namespace zn {
 
 namespace {
@@ -15,12 +17,8 @@ using Bytes = std::array<unsigned char, 16>;
 std::string uuidText(Bytes bytes, unsigned char version) {
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0f) | version << 4);
   bytes[8] = (bytes[8] & 0x3f) | 0x80;
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 15]};
-  }
+  std::string text = hexText(bytes);
+  for (const std::size_t at : {20, 16, 12, 8}) text.insert(at, 1, '-');
   return text;
 }
 

@@ -7,6 +7,7 @@
 #include "ZNAnalytics/EventSender_p.h"
 #include "ZNAnalytics/TrackedEvent.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNNetworkRequest.h"
@@ -39,8 +40,8 @@ void AnalyticsObserver::pushOptOutStatusSet(const std::string&, const Value&) {}
 }  // namespace zn
 
 const std::shared_ptr<ZNAnalytics>& ZNAnalytics::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<ZNAnalytics>(std::make_shared<ZNAnalytics>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNAnalytics>());
+  return *instance;
 }
 
 ZNAnalytics::ZNAnalytics()

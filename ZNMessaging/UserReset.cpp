@@ -8,6 +8,7 @@
 
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/Storage.h"
 #include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNCoreUtils.h"
@@ -42,12 +43,12 @@ class Waiting final : public StorageObserver {
 };
 
 const std::shared_ptr<Waiting>& waiting() {
-  static const auto& shared = *new std::shared_ptr<Waiting>([] {
+  static const NeverDestroyed shared([] {
     const auto made = std::make_shared<Waiting>();
     Storage::addObserver(made);
     return made;
   }());
-  return shared;
+  return *shared;
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "ZNPlatform/Device.h"
 
-#include <cxxabi.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -15,7 +14,8 @@
 #include "ZNPlatform/EndOfProcess_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Mutex.h"
-#include "ZNPlatform/Foundation/SingleLine_p.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 #include "ZNPlatform/HeadlessDevice.h"
 
 namespace zn {
@@ -106,13 +106,7 @@ void DeviceSystemLog::write(const std::string& text) { std::fputs((singleLine(te
 void DeviceSystemLog::diagnostic(const std::string& text) { DeviceSystemLog::write("zintar: " + text); }
 
 void runTask(const Task& task, DeviceSystemLog& log) {
-  try {
-    task();
-  } catch (const abi::__forced_unwind&) {
-    throw;  // thread cancellation is not an exception that may be kept
-  } catch (...) {
-    log.diagnostic("an exception left a task: " + currentExceptionText());
-  }
+  stopExceptions(task, [&] { log.diagnostic("an exception left a task: " + currentExceptionText()); });
 }
 
 Device::Device()
@@ -174,10 +168,9 @@ void beginEndOfProcess() {
 }
 
 void installLocked(std::shared_ptr<Device> device) ZN_REQUIRES(installation) {
-  // Never destroyed: threads that the host still runs at exit may use it.
-  static std::shared_ptr<Device>& kept = *new std::shared_ptr<Device>;
-  kept = std::move(device);
-  installed.store(kept.get(), std::memory_order_release);
+  static NeverDestroyed<std::shared_ptr<Device>> kept;
+  *kept = std::move(device);
+  installed.store(kept->get(), std::memory_order_release);
   static const pid_t process = ::getpid();
   std::atexit([] {
     if (::getpid() != process) return;  // a forked child has none of the threads that are to end

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/Once.h"
 
 namespace {
@@ -13,8 +14,8 @@ struct Installed {
 };
 
 Installed& installed() {
-  static Installed& instance = *new Installed;
-  return instance;
+  static zn::NeverDestroyed<Installed> instance;
+  return *instance;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/ZonedMoment.h"
 
 // The field letters of Unicode Technical Standard 35, with the texts of its English locale. They stand here instead of
@@ -38,8 +39,6 @@ std::string name(std::string_view full, std::size_t count) {
   return std::string(count == 4 ? full : full.substr(0, count == 5 ? 1 : count == 6 ? 2 : 3));
 }
 
-bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-
 /// Calls `field` with each run of one letter, and `text` with what stands for itself.
 template <class Field, class Text>
 void walk(std::string_view pattern, const Field& field, const Text& text) {
@@ -51,7 +50,7 @@ void walk(std::string_view pattern, const Field& field, const Text& text) {
       if (isDoubled) text(c);
       isQuoted ^= !isDoubled;
       at += isDoubled ? 2 : 1;
-    } else if (isQuoted || !isLetter(c)) {
+    } else if (isQuoted || !isAsciiLetter(c)) {
       text(c);
       ++at;
     } else {

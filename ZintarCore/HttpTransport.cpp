@@ -13,6 +13,8 @@
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/HttpWorker_p.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNLogger.h"
@@ -28,24 +30,7 @@ namespace {
 
 using Completion = std::function<void(const NetworkAnswer& answer)>;
 
-bool isLetterOrDigit(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
-
 bool isOneOf(char c, std::string_view characters) { return characters.find(c) != std::string_view::npos; }
-
-/// RFC 3986: everything but its unreserved characters, and those to keep, becomes %XX.
-std::string percentEncoded(std::string_view text, std::string_view keep = "") {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string out;
-  for (const char c : text) {
-    if (isLetterOrDigit(c) || isOneOf(c, "-._~") || isOneOf(c, keep)) {
-      out += c;
-    } else {
-      const auto byte = static_cast<unsigned char>(c);
-      out += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
-    }
-  }
-  return out;
-}
 
 void appendPath(std::string& url, std::string_view path) {
   if (path.empty()) return;
@@ -58,19 +43,21 @@ std::string urlOf(const ZNNetworkRequest& request, std::string_view address, std
   std::string url(address);
   appendPath(url, endpoint);
   const Value& component = request.additionalPathComponent();
-  if (component.isString()) appendPath(url, percentEncoded(component.string(), "/"));
+  if (component.isString())
+    appendPath(url, percentEncoded(component.string(), [](char c) { return isUnreserved(c) || c == '/'; }));
   char separator = '?';
   for (const auto& [key, value] : request.params().entries()) {
     if (value.isNull()) continue;
-    url += separator + percentEncoded(key.string()) + '=' + percentEncoded(description(value));
+    url +=
+        separator + percentEncoded(key.string(), isUnreserved) + '=' + percentEncoded(description(value), isUnreserved);
     separator = '&';
   }
   return url;
 }
 
 bool isSameName(std::string_view a, std::string_view b) {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return asciiLower(x) == asciiLower(y); });
 }
 
 /// Headers that say where a message ends, how it is packed, or what becomes of the connection: the transport's own.
@@ -82,7 +69,7 @@ constexpr std::string_view kTransportsOwn[] = {
 
 /// RFC 9110: a name is a token; a value holds no control characters but tabs, so it cannot end its line.
 void checkHeader(std::string_view name, std::string_view value) {
-  const auto isToken = [](char c) { return isLetterOrDigit(c) || isOneOf(c, "!#$%&'*+-.^_`|~"); };
+  const auto isToken = [](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || isOneOf(c, "!#$%&'*+-.^_`|~"); };
   const auto isControl = [](char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7f; };
   if (name.empty() || !std::all_of(name.begin(), name.end(), isToken) ||
       std::any_of(value.begin(), value.end(), isControl) ||
@@ -135,8 +122,8 @@ std::size_t memoryToRead(std::size_t size) {
 /// Large answers are read one at a time: what the reader takes besides its result is there once.
 std::unique_lock<std::mutex> turnToRead(std::size_t size) {
   constexpr std::size_t kLarge = 1 << 20;
-  static auto& large = *new std::mutex;
-  return size > kLarge ? std::unique_lock(large) : std::unique_lock<std::mutex>();
+  static NeverDestroyed<std::mutex> large;
+  return size > kLarge ? std::unique_lock(*large) : std::unique_lock<std::mutex>();
 }
 
 /// The dictionary of a good answer; else nil, and what is wrong with it. The body is gone afterwards.
@@ -169,8 +156,7 @@ void deliver(int service, HttpAnswer answer, const Completion& completion) {
     std::string problem;
     const Value response = responseOf(answer, problem);
     if (!problem.empty()) {
-      ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Network -- Request to service %d failed: %@", service,
-                                              problem);
+      zn::logError("Network -- Request to service %d failed: %@", service, problem);
     }
     if (completion) completion({response, static_cast<int>(answer.status), answer.retryAfter});
   });
@@ -185,8 +171,8 @@ HttpTransport::HttpTransport(Options options) : fixed_(checked(std::move(options
 HttpTransport::~HttpTransport() { shutDown(); }
 
 const std::shared_ptr<HttpTransport>& HttpTransport::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<HttpTransport>(std::make_shared<HttpTransport>());
-  return instance;
+  static const NeverDestroyed instance(std::make_shared<HttpTransport>());
+  return *instance;
 }
 
 void HttpTransport::execute(const ZNNetworkRequest& request, std::function<void(Value response)> completion) {

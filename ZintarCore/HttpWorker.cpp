@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zn {
 
@@ -31,8 +32,8 @@ struct LiveWorkers {
 };
 
 LiveWorkers& liveWorkers() {
-  static LiveWorkers& instance = *new LiveWorkers;
-  return instance;
+  static NeverDestroyed<LiveWorkers> instance;
+  return *instance;
 }
 
 void shutDownAll() {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/SameOwner_p.h"
 #include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZintarCore/ZNCoreUtils.h"
@@ -12,8 +13,8 @@ namespace {
 class Registry {
  public:
   static Registry& shared() {
-    static Registry& registry = *new Registry;
-    return registry;
+    static zn::NeverDestroyed<Registry> registry;
+    return *registry;
   }
 
   void startProxying() {

@@ -14,6 +14,8 @@
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
 #include "ZNPlatform/Foundation/NSURL.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/ZNCoreUtils.h"
 
 /// What a configuration says.
@@ -93,7 +95,7 @@ void setAddress(zn::Value& target, const zn::Value& value) {
 /// Whether requests to that address stay on this machine.
 bool isLoopback(std::string_view host) {
   std::string name(host);
-  std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
+  for (char& c : name) c = zn::asciiLower(c);
   if (name == "localhost" || name.ends_with(".localhost")) return true;  // RFC 6761
   in6_addr six{};
   if (::inet_pton(AF_INET6, name.c_str(), &six) == 1) return IN6_IS_ADDR_LOOPBACK(&six);
@@ -187,8 +189,8 @@ void ZNConfigDataManager::Settings::applyServer(const zn::Value& value) {
 }
 
 const std::shared_ptr<ZNConfigDataManager>& ZNConfigDataManager::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<ZNConfigDataManager>(std::make_shared<ZNConfigDataManager>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNConfigDataManager>());
+  return *instance;
 }
 
 ZNConfigDataManager::ZNConfigDataManager() : settings_(std::make_shared<const Settings>()) {}

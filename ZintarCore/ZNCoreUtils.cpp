@@ -4,6 +4,7 @@
 
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 const char* const kUserDefaultsKeyAppVersion = "kUserDefaultsKeyAppVersion";

@@ -12,7 +12,8 @@
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Descriptor_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/SingleLine_p.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 #include "ZintarCore/ExceptionGuard.h"
 
 struct ZNLogger::Sinks {
@@ -54,8 +55,8 @@ std::shared_ptr<std::FILE> openPrivate(const std::string& path) {
 }  // namespace
 
 const std::shared_ptr<ZNLogger>& ZNLogger::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<ZNLogger>(std::make_shared<ZNLogger>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNLogger>());
+  return *instance;
 }
 
 ZNLogger::ZNLogger() : sinks_(std::make_shared<const Sinks>()) {

@@ -5,6 +5,7 @@
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/Once.h"
 #include "ZintarCore/HttpTransport.h"
 #include "ZintarCore/ZNConfigDataManager.h"
@@ -17,9 +18,8 @@ void ZNNetworkTransport::executeForAnswer(const ZNNetworkRequest& request,
 }
 
 const std::shared_ptr<ZNNetworkConfiguration>& ZNNetworkConfiguration::sharedInstance() {
-  static const auto& instance =
-      *new std::shared_ptr<ZNNetworkConfiguration>(std::make_shared<ZNNetworkConfiguration>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNNetworkConfiguration>());
+  return *instance;
 }
 
 zn::Value ZNNetworkConfiguration::getQueryParamsBodyDictForService(ZNService) const {
@@ -34,8 +34,8 @@ struct Installed {
 };
 
 Installed& installed() {
-  static Installed& instance = *new Installed;
-  return instance;
+  static zn::NeverDestroyed<Installed> instance;
+  return *instance;
 }
 
 void hand(zn::NetworkAnswer answer, const std::function<void(const zn::NetworkAnswer&)>& completion) {

@@ -12,7 +12,7 @@
 #include "Apps/zinserver/GrowingPool.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Json.h"
-#include "ZNPlatform/Foundation/SingleLine_p.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zinserver {
 

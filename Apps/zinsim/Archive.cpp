@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "Apps/zinsim/Fields.h"
+#include "Apps/zinsim/Shapes.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
@@ -18,8 +19,8 @@ constexpr const char* kClassKey = "$class";
 
 /// Archivers keep the addresses of names.
 const char* kept(std::string_view name) {
-  static auto& names = *new std::set<std::string, std::less<>>;
-  return names.emplace(name).first->c_str();
+  static zn::NeverDestroyed<std::set<std::string, std::less<>>> names;
+  return names->emplace(name).first->c_str();
 }
 
 bool isRecord(const Value& value) { return value.isDictionary() && !value[kClassKey].isNil(); }

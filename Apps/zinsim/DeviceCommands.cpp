@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "Apps/zinsim/Commands.h"
-#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
 namespace zinsim {
@@ -12,9 +12,6 @@ namespace zinsim {
 using zn::Value;
 
 namespace {
-
-constexpr Need required = Need::required;
-constexpr Need optional = Need::optional;
 
 void config(const Fields& fields, Session&) { ZNConfigDataManager::sharedInstance()->applySilently(fields.line()); }
 
@@ -92,10 +89,7 @@ void present(const Fields& fields, Session& session) { session.device().present(
 void remoteToken(const Fields& fields, Session& session) {
   if (fields["hex"].isNull()) return session.device().remoteToken({});
   const auto token = zn::dataFromHexText(fields["hex"].string());
-  if (!token) {
-    throw UsageError("field \"hex\" of \"remoteToken\" must be pairs of hexadecimal digits, not " +
-                     shown(fields["hex"]));
-  }
+  if (!token) refuse("field \"hex\" of \"remoteToken\"", "pairs of hexadecimal digits", fields["hex"]);
   session.device().remoteToken(*token);
 }
 
@@ -217,13 +211,6 @@ std::vector<Command> serverAndReports() {
 
 }  // namespace
 
-const std::vector<Command>& deviceCommands() {
-  static const auto& table = *new std::vector<Command>([] {
-    auto all = deviceAndUser();
-    for (auto& each : serverAndReports()) all.push_back(std::move(each));
-    return all;
-  }());
-  return table;
-}
+std::vector<Command> deviceCommands() { return joined({deviceAndUser(), serverAndReports()}); }
 
 }  // namespace zinsim

@@ -7,7 +7,7 @@
 
 namespace zinsim {
 
-using P = Parameter;
+namespace P = shape;
 using A = const Arguments&;
 
 namespace {
@@ -20,10 +20,8 @@ void send(const char* selector, const T&... arguments) {
   zn::callDelegate(ZNMessaging::sharedInstance(), zn::Selector(selector), arguments...);
 }
 
-}  // namespace
-
-const std::vector<Operation>& messagingOperations() {
-  static const auto& table = *new std::vector<Operation>{
+std::vector<Operation> facadeOperations() {
+  return {
       operation("sharedInstance", {}, [](A) { return className(ZNMessaging::sharedInstance(), "ZNMessaging"); }),
       operation("initializeMessagingWithLaunchOptions:", {P::dictionary},
                 [](A a) { facade().initializeMessagingWithLaunchOptions(a.value(0)); }),
@@ -68,17 +66,21 @@ const std::vector<Operation>& messagingOperations() {
       operation("messagingDelegate", {}, [](A) { return className(facade().messagingDelegate(), "HostDelegate"); }),
       operation("setMessagingDelegate:", {P::nothing}, [](A) { facade().setMessagingDelegate(nullptr); }),
   };
-  return table;
 }
 
-const std::vector<Operation>& messagingUtilsOperations() {
-  static const auto& table = *new std::vector<Operation>{
+std::vector<Operation> utilsOperations() {
+  return {
       operation("statsEventAttributesFromPayload:", {P::dictionary},
                 [](A a) { return ZNMessagingUtils::statsEventAttributesFromPayload(a.value(0)); }),
       operation("isAppDelegateProxyConfigured", {}, [](A) { return ZNMessagingUtils::isAppDelegateProxyConfigured(); }),
       operation("appDelegateProxyConfigured", {}, [](A) { ZNMessagingUtils::appDelegateProxyConfigured(); }),
   };
-  return table;
+}
+
+}  // namespace
+
+std::vector<OperationTable> messagingOperations() {
+  return {{"ZNMessaging", facadeOperations()}, {"ZNMessagingUtils", utilsOperations()}};
 }
 
 }  // namespace zinsim

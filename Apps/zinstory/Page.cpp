@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zinstory {
 

@@ -8,6 +8,7 @@
 
 #include "ZNAnalytics/ZNEventCondition.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace {
 

@@ -6,6 +6,8 @@
 #include <cmath>
 
 #include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zn {
 namespace {

@@ -77,6 +77,8 @@ go --only event,evnt
 expect 2 '' "zinsim: --only: there is no kind of effect \"evnt\"$try" "--only"
 go --speed 9
 expect 2 '' "zinsim: unknown option --speed$try" "unknown option"
+go --home= missing.jsonl
+expect 2 '' "zinsim: option --home needs a value$try" "an empty --home takes the next argument"
 go missing.jsonl
 expect 2 '' 'zinsim: missing.jsonl: No such file or directory' "missing file"
 go .

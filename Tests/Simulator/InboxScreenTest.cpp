@@ -11,6 +11,7 @@
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard_p.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "ZNDevices/Simulator/InboxScreen.h"
-#include "ZNPlatform/Foundation/Utf8.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 #include "ZNPlatform/UIKit/UILabel.h"
 #include "ZNPlatform/UIKit/UITableView.h"
 

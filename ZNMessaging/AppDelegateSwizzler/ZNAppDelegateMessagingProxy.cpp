@@ -5,6 +5,7 @@
 #include "ZNMessaging/AppDelegateSwizzler/ProxyFailure_p.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNAppDelegateSwizzler.h"
@@ -39,9 +40,8 @@ std::shared_ptr<zn::Object> getNamedPropertyFromObject(zn::Object& object, const
 bool ZNAppDelegateMessagingProxy::canSwizzleMethods() { return ZNAppDelegateSwizzler::isAppDelegateProxyEnabled(); }
 
 const std::shared_ptr<ZNAppDelegateMessagingProxy>& ZNAppDelegateMessagingProxy::sharedProxy() {
-  static const auto& instance =
-      *new std::shared_ptr<ZNAppDelegateMessagingProxy>(std::make_shared<ZNAppDelegateMessagingProxy>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNAppDelegateMessagingProxy>());
+  return *instance;
 }
 
 const zn::Class& ZNAppDelegateMessagingProxy::isa() const {

@@ -3,6 +3,7 @@
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
 #include "ZNMessaging/AppDelegateSwizzler/ProxyFailure_p.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNLogger.h"
@@ -24,27 +25,25 @@ bool isReplacement(const zn::MethodPtr& method) {
 
 const zn::MethodPtr& zin_swizzle_willPresentNotificationWithHandler() {
   using Completion = std::function<void(unsigned)>;
-  static const zn::MethodPtr& one =
-      *new zn::MethodPtr(zn::Method::makeInFront<void, Center, UNNotification, Completion>(
-          previousFor, [](const zn::MethodPtr& previous, zn::Object& receiver, zn::Selector selector,
-                          const Center& center, const UNNotification& notification, const Completion& completion) {
-            if (previous) previous->call<void>(receiver, selector, center, notification, completion);
-          }));
-  return one;
+  static const zn::NeverDestroyed one(zn::Method::makeInFront<void, Center, UNNotification, Completion>(
+      previousFor, [](const zn::MethodPtr& previous, zn::Object& receiver, zn::Selector selector, const Center& center,
+                      const UNNotification& notification, const Completion& completion) {
+        if (previous) previous->call<void>(receiver, selector, center, notification, completion);
+      }));
+  return *one;
 }
 
 const zn::MethodPtr& zin_swizzle_didReceiveNotificationResponseWithHandler() {
   using Completion = std::function<void()>;
-  static const zn::MethodPtr& one =
-      *new zn::MethodPtr(zn::Method::makeInFront<void, Center, UNNotificationResponse, Completion>(
-          previousFor, [](const zn::MethodPtr& previous, zn::Object& receiver, zn::Selector selector,
-                          const Center& center, const UNNotificationResponse& response, const Completion& completion) {
-            if (center && completion) {
-              ZNNotificationHandler::sharedInstance()->didReceiveNotificationResponse(center, response);
-            }
-            if (previous) previous->call<void>(receiver, selector, center, response, completion);
-          }));
-  return one;
+  static const zn::NeverDestroyed one(zn::Method::makeInFront<void, Center, UNNotificationResponse, Completion>(
+      previousFor, [](const zn::MethodPtr& previous, zn::Object& receiver, zn::Selector selector, const Center& center,
+                      const UNNotificationResponse& response, const Completion& completion) {
+        if (center && completion) {
+          ZNNotificationHandler::sharedInstance()->didReceiveNotificationResponse(center, response);
+        }
+        if (previous) previous->call<void>(receiver, selector, center, response, completion);
+      }));
+  return *one;
 }
 
 void ZNAppDelegateMessagingProxy::swizzleSelector(zn::Selector selector, zn::Class& inClass,
@@ -66,8 +65,7 @@ void ZNAppDelegateMessagingProxy::swizzleSelector(zn::Selector selector, zn::Cla
       trackLocked(selector, inClass);
     }
     if (!isThere) {
-      ZNLogger::sharedInstance()->logWithType(1, "Could not add method for %@ to class %@", selector.name(),
-                                              inClass.name());
+      zn::log("Could not add method for %@ to class %@", selector.name(), inClass.name());
     }
   });
 }

@@ -11,7 +11,8 @@
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/PropertyList.h"
-#include "ZNPlatform/Foundation/Utf8.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zn {
 
@@ -31,10 +32,9 @@ std::string newHead() {
   std::random_device random;
   std::string text(kHeader);
   text += kBeforeName;
-  for (std::size_t i = 0; i < kNameSize; i += 8) {
-    for (unsigned bits = random(), digit = 0; digit < 8; ++digit, bits >>= 4) text += "0123456789abcdef"[bits & 15];
-  }
-  return text += kAfterName;
+  Data name(kNameSize / 2);
+  for (std::uint8_t& byte : name) byte = static_cast<std::uint8_t>(random());
+  return text + hexText(name) + std::string(kAfterName);
 }
 
 void write(const Value& value, std::string& out);
@@ -60,18 +60,6 @@ void writeText(std::string_view element, std::string_view text, std::string& out
     }
   }
   out.append("</").append(element).append(">\n");
-}
-
-std::string base64(std::span<const std::uint8_t> bytes) {
-  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (std::size_t at = 0; at < bytes.size(); at += 3) {
-    const std::size_t count = std::min<std::size_t>(3, bytes.size() - at);
-    std::uint32_t group = 0;
-    for (std::size_t i = 0; i < 3; ++i) group = group << 8 | (i < count ? bytes[at + i] : 0);
-    for (std::size_t i = 0; i < 4; ++i) text += i <= count ? kDigits[group >> (18 - 6 * i) & 63] : '=';
-  }
-  return text;
 }
 
 /// Empty, which is no date, for one that this form cannot say.
@@ -110,7 +98,7 @@ void write(const Value& value, std::string& out) {
       writeText("date", dateText(value.date()), out);
       break;
     case Value::Type::data:
-      writeText("data", base64(value.data()), out);
+      writeText("data", base64Text(value.data()), out);
       break;
     case Value::Type::array:
       out += "<array>\n";
@@ -201,7 +189,7 @@ std::string endAfter(const ListPath& list) {
   text += "</plist>\n<!-- list:";
   for (const std::string& key : list) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(key.data());
-    text += " " + base64({bytes, key.size()});
+    text += " " + base64Text({bytes, key.size()});
   }
   return text + " -->\n";
 }

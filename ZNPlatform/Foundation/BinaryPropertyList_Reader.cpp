@@ -1,10 +1,7 @@
-#include <algorithm>
 #include <bit>
 #include <cstring>
 
 #include "ZNPlatform/Foundation/BinaryPropertyList_p.h"
-#include "ZNPlatform/Foundation/Json.h"
-#include "ZNPlatform/Foundation/Unicode_p.h"
 
 namespace zn {
 
@@ -24,12 +21,6 @@ inline std::uint64_t load(const std::uint8_t* at, std::size_t size) noexcept {
   std::uint64_t value = 0;
   for (std::size_t i = 0; i < size; ++i) value = value << 8 | at[i];
   return value;
-}
-
-bool isAscii(std::span<const std::uint8_t> bytes) noexcept {
-  std::uint8_t bits = 0;
-  for (const std::uint8_t byte : bytes) bits |= byte;
-  return bits < 0x80;
 }
 
 }  // namespace
@@ -59,11 +50,10 @@ std::optional<BinaryListReader> BinaryListReader::open(std::span<const std::uint
   if (table < kHeaderSize || table > trailerAt) return refuse("the offset table lies outside the file", trailerAt + 24);
   if (objects > (trailerAt - table) / reader.offsetSize_) return refuse("more objects than offsets", trailerAt + 8);
   if (reader.top_ >= objects) return refuse("the top object does not exist", trailerAt + 16);
+  reader.size_ = bytes.size();
   reader.begin_ = bytes.data();
   reader.offsets_ = bytes.data() + table;
   reader.objectCount_ = static_cast<std::size_t>(objects);
-  reader.budget_ = 2 * bytes.size();
-  reader.keyBudget_ = 64 * bytes.size();
   return reader;
 }
 
@@ -169,44 +159,6 @@ bool BinaryListReader::isText(Ref object, std::string_view text) const noexcept 
   Token token;
   return read(object, token) && token.kind == Kind::ascii && token.count == text.size() &&
          std::memcmp(token.bytes, text.data(), text.size()) == 0;
-}
-
-bool BinaryListReader::charge(std::size_t bytes) noexcept {
-  const bool affordable = bytes <= budget_;
-  budget_ -= std::min(bytes, budget_);
-  return affordable;
-}
-
-bool BinaryListReader::chargeKey(std::size_t bytes) noexcept {
-  const bool affordable = bytes <= keyBudget_;
-  keyBudget_ -= std::min(bytes, keyBudget_);
-  return affordable;
-}
-
-Value BinaryListReader::scalar(const Token& token) {
-  switch (token.kind) {
-    case Kind::null:
-      return Value::null();
-    case Kind::boolean:
-      return token.integer != 0;
-    case Kind::integer:
-      return token.integer;
-    case Kind::real:
-      return token.real;
-    case Kind::date:
-      return Date{token.real};
-    case Kind::data:
-      return charge(token.count) ? Value::data(Data(token.bytes, token.bytes + token.count)) : Value();
-    case Kind::ascii: {
-      if (!charge(token.count)) return {};
-      const std::string_view text{reinterpret_cast<const char*>(token.bytes), token.count};
-      return isAscii({token.bytes, token.count}) ? Value(text) : Value(sanitizedUtf8(text));
-    }
-    case Kind::utf16:
-      return charge(2 * token.count) ? Value(utf8FromUtf16BigEndian({token.bytes, 2 * token.count})) : Value();
-    default:
-      return {};
-  }
 }
 
 }  // namespace zn

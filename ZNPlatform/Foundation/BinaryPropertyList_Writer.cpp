@@ -4,7 +4,7 @@
 
 #include "ZNPlatform/Foundation/BinaryPropertyList_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/Unicode_p.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zn {
 

@@ -17,10 +17,6 @@ namespace zn {
 /// Binary property lists and archives count time from 2001-01-01 00:00 UTC.
 inline constexpr double kSecondsFrom1970To2001 = 978307200;
 
-/// Readers refuse a container that, were nothing in it shared, would take more bytes than this and sixteen times its
-/// file: a small file can mean a huge one, and whoever prints or compares the value would pay for it.
-inline constexpr double kLargestUnfolded = 64e6;
-
 /// Streams objects into one growing buffer. Every operation returns the number of the object that it made. Scalars are
 /// written at once; lists of references wait until `finish`, when the number of objects, and with it the smallest width
 /// of a reference, is known. Equal strings are one object. Throws Exception beyond 2 GB.
@@ -111,7 +107,7 @@ class BinaryListReader {
     double real = 0;           ///< also a date, in seconds since 1970
     const std::uint8_t* bytes = nullptr;
     std::size_t count = 0;  ///< bytes, UTF-16 units, elements or entries
-    /// Bytes of a value made of this.
+    /// Bytes of a value made of this; of a container, without what is in it.
     double weight() const noexcept { return 16 + (isText() || kind == Kind::data ? static_cast<double>(count) : 0); }
     bool isList() const noexcept { return kind == Kind::array || kind == Kind::set; }
     bool isText() const noexcept { return kind == Kind::ascii || kind == Kind::utf16; }
@@ -121,6 +117,7 @@ class BinaryListReader {
   static std::optional<BinaryListReader> open(std::span<const std::uint8_t> bytes, std::string& error);
   static bool isBinary(std::span<const std::uint8_t> bytes) noexcept;
 
+  std::size_t size() const noexcept { return size_; }  ///< of the file
   Ref top() const noexcept { return top_; }
   std::size_t objectCount() const noexcept { return objectCount_; }
   std::size_t referenceSize() const noexcept { return referenceSize_; }
@@ -135,29 +132,17 @@ class BinaryListReader {
   std::size_t offsetOf(Ref object) const noexcept;
   bool isText(Ref object, std::string_view text) const noexcept;
 
-  /// The value of anything but a container or an archive index, which give nil. Costs as much as it has bytes.
-  Value scalar(const Token& token);
-  /// Counts work. Objects of a file do not overlap, so reading each once takes no more than its size; false once far
-  /// more was read: somebody made a small file that means a huge one.
-  bool charge(std::size_t bytes) noexcept;
-  /// The same for keys of dictionaries, which are compared again for each dictionary that uses them.
-  bool chargeKey(std::size_t bytes) noexcept;
-  bool charge(const Token& list) noexcept {
-    return charge(list.count * referenceSize_ * (list.kind == Kind::dictionary ? 2 : 1));
-  }
-
  private:
   bool readInteger(const std::uint8_t* at, std::size_t size, Token& token) const noexcept;
   bool readCount(const std::uint8_t*& at, Token& token) const noexcept;
 
   const std::uint8_t* begin_ = nullptr;
   const std::uint8_t* offsets_ = nullptr;  // end of the objects, too
+  std::size_t size_ = 0;
   std::size_t objectCount_ = 0;
   std::size_t offsetSize_ = 0;
   std::size_t referenceSize_ = 0;
   Ref top_ = 0;
-  std::size_t budget_ = 0;
-  std::size_t keyBudget_ = 0;
 };
 
 }  // namespace zn

@@ -12,6 +12,7 @@
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/PropertyList.h"
 #include "ZNPlatform/Foundation/Storage.h"
 
@@ -45,10 +46,10 @@ bool isSameInPropertyList(const Value& a, const Value& b) {
 }
 
 std::shared_ptr<DefaultsStore> DefaultsStore::named(const std::string& suite) {
-  static Stores& stores = *new Stores;
+  static NeverDestroyed<Stores> stores;
   const std::shared_ptr<DefaultsStore> made(new DefaultsStore(suite));
-  const Lock lock(stores.mutex);
-  return stores.bySuite.try_emplace(suite, made).first->second;
+  const Lock lock(stores->mutex);
+  return stores->bySuite.try_emplace(suite, made).first->second;
 }
 
 DefaultsStore::DefaultsStore(const std::string& suite)

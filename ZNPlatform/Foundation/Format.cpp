@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 
 namespace zn {
 
@@ -65,7 +66,7 @@ struct Placeholder {
 
 int takeNumber(std::string_view text, std::size_t& at) noexcept {
   int number = 0;
-  for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+  for (; at < text.size() && isAsciiDigit(text[at]); ++at) {
     number = std::min(number * 10 + (text[at] - '0'), kMaximumFieldSize);
   }
   return number;
@@ -152,7 +153,7 @@ std::string padded(std::string text, const Placeholder& placeholder) {
   if (placeholder.leftAligned) return text.append(missing, ' ');
   // Zeros pad digits only, behind the sign: "(null)" and "inf" are not digits.
   const std::size_t sign = text[0] == '-' || text[0] == '+' ? 1 : 0;
-  const bool isNumber = text.size() > sign && text[sign] >= '0' && text[sign] <= '9';
+  const bool isNumber = text.size() > sign && isAsciiDigit(text[sign]);
   const bool takesZeros = placeholder.zeroPadded && isNumber && placeholder.letter != '@' && placeholder.letter != 's';
   return takesZeros ? text.insert(sign, missing, '0') : text.insert(0, missing, ' ');
 }

@@ -50,12 +50,4 @@ ZN_EXPORT void appendJsonString(std::string& out, std::string_view text);
 /// date or the data, anywhere in the value. Throws Exception for a malformed one.
 ZN_EXPORT Value decodeTaggedValues(const Value& value);
 
-/// UTF-8 with every ill-formed sequence replaced by U+FFFD (one for each maximal subpart, as the Unicode standard
-/// recommends).
-ZN_EXPORT std::string sanitizedUtf8(std::string_view text);
-ZN_EXPORT bool isValidUtf8(std::string_view text);
-
-ZN_EXPORT std::string hexText(std::span<const std::uint8_t> bytes);    ///< lower case, no separators
-ZN_EXPORT std::optional<Data> dataFromHexText(std::string_view text);  ///< either case; empty when malformed
-
 }  // namespace zn

@@ -3,7 +3,8 @@
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/Json.h"
-#include "ZNPlatform/Foundation/Utf8.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zn {
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -30,7 +29,7 @@ class ZN_EXPORT Coding {
 /// How an archive's class becomes a record: only classes that a reader names are made, all others read as nil.
 struct ArchivedClass {
   const char* name;
-  std::function<std::shared_ptr<Coding>(NSKeyedUnarchiver& coder)> initWithCoder;
+  std::shared_ptr<Coding> (*initWithCoder)(NSKeyedUnarchiver& coder);
 };
 
 /// Writes a keyed archive in Foundation's own form: a binary property list with `$archiver`, `$objects`, `$top`. Equal

@@ -114,11 +114,11 @@ NSKeyedUnarchiver::Result NSKeyedUnarchiver::unarchiveObjectWithData(std::span<c
     return result;
   }
   NSKeyedUnarchiver unarchiver;
-  unarchiver.state_.reset(new State{ArchiveObjects(*reader, classes, bytes.size()), classes, {}});
+  unarchiver.state_.reset(new State{ArchiveObjects(*reader, classes), classes, {}});
   State& state = *unarchiver.state_;
   if (ArchivePlace* root = state.objects.open()) result.root = state.makeRecord(unarchiver, *root);
-  result.damaged = state.objects.isDamaged();
   result.error = state.objects.error();
+  result.damaged = !result.error.empty();
   return result;
 }
 

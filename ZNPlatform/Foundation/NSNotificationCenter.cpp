@@ -1,7 +1,5 @@
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
 
-#include <cxxabi.h>
-
 #include <atomic>
 #include <utility>
 #include <vector>
@@ -9,6 +7,7 @@
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/SameOwner_p.h"
 
 namespace {
@@ -26,14 +25,12 @@ void callObserver(Registration& registration, const NSNotification& notification
   const std::shared_ptr<void> owner = registration.owner.lock();
   // An observer that was removed after this post began is not called any more.
   if (!owner || registration.removed.load()) return;
-  try {
-    registration.observer(notification);
-  } catch (const abi::__forced_unwind&) {
-    throw;  // thread cancellation is not an exception that may be kept
-  } catch (...) {
-    zn::Device::current().systemLog->diagnostic("an observer of " + notification.name +
-                                                " raised an exception: " + zn::currentExceptionText());
-  }
+  zn::stopExceptions(
+      [&] { registration.observer(notification); },
+      [&] {
+        zn::Device::current().systemLog->diagnostic("an observer of " + notification.name +
+                                                    " raised an exception: " + zn::currentExceptionText());
+      });
 }
 
 }  // namespace
@@ -63,8 +60,8 @@ NSNotificationCenter::NSNotificationCenter() : state_(std::make_unique<State>())
 NSNotificationCenter::~NSNotificationCenter() = default;
 
 std::shared_ptr<NSNotificationCenter> NSNotificationCenter::defaultCenter() {
-  static const auto& shared = *new std::shared_ptr<NSNotificationCenter>(std::make_shared<NSNotificationCenter>());
-  return shared;
+  static const zn::NeverDestroyed shared(std::make_shared<NSNotificationCenter>());
+  return *shared;
 }
 
 void NSNotificationCenter::addObserver(std::weak_ptr<void> owner, std::string name, Observer observer) {

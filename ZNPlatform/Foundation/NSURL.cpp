@@ -3,27 +3,25 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <cstdint>
 
-#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace {
 
-bool isLetter(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
-bool isHexDigit(char c) noexcept { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
+using zn::isAsciiDigit;
+using zn::isAsciiLetter;
 
 /// RFC 3986's unreserved characters and sub-delims: what may stand in every component but the scheme.
 bool isCommon(char c) noexcept {
-  return isLetter(c) || isDigit(c) ||
-         (c != '\0' && std::string_view("-._~!$&'()*+,;=").find(c) != std::string_view::npos);
+  return zn::isUnreserved(c) || (c != '\0' && std::string_view("!$&'()*+,;=").find(c) != std::string_view::npos);
 }
 
 /// Common characters, percent escapes and the component's own additions.
 bool isComponent(std::string_view text, std::string_view additions) noexcept {
   for (std::size_t at = 0; at < text.size(); ++at) {
     if (text[at] == '%') {
-      if (at + 2 >= text.size() || !isHexDigit(text[at + 1]) || !isHexDigit(text[at + 2])) return false;
+      if (at + 2 >= text.size() || zn::hexDigit(text[at + 1]) < 0 || zn::hexDigit(text[at + 2]) < 0) return false;
       at += 2;
     } else if (!isCommon(text[at]) && additions.find(text[at]) == std::string_view::npos) {
       return false;
@@ -91,8 +89,8 @@ Authority authorityOf(std::string_view text) noexcept {
 }
 
 bool isScheme(std::string_view text) noexcept {
-  const auto mayFollow = [](char c) { return isLetter(c) || isDigit(c) || c == '+' || c == '-' || c == '.'; };
-  return !text.empty() && isLetter(text[0]) && std::all_of(text.begin(), text.end(), mayFollow);
+  const auto mayFollow = [](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || c == '+' || c == '-' || c == '.'; };
+  return !text.empty() && isAsciiLetter(text[0]) && std::all_of(text.begin(), text.end(), mayFollow);
 }
 
 bool isHost(std::string_view host) {
@@ -108,30 +106,15 @@ bool isWellFormed(std::string_view text) {
   if (parts.hasScheme && !isScheme(parts.scheme)) return false;
   const Authority authority = authorityOf(parts.authority);
   return isComponent(authority.user, ":") && isHost(authority.host) &&
-         std::all_of(authority.port.begin(), authority.port.end(), isDigit) && isComponent(parts.path, ":@/") &&
+         std::all_of(authority.port.begin(), authority.port.end(), isAsciiDigit) && isComponent(parts.path, ":@/") &&
          isComponent(parts.query, ":@/?") && isComponent(parts.fragment, ":@/?");
-}
-
-std::string withEscapedCharacters(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (const char character : text) {
-    const auto byte = static_cast<std::uint8_t>(character);
-    if (byte < 0x80) {
-      out += character;
-      continue;
-    }
-    constexpr char digits[] = "0123456789ABCDEF";
-    out.append({'%', digits[byte >> 4], digits[byte & 0xF]});
-  }
-  return out;
 }
 
 }  // namespace
 
 std::optional<NSURL> NSURL::URLWithString(std::string_view text) {
   if (text.empty() || !zn::isValidUtf8(text)) return std::nullopt;
-  std::string escaped = withEscapedCharacters(text);
+  std::string escaped = zn::percentEncoded(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
   if (!isWellFormed(escaped)) return std::nullopt;
   return NSURL(std::move(escaped));
 }

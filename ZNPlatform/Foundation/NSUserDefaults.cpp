@@ -5,6 +5,7 @@
 
 #include "ZNPlatform/Foundation/DefaultsStore_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 struct NSUserDefaults::State {
   std::string name;
@@ -26,8 +27,8 @@ NSUserDefaults::NSUserDefaults(std::string name) : state_(std::make_unique<State
 NSUserDefaults::~NSUserDefaults() = default;
 
 std::shared_ptr<NSUserDefaults> NSUserDefaults::standardUserDefaults() {
-  static const auto& shared = *new std::shared_ptr<NSUserDefaults>(new NSUserDefaults("standard"));
-  return shared;
+  static const zn::NeverDestroyed shared(std::shared_ptr<NSUserDefaults>(new NSUserDefaults("standard")));
+  return *shared;
 }
 
 std::shared_ptr<NSUserDefaults> NSUserDefaults::initWithSuiteName(const std::string& name) {

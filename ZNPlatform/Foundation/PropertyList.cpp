@@ -6,114 +6,55 @@
 #include "ZNPlatform/Foundation/BinaryPropertyList_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/ObjectTree_p.h"
 #include "ZNPlatform/Foundation/XmlPropertyList_p.h"
 
 namespace zn {
 
 namespace {
 
-/// Makes the values of a binary property list. An object that several containers hold is made once and shared.
-class ListTree {
+/// Makes the values of a binary property list. What would be left out of it makes it unreadable.
+class ListTree final : ObjectTree {
  public:
-  using Token = BinaryListReader::Token;
-  using Kind = BinaryListReader::Kind;
-  using Ref = BinaryListReader::Ref;
-
-  ListTree(const BinaryListReader& reader, std::size_t fileSize)
-      : reader_(reader),
-        nodes_(reader.objectCount()),
-        largestWeight_(kLargestUnfolded + 16 * static_cast<double>(fileSize)) {}
+  explicit ListTree(const BinaryListReader& list)
+      : ObjectTree(list, "containers that nest too deep"), nodes_(list.objectCount()) {}
 
   std::optional<Value> run(std::string& error) {
-    const Node* node = make(reader_.top(), 0);
-    if (node && (node->value.isNil() || node->value.isNull())) fail("the property list is empty", reader_.top());
-    error = error_;
-    if (!error_.empty()) return std::nullopt;
-    return node->value;
+    const Value value = *valueOf(reader().top(), 0).value;
+    if (value.isNil() || value.isNull()) fail("the property list is empty", reader().top());
+    error = ObjectTree::error();
+    return error.empty() ? std::optional(value) : std::nullopt;
   }
 
  private:
-  enum class State : std::uint8_t { fresh, inProgress, done };
-  struct Node {
-    Value value;
-    double weight = 0;
-    State state = State::fresh;
-  };
-
-  bool fail(const char* reason, Ref object) {
-    if (error_.empty()) error_ = std::string(reason) + " (at byte " + std::to_string(reader_.offsetOf(object)) + ")";
-    return false;
+  Found valueOf(Ref object, int depth) override {
+    if (object < nodes_.size()) return valueAt(nodes_[static_cast<std::size_t>(object)], object, depth);
+    fail("an object that reaches beyond the file", object);
+    return {};
   }
 
-  /// Null once something is wrong.
-  const Node* make(Ref object, int depth) {
+  void make(Node& node, Ref object, int depth) override {
     Token token;
-    if (!reader_.read(object, token)) return fail("an object that reaches beyond the file", object), nullptr;
-    Node& node = nodes_[static_cast<std::size_t>(object)];
-    if (node.state == State::inProgress) return fail("an object that contains itself", object), nullptr;
-    if (node.state == State::fresh) {
-      node.state = State::inProgress;
-      if (!fill(node, token, object, depth)) return nullptr;
-      node.state = State::done;
-    }
-    if (depth + node.value.depth() > Value::maximumReadDepth) {
-      return fail("containers that nest too deep", object), nullptr;
-    }
-    return &node;
-  }
-
-  bool fill(Node& node, const Token& token, Ref object, int depth) {
+    if (!reader().read(object, token)) return fail("an object that reaches beyond the file", object);
     node.weight = token.weight();
     if (!token.isList() && token.kind != Kind::dictionary) {
-      node.value = reader_.scalar(token);
-      return !node.value.isNil() || token.kind == Kind::uid || fail("objects that overlap", object);
+      node.value = scalar(token);
+      if (node.value.isNil() && token.kind != Kind::uid) fail("objects that overlap", object);
+    } else if (mayNest(depth, object) && mayRead(token, object)) {
+      if (token.isList()) return makeArray(node, token, depth);
+      Token values = token;  // they follow the keys
+      values.bytes += token.count * reader().referenceSize();
+      makeDictionary(node, token, values, depth);
     }
-    if (depth >= Value::maximumReadDepth) return fail("containers that nest too deep", object);
-    if (!reader_.charge(token)) return fail("objects that overlap", object);
-    if (!(token.isList() ? fillArray(node, token, depth) : fillDictionary(node, token, depth))) return false;
-    return node.weight <= largestWeight_ || fail("shared objects that unfold beyond measure", object);
   }
 
-  bool fillArray(Node& node, const Token& token, int depth) {
-    std::vector<Value> elements;
-    elements.reserve(token.count);
-    for (std::size_t i = 0; i < token.count; ++i) {
-      const Node* element = make(reader_.elementAt(token, i), depth + 1);
-      if (!element) return false;
-      elements.push_back(element->value);
-      node.weight += element->weight;
-    }
-    node.value = Value::array(std::move(elements));
-    return true;
-  }
-
-  bool fillDictionary(Node& node, const Token& token, int depth) {
-    std::vector<Value::Entry> entries;
-    entries.reserve(token.count);
-    for (std::size_t i = 0; i < token.count; ++i) {
-      const Ref keyObject = reader_.elementAt(token, i);
-      const Node* key = make(keyObject, depth + 1);
-      const Node* value = key ? make(reader_.valueAt(token, i), depth + 1) : nullptr;
-      if (!value) return false;
-      if (!key->value.isString()) return fail("a dictionary's key that is no string", keyObject);
-      if (!reader_.chargeKey(key->value.string().size())) return fail("objects that overlap", keyObject);
-      entries.push_back({key->value, value->value});
-      node.weight += key->weight + value->weight;
-    }
-    node.value = Value::dictionary(std::move(entries));
-    return true;
-  }
-
-  BinaryListReader reader_;
   std::vector<Node> nodes_;
-  double largestWeight_;
-  std::string error_;
 };
 
 std::optional<Value> parseBinary(std::span<const std::uint8_t> bytes, std::string& error) {
   const auto reader = BinaryListReader::open(bytes, error);
   if (!reader) return std::nullopt;
-  return ListTree(*reader, bytes.size()).run(error);
+  return ListTree(*reader).run(error);
 }
 
 /// Writes containers after what they hold. Recurses: the depth was checked.

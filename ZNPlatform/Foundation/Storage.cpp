@@ -6,6 +6,7 @@
 
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/SameOwner_p.h"
 
 namespace zn {
@@ -44,8 +45,8 @@ struct State {
 };
 
 State& state() {
-  static State& shared = *new State;
-  return shared;
+  static NeverDestroyed<State> shared;
+  return *shared;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
-#include "ZNPlatform/Foundation/Unicode_p.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
-#include "ZNPlatform/Foundation/Utf8.h"
+#include <array>
+#include <cstdio>
 
 namespace zn {
 
@@ -26,7 +27,38 @@ void appendUtf8(char32_t point, std::string& out) {
   }
 }
 
+constexpr std::uint32_t kLineSeparator = 0x2028;
+constexpr std::uint32_t kParagraphSeparator = 0x2029;
+
+bool isControl(std::uint32_t scalar) { return scalar < 0x20 || (scalar >= 0x7f && scalar < 0xa0); }
+
+std::string escapeOf(const char* format, std::uint32_t number) {
+  std::array<char, 16> escape{};
+  std::snprintf(escape.data(), escape.size(), format, static_cast<unsigned>(number));
+  return escape.data();
+}
+
 }  // namespace
+
+bool isValidUtf8(std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    const Utf8Step step = utf8StepAt(text, at);
+    if (!step.valid) return false;
+    at += step.size;
+  }
+  return true;
+}
+
+std::string sanitizedUtf8(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const Utf8Step step = utf8StepAt(text, at);
+    out.append(step.valid ? text.substr(at, step.size) : kReplacementCharacter);
+    at += step.size;
+  }
+  return out;
+}
 
 void appendUtf16BigEndian(std::string_view utf8, std::vector<std::uint8_t>& out) {
   const auto append = [&](char32_t unit) {
@@ -64,6 +96,32 @@ std::string utf8FromUtf16BigEndian(std::span<const std::uint8_t> units) {
     appendUtf8(point, out);
   }
   return out;
+}
+
+std::string singleLine(std::string_view text) {
+  std::string line;
+  line.reserve(text.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const Utf8Step step = utf8StepAt(text, at);
+    const std::string_view bytes = text.substr(at, step.size);
+    at += step.size;
+    if (!step.valid) {
+      for (const char byte : bytes) line += escapeOf("\\x%02x", static_cast<std::uint8_t>(byte));
+    } else if (step.scalar == '\n') {
+      line += "\\n";
+    } else if (step.scalar == '\r') {
+      line += "\\r";
+    } else if (step.scalar == '\t') {
+      line += "\\t";
+    } else if (isControl(step.scalar)) {
+      line += escapeOf("\\x%02x", step.scalar);
+    } else if (step.scalar == kLineSeparator || step.scalar == kParagraphSeparator) {
+      line += escapeOf("\\u%04x", step.scalar);
+    } else {
+      line += bytes;
+    }
+  }
+  return line;
 }
 
 }  // namespace zn

@@ -4,7 +4,8 @@
 #include <limits>
 
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/Utf8.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 #include "ZNPlatform/Foundation/Value.h"
 
 // Everything here reads numbers with std::from_chars: the process's locale must not decide what a payload means.
@@ -13,10 +14,8 @@ namespace zn {
 
 namespace {
 
-bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
-
 std::size_t digitCount(std::string_view text) noexcept {
-  return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isDigit) - text.begin());
+  return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isAsciiDigit) - text.begin());
 }
 
 std::string_view withoutLeadingBlanks(std::string_view text) noexcept {
@@ -205,7 +204,7 @@ bool Value::boolValue() const {
   if (!text.empty() && std::string_view("YyTt").find(text[0]) != std::string_view::npos) return true;
   takeSign(text);
   text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
-  return !text.empty() && isDigit(text[0]);
+  return !text.empty() && isAsciiDigit(text[0]);
 }
 
 std::size_t Value::length() const {

@@ -6,13 +6,15 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <chrono>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "ZNPlatform/Foundation/IsoDate_p.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 
 namespace zn {
 
@@ -62,8 +64,6 @@ int describeEncoding(void*, const XML_Char* name, XML_Encoding* encoding) {
 
 // The texts of values. Each gives nil where the text is of no such form; blanks around it were taken off.
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
 /// Takes a sign off the front; true for a minus.
 bool takeSign(std::string_view& text) {
   const bool isNegative = text.starts_with('-');
@@ -99,11 +99,11 @@ Value realFromText(std::string_view text) {
   const bool isNegative = takeSign(text);
   double real = 0;
   if (text.empty()) return nil;
-  if (isDigit(text.front()) || text.front() == '.') {
+  if (isAsciiDigit(text.front()) || text.front() == '.') {
     if (readWhole(text, real, std::chars_format::general) != std::errc()) return nil;
   } else {
     std::string word(text);
-    for (char& c : word) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    for (char& c : word) c = asciiLower(c);
     if (word != "nan" && word != "inf" && word != "infinity") return nil;
     using Limits = std::numeric_limits<double>;
     real = word == "nan" ? Limits::quiet_NaN() : Limits::infinity();
@@ -111,51 +111,15 @@ Value realFromText(std::string_view text) {
   return isNegative ? -real : real;
 }
 
-/// YYYY-MM-DDThh:mm:ssZ.
+/// YYYY-MM-DDThh:mm:ssZ, the one form that is so long and ends so.
 Value dateFromText(std::string_view text) {
-  constexpr std::string_view form = "dddd-dd-ddTdd:dd:ddZ";
-  const bool hasForm = std::equal(text.begin(), text.end(), form.begin(), form.end(),
-                                  [](char c, char wanted) { return wanted == 'd' ? isDigit(c) : c == wanted; });
-  if (!hasForm) return nil;
-  const auto number = [&](std::size_t at, std::size_t length) {
-    int value = 0;
-    readWhole(text.substr(at, length), value);
-    return value;
-  };
-  const std::chrono::year_month_day day{std::chrono::year(number(0, 4)),
-                                        std::chrono::month(static_cast<unsigned>(number(5, 2))),
-                                        std::chrono::day(static_cast<unsigned>(number(8, 2)))};
-  const int hours = number(11, 2), minutes = number(14, 2), seconds = number(17, 2);
-  if (!day.ok() || hours > 23 || minutes > 59 || seconds > 59) return nil;
-  const auto days = std::chrono::sys_days(day).time_since_epoch().count();
-  return Date{static_cast<double>(days) * 86400 + hours * 3600 + minutes * 60 + seconds};
+  const double seconds = text.size() == 20 && text.ends_with('Z') ? secondsOfIsoDate(text) : NAN;
+  return std::isnan(seconds) ? nil : Value(Date{seconds});
 }
 
-int sixBits(char c) {
-  constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  const auto at = digits.find(c);
-  return at == std::string_view::npos ? -1 : static_cast<int>(at);
-}
-
-/// Base64 in groups of four, the last one filled with "="; blanks anywhere.
 Value dataFromText(std::string_view text) {
-  Data bytes;
-  bytes.reserve(text.size() / 4 * 3);
-  std::uint32_t group = 0;
-  int count = 0, filled = 0;
-  for (const char c : text) {
-    if (kBlanks.find(c) != std::string_view::npos) continue;
-    const int bits = c == '=' ? 0 : sixBits(c);
-    filled += c == '=';
-    if (bits < 0 || (filled > 0 && c != '=')) return nil;
-    group = group << 6 | static_cast<std::uint32_t>(bits);
-    if (++count < 4) continue;
-    if (filled > 2) return nil;
-    for (int i = 0; i < 3 - filled; ++i) bytes.push_back(static_cast<std::uint8_t>(group >> (16 - 8 * i)));
-    group = 0;
-    count = 0;
-  }
-  return count == 0 && filled <= 2 ? Value::data(std::move(bytes)) : nil;
+  auto bytes = dataFromBase64Text(text);
+  return bytes ? Value::data(std::move(*bytes)) : nil;
 }
 
 class XmlListReader {

@@ -8,6 +8,8 @@
 #include <map>
 #include <set>
 
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
+
 namespace zn {
 
 namespace {
@@ -16,10 +18,10 @@ namespace {
 class SelectorNames {
  public:
   static const std::string* intern(std::string_view name) {
-    static SelectorNames& all = *new SelectorNames;
-    const Lock lock(all.mutex_);
-    const auto found = all.names_.find(name);
-    return found != all.names_.end() ? &*found : &*all.names_.emplace(name).first;
+    static NeverDestroyed<SelectorNames> all;
+    const Lock lock(all->mutex_);
+    const auto found = all->names_.find(name);
+    return found != all->names_.end() ? &*found : &*all->names_.emplace(name).first;
   }
 
  private:
@@ -32,8 +34,8 @@ template <class T>
 class Registry {
  public:
   static Registry& all() {
-    static Registry& registry = *new Registry;
-    return registry;
+    static NeverDestroyed<Registry> registry;
+    return *registry;
   }
   T& add(std::unique_ptr<T> made, const char* what) {
     const Lock lock(mutex_);
@@ -73,8 +75,8 @@ std::string readableType(std::type_index type) {
 Selector::Selector(std::string_view name) : name_(name.empty() ? nullptr : SelectorNames::intern(name)) {}
 
 const std::string& Selector::name() const {
-  static const std::string& none = *new std::string;
-  return name_ ? *name_ : none;
+  static const NeverDestroyed<std::string> none;
+  return name_ ? *name_ : *none;
 }
 
 Object::~Object() = default;
@@ -86,8 +88,8 @@ bool Object::conformsToProtocol(std::string_view protocol) const { return isa().
 Method::~Method() = default;
 
 const MethodPtr& Method::missing() {
-  static const MethodPtr& one = *new MethodPtr(std::make_shared<const MissingMethod>());
-  return one;
+  static const NeverDestroyed<MethodPtr> one(std::make_shared<const MissingMethod>());
+  return *one;
 }
 
 MethodPtr Method::bound(const Object&, Selector) const { return shared_from_this(); }

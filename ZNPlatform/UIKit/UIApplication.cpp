@@ -4,6 +4,7 @@
 
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/Once.h"
 #include "ZNPlatform/Runtime/DelegateCall_p.h"
 
@@ -23,8 +24,8 @@ zn::DeviceApplication& machine() { return *zn::Device::current().application; }
 }  // namespace
 
 std::shared_ptr<UIApplication> UIApplication::sharedApplication() {
-  static const auto& shared = *new std::shared_ptr<UIApplication>(std::make_shared<UIApplication>());
-  return shared;
+  static const zn::NeverDestroyed shared(std::make_shared<UIApplication>());
+  return *shared;
 }
 
 std::shared_ptr<zn::Object> UIApplication::delegate() const {

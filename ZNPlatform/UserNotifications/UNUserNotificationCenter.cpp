@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Runtime/DelegateCall_p.h"
 
 const char* const UNNotificationDefaultActionIdentifier = "UNNotificationDefaultActionIdentifier";
@@ -77,9 +78,8 @@ UNUserNotificationCenter::UNUserNotificationCenter() : recipient_(recipientFor(n
 const zn::Class& UNUserNotificationCenter::isa() const { return centerClass(); }
 
 std::shared_ptr<UNUserNotificationCenter> UNUserNotificationCenter::currentNotificationCenter() {
-  static const auto& shared =
-      *new std::shared_ptr<UNUserNotificationCenter>(std::make_shared<UNUserNotificationCenter>());
-  return shared;
+  static const zn::NeverDestroyed shared(std::make_shared<UNUserNotificationCenter>());
+  return *shared;
 }
 
 std::shared_ptr<zn::Object> UNUserNotificationCenter::delegate() const {

@@ -1,7 +1,6 @@
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxData.h"
 
 #include <algorithm>
-#include <array>
 
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
@@ -22,10 +21,11 @@ std::shared_ptr<ZNInboxData> ZNInboxData::init() {
 }
 
 std::span<const zn::ArchivedClass> ZNInboxData::archivedClasses() {
-  static const auto& classes = *new std::array<zn::ArchivedClass, 2>{
-      zn::ArchivedClass{"ZNInboxData", [](zn::NSKeyedUnarchiver& coder) { return ZNInboxData::initWithCoder(coder); }},
-      zn::ArchivedClass{"ZNInboxModel",
-                        [](zn::NSKeyedUnarchiver& coder) { return ZNInboxModel::initWithCoder(coder); }}};
+  static constexpr zn::ArchivedClass classes[] = {
+      {"ZNInboxData",
+       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> { return ZNInboxData::initWithCoder(coder); }},
+      {"ZNInboxModel",
+       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> { return ZNInboxModel::initWithCoder(coder); }}};
   return classes;
 }
 

@@ -6,9 +6,11 @@
 #include <unordered_set>
 #include <utility>
 
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNLogger.h"
@@ -17,11 +19,6 @@ namespace {
 
 constexpr const char* kSavingSelector = "saveDeviceTriggerCampaigns:andUpdateLastSyncTime:";
 constexpr const char* kSavingFailure = "Device Triggers -- exception while saving in device trigger data is %@";
-
-template <class... Arguments>
-void log(const char* text, const Arguments&... arguments) {
-  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
-}
 
 std::int64_t timeIn(const zn::Value& value) { return zn::numberOrNil(value).longLongValue(); }
 
@@ -54,16 +51,9 @@ zn::Value sortKey(const zn::Value& value) {
 
 std::int64_t zn::millisecondsSince1970() { return Value(secondsSince1970() * 1000.0).longLongValue(); }
 
-std::int64_t zn::boundedSum(std::int64_t a, std::int64_t b) {
-  std::int64_t sum = 0;
-  if (!__builtin_add_overflow(a, b, &sum)) return sum;
-  return a < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
-}
-
 const std::shared_ptr<ZNDeviceTriggersDataManager>& ZNDeviceTriggersDataManager::sharedInstance() {
-  static const auto& instance =
-      *new std::shared_ptr<ZNDeviceTriggersDataManager>(std::make_shared<ZNDeviceTriggersDataManager>());
-  return instance;
+  static const zn::NeverDestroyed instance(std::make_shared<ZNDeviceTriggersDataManager>());
+  return *instance;
 }
 
 ZNDeviceTriggersDataManager::ZNDeviceTriggersDataManager() : file_([this] { return getDeviceTriggerFilePath(); }) {
@@ -121,6 +111,12 @@ std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggersDataManager::activeDeviceTrigg
   return activeDeviceTriggers_;
 }
 
+std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggersDataManager::activeDeviceTriggersOf(
+    const zn::OwnerToken& owner) const {
+  auto container = activeDeviceTriggers();  // before the question
+  return owner.holds() ? container : nullptr;
+}
+
 void ZNDeviceTriggersDataManager::setActiveDeviceTriggers(const std::shared_ptr<ZNDeviceTriggers>& triggers) {
   auto present = triggers ? triggers : ZNDeviceTriggers::init();
   zn::Lock lock(mutex_);
@@ -138,10 +134,10 @@ zn::Value ZNDeviceTriggersDataManager::getDeviceTriggerLastUpdatedTime() const {
 }
 
 bool ZNDeviceTriggersDataManager::updateDeviceTriggersInPersistentStorage() {
-  log("Device Triggers -- Device Trigger File path : %@", getDeviceTriggerFilePath());
+  zn::log("Device Triggers -- Device Trigger File path : %@", getDeviceTriggerFilePath());
   std::string error;
   if (file_.save([this] { return activeDeviceTriggers(); }, error)) return true;
-  ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Device triggers could not be saved: %@", error);
+  zn::logError("Device triggers could not be saved: %@", error);
   return false;
 }
 
@@ -185,7 +181,7 @@ void ZNDeviceTriggersDataManager::saveServerAnswer(const std::shared_ptr<ZNDevic
         fields.deviceTriggerLastUpdatedTime = now;
       }
     });
-    log("Device Triggers -- Device Trigger Events : %@", container->fields().deviceTriggerEvents);
+    zn::log("Device Triggers -- Device Trigger Events : %@", container->fields().deviceTriggerEvents);
     updateDeviceTriggersInPersistentStorage();
   });
 }
@@ -325,18 +321,27 @@ zn::CampaignList ZNDeviceTriggersDataManager::getCampaignsForEvent(const zn::Val
       zn::FailureMessage("Device Triggers --exception while retrieving  device trigger satisfying Event %@ : %@", event,
                          zn::caught),
       [&] {
-        log("Device Triggers -- Checking Triggers for Event : %@ and Attributes : %@ ✅", event, attributes);
+        zn::log("Device Triggers -- Checking Triggers for Event : %@ and Attributes : %@ ✅", event, attributes);
         const auto triggers = activeDeviceTriggers();
-        // No campaign of another event can match. The log tells of those too; the answer is the same with and without.
-        const bool tellsOfAll = ZNLogger::sharedInstance()->isEnabled();
-        const ZNDeviceTriggers::Fields fields = triggers->fields();
-        const zn::CampaignList waiting = tellsOfAll ? zn::CampaignList() : triggers->campaignsForEvent(event);
-        for (const auto& campaign : tellsOfAll ? fields.campaigns() : waiting) {
-          log("Device Triggers -- Checking condition for Campaign ID %@", campaign->campaignID());
-          if (!campaign->checkIfAttributeConditionSatisfiedForEvent(event, attributes)) continue;
-          log("Device Triggers -- %@ Campaign Satisfies trigger condition ✅", campaign->campaignID());
+        const auto satisfies = [&](const ZNDeviceTriggerCampaign& campaign) {
+          zn::log("Device Triggers -- Checking condition for Campaign ID %@", campaign.campaignID());
+          return campaign.checkIfAttributeConditionSatisfiedForEvent(event, attributes);
+        };
+        // No campaign of another event can be satisfied, so the event's own decide. Only the log tells of the others.
+        const bool tellsOfOthers = ZNLogger::sharedInstance()->isEnabled();
+        const zn::CampaignList all = tellsOfOthers ? triggers->fields().campaigns() : zn::CampaignList();
+        auto next = all.begin();
+        const auto tellUpTo = [&](const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign) {
+          for (; next != all.end() && *next != campaign; ++next) satisfies(**next);
+          if (next != all.end()) ++next;
+        };
+        for (const auto& campaign : triggers->campaignsForEvent(event)) {
+          tellUpTo(campaign);
+          if (!satisfies(*campaign)) continue;
+          zn::log("Device Triggers -- %@ Campaign Satisfies trigger condition ✅", campaign->campaignID());
           found.push_back(campaign);
         }
+        tellUpTo(nullptr);
       });
   return found;
 }

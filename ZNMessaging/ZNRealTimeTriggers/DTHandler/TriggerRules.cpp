@@ -1,6 +1,5 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/TriggerRules.h"
 
-#include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZintarCore/ZNDateUtils.h"

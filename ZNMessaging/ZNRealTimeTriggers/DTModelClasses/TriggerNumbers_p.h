@@ -2,6 +2,9 @@
 
 // Numbers of device triggers as servers and files give them.
 
+#include <cstdint>
+#include <limits>
+
 #include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
@@ -9,5 +12,12 @@ namespace zn {
 /// A time, delay or count; what has no number in it counts as none, so that one odd value does not stop the decision
 /// about all others.
 inline Value numberOrNil(const Value& value) { return value.isNumber() || value.isString() ? value : nil; }
+
+/// A sum that stops at the largest and smallest numbers: delays come from servers.
+inline std::int64_t boundedSum(std::int64_t a, std::int64_t b) {
+  std::int64_t sum = 0;
+  if (!__builtin_add_overflow(a, b, &sum)) return sum;
+  return a < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
+}
 
 }  // namespace zn

@@ -1,34 +1,15 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggers.h"
 
 #include <algorithm>
-#include <array>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
+#include "ZNMessaging/Utils/ArchivedFields_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace {
-
-/// The records of one class in an archived array; null where there is no array.
-template <class Record, class List>
-std::shared_ptr<const List> decodeList(zn::NSKeyedUnarchiver& coder, const char* key) {
-  bool isNil = false;
-  auto records = coder.decodeRecordsForKey(key, &isNil);
-  if (isNil) return nullptr;
-  auto list = std::make_shared<List>();
-  for (auto& record : records) {
-    if (auto typed = std::dynamic_pointer_cast<Record>(std::move(record))) list->push_back(std::move(typed));
-  }
-  return list;
-}
-
-template <class List>
-void encodeList(zn::NSKeyedArchiver& coder, const std::shared_ptr<const List>& list, const char* key) {
-  if (!list) return coder.encodeObject(zn::nil, key);
-  const std::vector<std::shared_ptr<const zn::Coding>> records(list->begin(), list->end());
-  coder.encodeObjects(records, true, key);
-}
 
 /// Readers go through the lists without looking.
 template <class List>
@@ -42,13 +23,13 @@ std::shared_ptr<const List> withoutNull(const std::shared_ptr<const List>& list)
 }  // namespace
 
 const zn::CampaignList& ZNDeviceTriggers::Fields::campaigns() const {
-  static const zn::CampaignList& none = *new zn::CampaignList;
-  return deviceTriggers ? *deviceTriggers : none;
+  static const zn::NeverDestroyed<zn::CampaignList> none;
+  return deviceTriggers ? *deviceTriggers : *none;
 }
 
 const zn::StatusList& ZNDeviceTriggers::Fields::statuses() const {
-  static const zn::StatusList& none = *new zn::StatusList;
-  return deviceTriggerStatus ? *deviceTriggerStatus : none;
+  static const zn::NeverDestroyed<zn::StatusList> none;
+  return deviceTriggerStatus ? *deviceTriggerStatus : *none;
 }
 
 /// Ways into the lists, so that an event costs nothing for the campaigns of other events. Never changed once made; a
@@ -81,16 +62,22 @@ std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggers::init() {
 }
 
 std::span<const zn::ArchivedClass> ZNDeviceTriggers::archivedClasses() {
-  using zn::NSKeyedUnarchiver;
-  static const auto& classes = *new std::array<zn::ArchivedClass, 4>{
-      zn::ArchivedClass{"ZNDeviceTriggers",
-                        [](NSKeyedUnarchiver& coder) { return ZNDeviceTriggers::initWithCoder(coder); }},
-      zn::ArchivedClass{"ZNDeviceTriggerCampaign",
-                        [](NSKeyedUnarchiver& coder) { return ZNDeviceTriggerCampaign::initWithCoder(coder); }},
-      zn::ArchivedClass{"ZNDeviceTriggerPayload",
-                        [](NSKeyedUnarchiver& coder) { return ZNDeviceTriggerPayload::initWithCoder(coder); }},
-      zn::ArchivedClass{"ZNDeviceTriggerStatus",
-                        [](NSKeyedUnarchiver& coder) { return ZNDeviceTriggerStatus::initWithCoder(coder); }}};
+  static constexpr zn::ArchivedClass classes[] = {
+      {"ZNDeviceTriggers",
+       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
+         return ZNDeviceTriggers::initWithCoder(coder);
+       }},
+      {"ZNDeviceTriggerCampaign",
+       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
+         return ZNDeviceTriggerCampaign::initWithCoder(coder);
+       }},
+      {"ZNDeviceTriggerPayload",
+       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
+         return ZNDeviceTriggerPayload::initWithCoder(coder);
+       }},
+      {"ZNDeviceTriggerStatus", [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
+         return ZNDeviceTriggerStatus::initWithCoder(coder);
+       }}};
   return classes;
 }
 
@@ -157,29 +144,26 @@ std::shared_ptr<const ZNDeviceTriggerStatus> ZNDeviceTriggers::statusForCampaign
   return found == current->statusByCampaign.end() ? nullptr : found->second;
 }
 
+struct ZNDeviceTriggers::Archived {
+  static constexpr std::tuple fields{
+      zn::ArchivedField{"deviceTriggers", &Fields::deviceTriggers},
+      zn::ArchivedField{"deviceTriggerEvents", &Fields::deviceTriggerEvents},
+      zn::ArchivedField{"deviceTriggerStatus", &Fields::deviceTriggerStatus},
+      zn::ArchivedField{"DTdndStartTime", &Fields::dndStartTime},
+      zn::ArchivedField{"DTdndEndTime", &Fields::dndEndTime},
+      zn::ArchivedField{"DTglobalDelay", &Fields::globalDelay, zn::numberOrNil},
+      zn::ArchivedField{"DTLastUpdateTime", &Fields::deviceTriggerLastUpdatedTime, zn::numberOrNil},
+      zn::ArchivedField{"DTLastPostTime", &Fields::deviceTriggerLastPostedTime, zn::numberOrNil}};
+};
+
 void ZNDeviceTriggers::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  const Fields all = fields();
-  encodeList(coder, all.deviceTriggers, "deviceTriggers");
-  coder.encodeObject(all.deviceTriggerEvents, "deviceTriggerEvents");
-  encodeList(coder, all.deviceTriggerStatus, "deviceTriggerStatus");
-  coder.encodeObject(all.dndStartTime, "DTdndStartTime");
-  coder.encodeObject(all.dndEndTime, "DTdndEndTime");
-  coder.encodeObject(all.globalDelay, "DTglobalDelay");
-  coder.encodeObject(all.deviceTriggerLastUpdatedTime, "DTLastUpdateTime");
-  coder.encodeObject(all.deviceTriggerLastPostedTime, "DTLastPostTime");
+  zn::encodeFields(coder, fields(), Archived::fields);
 }
 
 std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggers::initWithCoder(zn::NSKeyedUnarchiver& coder) {
   auto triggers = std::make_shared<ZNDeviceTriggers>();
   Fields read;
-  read.deviceTriggers = decodeList<ZNDeviceTriggerCampaign, zn::CampaignList>(coder, "deviceTriggers");
-  read.deviceTriggerEvents = coder.decodeObjectForKey("deviceTriggerEvents");
-  read.deviceTriggerStatus = decodeList<ZNDeviceTriggerStatus, zn::StatusList>(coder, "deviceTriggerStatus");
-  read.dndStartTime = coder.decodeObjectForKey("DTdndStartTime");
-  read.dndEndTime = coder.decodeObjectForKey("DTdndEndTime");
-  read.globalDelay = zn::numberOrNil(coder.decodeObjectForKey("DTglobalDelay"));
-  read.deviceTriggerLastUpdatedTime = zn::numberOrNil(coder.decodeObjectForKey("DTLastUpdateTime"));
-  read.deviceTriggerLastPostedTime = zn::numberOrNil(coder.decodeObjectForKey("DTLastPostTime"));
+  zn::decodeFields(coder, read, Archived::fields);
   triggers->update([&](Fields& fields) { fields = read; });
   return triggers;
 }

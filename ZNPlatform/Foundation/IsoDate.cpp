@@ -1,7 +1,9 @@
-#include "ZNAnalytics/IsoDate_p.h"
+#include "ZNPlatform/Foundation/IsoDate_p.h"
 
 #include <chrono>
 #include <limits>
+
+#include "ZNPlatform/Foundation/TextEncoding.h"
 
 namespace zn {
 
@@ -24,7 +26,7 @@ class Reader {
   void expect(char c) { failed_ |= !take(c); }
 
   int digit() {
-    if (rest_.empty() || rest_.front() < '0' || rest_.front() > '9') return -1;
+    if (rest_.empty() || !isAsciiDigit(rest_.front())) return -1;
     const int value = rest_.front() - '0';
     rest_.remove_prefix(1);
     return value;

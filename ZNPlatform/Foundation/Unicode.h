@@ -2,7 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
+#include <string>
 #include <string_view>
+#include <vector>
+
+#include "ZNPlatform/Export.h"
 
 namespace zn {
 
@@ -38,5 +43,20 @@ inline Utf8Step utf8StepAt(std::string_view text, std::size_t position) noexcept
   }
   return {scalar, size, true};
 }
+
+ZN_EXPORT bool isValidUtf8(std::string_view text);
+/// UTF-8 with every ill-formed sequence replaced by U+FFFD (one for each maximal subpart, as the Unicode standard
+/// recommends).
+ZN_EXPORT std::string sanitizedUtf8(std::string_view text);
+
+// To and from UTF-16. What is ill-formed becomes U+FFFD.
+
+ZN_EXPORT void appendUtf16BigEndian(std::string_view utf8, std::vector<std::uint8_t>& out);
+ZN_EXPORT std::string utf8FromUtf16BigEndian(std::span<const std::uint8_t> units);
+
+/// A text as it may stand in a line of a log: control characters and line separators, with which foreign text could
+/// forge a line or steer a terminal, become escapes (`\n`, `\t`, `\x1b`, `\u2028`), and so do bytes that are no UTF-8.
+/// Everything else, a backslash included, stays as it is.
+ZN_EXPORT std::string singleLine(std::string_view text);
 
 }  // namespace zn
