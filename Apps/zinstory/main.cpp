@@ -23,8 +23,7 @@ namespace {
 
 using apps::complain;
 using apps::kFailed;
-
-constexpr int kSignalled = 128;  // added to the signal's number, as shells do
+using zinstory::kSignalled;
 
 constexpr const char* kAbout =
     R"(zinstory: what becomes of push notifications, told on the simulated device
