@@ -49,7 +49,7 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
             "zinextension (beside this program) and the campaigns there.",
             options.campaigns);
   line.check([&] {
-    if (options.files.empty()) throw apps::UsageError("no payload is named: --payload or --payloads");
+    if (options.files.empty()) throw apps::UsageError("no payload is named");
   });
   return line.read(count, arguments);
 }
