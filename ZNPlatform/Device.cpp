@@ -1,7 +1,6 @@
 #include "ZNPlatform/Device.h"
 
 #include <cxxabi.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -9,7 +8,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <utility>
 
 #include "ZNPlatform/EndOfProcess_p.h"
@@ -22,6 +20,7 @@
 namespace zn {
 
 DeviceClock::~DeviceClock() = default;
+TimeZoneNames DeviceClock::zoneNames(Date) const { return {}; }
 DeviceQueues::~DeviceQueues() = default;
 
 DeviceRandom::~DeviceRandom() = default;
@@ -38,7 +37,6 @@ DeviceDirectories::~DeviceDirectories() = default;
 std::string DeviceDirectories::library() const { return home() + "/Library"; }
 std::string DeviceDirectories::documents() const { return home() + "/Documents"; }
 std::string DeviceDirectories::preferences() const { return home() + "/Preferences"; }
-void DeviceDirectories::didWriteFile(const std::string&) {}
 
 DeviceApplication::~DeviceApplication() = default;
 UIApplicationState DeviceApplication::state() const { return UIApplicationState::active; }
@@ -122,41 +120,6 @@ Device::Device()
       notifications(std::make_unique<DeviceNotifications>()),
       screen(std::make_unique<DeviceScreen>()),
       systemLog(std::make_unique<DeviceSystemLog>()) {}
-
-namespace {
-
-std::optional<tm> inZoneOfProcess(Date at) {
-  constexpr double kFarthest = 1e15;
-  if (!(std::abs(at.secondsSince1970) < kFarthest)) return std::nullopt;
-  const auto moment = static_cast<time_t>(std::floor(at.secondsSince1970));
-  tm local{};
-  return ::localtime_r(&moment, &local) ? std::optional(local) : std::nullopt;
-}
-
-/// From the environment, or else from the link that administrators set.
-std::string identifierOfZoneOfProcess() {
-  std::error_code none;
-  const char* set = ::secure_getenv("TZ");
-  std::string zone = set ? set : std::filesystem::read_symlink("/etc/localtime", none).string();
-  if (zone.starts_with(':')) zone.erase(0, 1);
-  constexpr std::string_view kFolder = "zoneinfo/";
-  if (const auto folder = zone.find(kFolder); folder != std::string::npos) zone.erase(0, folder + kFolder.size());
-  return std::filesystem::is_regular_file("/usr/share/zoneinfo/" + zone, none) ? zone : std::string();
-}
-
-}  // namespace
-
-TimeZoneNames DeviceClock::zoneNames(Date) const { return {}; }
-
-long DeviceClock::secondsFromGMTInZoneOfProcess(Date at) {
-  const std::optional<tm> local = inZoneOfProcess(at);
-  return local ? local->tm_gmtoff : 0;
-}
-
-TimeZoneNames DeviceClock::namesOfZoneOfProcess(Date at) {
-  const std::optional<tm> local = inZoneOfProcess(at);
-  return {identifierOfZoneOfProcess(), local && local->tm_zone ? local->tm_zone : ""};
-}
 
 Device::~Device() = default;
 void Device::shutDown() {}
