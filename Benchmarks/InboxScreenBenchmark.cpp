@@ -6,6 +6,7 @@
 #include "Benchmarks/BenchmarkDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 
 namespace {
 

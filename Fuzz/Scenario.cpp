@@ -3,8 +3,8 @@
 #include <cmath>
 #include <filesystem>
 
-#include "Apps/zinsim/Fields.h"
-#include "Apps/zinsim/Scenario.h"
+#include "Apps/CommandLine.h"
+#include "Apps/zinsim/Session.h"
 #include "Fuzz/FuzzDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
@@ -83,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (takesLong(line)) continue;
     try {
       zinsim::runLine(line, session, [](const std::string&) {});
-    } catch (const zinsim::UsageError&) {
+    } catch (const apps::UsageError&) {
       break;
     }
   }

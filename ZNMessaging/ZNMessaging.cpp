@@ -9,7 +9,8 @@
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/UserReset_p.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
+#include "ZNMessaging/Utils/HostSettings_p.h"
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
@@ -29,7 +30,10 @@ constexpr const char* kInitializationFailure = "exception while initializing Mes
 constexpr const char* kUpdateFailure = "exception in Messaging Module while updating modules is %@";
 constexpr const char* kTriggerSyncFailure = "Exception in syncing real-time triggers %@";
 
-void log(const char* text) { ZNLogger::sharedInstance()->logWithType(1, text); }
+[[maybe_unused]] const bool isStartKnown = [] {
+  zn::HostSettings::setStart([] { ZNMessaging::sharedInstance(); });
+  return true;
+}();
 
 bool isAccountActive() { return ZNConfigDataManager::sharedInstance()->isAccountActive(); }
 
@@ -58,11 +62,6 @@ class FirstUse {
 };
 
 }  // namespace
-
-ZNMessagingDelegate::~ZNMessagingDelegate() = default;
-void ZNMessagingDelegate::notificationClickedWithScreenName(const zn::Value&, const zn::Value&) {}
-void ZNMessagingDelegate::notificationClickedWithScreenNameKVPairsAndPushPayload(const zn::Value&, const zn::Value&,
-                                                                                 const zn::Value&) {}
 
 const std::shared_ptr<ZNMessaging>& ZNMessaging::sharedInstance() {
   static const zn::NeverDestroyed instance(std::make_shared<ZNMessaging>());
@@ -130,7 +129,7 @@ void ZNMessaging::initializeMessagingWithLaunchOptions(const zn::Value& launchOp
 void ZNMessaging::configureAppDelegateProxy() {
   zn::guarded("configureAppDelegateProxy", "Exception while configuring app delegate proxy : %@", [] {
     if (!isAccountActive() || !ZNAppDelegateMessagingProxy::canSwizzleMethods()) return;
-    log("Set proxy for Push Notification callbacks");
+    zn::log("Set proxy for Push Notification callbacks");
     ZNAppDelegateMessagingProxy::sharedProxy()->swizzleMethodsIfPossible();
   });
 }
@@ -162,7 +161,7 @@ void ZNMessaging::updateModules() {
     syncRealTimeTriggersWithCompletionBlock(nullptr);
     ZNInboxHandler::sharedInstance()->retryStorage();
     if (disableInbox()) {
-      log("Inbox is disabled in the SDK");
+      zn::log("Inbox is disabled in the SDK");
     } else {
       ZNInboxHandler::sharedInstance()->syncInboxNotificationsWithCompletionHandler(nullptr);
     }
@@ -171,25 +170,23 @@ void ZNMessaging::updateModules() {
 
 void ZNMessaging::syncRealTimeTriggersWithCompletionBlock(std::function<void(bool)> completion) {
   constexpr const char* kSelector = "syncRealTimeTriggersWithCompletionBlock:";
-  const auto answer = zn::guardedOnce(kSelector, kTriggerSyncFailure, std::move(completion));
-  const bool answersLater = zn::guarded(kSelector, kTriggerSyncFailure, [&] {
+  zn::answeredOnce(kSelector, kTriggerSyncFailure, std::move(completion), [&](const auto& answer) {
     if (!isAccountActive()) return false;
     const auto& triggers = ZNDeviceTriggersHandler::sharedInstance();
     const bool enabled = triggers->isRealTimeTriggerEnabled();
     if (enabled) ZNDeviceTriggersDataManager::sharedInstance()->retryStorage();
     if (enabled && triggers->shouldFetch()) {
-      const std::uint64_t user = zn::triggerGeneration();
-      triggers->syncDeviceTriggersWithCompletionBlock([answer, user](bool success) {
+      const zn::OwnerToken owner = zn::OwnerToken::ofTriggers();
+      triggers->syncDeviceTriggersWithCompletionBlock([answer, owner](bool success) {
         // An answer that came too late for its user is no failure.
-        if (!success && user == zn::triggerGeneration()) log("Real-Time Trigger Campaigns sync failure");
+        if (!success && owner.holds()) zn::log("Real-Time Trigger Campaigns sync failure");
         answer(success);
       });
       return true;
     }
-    if (!enabled) log("Real-Time Trigger is Disabled for the account‼️");
+    if (!enabled) zn::log("Real-Time Trigger is Disabled for the account‼️");
     return false;
   });
-  if (!answersLater) answer(false);
 }
 
 zn::Value ZNMessaging::getMessagingWhitelistedEvents() const {
@@ -210,7 +207,7 @@ void ZNMessaging::eventTrackedWithName(const zn::Value& name, const zn::Value& a
 void ZNMessaging::clearUserInfo() {
   zn::guarded("clearUserInfo", "Exception while clearing the user's data : %@", [] {
     const std::int64_t resets = zn::UserSession::resets();
-    zn::userWasReset();
+    zn::OwnerToken::userWasReset();
     ZNDeviceTriggersDataManager::sharedInstance()->forgetUnreadableFiles();
     ZNDeviceTriggersHandler::sharedInstance()->stop();
     ZNInboxHandler::sharedInstance()->forgetUnreadableFiles();
@@ -224,7 +221,7 @@ void ZNMessaging::clearUserInfo() {
 bool ZNMessaging::shouldForward() const {
   if (!isAccountActive()) return false;
   if (!ZNCoreUtils::isAppDelegateProxyEnabled() || !ZNMessagingUtils::isAppDelegateProxyConfigured()) return true;
-  log("AppDelegate proxy is enabled.");
+  zn::log("AppDelegate proxy is enabled.");
   return false;
 }
 
@@ -273,12 +270,15 @@ void ZNMessaging::willPresentNotification(const std::shared_ptr<UNUserNotificati
   zn::guardedOnce(kSelectorWillPresentNotification, "Exception : %@", completion)(UNOptionAlert | UNOptionSound);
 }
 
+bool ZNMessaging::disableInbox() const { return zn::HostSettings::shared().disableInbox; }
+void ZNMessaging::setDisableInbox(bool disabled) { zn::HostSettings::shared().disableInbox = disabled; }
+bool ZNMessaging::disableBadgeReset() const { return zn::HostSettings::shared().disableBadgeReset; }
+void ZNMessaging::setDisableBadgeReset(bool disabled) { zn::HostSettings::shared().disableBadgeReset = disabled; }
+
 std::shared_ptr<ZNMessagingDelegate> ZNMessaging::messagingDelegate() const {
-  zn::Lock lock(mutex_);
-  return messagingDelegate_.lock();
+  return zn::HostSettings::shared().messagingDelegate();
 }
 
 void ZNMessaging::setMessagingDelegate(const std::shared_ptr<ZNMessagingDelegate>& delegate) {
-  zn::Lock lock(mutex_);
-  messagingDelegate_ = delegate;
+  zn::HostSettings::shared().setMessagingDelegate(delegate);
 }

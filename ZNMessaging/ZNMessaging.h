@@ -1,48 +1,16 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
-#include <initializer_list>
 #include <memory>
-#include <utility>
-#include <vector>
 
 #include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNMessaging/NotificationHandler/CategorySet.h"
+#include "ZNMessaging/NotificationHandler/ZNMessagingDelegate.h"
 #include "ZNPlatform/Export.h"
-#include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/Foundation/Value.h"
 #include "ZNPlatform/Runtime/Runtime.h"
 #include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
-
-/// What the host is told about clicks. Both operations are optional; a click that names a screen calls both, in this
-/// order, on the thread that handles the click (the main thread). They may throw; the module logs it.
-class ZN_EXPORT ZNMessagingDelegate {
- public:
-  virtual ~ZNMessagingDelegate();
-  /// `notificationClickedWithScreenName:andKVPairs:`. Either may be nil; screen names are strings, pairs dictionaries.
-  virtual void notificationClickedWithScreenName(const zn::Value& screenName, const zn::Value& kvPairs);
-  /// `notificationClickedWithScreenName:KVPairs:andPushPayload:`
-  virtual void notificationClickedWithScreenNameKVPairsAndPushPayload(const zn::Value& screenName,
-                                                                      const zn::Value& kvPairs,
-                                                                      const zn::Value& pushPayload);
-};
-
-namespace zn {
-
-/// The categories that a host hands over, in its order.
-struct CategorySet {
-  CategorySet() = default;
-  CategorySet(std::vector<UNNotificationCategory> all) : categories(std::move(all)) {}
-  CategorySet(std::initializer_list<UNNotificationCategory> all) : categories(all) {}
-
-  std::vector<UNNotificationCategory> categories;
-  /// Among them was something that is no category, as can happen to a host that gets them from a script or a file. A
-  /// registration uses none of such a set, and none of its buttons are sent.
-  bool holdsOthers = false;
-};
-
-}  // namespace zn
 
 /// The module's single entry point. The host starts it with initializeMessagingWithLaunchOptions and hands it the
 /// platform's push callbacks; it keeps the module up to date on every entry to the foreground.
@@ -134,12 +102,12 @@ class ZN_EXPORT ZNMessaging : public zn::Object, public ZNEventTriggerDelegate {
                                const std::function<void(unsigned options)>& completion);
 
   /// When true, the inbox is not synchronised on module updates, and clicks are not recorded in it. Default false.
-  bool disableInbox() const { return disableInbox_; }
-  void setDisableInbox(bool disabled) { disableInbox_ = disabled; }
+  bool disableInbox() const;
+  void setDisableInbox(bool disabled);
 
   /// When false, the icon badge is set to 0 on every module update and every click; when true, a click decrements it.
-  bool disableBadgeReset() const { return disableBadgeReset_; }
-  void setDisableBadgeReset(bool disabled) { disableBadgeReset_ = disabled; }
+  bool disableBadgeReset() const;
+  void setDisableBadgeReset(bool disabled);
 
   /// Held weakly. Set it before initializeMessagingWithLaunchOptions, which delivers the click that started the
   /// application.
@@ -152,9 +120,4 @@ class ZN_EXPORT ZNMessaging : public zn::Object, public ZNEventTriggerDelegate {
   void start();
   bool shouldForward() const;
   void askForPush(zn::CategorySet categories, const std::shared_ptr<zn::Object>& delegate);
-
-  std::atomic<bool> disableInbox_{false};
-  std::atomic<bool> disableBadgeReset_{false};
-  mutable zn::Mutex mutex_;
-  std::weak_ptr<ZNMessagingDelegate> messagingDelegate_ ZN_GUARDED_BY(mutex_);
 };

@@ -1,6 +1,5 @@
 #include "ZNPlatform/Device.h"
 
-#include <cxxabi.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -51,40 +50,30 @@ void DeviceApplication::endBackgroundTask(UIBackgroundTaskIdentifier) {}
 
 DeviceNotifications::~DeviceNotifications() = default;
 
+/// Later, as completions are called.
+template <class... Expected, class... Given>
+static void answer(std::function<void(Expected...)> completion, Given... given) {
+  if (completion) dispatchAsync(Queue::global, [=] { completion(given...); });
+}
+
 void DeviceNotifications::requestAuthorization(
     unsigned, std::function<void(bool, const std::optional<std::string>&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion(false, std::nullopt);
-  });
+  answer(std::move(completion), false, std::nullopt);
 }
-
 void DeviceNotifications::getSettings(std::function<void(const UNNotificationSettings&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion({});
-  });
+  answer(std::move(completion), UNNotificationSettings());
 }
-
 void DeviceNotifications::setCategories(const std::vector<UNNotificationCategory>&) {}
-
 void DeviceNotifications::add(const UNNotificationRequest&,
                               std::function<void(const std::optional<std::string>& error)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion("this device shows no notifications");
-  });
+  answer(std::move(completion), "this device shows no notifications");
 }
-
 void DeviceNotifications::getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion({});
-  });
+  answer(std::move(completion), std::vector<UNNotificationRequest>());
 }
-
 void DeviceNotifications::getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion({});
-  });
+  answer(std::move(completion), std::vector<UNNotification>());
 }
-
 void DeviceNotifications::removePending(const std::optional<std::vector<std::string>>&) {}
 void DeviceNotifications::removeDelivered(const std::optional<std::vector<std::string>>&) {}
 
@@ -105,13 +94,7 @@ void DeviceSystemLog::write(const std::string& text) { std::fputs((singleLine(te
 void DeviceSystemLog::diagnostic(const std::string& text) { DeviceSystemLog::write("zintar: " + text); }
 
 void runTask(const Task& task, DeviceSystemLog& log) {
-  try {
-    task();
-  } catch (const abi::__forced_unwind&) {
-    throw;  // thread cancellation is not an exception that may be kept
-  } catch (...) {
-    log.diagnostic("an exception left a task: " + currentExceptionText());
-  }
+  stopExceptions(task, [&] { log.diagnostic("an exception left a task: " + currentExceptionText()); });
 }
 
 Device::Device()

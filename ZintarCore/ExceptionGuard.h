@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cxxabi.h>
-
 #include <functional>
 #include <string>
 #include <tuple>
@@ -74,14 +72,10 @@ template <class Message, class Body, class Fallback = decltype(&detail::Neutral<
 std::invoke_result_t<Body> guarded(const char* selector, const Message& message, Body&& body,
                                    Fallback&& fallback = &detail::Neutral<std::invoke_result_t<Body>>::value,
                                    const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
-  try {
-    return body();
-  } catch (const abi::__forced_unwind&) {
-    throw;  // thread cancellation is not an exception that may be kept
-  } catch (...) {
+  return stopExceptions(std::forward<Body>(body), [&] {
     logCaughtException(file, line, selector, detail::failureText(message, currentExceptionText()));
-  }
-  return fallback();
+    return fallback();
+  });
 }
 
 /// A host's completion as its operation calls it: passes on its first call only, whichever thread makes it, and none if
@@ -97,6 +91,18 @@ std::function<void(Arguments...)> guardedOnce(const char* selector, const char* 
             selector, message, [&] { completion(std::forward<Arguments>(arguments)...); },
             &detail::Neutral<void>::value, file, line);
       }));
+}
+
+/// An operation that answers a completion exactly once, later or now: `start` gets the completion, as guardedOnce makes
+/// it, and says whether it will answer later. Where it does not, or fails, the completion gets the neutral answer
+/// (false, nil) now.
+template <class... Arguments, class Start>
+void answeredOnce(const char* selector, const char* message, std::function<void(Arguments...)> completion,
+                  Start&& start, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+  const auto answer = guardedOnce(selector, message, std::move(completion), file, line);
+  const bool answersLater = guarded(
+      selector, message, [&]() -> bool { return start(answer); }, [] { return false; }, file, line);
+  if (!answersLater) answer(std::decay_t<Arguments>{}...);
 }
 
 }  // namespace zn

@@ -156,8 +156,7 @@ void deliver(int service, HttpAnswer answer, const Completion& completion) {
     std::string problem;
     const Value response = responseOf(answer, problem);
     if (!problem.empty()) {
-      ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Network -- Request to service %d failed: %@", service,
-                                              problem);
+      zn::logError("Network -- Request to service %d failed: %@", service, problem);
     }
     if (completion) completion({response, static_cast<int>(answer.status), answer.retryAfter});
   });

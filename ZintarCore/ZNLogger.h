@@ -64,3 +64,19 @@ class ZN_EXPORT ZNLogger {
   zn::Mutex mutex_;
   std::shared_ptr<const Sinks> sinks_ ZN_GUARDED_BY(mutex_);
 };
+
+namespace zn {
+
+/// An ordinary line of the log; see ZNLogger::logWithType.
+template <class... Arguments>
+void log(const char* text, const Arguments&... arguments) {
+  ZNLogger::sharedInstance()->logWithType(ZNLogger::kInfo, text, arguments...);
+}
+
+/// A line about something that went wrong without an exception.
+template <class... Arguments>
+void logError(const char* text, const Arguments&... arguments) {
+  ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, text, arguments...);
+}
+
+}  // namespace zn

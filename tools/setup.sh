@@ -4,7 +4,7 @@
 # when something fails.
 
 library_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcurl4-openssl-dev libexpat1-dev)
-application_packages=("${library_packages[@]}" libcpp-httplib-dev)
+application_packages=("${library_packages[@]}" libcli11-dev libcpp-httplib-dev)
 test_packages=("${application_packages[@]}" libgtest-dev python3 ca-certificates openssl locales)
 
 say() { printf '%s\n' "$*" >&2; }

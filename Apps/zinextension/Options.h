@@ -1,24 +1,20 @@
 #pragma once
 
+#include <optional>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace zinextension {
 
 struct Options {
-  bool help = false;
   std::string home;
   std::string group;
   std::string application;
-  bool isCardClick = false;
-  std::string campaign;  ///< of a card click, like the next
-  std::string card;
+  std::pair<std::string, std::string> cardClick;  ///< campaign and card, or empty
   std::string file = "-";
 };
 
-/// Throws zn::Exception for options that cannot be used.
-Options parsedOptions(const std::vector<std::string>& arguments);
-
-std::string helpText();
+/// Nothing where the program shall go on, otherwise its exit status.
+std::optional<int> readOptions(int count, char** arguments, Options& options);
 
 }  // namespace zinextension

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
+#include "Apps/CommandLine.h"
 #include "Apps/zinextension/Options.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/CampaignPush_p.h"
@@ -20,13 +20,9 @@
 
 namespace {
 
-constexpr int kFailed = 1;
-constexpr int kUnusable = 2;
-
-void complain(const std::string& text) {
-  std::fflush(stdout);
-  std::fputs(("zinextension: " + text + "\n").c_str(), stderr);
-}
+using apps::complain;
+using apps::kFailed;
+using apps::kUnusable;
 
 bool belongsIntoInbox(const zn::Value& payload) {
   return zn::isVisiblePushOfCampaign(payload.validObjectForKey(kNotificationPayloadKeyZintar));
@@ -49,7 +45,6 @@ bool append(NSUserDefaults& store, const std::string& application, const zn::Val
   return store.tryAppend(payload, {application, zn::payload::pendingNotifications}, error);
 }
 
-/// Not a stream of the C++ library, whose set-up would be a tenth of this process's time.
 bool readLine(std::FILE* input, std::string& line) {
   line.clear();
   for (int byte; (byte = std::getc(input)) != EOF;) {
@@ -78,28 +73,24 @@ int storeLines(std::FILE* input, NSUserDefaults& store, const std::string& appli
     } else {
       try {
         if (append(store, application, stamped(*payload), problem)) continue;
-        complain(place + problem);
-        return kFailed;
+        return complain(place + problem, kFailed);
       } catch (const zn::Exception& unusable) {
         problem = unusable.reason();
       }
     }
-    complain(place + problem);
-    status = kUnusable;
+    status = complain(place + problem, kUnusable);
   }
   if (!std::ferror(input)) return status;
-  complain(std::string("cannot read: ") + std::strerror(errno));
-  return kFailed;
+  return complain(std::string("cannot read: ") + std::strerror(errno), kFailed);
 }
 
 int storeCardClick(NSUserDefaults& store, const zinextension::Options& options) {
   std::string error;
-  const zn::Value click = zn::Value::dictionary(
-      {{zn::payload::clickInfoCampaignID, options.campaign}, {zn::payload::clickInfoCardID, options.card}});
+  const zn::Value click = zn::Value::dictionary({{zn::payload::clickInfoCampaignID, options.cardClick.first},
+                                                 {zn::payload::clickInfoCardID, options.cardClick.second}});
   const auto change = [&](zn::Value& contents) { contents.setObjectNilHandled(click, zn::payload::templateClickInfo); };
   if (store.tryTransaction(change, error)) return 0;
-  complain(error);
-  return kFailed;
+  return complain(error, kFailed);
 }
 
 int run(const zinextension::Options& options) {
@@ -110,7 +101,7 @@ int run(const zinextension::Options& options) {
   shared.sharedStoresOnly = true;
   zn::Device::install(std::make_shared<zn::HeadlessDevice>(shared));
   const auto store = NSUserDefaults::initWithSuiteName(options.group);
-  if (options.isCardClick) return storeCardClick(*store, options);
+  if (!options.cardClick.first.empty()) return storeCardClick(*store, options);
   if (options.file == "-") return storeLines(stdin, *store, options.application);
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(options.file.c_str(), "re"), &std::fclose);
   if (!file) throw zn::Exception(options.file + ": " + std::strerror(errno));
@@ -128,20 +119,10 @@ extern "C" int getpwuid_r(uid_t, passwd*, char*, std::size_t, passwd** found) {
 
 int main(int count, char** arguments) {
   zinextension::Options options;
-  try {
-    options = zinextension::parsedOptions(std::vector<std::string>(arguments + 1, arguments + count));
-  } catch (const zn::Exception& problem) {
-    complain(problem.reason() + "\nTry 'zinextension --help' for more information.");
-    return kUnusable;
-  }
-  if (options.help) {
-    std::fputs(zinextension::helpText().c_str(), stdout);
-    return std::fflush(stdout) == 0 ? 0 : kFailed;
-  }
+  if (const auto status = zinextension::readOptions(count, arguments, options)) return *status;
   try {
     return run(options);
   } catch (const zn::Exception& problem) {
-    complain(problem.reason());
-    return kFailed;
+    return complain(problem.reason(), kFailed);
   }
 }

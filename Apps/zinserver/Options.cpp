@@ -1,20 +1,13 @@
 #include "Apps/zinserver/Options.h"
 
-#include <charconv>
-#include <cstddef>
-#include <optional>
-
-#include "ZNPlatform/Foundation/Exception.h"
+#include "Apps/CommandLine.h"
 
 namespace zinserver {
 
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kAbout =
     R"(zinserver: a campaign server for development
-
-USAGE
-  zinserver --folder DIR [--host ADDRESS] [--port NUMBER]
 
   Answers the requests of applications that use ZNMessaging from JSON files, keeps what it received,
   and misbehaves on demand. There is no login and no TLS: keep it on this machine. Runs until it is
@@ -22,13 +15,10 @@ USAGE
 
   Web pages cannot use it: a request with another page's Origin, or with a Host that is neither an
   address, "localhost", this machine's name nor the one given with --host, gets status 403.
+)";
 
-OPTIONS
-  --folder DIR      Where the files are. They are read again for every request.
-  --host ADDRESS    The address to listen at (127.0.0.1).
-  --port NUMBER     The port (8088); 0 picks one that is free.
-  --help            Print this text.
-
+constexpr const char* kMore =
+    R"(OUTPUT
   The first line on standard output is "listening on http://ADDRESS:PORT". Standard error has one
   line for each request, and the reason where it could not be answered.
 
@@ -84,48 +74,16 @@ EXIT STATUS
   2  An option cannot be used, or the address is taken. Standard error says which and why.
 )";
 
-std::optional<std::string> valueOf(const std::string& name, const std::vector<std::string>& arguments,
-                                   std::size_t& index) {
-  const std::string& argument = arguments[index];
-  if (argument.starts_with(name + "=")) return argument.substr(name.size() + 1);
-  if (argument != name) return std::nullopt;
-  if (++index == arguments.size()) throw zn::Exception("option " + name + " needs a value");
-  return arguments[index];
-}
-
-int portOf(const std::string& text) {
-  constexpr int kHighest = 65535;
-  int port = -1;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-  if (error != std::errc{} || end != text.data() + text.size() || port < 0 || port > kHighest) {
-    throw zn::Exception("option --port needs a number from 0 to 65535, not \"" + text + "\"");
-  }
-  return port;
-}
-
 }  // namespace
 
-Options parsedOptions(const std::vector<std::string>& arguments) {
-  Options options;
-  for (std::size_t index = 0; index < arguments.size(); ++index) {
-    if (arguments[index] == "--help" || arguments[index] == "-h") {
-      options.help = true;
-      return options;
-    }
-    if (const auto folder = valueOf("--folder", arguments, index)) {
-      options.folder = *folder;
-    } else if (const auto host = valueOf("--host", arguments, index)) {
-      options.host = *host;
-    } else if (const auto port = valueOf("--port", arguments, index)) {
-      options.port = portOf(*port);
-    } else {
-      throw zn::Exception("unknown option " + arguments[index]);
-    }
-  }
-  if (options.folder.empty()) throw zn::Exception("option --folder is needed");
-  return options;
+std::optional<int> readOptions(int count, char** arguments, Options& options) {
+  constexpr int kHighestPort = 65535;
+  apps::CommandLine line(kAbout, [] { return kMore; });
+  line.text("--folder DIR", "Where the files are (needed). They are read again for every request.", options.folder,
+            apps::CommandLine::Need::required);
+  line.text("--host ADDRESS", "The address to listen at (127.0.0.1).", options.host);
+  line.number("--port NUMBER", "The port (8088); 0 picks one that is free.", options.port, 0, kHighestPort);
+  return line.read(count, arguments);
 }
-
-std::string helpText() { return kHelp; }
 
 }  // namespace zinserver

@@ -1,20 +1,17 @@
 #pragma once
 
+#include <optional>
 #include <string>
-#include <vector>
 
 namespace zinserver {
 
 struct Options {
-  bool help = false;
   std::string folder;
   std::string host = "127.0.0.1";
   int port = 8088;  ///< 0: one that is free
 };
 
-/// Throws zn::Exception for options that cannot be used.
-Options parsedOptions(const std::vector<std::string>& arguments);
-
-std::string helpText();
+/// Nothing where the program shall go on, otherwise its exit status.
+std::optional<int> readOptions(int count, char** arguments, Options& options);
 
 }  // namespace zinserver

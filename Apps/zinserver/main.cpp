@@ -8,15 +8,13 @@
 #include <filesystem>
 #include <string>
 #include <thread>
-#include <vector>
 
+#include "Apps/CommandLine.h"
 #include "Apps/zinserver/Options.h"
 #include "Apps/zinserver/Server.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
 namespace {
-
-constexpr int kUnusable = 2;
 
 sigset_t endingSignals() {
   sigset_t set;
@@ -53,17 +51,12 @@ void run(const zinserver::Options& options) {
 }  // namespace
 
 int main(int count, char** arguments) {
+  zinserver::Options options;
+  if (const auto status = zinserver::readOptions(count, arguments, options)) return *status;
   try {
-    const auto options = zinserver::parsedOptions(std::vector<std::string>(arguments + 1, arguments + count));
-    if (options.help) {
-      std::fputs(zinserver::helpText().c_str(), stdout);
-      return std::fflush(stdout) == 0 ? 0 : 1;
-    }
     run(options);
     return 0;
   } catch (const zn::Exception& problem) {
-    std::fflush(stdout);
-    std::fputs(("zinserver: " + problem.reason() + "\nTry 'zinserver --help' for more information.\n").c_str(), stderr);
-    return kUnusable;
+    return apps::refuse(problem.reason());
   }
 }

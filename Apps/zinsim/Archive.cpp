@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Apps/zinsim/Fields.h"
+#include "Apps/zinsim/Shapes.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
 

@@ -1,12 +1,51 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
-#include "Apps/zinsim/Fields.h"
 #include "Apps/zinsim/Session.h"
+#include "Apps/zinsim/Shapes.h"
 
 namespace zinsim {
+
+enum Need { required, optional };
+
+/// One field of a command.
+struct Field {
+  const char* name;
+  Need need;
+  Shape shape;
+  std::vector<const char*> choices{};  ///< the texts that it may be; empty: any
+};
+
+/// The texts that a field may be, for messages.
+std::string choicesText(const Field& field);
+
+/// The fields of one line, checked against what its command takes.
+class Fields {
+ public:
+  /// Throws UsageError for a field that is missing or of a wrong type. null counts as absent where a field may be.
+  /// Fields that the command does not know are left out.
+  Fields(std::string_view command, const std::vector<Field>& known, const zn::Value& line);
+
+  /// The field as it stands in the line; nil when it is absent.
+  const zn::Value& operator[](std::string_view name) const { return line_[name]; }
+  /// nil for an absent field and for null.
+  zn::Value orNil(std::string_view name) const { return line_.validObjectForKey(name); }
+  std::string text(std::string_view name, std::string_view otherwise = "") const;
+  bool boolean(std::string_view name, bool otherwise) const;
+  double number(std::string_view name) const { return line_[name].doubleValue(); }
+  long integer(std::string_view name) const { return static_cast<long>(line_[name].longLongValue()); }
+  std::vector<std::string> texts(std::string_view name) const;
+  const zn::Value& line() const { return line_; }
+  /// Unknown fields, but for the writer's own: those named "comment" or beginning with '_'.
+  const std::vector<std::string>& ignored() const { return ignored_; }
+
+ private:
+  zn::Value line_;
+  std::vector<std::string> ignored_;
+};
 
 /// One command of a scenario. A new command is one more entry in its group's table.
 struct Command {
@@ -16,10 +55,13 @@ struct Command {
   void (*run)(const Fields& fields, Session& session);
 };
 
-const std::vector<Command>& deviceCommands();
-const std::vector<Command>& fileCommands();
-const std::vector<Command>& hostCommands();
-const std::vector<Command>& inboxScreenCommands();
+std::vector<Command> deviceCommands();
+std::vector<Command> fileCommands();
+std::vector<Command> hostCommands();
+std::vector<Command> inboxScreenCommands();
+
+/// Those of all groups.
+const std::vector<Command>& allCommands();
 
 /// The command of that name; throws UsageError where there is none.
 const Command& commandNamed(std::string_view name);

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "Apps/zinsim/Commands.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
@@ -13,9 +12,6 @@ namespace zinsim {
 using zn::Value;
 
 namespace {
-
-constexpr Need required = Need::required;
-constexpr Need optional = Need::optional;
 
 void config(const Fields& fields, Session&) { ZNConfigDataManager::sharedInstance()->applySilently(fields.line()); }
 
@@ -93,10 +89,7 @@ void present(const Fields& fields, Session& session) { session.device().present(
 void remoteToken(const Fields& fields, Session& session) {
   if (fields["hex"].isNull()) return session.device().remoteToken({});
   const auto token = zn::dataFromHexText(fields["hex"].string());
-  if (!token) {
-    throw UsageError("field \"hex\" of \"remoteToken\" must be pairs of hexadecimal digits, not " +
-                     shown(fields["hex"]));
-  }
+  if (!token) refuse("field \"hex\" of \"remoteToken\"", "pairs of hexadecimal digits", fields["hex"]);
   session.device().remoteToken(*token);
 }
 
@@ -218,13 +211,6 @@ std::vector<Command> serverAndReports() {
 
 }  // namespace
 
-const std::vector<Command>& deviceCommands() {
-  static const zn::NeverDestroyed table([] {
-    auto all = deviceAndUser();
-    for (auto& each : serverAndReports()) all.push_back(std::move(each));
-    return all;
-  }());
-  return *table;
-}
+std::vector<Command> deviceCommands() { return joined({deviceAndUser(), serverAndReports()}); }
 
 }  // namespace zinsim

@@ -7,7 +7,6 @@
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/PropertyList.h"
 
 namespace zinsim {
@@ -15,9 +14,6 @@ namespace zinsim {
 using zn::Value;
 
 namespace {
-
-constexpr Need required = Need::required;
-constexpr Need optional = Need::optional;
 
 std::shared_ptr<NSUserDefaults> storeNamed(const std::string& name) {
   return name == "standard" ? NSUserDefaults::standardUserDefaults() : NSUserDefaults::initWithSuiteName(name);
@@ -38,9 +34,8 @@ std::string pathIn(const Fields& fields, Session& session) {
   const std::filesystem::path path = fields.text("path");
   bool leadsOut = path.is_absolute() || fields["path"].string().find('\0') != std::string_view::npos;
   for (const auto& component : path) leadsOut = leadsOut || component == "..";
-  if (leadsOut) {
+  if (leadsOut)
     throw UsageError("field \"path\" must name a place below the home folder, not " + shown(fields["path"]));
-  }
   return session.device().directories->home() + "/" + path.string();
 }
 
@@ -70,8 +65,8 @@ void exists(const Fields& fields, Session& session) {
 
 }  // namespace
 
-const std::vector<Command>& fileCommands() {
-  static const zn::NeverDestroyed table(std::vector<Command>{
+std::vector<Command> fileCommands() {
+  return {
       {"defaults",
        {{"store", required, shape::name}, {"key", required, shape::text}, {"value", optional, shape::anything}},
        "Writes a key of a user-defaults store (\"standard\", \"sdk\" or a suite's name) as another process\n"
@@ -91,8 +86,7 @@ const std::vector<Command>& fileCommands() {
        "likewise.",
        archive},
       {"exists", {{"path", required, shape::name}}, "Prints whether there is such a file.", exists},
-  });
-  return *table;
+  };
 }
 
 }  // namespace zinsim

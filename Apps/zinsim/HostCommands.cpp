@@ -1,9 +1,7 @@
 // What the host application does.
 
-#include <algorithm>
-
 #include "Apps/zinsim/Commands.h"
-#include "Apps/zinsim/HostDelegate.h"
+#include "Apps/zinsim/Delegates.h"
 #include "Apps/zinsim/Operations.h"
 #include "ZNAnalytics/TrackedEvent.h"
 #include "ZNAnalytics/ZNAnalytics.h"
@@ -13,7 +11,6 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ZNCoreUtils.h"
@@ -23,9 +20,6 @@ namespace zinsim {
 using zn::Value;
 
 namespace {
-
-constexpr Need required = Need::required;
-constexpr Need optional = Need::optional;
 
 std::shared_ptr<zn::Object> hostObject(const Fields& fields, Session& session) {
   return session.device().hostObject({.name = fields.text("class"),
@@ -47,9 +41,9 @@ void centerDelegate(const Fields& fields, Session& session) {
 }
 
 void delegate(const Fields& fields, Session& session) {
-  std::shared_ptr<HostDelegate> made;
+  std::shared_ptr<ZNMessagingDelegate> made;
   if (!fields["implements"].isNull()) {
-    made = std::make_shared<HostDelegate>(session, fields.texts("implements"), fields.texts("throws"));
+    made = messagingDelegate(session, fields.texts("implements"), fields.texts("throws"));
   }
   ZNMessaging::sharedInstance()->setMessagingDelegate(made);
   session.messagingDelegate = made;
@@ -127,7 +121,9 @@ std::vector<Field> objectFields(Shape className) {
           {"throws", optional, shape::texts}};
 }
 
-std::vector<Command> makeTable() {
+}  // namespace
+
+std::vector<Command> hostCommands() {
   return {
       {"object", objectFields(shape::name),
        "Makes a host object of a class of that name with these operations; each prints a \"host\" line and\n"
@@ -174,13 +170,6 @@ std::vector<Command> makeTable() {
        explain},
       {"triggers", {}, "Prints what device triggers keep: campaigns, showings, limits and times.", triggers},
   };
-}
-
-}  // namespace
-
-const std::vector<Command>& hostCommands() {
-  static const zn::NeverDestroyed table(makeTable());
-  return *table;
 }
 
 }  // namespace zinsim

@@ -1,15 +1,50 @@
-// Operations of the inbox store.
+// Operations of the inbox: its public calls and its store.
 
 #include "Apps/zinsim/Operations.h"
+#include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 
 namespace zinsim {
 
-using P = Parameter;
+namespace P = shape;
 using A = const Arguments&;
 
 namespace {
+
+std::vector<Operation> publicCalls() {
+  return {
+      operation("initializeInboxOnController:", {P::nothing},
+                [](A) { return className(ZNInbox::initializeInboxOnController(nullptr), "ZNInboxViewController"); }),
+      operation("getInboxMessagesWithCompletionBlock:", {P::completion},
+                [](A a) {
+                  const auto completion = a.valueCompletion(0);
+                  if (!completion) return ZNInbox::getInboxMessagesWithCompletionBlock(nullptr);
+                  ZNInbox::getInboxMessagesWithCompletionBlock([&](const auto& list) { completion(printed(list)); });
+                }),
+      operation("fetchInboxMessagesWithCompletion:", {P::completion},
+                [](A a) { ZNInbox::fetchInboxMessagesWithCompletion(a.booleanCompletion(0)); }),
+      operation("markInboxNotificationClickedWithCampaignID:", {P::text},
+                [](A a) { ZNInbox::markInboxNotificationClickedWithCampaignID(a.value(0)); }),
+      operation("processInboxNotificationWithCampaignID:", {P::text},
+                [](A a) { ZNInbox::processInboxNotificationWithCampaignID(a.value(0)); }),
+      operation("trackInboxNotificationClickWithCampaignID:", {P::text},
+                [](A a) { ZNInbox::trackInboxNotificationClickWithCampaignID(a.value(0)); }),
+      operation("removeInboxMessages", {}, [](A) { ZNInbox::removeInboxMessages(); }),
+      operation("removeMessageWithCampaignID:", {P::text},
+                [](A a) { ZNInbox::removeMessageWithCampaignID(a.value(0)); }),
+      operation("getAllNotificationCount", {}, [](A) { return ZNInbox::getAllNotificationCount(); }),
+      operation("getUnreadNotifictionCount", {}, [](A) { return ZNInbox::getUnreadNotifictionCount(); }),
+      operation("dateFormatterWithFormat:", {P::text},
+                [](A a) {
+                  const std::string format(a.value(0).string());
+                  const bool isMade = ZNInbox::dateFormatterWithFormat(format).pattern() == format;
+                  return isMade ? zn::Value("NSDateFormatter") : zn::nil;
+                }),
+      operation("defaultTextFont", {}, [](A) { return ZNInbox::defaultTextFont(); }),
+      operation("defaultUnreadTextFont", {}, [](A) { return ZNInbox::defaultUnreadTextFont(); }),
+  };
+}
 
 ZNInboxHandler& inbox() { return *ZNInboxHandler::sharedInstance(); }
 
@@ -81,14 +116,8 @@ std::vector<Operation> synchronisation() {
 
 }  // namespace
 
-const std::vector<Operation>& inboxHandlerOperations() {
-  static const zn::NeverDestroyed table([] {
-    auto all = questions();
-    for (auto& each : changes()) all.push_back(std::move(each));
-    for (auto& each : synchronisation()) all.push_back(std::move(each));
-    return all;
-  }());
-  return *table;
+std::vector<OperationTable> inboxOperations() {
+  return {{"ZNInbox", publicCalls()}, {"ZNInboxHandler", joined({questions(), changes(), synchronisation()})}};
 }
 
 }  // namespace zinsim

@@ -6,10 +6,9 @@
 #include <optional>
 
 #include "Apps/zinsim/Commands.h"
-#include "Apps/zinsim/InboxCellDelegate.h"
+#include "Apps/zinsim/Delegates.h"
 #include "ZNDevices/Simulator/InboxScreen.h"
 #include "ZNPlatform/Foundation/Format.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
@@ -17,17 +16,14 @@ using zn::Value;
 
 namespace {
 
-constexpr Need required = Need::required;
-constexpr Need optional = Need::optional;
-
-[[noreturn]] void refuse(const std::string& name, const char* expected, const Value& value) {
-  throw UsageError("property \"" + name + "\" of the inbox screen must be " + expected + ", not " + shown(value));
+[[noreturn]] void refuseProperty(const std::string& name, const char* expected, const Value& value) {
+  refuse("property \"" + name + "\" of the inbox screen", expected, value);
 }
 
 std::optional<UIColor> color(const std::string& name, const Value& value) {
   if (value.isNull()) return std::nullopt;
   const auto made = UIColor::colorWithHexText(value.string());
-  if (!made) refuse(name, "a colour \"#RRGGBB\" or null", value);
+  if (!made) refuseProperty(name, "a colour \"#RRGGBB\" or null", value);
   return made;
 }
 
@@ -39,7 +35,7 @@ std::optional<UIFont> font(const std::string& name, const Value& value) {
   const std::string_view number = text.substr(std::min(blank + 1, text.size()));
   const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), size);
   if (blank == 0 || error != std::errc() || end != number.data() + number.size()) {
-    refuse(name, "a font \"Name size\" or null", value);
+    refuseProperty(name, "a font \"Name size\" or null", value);
   }
   return UIFont::fontWithName(std::string(text.substr(0, blank)), size);
 }
@@ -70,11 +66,11 @@ Change changeFor(const std::string& name, const Value& value) {
     if (name == known) return [set = setter, made = font(name, value)](Inbox& inbox) { (inbox.*set)(made); };
   }
   if (name == "inboxTitle") {
-    if (!shape::textOrNull.fits(value)) refuse(name, shape::textOrNull.expected, value);
+    if (!shape::textOrNull.fits(value)) refuseProperty(name, shape::textOrNull.expected, value);
     return [value](Inbox& inbox) { inbox.setInboxTitle(value.isNull() ? zn::nil : value); };
   }
   if (name == "shouldProcessNotificationActions") {
-    if (!value.isBoolean()) refuse(name, shape::boolean.expected, value);
+    if (!value.isBoolean()) refuseProperty(name, shape::boolean.expected, value);
     return [value](Inbox& inbox) { inbox.setShouldProcessNotificationActions(value.boolean()); };
   }
   throw UsageError("the inbox screen has no property \"" + name + "\" that can be set");
@@ -85,7 +81,7 @@ void openInbox(const Fields& fields, Session& session) {
   for (const auto& entry : fields["properties"].entries()) {
     changes.push_back(changeFor(std::string(entry.name()), entry.value));
   }
-  const auto delegate = std::make_shared<InboxCellDelegate>(session, fields.texts("delegate"));
+  const auto delegate = inboxCellDelegate(session, fields.texts("delegate"));
   session.inboxScreen = zn::InboxScreen::open();
   if (!session.inboxScreen) return;
   for (const Change& change : changes) change(*session.inboxScreen->inbox());
@@ -105,8 +101,8 @@ void showInbox(const Fields&, Session& session) { session.print("screen", openSc
 
 }  // namespace
 
-const std::vector<Command>& inboxScreenCommands() {
-  static const zn::NeverDestroyed table(std::vector<Command>{
+std::vector<Command> inboxScreenCommands() {
+  return {
       {"openInbox",
        {{"properties", optional, shape::dictionary}, {"delegate", optional, shape::texts}},
        "Puts the inbox screen on a new view controller of the host, sets these properties (colours as\n"
@@ -119,8 +115,7 @@ const std::vector<Command>& inboxScreenCommands() {
        "The user swipes that row of the open inbox screen away.",
        deleteRow},
       {"showInbox", {}, "Asks the open inbox screen for its cells and prints what it shows.", showInbox},
-  });
-  return *table;
+  };
 }
 
 }  // namespace zinsim

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "Apps/zinsim/Fields.h"
+#include "Apps/CommandLine.h"
 
 namespace zinsim {
 
@@ -55,15 +55,15 @@ void waitForInput(int descriptor) {
 
 }  // namespace
 
-LineReader::LineReader(const std::string& path) : name_(path.empty() ? "standard input" : path) {
+LineReader::LineReader(const std::string& path) : name_(path == "-" ? "standard input" : path) {
   struct stat status = {};
-  if (!path.empty()) {
+  if (path != "-") {
     descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor_ < 0) throw UsageError(name_ + ": " + std::strerror(errno));
+    if (descriptor_ < 0) throw apps::UsageError(name_ + ": " + std::strerror(errno));
   }
   if (fstat(descriptor_, &status) == 0 && S_ISDIR(status.st_mode)) {
     if (descriptor_ > 0) ::close(descriptor_);
-    throw UsageError(name_ + ": " + std::strerror(EISDIR));
+    throw apps::UsageError(name_ + ": " + std::strerror(EISDIR));
   }
   noteEndingSignals();
 }
@@ -85,7 +85,7 @@ bool LineReader::readMore() {
       return true;
     }
     if (count == 0) break;
-    if (errno != EINTR) throw UsageError(name_ + ": " + std::strerror(errno));
+    if (errno != EINTR) throw apps::UsageError(name_ + ": " + std::strerror(errno));
   }
   return false;
 }

@@ -9,7 +9,7 @@ namespace zinsim {
 /// ends the input instead, so that everything is put away first; the second one ends the process as usual.
 class LineReader {
  public:
-  /// "" is standard input. Throws UsageError when the file cannot be opened.
+  /// "-" is standard input. Throws UsageError when the file cannot be opened.
   explicit LineReader(const std::string& path);
   ~LineReader();
   LineReader(const LineReader&) = delete;

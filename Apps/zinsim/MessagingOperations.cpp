@@ -3,12 +3,11 @@
 #include "Apps/zinsim/Operations.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNMessaging.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Runtime/DelegateCall_p.h"
 
 namespace zinsim {
 
-using P = Parameter;
+namespace P = shape;
 using A = const Arguments&;
 
 namespace {
@@ -21,10 +20,8 @@ void send(const char* selector, const T&... arguments) {
   zn::callDelegate(ZNMessaging::sharedInstance(), zn::Selector(selector), arguments...);
 }
 
-}  // namespace
-
-const std::vector<Operation>& messagingOperations() {
-  static const zn::NeverDestroyed table(std::vector<Operation>{
+std::vector<Operation> facadeOperations() {
+  return {
       operation("sharedInstance", {}, [](A) { return className(ZNMessaging::sharedInstance(), "ZNMessaging"); }),
       operation("initializeMessagingWithLaunchOptions:", {P::dictionary},
                 [](A a) { facade().initializeMessagingWithLaunchOptions(a.value(0)); }),
@@ -68,18 +65,22 @@ const std::vector<Operation>& messagingOperations() {
       operation("setDisableBadgeReset:", {P::boolean}, [](A a) { facade().setDisableBadgeReset(a.boolean(0)); }),
       operation("messagingDelegate", {}, [](A) { return className(facade().messagingDelegate(), "HostDelegate"); }),
       operation("setMessagingDelegate:", {P::nothing}, [](A) { facade().setMessagingDelegate(nullptr); }),
-  });
-  return *table;
+  };
 }
 
-const std::vector<Operation>& messagingUtilsOperations() {
-  static const zn::NeverDestroyed table(std::vector<Operation>{
+std::vector<Operation> utilsOperations() {
+  return {
       operation("statsEventAttributesFromPayload:", {P::dictionary},
                 [](A a) { return ZNMessagingUtils::statsEventAttributesFromPayload(a.value(0)); }),
       operation("isAppDelegateProxyConfigured", {}, [](A) { return ZNMessagingUtils::isAppDelegateProxyConfigured(); }),
       operation("appDelegateProxyConfigured", {}, [](A) { ZNMessagingUtils::appDelegateProxyConfigured(); }),
-  });
-  return *table;
+  };
+}
+
+}  // namespace
+
+std::vector<OperationTable> messagingOperations() {
+  return {{"ZNMessaging", facadeOperations()}, {"ZNMessagingUtils", utilsOperations()}};
 }
 
 }  // namespace zinsim

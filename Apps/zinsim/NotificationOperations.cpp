@@ -1,14 +1,13 @@
 // Operations of the notification handler.
 
-#include "Apps/zinsim/Fields.h"
 #include "Apps/zinsim/Operations.h"
+#include "Apps/zinsim/Shapes.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
-using P = Parameter;
+namespace P = shape;
 using A = const Arguments&;
 
 namespace {
@@ -99,14 +98,8 @@ std::vector<Operation> buttonsAndPermission() {
 
 }  // namespace
 
-const std::vector<Operation>& notificationHandlerOperations() {
-  static const zn::NeverDestroyed table([] {
-    auto all = routing();
-    for (auto& each : clickActions()) all.push_back(std::move(each));
-    for (auto& each : buttonsAndPermission()) all.push_back(std::move(each));
-    return all;
-  }());
-  return *table;
+std::vector<OperationTable> notificationOperations() {
+  return {{"ZNNotificationHandler", joined({routing(), clickActions(), buttonsAndPermission()})}};
 }
 
 }  // namespace zinsim

@@ -1,21 +1,18 @@
 #pragma once
 
+#include <optional>
 #include <set>
 #include <string>
-#include <vector>
 
 namespace zinsim {
 
 struct Options {
-  bool help = false;
   std::string home;            ///< "": a temporary one
   std::set<std::string> only;  ///< empty: every kind
-  std::string file;            ///< "": standard input
+  std::string file = "-";      ///< "-": standard input
 };
 
-/// Throws UsageError for options that cannot be used.
-Options parsedOptions(const std::vector<std::string>& arguments);
-
-std::string helpText();
+/// Nothing where the program shall go on, otherwise its exit status.
+std::optional<int> readOptions(int count, char** arguments, Options& options);
 
 }  // namespace zinsim

@@ -1,14 +1,13 @@
 // Operations of the delegate proxy. Selectors and classes are given by name; implementations cannot be written.
 
-#include "Apps/zinsim/Fields.h"
 #include "Apps/zinsim/Operations.h"
+#include "Apps/zinsim/Shapes.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Runtime/Runtime.h"
 
 namespace zinsim {
 
-using P = Parameter;
+namespace P = shape;
 using A = const Arguments&;
 
 namespace {
@@ -104,14 +103,8 @@ std::vector<Operation> replacing() {
 
 }  // namespace
 
-const std::vector<Operation>& proxyOperations() {
-  static const zn::NeverDestroyed table([] {
-    auto all = setUp();
-    for (auto& each : callbacks()) all.push_back(std::move(each));
-    for (auto& each : replacing()) all.push_back(std::move(each));
-    return all;
-  }());
-  return *table;
+std::vector<OperationTable> proxyOperations() {
+  return {{"ZNAppDelegateMessagingProxy", joined({setUp(), callbacks(), replacing()})}};
 }
 
 }  // namespace zinsim

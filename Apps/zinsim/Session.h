@@ -45,6 +45,11 @@ class Session {
   const Show show_;
 };
 
+/// Runs one line of a scenario to its end: the command, then everything that is due afterwards. Blank lines and lines
+/// that start with '#' do nothing. Throws UsageError, before anything is done, for a line that cannot be used; what it
+/// ignores goes to `warn`.
+void runLine(std::string_view line, Session& session, const std::function<void(const std::string&)>& warn);
+
 /// null for nil.
 inline zn::Value orNull(const zn::Value& value) { return value.isNil() ? zn::Value::null() : value; }
 

@@ -4,11 +4,10 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
 
-using P = Parameter;
+namespace P = shape;
 using A = const Arguments&;
 
 namespace {
@@ -69,7 +68,7 @@ std::vector<Operation> posting() {
                 }),
       operation("processDeviceTriggerWithInfo:", {P::postInfo},
                 [](A a) { engine().processDeviceTriggerWithInfo(a.postInfo(0)); }),
-      operation("getRequestForPayload:withAttachments:andTimeTrigger:", {P::triggerPayload, P::texts, P::number},
+      operation("getRequestForPayload:withAttachments:andTimeTrigger:", {P::dictionary, P::texts, P::number},
                 [](A a) {
                   engine().getRequestForPayload(*a.triggerPayload(0), a.texts(1), a.trigger(2));
                   return zn::Value("UNNotificationRequest");
@@ -79,21 +78,8 @@ std::vector<Operation> posting() {
   };
 }
 
-std::vector<Operation> joined(std::initializer_list<std::vector<Operation>> groups) {
-  std::vector<Operation> all;
-  for (const auto& group : groups) all.insert(all.end(), group.begin(), group.end());
-  return all;
-}
-
-}  // namespace
-
-const std::vector<Operation>& deviceTriggersHandlerOperations() {
-  static const zn::NeverDestroyed table(joined({synchronisation(), evaluation(), posting()}));
-  return *table;
-}
-
-const std::vector<Operation>& deviceTriggersDataManagerOperations() {
-  static const zn::NeverDestroyed table(std::vector<Operation>{
+std::vector<Operation> storing() {
+  return {
       operation(
           "sharedInstance", {},
           [](A) { return className(ZNDeviceTriggersDataManager::sharedInstance(), "ZNDeviceTriggersDataManager"); }),
@@ -122,23 +108,18 @@ const std::vector<Operation>& deviceTriggersDataManagerOperations() {
                 [](A) { return className(store().activeDeviceTriggers(), "ZNDeviceTriggers"); }),
       operation("setActiveDeviceTriggers:", {P::container},
                 [](A a) { store().setActiveDeviceTriggers(a.container(0)); }),
-  });
-  return *table;
+  };
 }
-
-namespace {
 
 using Track = void (*)(const ZNDeviceTriggerCampaign&, const ZNDeviceTriggerPayload&);
 
 Operation tracking(const char* selector, Track track) {
-  return operation(selector, {P::campaign, P::triggerPayload},
+  return operation(selector, {P::campaign, P::dictionary},
                    [track](A a) { track(*a.campaign(0), *a.triggerPayload(1)); });
 }
 
-}  // namespace
-
-const std::vector<Operation>& deviceTriggerUtilsOperations() {
-  static const zn::NeverDestroyed table(std::vector<Operation>{
+std::vector<Operation> utilities() {
+  return {
       operation("DNDTimeStringFromNumber:", {P::number},
                 [](A a) { return ZNDeviceTriggerUtils::DNDTimeStringFromNumber(a.value(0)); }),
       operation("hourFromDNDString:", {P::text},
@@ -155,14 +136,21 @@ const std::vector<Operation>& deviceTriggerUtilsOperations() {
                &ZNDeviceTriggerUtils::trackNotificationReceivedForCampaign),
       tracking("trackNotificationShownForCampaign:withPayload:",
                &ZNDeviceTriggerUtils::trackNotificationShownForCampaign),
-      operation("getPropertiesForTrackingEventsForCampaign:withPayload:", {P::campaign, P::triggerPayload},
+      operation("getPropertiesForTrackingEventsForCampaign:withPayload:", {P::campaign, P::dictionary},
                 [](A a) {
                   return className(ZNDeviceTriggerUtils::getPropertiesForTrackingEventsForCampaign(
                                        *a.campaign(0), *a.triggerPayload(1)),
                                    "ZNProperties");
                 }),
-  });
-  return *table;
+  };
+}
+
+}  // namespace
+
+std::vector<OperationTable> triggerOperations() {
+  return {{"ZNDeviceTriggersHandler", joined({synchronisation(), evaluation(), posting()})},
+          {"ZNDeviceTriggersDataManager", storing()},
+          {"ZNDeviceTriggerUtils", utilities()}};
 }
 
 }  // namespace zinsim

@@ -3,22 +3,18 @@
 #include <signal.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <string>
-#include <vector>
 
-#include "Apps/zinsim/Fields.h"
+#include "Apps/CommandLine.h"
 #include "Apps/zinsim/LineReader.h"
 #include "Apps/zinsim/Options.h"
-#include "Apps/zinsim/Scenario.h"
+#include "Apps/zinsim/Session.h"
 #include "ZNPlatform/Foundation/Exception.h"
+#include "ZintarCore/ZNLogger.h"
 
 namespace {
-
-constexpr int kOutputFailed = 1;
-constexpr int kUnusable = 2;
 
 /// Whether somebody may be waiting for the answer to each command.
 bool isInteractive(std::FILE* output) {
@@ -26,32 +22,21 @@ bool isInteractive(std::FILE* output) {
   return fstat(fileno(output), &status) != 0 || !S_ISREG(status.st_mode);
 }
 
-int complain(const std::string& text) {
-  std::fflush(stdout);
-  std::fputs(("zinsim: " + text + "\n").c_str(), stderr);
-  return kUnusable;
-}
-
-int finishOutput() {
-  if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return 0;
-  std::fprintf(stderr, "zinsim: standard output: %s\n", std::strerror(errno));
-  return kOutputFailed;
-}
-
 int runScenario(zinsim::LineReader& input, const std::string& name, zinsim::Session& session) {
   const bool flushes = isInteractive(stdout);
+  const std::string file = name == "-" ? "" : name + ": ";
   long number = 0;
   while (const auto line = input.next()) {
     ++number;
-    const std::string place = (name.empty() ? "" : name + ": ") + "line " + std::to_string(number) + ": ";
+    const std::string place = file + "line " + std::to_string(number) + ": ";
     try {
-      zinsim::runLine(*line, session, [&](const std::string& warning) { complain(place + warning); });
-    } catch (const zinsim::UsageError& problem) {
-      return complain(place + problem.what());
+      zinsim::runLine(*line, session, [&](const std::string& warning) { apps::complain(place + warning, 0); });
+    } catch (const apps::UsageError& problem) {
+      return apps::complain(place + problem.what(), apps::kUnusable);
     }
     if ((flushes && std::fflush(stdout) != 0) || std::ferror(stdout)) break;
   }
-  return finishOutput();
+  return apps::finishOutput();
 }
 
 int run(const zinsim::Options& options) {
@@ -62,6 +47,8 @@ int run(const zinsim::Options& options) {
     std::fwrite(line.data(), 1, line.size(), stdout);
   };
   const auto device = zn::Simulator::install({options.home});
+  // As in a host, where nobody reads the log: the module must do the same without it.
+  if (std::getenv("ZINSIM_WITHOUT_LOG")) ZNLogger::sharedInstance()->setObserver(nullptr);
   int status;
   {
     zinsim::Session session(device, show);
@@ -79,20 +66,12 @@ int run(const zinsim::Options& options) {
 int main(int count, char** arguments) {
   signal(SIGPIPE, SIG_IGN);  // a reader that goes away is a failed write, and everything is put away
   zinsim::Options options;
-  try {
-    options = zinsim::parsedOptions(std::vector<std::string>(arguments + 1, arguments + count));
-  } catch (const zinsim::UsageError& problem) {
-    return complain(std::string(problem.what()) + "\nTry 'zinsim --help' for more information.");
-  }
-  if (options.help) {
-    std::fputs(zinsim::helpText().c_str(), stdout);
-    return finishOutput();
-  }
+  if (const auto status = zinsim::readOptions(count, arguments, options)) return *status;
   try {
     return run(options);
-  } catch (const zinsim::UsageError& problem) {
-    return complain(problem.what());
+  } catch (const apps::UsageError& problem) {
+    return apps::complain(problem.what(), apps::kUnusable);
   } catch (const zn::Exception& problem) {
-    return complain(problem.reason());
+    return apps::complain(problem.reason(), apps::kUnusable);
   }
 }

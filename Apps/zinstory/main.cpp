@@ -2,15 +2,16 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "Apps/CommandLine.h"
 #include "Apps/zinstory/Shop.h"
 #include "Apps/zinstory/Starts.h"
 #include "Apps/zinstory/Story.h"
@@ -20,63 +21,38 @@
 
 namespace {
 
-constexpr int kFailed = 1;
-constexpr int kWrongUsage = 2;
+using apps::complain;
+using apps::kFailed;
+
 constexpr int kSignalled = 128;  // added to the signal's number, as shells do
 
-constexpr const char* kHelp =
-    R"(Usage: zinstory (--payload FILE | --payloads DIR)... [--campaigns DIR]
+constexpr const char* kAbout =
+    R"(zinstory: what becomes of push notifications, told on the simulated device
 
-Tells, on the simulated device, what becomes of push notifications: received, clicked, dismissed, kept in the inbox,
-and still there after the application was started again. Nothing leaves this machine; all files are temporary.
-
-  --payload FILE   a push payload, as a JSON object
-  --payloads DIR   all *.json files in that folder, by name
-  --campaigns DIR  also tell what an inbox takes in and what becomes of events, with zinserver and zinextension (beside
-                   this program) and the campaigns there
-  --help           this text
+  They are received, clicked, dismissed, kept in the inbox, and still there after the application
+  was started again. Nothing leaves this machine; all files are temporary.
 )";
 
 struct Options {
-  bool help = false;
   std::vector<std::string> files;
   std::string campaigns;
 };
 
-int complain(const std::string& text, int status) {
-  std::fprintf(stderr, "zinstory: %s\n", text.c_str());
-  return status;
-}
-
-class UsageError : public zn::Exception {
- public:
-  using zn::Exception::Exception;
-};
-
-Options parsedOptions(const std::vector<std::string>& arguments) {
-  Options options;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const std::string& argument = arguments[i];
-    const std::string name = argument.substr(0, argument.find('='));
-    if (argument == "--help" || argument == "-h") {
-      options.help = true;
-    } else if (name == "--payload" || name == "--payloads" || name == "--campaigns") {
-      std::string value = argument.size() > name.size() ? argument.substr(name.size() + 1) : "";
-      if (argument == name && i + 1 < arguments.size()) value = arguments[++i];
-      if (value.empty()) throw UsageError("option " + name + " needs a value");
-      if (name == "--payload") {
-        options.files.push_back(value);
-      } else if (name == "--campaigns") {
-        options.campaigns = value;
-      } else {
-        for (const std::string& file : zinstory::payloadFilesIn(value)) options.files.push_back(file);
-      }
-    } else {
-      throw UsageError("unknown option " + argument);
-    }
-  }
-  if (!options.help && options.files.empty()) throw UsageError("no payload is named");
-  return options;
+std::optional<int> readOptions(int count, char** arguments, Options& options) {
+  apps::CommandLine line(kAbout, [] { return ""; });
+  line.each("--payload FILE", "A push payload, as a JSON object; may be given several times.",
+            [&](const std::string& file) { options.files.push_back(file); });
+  line.each("--payloads DIR", "All *.json files in that folder, by name.", [&](const std::string& folder) {
+    for (const std::string& file : zinstory::payloadFilesIn(folder)) options.files.push_back(file);
+  });
+  line.text("--campaigns DIR",
+            "Also tell what an inbox takes in and what becomes of events, with zinserver and\n"
+            "zinextension (beside this program) and the campaigns there.",
+            options.campaigns);
+  line.check([&] {
+    if (options.files.empty()) throw apps::UsageError("no payload is named: --payload or --payloads");
+  });
+  return line.read(count, arguments);
 }
 
 int run(const std::function<void()>& body) {
@@ -87,8 +63,7 @@ int run(const std::function<void()>& body) {
   } catch (const std::exception& problem) {
     return complain(problem.what(), kFailed);
   }
-  if (std::fflush(stdout) != 0) return complain(std::string("standard output: ") + std::strerror(errno), kFailed);
-  return 0;
+  return apps::finishOutput();
 }
 
 /// One start of the application; returns its exit status.
@@ -121,11 +96,9 @@ int tell(const Options& options) {
 
 int main(int count, char** arguments) {
   try {
-    const Options options = parsedOptions(std::vector<std::string>(arguments + 1, arguments + count));
-    if (!options.help) return tell(options);
-    return run([] { std::fputs(kHelp, stdout); });
-  } catch (const UsageError& problem) {
-    return complain(problem.reason() + "\nTry 'zinstory --help'.", kWrongUsage);
+    Options options;
+    if (const auto status = readOptions(count, arguments, options)) return *status;
+    return tell(options);
   } catch (const zn::Exception& problem) {
     return complain(problem.reason(), kFailed);
   } catch (const std::exception& problem) {

@@ -2,6 +2,7 @@
 // views say; here as text, elsewhere with the toolkit at hand.
 #include "Demo.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 
 namespace {
 

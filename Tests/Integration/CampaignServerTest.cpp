@@ -227,26 +227,4 @@ TEST_F(CampaignServerTest, WebPagesAreRefusedAndHalfARequestHoldsUpNobody) {
   EXPECT_EQ(process_->end(SIGTERM), 0);
 }
 
-TEST(CampaignServerOptions, ThatCannotBeUsedAreRefused) {
-  const auto run = [](std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), ZN_ZINSERVER);
-    Process process(std::move(arguments));
-    const std::string first = process.line();
-    while (!process.line().empty()) {
-    }
-    return std::make_pair(process.end(0), first);
-  };
-  EXPECT_EQ(run({"--help"}).first, 0);
-  EXPECT_NE(run({"--help"}).second, "");
-  const std::string examples = ZN_EXAMPLES "/campaigns";
-  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-           {}, {"--folder"}, {"--folder", "/nowhere"}, {"--folder", examples, "--port", "65536"}, {"--speed"}}) {
-    EXPECT_EQ(run(arguments), std::make_pair(2, std::string()));
-  }
-  Process first({ZN_ZINSERVER, "--folder", examples, "--port", "0"});
-  const std::string greeting = first.line();
-  const std::string port = greeting.substr(greeting.rfind(':') + 1);
-  EXPECT_EQ(run({"--folder", examples, "--port", port}).first, 2) << "the port is taken";
-}
-
 }  // namespace

@@ -85,16 +85,6 @@ TEST_F(HttpTransportTest, PostsTheBodyWithItsPathParametersAndHeaders) {
   EXPECT_FALSE(has("Accept:") || has("Expect")) << text;
 }
 
-TEST_F(HttpTransportTest, RequestsUseItUnlessATransportIsInstalled) {
-  RawServer server(answering(R"({"a": 1})"));
-  configure(server.port());
-  std::promise<std::pair<bool, Value>> answer;
-  request()->executeRequestWithCompletionBlock([&](bool success, const Value& response) {
-    answer.set_value({success, response});
-  });
-  EXPECT_EQ(answer.get_future().get(), std::make_pair(true, Value::dictionary({{"a", 1}})));
-}
-
 /// An object with a list that repeats the text up to that size.
 std::string manyTimes(const std::string& element, std::size_t size) {
   std::string body = R"({"list": [)" + element;
@@ -242,20 +232,6 @@ TEST_F(HttpTransportTest, AnAnswerOfExactlyTheLimitIsRead) {
   EXPECT_NE(lastFailure().find("longer than " + std::to_string(kWhole - 1)), std::string::npos) << lastFailure();
 }
 
-TEST_F(HttpTransportTest, LargeAnswersFullOfMessagesAreReadAtOnce) {
-  const Value message = zn::test::realisticPayload("campaign-1");
-  RawServer server(answering(manyTimes(zn::jsonText(message), 7 * kMebibyte)));
-  configure(server.port());
-  HttpTransport transport({.timeout = kPatience});
-  std::vector<Outcome*> outcomes;
-  for (int count = 0; count < 2; ++count) outcomes.push_back(&start(transport));
-  for (Outcome* each : outcomes) {
-    const Value list = each->response()["list"];
-    ASSERT_GT(list.size(), 7'000u);
-    EXPECT_EQ(list.elements().back(), message);
-  }
-}
-
 TEST_F(HttpTransportTest, RedirectsAreNotFollowed) {
   std::atomic<int> requests{0};
   RawServer server([&](RawConnection& connection) {
@@ -269,23 +245,6 @@ TEST_F(HttpTransportTest, RedirectsAreNotFollowed) {
   EXPECT_EQ(start(transport).response(), zn::nil);
   EXPECT_EQ(requests, 1);
   EXPECT_NE(lastFailure().find("status 307"), std::string::npos) << lastFailure();
-}
-
-TEST_F(HttpTransportTest, AConnectionIsUsedAgainAndReplacedWhenTheServerDroppedIt) {
-  std::promise<void> dropped;
-  RawServer server([&, connection_ = std::make_shared<std::atomic<int>>(0)](RawConnection& connection) {
-    const bool isFirst = ++*connection_ == 1;
-    for (int count = 0; (!isFirst || count < 3) && !connection.request().empty(); ++count) connection.answer("{}");
-    if (isFirst) connection.end();
-    if (isFirst) dropped.set_value();
-  });
-  configure(server.port());
-  HttpTransport transport({.timeout = kPatience});
-  for (int count = 0; count < 3; ++count) EXPECT_EQ(start(transport).response(), Value::dictionary());
-  EXPECT_EQ(server.connections(), 1u);
-  dropped.get_future().wait();
-  for (int count = 0; count < 3; ++count) EXPECT_EQ(start(transport).response(), Value::dictionary());
-  EXPECT_EQ(server.connections(), 2u);
 }
 
 TEST_F(HttpTransportTest, ARequestThatTheServerTookIsNotSentAgain) {

@@ -101,18 +101,6 @@ TEST_F(DelegateProxy, WhoIsToldOfTheFacadesStartMayUseItAndOtherThreadsWait) {
   curious->other.wait();
 }
 
-TEST_F(DelegateProxy, NamedPropertiesAreFoundOnObjectsAndClasses) {
-  zn::Class* const centerClass = zn::Class::named("UNUserNotificationCenter");
-  ASSERT_TRUE(centerClass);
-  EXPECT_EQ(getNamedPropertyFromObject(*centerClass, "currentNotificationCenter", centerClass), center_);
-  const auto a = std::make_shared<Host<'A'>>();
-  center_->setDelegate(a);
-  EXPECT_EQ(getNamedPropertyFromObject(*center_, "delegate", nullptr), a);
-  EXPECT_EQ(getNamedPropertyFromObject(*center_, "delegate", centerClass), nullptr) << "not of that class";
-  EXPECT_EQ(getNamedPropertyFromObject(*a, "delegate", nullptr), nullptr) << "no such operation";
-  EXPECT_EQ(getNamedPropertyFromObject(*a, kSelectorDidReceiveNotificationResponse, nullptr), nullptr);
-}
-
 TEST_F(DelegateProxy, AMethodIsAddedWithTheProtocolsSignatureOrLogged) {
   zn::Class& silent = *zn::Class::define("Silent");
   const auto* protocol = zn::Protocol::named(kProtocolUserNotificationCenterDelegate);

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Tests/Support/TestDevice.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNMessaging/ZNInbox/ZNInboxStorage/InboxList.h"
 
 namespace {
 

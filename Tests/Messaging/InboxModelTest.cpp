@@ -65,14 +65,6 @@ TEST(InboxModel, ExpiryFollowsTheConfiguredPeriodAndIsCutToWholeSeconds) {
   EXPECT_TRUE(entryFor(R"({"zintar": {"cid": "a", "received_epoch_val": -60.5}})")->inboxExpiryDate().isNil());
 }
 
-TEST(InboxModel, WithoutApsNothingOfTheContentIsSet) {
-  TestDevice device;
-  const auto entry = entryFor(R"({"zintar": {"cid": "c", "media-attachment": "https://m"}})");
-  EXPECT_TRUE(entry->notificationMediaURL().isNil());
-  EXPECT_EQ(entryFor(R"({"aps": {}, "zintar": {"media-attachment": "https://m"}})")->notificationMediaURL(),
-            "https://m");
-}
-
 TEST(InboxModel, NothingAndNonsense) {
   TestDevice device;
   EXPECT_TRUE(ZNInboxModel::initWithNotificationPayload(zn::nil)->receivedDate().isNil());
@@ -106,21 +98,6 @@ TEST(InboxModel, LegacyEntriesBringTheirReceiptAndReadState) {
   EXPECT_TRUE(empty->notificationPayloadDict().isNil());
   EXPECT_TRUE(empty->receivedDate().isNil());
   EXPECT_FALSE(empty->isRead());
-}
-
-TEST(InboxModel, ConvertsToALegacyEntryAndBack) {
-  TestDevice device;
-  const auto entry = entryFor(R"({"zintar": {"cid": "c", "received_epoch_val": 1600000000.123457}})");
-  const Value legacy = entry->getLegacyInboxPayload();
-  EXPECT_EQ(legacy["c_cr_t"], "1600000000.123457");
-  EXPECT_EQ(legacy["isGiven"], true);
-  EXPECT_EQ(legacy["isRead"], false);
-  entry->updateClickedDate();
-  const auto back = ZNInboxModel::initWithNotificationPayload(entry->getLegacyInboxPayload());
-  EXPECT_EQ(back->campaignID(), "c");
-  EXPECT_EQ(back->receivedDate(), entry->receivedDate());
-  EXPECT_TRUE(back->isRead());
-  EXPECT_EQ(back->clickedDate(), Date{1700000000});
 }
 
 TEST(InboxModel, AClickIsSeenInTheStoredPayloadAndSharesItsDictionary) {

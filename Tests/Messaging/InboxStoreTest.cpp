@@ -52,12 +52,6 @@ class StorageRecorder : public zn::StorageObserver {
   std::vector<std::size_t> counts;
 };
 
-TEST(InboxStore, StartsEmptyAndWritesNothingBeforeTheFirstChange) {
-  TestDevice device;
-  EXPECT_EQ(launched()->getAllNotificationCount(), 0u);
-  EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile()));
-}
-
 TEST(InboxStore, ARelaunchReadsEveryFieldOfAClickedPush) {
   TestDevice device;
   const auto before = launched();
@@ -136,47 +130,6 @@ root = add({"zin_inbox_messages": add({"NS.objects": [entry], "$class": array}),
 plistlib.dump({"$version": 100000, "$archiver": "NSKeyedArchiver", "$top": {"root": root}, "$objects": objects},
               open(sys.argv[1], "wb"), fmt=plistlib.FMT_BINARY)
 )";
-
-TEST(InboxStore, ReadsAnInboxThatAnotherSystemWrote) {
-  TestDevice device;
-  zn::createDirectoryAtPath(device.home() + "/Library/ZNInbox", true);
-  python(kForeignFile, device.inboxFile());
-  const auto store = launched();
-  const auto entry = store->fetchInboxEntryForCampaignID("café-🚀");
-  ASSERT_TRUE(entry);
-  EXPECT_EQ(entry->notificationTitle(), "Grüße");
-  EXPECT_EQ(entry->receivedDate(), Date{1600000000});
-  EXPECT_EQ(entry->zintarDict()["ratio"], 0.5);
-  EXPECT_TRUE(entry->notificationBody().isNil());
-  EXPECT_TRUE(entry->isRead());
-  EXPECT_EQ(store->inboxData()->lastUpdatedFromServerSync(), Date{978307200});
-  // Its payload was archived as an immutable dictionary: a click shows in the entry, but not in that payload.
-  entry->updateClickedDate();
-  EXPECT_EQ(entry->clickedDate(), Date{1700000000});
-  EXPECT_TRUE(entry->notificationPayloadDict().validObjectForKeyPath("zintar.clicked_epoch_val").isNil());
-  ASSERT_EQ(device.failures().size(), 1u);
-  EXPECT_EQ(device.failures()[0].text.find("exception while updating inbox data model with clicked info -- "), 0u);
-}
-
-TEST(InboxStore, AnUnreadableFileIsKeptAsideBeforeItIsReplaced) {
-  TestDevice device;
-  zn::createDirectoryAtPath(device.home() + "/Library/ZNInbox", true);
-  std::ofstream(device.inboxFile()) << "bplist00 but no archive";
-  const auto store = launched();
-  EXPECT_EQ(store->getAllNotificationCount(), 0u);
-  EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile() + ".unreadable"));
-  testing::internal::CaptureStderr();
-  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
-  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c2"));
-  const std::string said = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(said.find("zintar: cannot use " + device.inboxFile() + " ("), 0u) << said;
-  EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1);
-  const auto aside = zn::readFile(device.inboxFile() + ".unreadable");
-  ASSERT_TRUE(aside);
-  EXPECT_EQ(std::string(aside->begin(), aside->end()), "bplist00 but no archive");
-  EXPECT_EQ(launched()->getAllNotificationCount(), 2u);
-  EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile() + ".unreadable-2"));
-}
 
 TEST(InboxStore, AFileThatCannotBeReadNowStaysAndWhatComesMeanwhileIsMergedLater) {
   TestDevice device;
@@ -296,63 +249,6 @@ TEST(InboxStore, AFileThatCannotBeWrittenIsLoggedAndMemoryKeepsItsState) {
   EXPECT_TRUE(zn::Storage::problems().empty());
   device.device().runPending();
   EXPECT_EQ(observer->counts, (std::vector<std::size_t>{1, 0}));
-}
-
-TEST(InboxStore, ASecondClickKeepsTheFirstClicksDates) {
-  TestDevice device;
-  const auto store = launched();
-  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
-  device.clock().set(1700000100);
-  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
-  EXPECT_EQ(store->getAllNotificationCount(), 1u);
-  const auto entry = store->fetchInboxEntryForCampaignID("c1");
-  EXPECT_EQ(entry->clickedDate(), Date{1700000000});
-  EXPECT_EQ(entry->receivedDate(), Date{1700000000});
-  EXPECT_EQ(entry->zintarDict()["clicked_epoch_val"], 1700000100) << "only the properties are carried over";
-}
-
-TEST(InboxStore, TracksEveryInboxClickAndMarksTheFirst) {
-  TestDevice device;
-  const auto recorder = std::make_shared<EventRecorder>();
-  ZNAnalytics::sharedInstance()->setObserver(recorder);
-  const auto store = launched();
-  store->resetInboxDataWithLegacyPayloadArray(
-      Value::array({Value::dictionary({{"data", Value::dictionary({{"zintar", Value::dictionary({{"cid", "c1"}})}})}}),
-                    Value::dictionary({{"isRead", true}})}));
-  EXPECT_EQ(store->getAllNotificationCount(), 2u);
-  store->trackInboxNotificationClickForCampaignID("c1");
-  store->trackInboxNotificationClickForCampaignID("c1");
-  store->trackInboxNotificationClickForCampaignID(zn::nil);
-  store->trackInboxNotificationClickForCampaignID("unknown");
-  EXPECT_EQ(recorder->events, (std::vector<std::string>{
-                                  R"(NOTIFICATION_CLICKED_IOS_ZIN {"cid":"c1","isFirstClick":true,"source":"inbox"})",
-                                  R"(NOTIFICATION_CLICKED_IOS_ZIN {"cid":"c1","clicked_epoch_val":1700000000,)"
-                                  R"("isRead":true,"source":"inbox"})"}))
-      << "the payload carries the click, so later events do too";
-}
-
-TEST(InboxStore, MarksReadRemovesAndClears) {
-  TestDevice device;
-  const auto store = launched();
-  for (const char* campaign : {"a", "b", "a"}) {
-    auto list = std::make_shared<zn::InboxList>(*store->getAllNotificationModelObjs());
-    list->push_back(ZNInboxModel::initWithNotificationPayload(realisticPayload(campaign)));
-    store->inboxData()->setInboxMessages(list);
-  }
-  store->markInboxNotificationReadForCampaignID("b");
-  EXPECT_EQ(store->getUnreadNotifictionCount(), 2u);
-  EXPECT_EQ(store->getReadNotificationPayloads().size(), 1u);
-  constexpr auto kMark = std::filesystem::perms::owner_all;  // a new file would not have it
-  std::filesystem::permissions(device.inboxFile(), kMark);
-  store->markInboxNotificationReadForCampaignID("b");
-  EXPECT_EQ(std::filesystem::status(device.inboxFile()).permissions(), kMark) << "a read entry is not written again";
-  store->removeNotificationForCampaignID("a");
-  EXPECT_EQ(store->getAllNotificationCount(), 2u) << "only the first entry of a campaign goes";
-  store->removeNotificationForCampaignID("zzz");
-  EXPECT_EQ(device.log().back(), "Campaign(zzz) couldn't be deleted, Inbox Entry not found");
-  store->clearInboxData();
-  EXPECT_EQ(launched()->getAllNotificationCount(), 0u);
-  EXPECT_EQ(launched()->inboxData()->lastUpdatedFromServerSync(), Date{0});
 }
 
 TEST(InboxStore, TheTimeOfTheLastSynchronisationMovesInFromOlderVersionsOnce) {

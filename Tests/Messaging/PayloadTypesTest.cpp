@@ -120,10 +120,4 @@ TEST(PayloadTypes, StatsAttributesKeepAllButTheContents) {
   EXPECT_TRUE(none.isDictionary() && none.isEmpty());
 }
 
-TEST(PayloadTypes, TheVersionIsWhatToolsLookFor) {
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(ZNMessagingVersionString)),
-            "@(#)PROGRAM:ZNMessaging  PROJECT:Zintar-1\n");
-  EXPECT_EQ(ZNMessagingVersionNumber, 1.0);
-}
-
 }  // namespace

@@ -34,6 +34,10 @@ foreach(application zinsim zinserver zinextension zinstory)
 endforeach()
 
 build_against_package(${CMAKE_CURRENT_LIST_DIR}/AllHeaders all-headers)
+if(NOT flags MATCHES "sanitize")  # which exports names of its own
+  run_or_fail("the check of headers and names" log
+              ${CMAKE_CURRENT_LIST_DIR}/interface.sh ${source} ${work}/elsewhere ${compiler})
+endif()
 
 # A server of the developer's own may listen where the example's configuration says; nothing does at port 1.
 set(configuration ${work}/configuration.json)

@@ -86,13 +86,6 @@ TEST(DamagedArchive, AFieldOfAnotherTypeReadsAsNothing) {
   EXPECT_EQ(check("details", raw.arrayOf(elements))->details, Value::array({"12"}));
 }
 
-TEST(DamagedArchive, HalvesOfSurrogatePairsAreReplaced) {
-  Raw raw;
-  const int text = raw.place(raw.list.add(std::string("\x64\xD8\x00\x00\x41\xDC\x00\xD8\x01", 9)));
-  EXPECT_EQ(asNote(raw.read(raw.note({{raw.key("text"), text}})).root)->text, Value("\xEF\xBF\xBD"
-                                                                                    "A\xEF\xBF\xBD\xEF\xBF\xBD"));
-}
-
 TEST(DamagedArchive, OneLongTextThatManyObjectsMeanIsNoDamage) {
   Raw raw;
   const int bytes = raw.list.string(std::string(5000, 'x'));

@@ -198,28 +198,4 @@ TEST(File, FoldersAreMadeAndRemoved) {
   EXPECT_EQ(zn::stringByAppendingPathComponent("", "b"), "b");
 }
 
-TEST(File, LockExcludesOtherHoldersUntilItEnds) {
-  const TemporaryFolder folder;
-  const std::string path = folder / ".lock";
-  std::string error;
-  auto lock = zn::FileLock::tryNow(path, &error);
-  ASSERT_TRUE(lock) << error;
-  EXPECT_FALSE(zn::FileLock::tryNow(path, &error)) << "within the process";
-  EXPECT_EQ(error, "");
-  const pid_t other = fork();
-  if (other == 0) _exit(zn::FileLock::tryNow(path) ? 1 : 0);
-  int status = 0;
-  waitpid(other, &status, 0);
-  EXPECT_EQ(status, 0) << "another process got the lock, too";
-
-  zn::FileLock moved = std::move(*lock);
-  lock.reset();
-  EXPECT_FALSE(zn::FileLock::tryNow(path)) << "the lock went on";
-  { const zn::FileLock end = std::move(moved); }
-  EXPECT_TRUE(zn::FileLock::wait(path));
-
-  EXPECT_FALSE(zn::FileLock::tryNow(folder / "no/lock", &error));
-  EXPECT_EQ(error, "cannot lock " + (folder / "no/lock") + ": No such file or directory");
-}
-
 }  // namespace

@@ -43,20 +43,6 @@ TEST(NumberText, IsTheShortestThatReadsBackTheSame) {
   EXPECT_EQ(numberText(std::nan("")), "nan");
 }
 
-TEST(Description, PrintsEveryKindOfValue) {
-  EXPECT_EQ(description(nil), "(null)");
-  EXPECT_EQ(description(Value::null()), "null");
-  EXPECT_EQ(description(true), "1");
-  EXPECT_EQ(description(false), "0");
-  EXPECT_EQ(description(INT64_MIN), "-9223372036854775808");
-  EXPECT_EQ(description(2.50), "2.5");
-  EXPECT_EQ(description("say \"hi\""), "say \"hi\"");
-  EXPECT_EQ(description(Date{1700000000}), "1700000000");
-  EXPECT_EQ(description(Value::data({1, 0xFE})), "01fe");
-  EXPECT_EQ(description(Value::dictionary({{"b", true}, {"a", Value::array({"x", 1.0})}})),
-            R"({"a":["x",1],"b":true})");
-}
-
 TEST(Format, FillsPlaceholders) {
   EXPECT_EQ(zn::format("%@ has %d of %ld, %lld, %u, %lu"), "(null) has (null) of (null), (null), (null), (null)");
   EXPECT_EQ(

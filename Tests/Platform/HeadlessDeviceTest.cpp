@@ -124,39 +124,6 @@ TEST(HeadlessDevice, AHomeBelongsToOneProcess) {
   EXPECT_EQ(failureOf(optionsFor(file)), "cannot make folder " + file + ": Not a directory");
 }
 
-TEST(HeadlessDevice, AnyNumberOfThreadsQueuesAndEachKeepsItsOrder) {
-  constexpr int kThreads = 4;
-  constexpr int kEach = 500;
-  const zn::test::TemporaryFolder folder;
-  HeadlessDevice device(optionsFor(folder / "home"));
-  std::vector<int> seen[kThreads];  // used on the main queue only
-  std::promise<void> all;
-  std::atomic<int> left{kThreads * kEach * 2};
-  const auto countDown = [&] {
-    if (--left == 0) all.set_value();
-  };
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int i = 0; i < kEach; ++i) {
-        device.queues->async(Queue::main, [&, thread, i] {
-          seen[thread].push_back(i);
-          countDown();
-        });
-        device.queues->after(Queue::global, i % 3 * 0.001, countDown);
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  all.get_future().wait();
-  runOn(device, Queue::main, [&] {
-    for (const auto& numbers : seen) {
-      EXPECT_EQ(numbers.size(), static_cast<std::size_t>(kEach));
-      EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
-    }
-  });
-}
-
 TEST(HeadlessDevice, BackgroundTasksOverlapAndALongOneHoldsUpNoTimer) {
   const zn::test::TemporaryFolder folder;
   HeadlessDevice device(optionsFor(folder / "home"));

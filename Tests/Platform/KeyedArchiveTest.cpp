@@ -81,12 +81,6 @@ TEST(KeyedArchive, KeepsEveryKindOfValue) {
   EXPECT_FALSE(copy->partsAreNil);
 }
 
-TEST(KeyedArchive, ReplacesInvalidText) {
-  Note note;
-  note.text = "a\xFF\xC3";
-  EXPECT_EQ(reread(note)->text, Value("a\xEF\xBF\xBD\xEF\xBF\xBD"));
-}
-
 TEST(KeyedArchive, KeepsSharingAndDoesNotGrowWhenSavedAgain) {
   const Value shared = Value::dictionary({{"long", std::string(1000, 'x')}, {"list", Value::array({1, 2})}});
   Note note;
@@ -276,25 +270,6 @@ TEST(KeyedArchive, ReadsArchivesOfOtherSystems) {
   EXPECT_EQ(asNote(note->parts[0])->text, Value("inner note"));
   EXPECT_TRUE(asNote(note->parts[0])->flag);
   EXPECT_EQ(asNote(note->parts[0])->count, 7);
-}
-
-TEST(KeyedArchive, MissingFilesAreNoDamage) {
-  const auto& device = zn::test::PlainDevice::installed();
-  const std::string path = device.directories->library() + "/notes";
-  const auto missing = NSKeyedUnarchiver::unarchiveObjectWithFile(path, Note::classes());
-  EXPECT_FALSE(missing.root);
-  EXPECT_FALSE(missing.damaged);
-  EXPECT_TRUE(missing.error.empty());
-
-  Note note;
-  note.text = "kept";
-  ASSERT_TRUE(zn::replaceFile(path, NSKeyedArchiver::archivedDataWithRootObject(note)));
-  EXPECT_EQ(asNote(NSKeyedUnarchiver::unarchiveObjectWithFile(path, Note::classes()).root)->text, note.text);
-
-  const auto folder = NSKeyedUnarchiver::unarchiveObjectWithFile(device.directories->library(), Note::classes());
-  EXPECT_TRUE(folder.isUnread) << "and not damaged";
-  EXPECT_FALSE(folder.damaged);
-  EXPECT_FALSE(folder.error.empty());
 }
 
 }  // namespace

@@ -94,27 +94,4 @@ TEST_F(NotificationCenter, AnObserverThatThrowsIsReportedAndTheOthersAreCalled) 
   EXPECT_EQ(device.log().take(), Strings{"an observer of a raised an exception: no luck"});
 }
 
-TEST_F(NotificationCenter, ThreadsPostWhileOthersComeAndGo) {
-  std::atomic<int> count{0};
-  const auto always = newOwner();
-  center_.addObserver(always, "a", [&](const NSNotification&) { ++count; });
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 2; ++i) {
-    threads.emplace_back([&] {
-      for (int round = 0; round < 300; ++round) center_.postNotificationName("a");
-    });
-    threads.emplace_back([&] {
-      for (int round = 0; round < 300; ++round) {
-        const auto owner = newOwner();
-        center_.addObserver(owner, "a", [owner = std::weak_ptr<void>(owner)](const NSNotification&) {
-          EXPECT_FALSE(owner.expired()) << "an owner lives while its observer runs";
-        });
-        if (round % 2) center_.removeObserver(owner);
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(count, 600);
-}
-
 }  // namespace

@@ -159,25 +159,6 @@ TEST_F(UserDefaults, TransactionsOfTwoProcessesLoseNothing) {
   }
 }
 
-TEST_F(UserDefaults, ThreadsReadAndWriteAtOnce) {
-  const auto defaults = NSUserDefaults::initWithSuiteName("threads");
-  constexpr int kEach = 40;
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 3; ++thread) {
-    threads.emplace_back([thread] {
-      const auto mine = NSUserDefaults::initWithSuiteName("threads");
-      const std::string key = "own" + std::to_string(thread);
-      for (int i = 0; i < kEach; ++i) {
-        mine->setObject(i, key);
-        EXPECT_EQ(mine->objectForKey(key), Value(i)) << "a thread reads what it wrote";
-        mine->transaction([](Value& all) { all.setObjectNilHandled(all["sum"].integer() + 1, "sum"); });
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(onDisk("threads")["sum"], Value(3 * kEach));
-}
-
 TEST_F(UserDefaults, AnUnreadableStoreCountsAsEmptyAndIsKeptAside) {
   const auto defaults = NSUserDefaults::initWithSuiteName("broken");
   const std::string path = pathOf("broken");
@@ -228,17 +209,6 @@ TEST_F(UserDefaults, WhatCannotBeWrittenStaysVisibleAndIsWrittenLater) {
   }
   defaults->setObject(3, "old");
   EXPECT_EQ(onDisk("full"), Value::dictionary({{"old", 3}, {"new", "y"}, {"theirs", true}}));
-}
-
-TEST_F(UserDefaults, AStoreThatCannotEvenBeLookedAtIsNeverReplaced) {
-  const auto defaults = NSUserDefaults::initWithSuiteName("folder");
-  std::filesystem::create_directory(pathOf("folder"));
-  defaults->setObject(1, "key");
-  EXPECT_EQ(defaults->objectForKey("key"), Value(1));
-  EXPECT_EQ(log().take().size(), 1u);
-  std::filesystem::remove(pathOf("folder"));
-  EXPECT_TRUE(defaults->synchronize());
-  EXPECT_EQ(onDisk("folder"), Value::dictionary({{"key", 1}}));
 }
 
 TEST_F(UserDefaults, AListGrowsAtItsEndAndReadsAsWrittenAtOnce) {

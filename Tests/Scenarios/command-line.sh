@@ -104,6 +104,8 @@ go --speed 9
 expect 2 '' "zinsim: unknown option --speed$try" "unknown option"
 go --home
 expect 2 '' "zinsim: option --home needs a value$try" "--home"
+go --home= missing.jsonl
+expect 2 '' "zinsim: option --home needs a value$try" "an empty --home takes the next argument"
 go a.jsonl b.jsonl
 expect 2 '' "zinsim: more than one file: \"b.jsonl\"$try" "two files"
 go missing.jsonl

@@ -11,6 +11,7 @@
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard_p.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 
@@ -174,22 +175,6 @@ TEST_F(InboxScreenTest, GoesBackToTheDefaultLookForWhatAHostUnsets) {
   screen_->inbox()->customiseInboxWithCellTextColor({}, {}, {}, {}, {}, {});
   table->reloadData();
   EXPECT_EQ(color(), before);
-}
-
-TEST_F(InboxScreenTest, IsDrawnAsText) {
-  stored("b")->setIsRead(true);
-  EXPECT_EQ(zn::drawnAsText(*screen_->inbox(), 46, 2),
-            "                    Inbox\n"
-            "\n"
-            " • Title a                           14-Nov\n"
-            "   A message that is long enough to need\n"
-            "   two lines.\n"
-            "\n"
-            "   Title b                           14-Nov\n"
-            "   A message that is long enough to need\n"
-            "   two lines.\n"
-            "\n"
-            "   … and 1 more\n");
 }
 
 TEST_F(InboxScreenTest, RefusesABrokenResourceFileByName) {

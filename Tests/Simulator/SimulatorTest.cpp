@@ -69,25 +69,6 @@ class SimulatorTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(SimulatorTest, ShowsWhatAClickDoesToAHostsPush) {
-  const Value payload = Value::dictionary(
-      {{"aps", Value::dictionary({{"alert", "Hello"}})}, {"zintar", Value::dictionary({{"cid", "c1"}})}});
-  ZNMessaging::sharedInstance();
-  take();
-  simulator().setBadge(3);
-  simulator().tap(payload);
-  EXPECT_EQ(
-      take(),
-      (Strings{R"({"broadcast": "Zintar_Notification_Received_Notification", "userInfo": {"aps": {"alert": )"
-               R"("Hello"}, "zintar": {"cid": "c1"}}})",
-               R"({"log": "Push - Default Actions", "type": 1})",
-               R"({"sources": [{"kind": "zinPush", "value": {"aps": {"alert": "Hello"}, "zintar": {"cid": "c1"}}}]})",
-               R"({"badge": 0})", R"({"saved": "inbox"})",
-               R"({"event": "NOTIFICATION_CLICKED_IOS_ZIN", "attributes": {"cid": "c1"}, "interactive": true})",
-               R"({"responded": true})"}));
-  EXPECT_EQ(simulator().badge(), 0);
-}
-
 // An extension that was stopped while it writes keeps the store for as long as it likes.
 TEST_F(SimulatorTest, ATappedCardIsFoundWithoutWaitingForWhoKeepsTheStore) {
   const auto group = NSUserDefaults::initWithSuiteName("group.zintar");
@@ -112,36 +93,6 @@ TEST_F(SimulatorTest, ATappedCardIsFoundWithoutWaitingForWhoKeepsTheStore) {
   EXPECT_FALSE(group->objectForKey(kKey));
   simulator().tap(push);
   EXPECT_EQ(clicks, (Strings{"2", ""})) << "used once";
-}
-
-TEST_F(SimulatorTest, ShowsFailuresThatTheModuleCaught) {
-  // A receipt time that is no number cannot be read.
-  const Value zintar = Value::dictionary({{"cid", "c1"}, {"received_epoch_val", Value::array({1})}});
-  ZNMessaging::sharedInstance();
-  std::vector<zn::Effect> errors;
-  simulator().setEffectObserver([&](const zn::Effect& effect) {
-    if (effect.kind == "error") errors.push_back(effect);
-  });
-  simulator().tap(Value::dictionary({{"zintar", zintar}}));
-  ASSERT_FALSE(errors.empty());
-  EXPECT_EQ(errors[0].value().string().find("exception while creating inbox data model is "), 0u);
-  EXPECT_EQ(errors[0].fields["operation"], Value("initWithNotificationPayload:"));
-}
-
-TEST_F(SimulatorTest, AllQueuesAndAnswersStandInOneLine) {
-  const auto center = UNUserNotificationCenter::currentNotificationCenter();
-  const auto request = ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil, zn::nil, zn::nil, zn::nil);
-  zn::dispatchAsync(Queue::global, noting("global"));
-  request->executeRequestWithCompletionBlock([this](bool, const Value&) { noting("answer")(); });
-  zn::dispatchAsync(Queue::main, [this] {
-    noting("main")();
-    zn::dispatchAsync(Queue::main, noting("queued by main"));
-  });
-  center->getNotificationSettingsWithCompletionHandler([this](const auto&) { noting("settings")(); });
-  zn::dispatchAfter(Queue::main, 0, noting("no delay"));
-  EXPECT_EQ(take(), Strings{R"({"request": 7, "body": null})"});
-  EXPECT_EQ(simulator().runUntilIdle(), 6u);
-  EXPECT_EQ(take(), (Strings{"global", "answer", "main", "settings", "no delay", "queued by main"}));
 }
 
 TEST_F(SimulatorTest, DelayedWorkRunsAtItsOwnTime) {
@@ -196,35 +147,6 @@ TEST_F(SimulatorTest, OtherThreadsMayQueueAndAreNotTheMainThread) {
   EXPECT_FALSE(wasMain);
   EXPECT_THROW(simulator().runInBackground([] { throw 1; }), int);
   EXPECT_TRUE(zn::isMainThread());
-}
-
-TEST_F(SimulatorTest, TheServerAnswersAsItWasTold) {
-  const auto ask = [&](ZNService service, const std::string& who) {
-    ZNNetworkRequest::initWithService(service, zn::nil, zn::nil, Value::dictionary({{"who", who}}), zn::nil)
-        ->executeRequestWithCompletionBlock([this, who](bool success, const Value& response) {
-          lines_.push_back(who + (success ? " got " + std::string(response["n"].string()) : " failed"));
-        });
-    simulator().runUntilIdle();
-  };
-  const auto answer = [](const char* text) { return Value::dictionary({{"n", text}}); };
-  ask(ZNService::inbox, "a");
-  simulator().setServerAnswer(7, answer("one"));
-  ask(ZNService::inbox, "b");
-  ask(ZNService::triggerSync, "c");
-  simulator().holdRequests(7);
-  ask(ZNService::inbox, "d");
-  ask(ZNService::inbox, "e");
-  EXPECT_EQ(take(),
-            (Strings{R"({"request": 7, "body": {"who": "a"}})", "a failed", R"({"request": 7, "body": {"who": "b"}})",
-                     "b got one", R"({"request": 9, "body": {"who": "c"}})", "c failed",
-                     R"({"request": 7, "body": {"who": "d"}})", R"({"request": 7, "body": {"who": "e"}})"}));
-  EXPECT_FALSE(simulator().answerOldestRequest(9, answer("x")));
-  EXPECT_TRUE(simulator().answerOldestRequest(7, answer("two")));
-  EXPECT_EQ(take(), Strings{});  // an answer stands in the line, too
-  EXPECT_TRUE(simulator().answerOldestRequest(7, zn::nil));
-  EXPECT_FALSE(simulator().answerOldestRequest(7, zn::nil));
-  simulator().runUntilIdle();
-  EXPECT_EQ(take(), (Strings{"d got two", "e failed"}));
 }
 
 TEST_F(SimulatorTest, ShowsWhatReachesTheNotificationCentre) {
@@ -319,52 +241,6 @@ TEST_F(SimulatorTest, ACouponWaitsForAScreenAsLongAsItsUserStays) {
   simulator().screen = std::move(before);
 }
 
-TEST_F(SimulatorTest, TheUserAnswersAsTold) {
-  const auto center = UNUserNotificationCenter::currentNotificationCenter();
-  const auto ask = [&] {
-    center->requestAuthorizationWithOptions(7, [this](bool granted, const std::optional<std::string>& error) {
-      lines_.push_back((granted ? "granted " : "refused ") + error.value_or(""));
-    });
-    center->getNotificationSettingsWithCompletionHandler([this](const UNNotificationSettings& settings) {
-      lines_.push_back("setting " + std::to_string(static_cast<int>(settings.alertSetting)));
-    });
-    simulator().runUntilIdle();
-  };
-  ask();
-  simulator().setAuthorizationAnswer("no");
-  simulator().setAlertSetting(UNNotificationSetting::disabled);
-  ask();
-  simulator().setAuthorizationRefused();
-  simulator().setAlertSetting(UNNotificationSetting::notDetermined);
-  ask();
-  simulator().setAlertSetting(UNNotificationSetting::enabled);
-  const std::string asked = R"({"authorization": 7})";
-  EXPECT_EQ(take(), (Strings{asked, "granted ", "setting 2", asked, "refused no", "setting 1", asked, "refused ",
-                             "setting 0"}));
-}
-
-TEST_F(SimulatorTest, BackgroundTasksEndByTheirHandlersOnly) {
-  const auto application = UIApplication::sharedApplication();
-  UIBackgroundTaskIdentifier first = 0;
-  first = application->beginBackgroundTaskWithExpirationHandler([&] {
-    noting("expired")();
-    application->endBackgroundTask(first);
-  });
-  application->beginBackgroundTaskWithExpirationHandler([] { throw zn::Exception("a handler's trouble"); });
-  const auto ended = application->beginBackgroundTaskWithExpirationHandler(noting("ended already"));
-  application->endBackgroundTask(ended);
-  application->endBackgroundTask(ended);
-  const std::string begun = R"({"backgroundTask": "begin"})";
-  const std::string end = R"({"backgroundTask": "end"})";
-  EXPECT_EQ(take(), (Strings{begun, begun, begun, end}));
-  simulator().advance(100000);
-  EXPECT_EQ(take(), Strings{});
-  simulator().expireBackgroundTasks();
-  EXPECT_EQ(take(), (Strings{"expired", end}));
-  simulator().expireBackgroundTasks();
-  EXPECT_EQ(take(), Strings{});
-}
-
 TEST_F(SimulatorTest, HostClassesAreMadeOnceAndInheritFromHostClassesOnly) {
   const auto first = simulator().hostObject({.name = "First", .implements = {"act"}});
   EXPECT_EQ(simulator().hostObject({.name = "First", .implements = {"other"}}), first);
@@ -385,24 +261,6 @@ TEST_F(SimulatorTest, HostClassesAreMadeOnceAndInheritFromHostClassesOnly) {
   EXPECT_THROW(simulator().hostObject({.name = "Fourth", .inherits = "ZNMessaging"}), zn::Exception);
   EXPECT_THROW(simulator().hostObject({.name = "ZNMessaging"}), zn::Exception);
   EXPECT_THROW(simulator().hostObject({.name = "Fifth", .inherits = "Nobody"}), zn::Exception);
-}
-
-TEST_F(SimulatorTest, BroadcastsOfPlatformAndCoreAreNoEffects) {
-  simulator().setEffectObserver([this](const zn::Effect& effect) {
-    if (effect.kind == "broadcast") lines_.push_back(effect.line());
-  });
-  const auto center = NSNotificationCenter::defaultCenter();
-  const auto owner = std::make_shared<int>();
-  center->addObserver(owner, "Mine", [this](const NSNotification&) { noting("observed")(); });
-  center->postNotificationName("Mine", Value::dictionary({{"a", Value::null()}}));
-  center->postNotificationName("Other");
-  simulator().setApplicationState(UIApplicationState::background);
-  center->postNotificationName(UIApplicationWillEnterForegroundNotification);
-  EXPECT_EQ(take(), (Strings{R"({"broadcast": "Mine", "userInfo": {"a": null}})", "observed",
-                             R"({"broadcast": "Other", "userInfo": null})"}));
-  EXPECT_EQ(UIApplication::sharedApplication()->applicationState(), UIApplicationState::background);
-  simulator().enterForeground();
-  EXPECT_EQ(UIApplication::sharedApplication()->applicationState(), UIApplicationState::active);
 }
 
 TEST_F(SimulatorTest, TheZoneIsADaysRuleOrAnOffset) {

@@ -134,25 +134,6 @@ TEST(Stress, AnyPublicOperationAtOnceFromManyThreads) {
             ZNInboxHandler::sharedInstance()->getAllNotificationPayloads());
 }
 
-TEST(Stress, ClicksOfDifferentPushesAtOnceAreAllKept) {
-  TestDevice device(zn::HeadlessDevice::MainQueue::ownThread);
-  constexpr int kThreads = 4;
-  const int perThread = rounds(100);
-  const auto store = std::make_shared<ZNInboxHandler>();
-  std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&, i] {
-      for (int n = 0; n < perThread; ++n) {
-        store->updateClickedNotificationInStorageWithPayload(
-            zn::test::realisticPayload("c" + std::to_string(i) + "-" + std::to_string(n)));
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(store->getAllNotificationCount(), static_cast<std::size_t>(kThreads * perThread));
-  EXPECT_EQ(std::make_shared<ZNInboxHandler>()->getAllNotificationCount(), store->getAllNotificationCount());
-}
-
 TEST(Stress, AClickIsOnDiskWhereverASynchronisationBeginsOrEnds) {
   const TestDevice device;  // whose main queue nobody runs: clicks that wait do so to the end
   const auto inbox = std::make_shared<ZNInboxHandler>();
@@ -216,18 +197,6 @@ TEST(Stress, EverySuccessfulPostingIsCountedWhileSynchronisationsRun) {
   EXPECT_TRUE(store->activeDeviceTriggers()->fields().campaigns().empty());
   EXPECT_TRUE(store->activeDeviceTriggers()->fields().statuses().empty());
   EXPECT_TRUE(std::make_shared<ZNDeviceTriggersDataManager>()->activeDeviceTriggers()->fields().campaigns().empty());
-}
-
-TEST(Stress, OneFirstClickWhateverTheNumberOfThreads) {
-  TestDevice device(zn::HeadlessDevice::MainQueue::ownThread);
-  for (int round = 0; round < rounds(100); ++round) {
-    const auto entry = ZNInboxModel::initWithNotificationPayload(zn::test::realisticPayload("c"));
-    std::atomic<int> first{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) threads.emplace_back([&] { first += entry->markClickedIfUnread() ? 1 : 0; });
-    for (auto& thread : threads) thread.join();
-    ASSERT_EQ(first, 1);
-  }
 }
 
 }  // namespace

@@ -65,8 +65,7 @@ void ZNAppDelegateMessagingProxy::swizzleSelector(zn::Selector selector, zn::Cla
       trackLocked(selector, inClass);
     }
     if (!isThere) {
-      ZNLogger::sharedInstance()->logWithType(1, "Could not add method for %@ to class %@", selector.name(),
-                                              inClass.name());
+      zn::log("Could not add method for %@ to class %@", selector.name(), inClass.name());
     }
   });
 }

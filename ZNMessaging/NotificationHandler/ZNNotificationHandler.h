@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -14,8 +13,9 @@
 #include "ZNRichNotification/ZNPushPayload.h"
 
 namespace zn {
-struct CategorySet;  // in ZNMessaging.h
-}
+struct CategorySet;
+class OwnerToken;
+}  // namespace zn
 class UIAlertController;
 
 /// Decides what a delivered or clicked push means: tells the module's own pushes from others, broadcasts clicks to the
@@ -141,7 +141,7 @@ class ZN_EXPORT ZNNotificationHandler : public std::enable_shared_from_this<ZNNo
   /// Passes on what the delegate throws.
   void tellScreen(const zn::Value& screenName, const zn::Value& kvPairs, const zn::Value& payload);
   void carryOut(const zn::CardAction& action, const zn::Value& payload);
-  void presentCouponAlert(const zn::Value& couponCode, const zn::Value& payload, std::uint64_t user);
+  void presentCouponAlert(const zn::Value& couponCode, const zn::Value& payload, const zn::OwnerToken& owner);
   std::shared_ptr<UIAlertController> couponAlert(const zn::Value& couponCode, const zn::Value& payload);
   void followCoupon(const zn::Value& payload);
   void updatePushPreference(bool isAllowed);

@@ -2,9 +2,10 @@
 
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/NotificationHandler/CategorySet.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
-#include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZintarCore/ExceptionGuard.h"
@@ -19,16 +20,6 @@ namespace {
 constexpr const char* kName = "name";
 constexpr const char* kActions = "actions";
 constexpr const char* kActionsIdentifier = "actionsIdentifier";
-
-void log(const char* text) { ZNLogger::sharedInstance()->logWithType(1, text); }
-
-UNNotificationCategory ownCategory(const char* identifier) {
-  UNNotificationCategory category;
-  category.identifier = identifier;
-  category.actions = {{kNotificationActionIdentifierDismiss, "Dismiss", 2}};  // destructive
-  category.options = 1;                                                       // a dismissal is reported
-  return category;
-}
 
 /// The record of a category, or nil for one without a usable button.
 zn::Value recordOf(const UNNotificationCategory& category) {
@@ -58,31 +49,7 @@ zn::Value titleOf(const zn::Value& identifier, const zn::Value& records) {
   return title;
 }
 
-/// A new version of the application sends its categories again.
-void forgetSentCategoriesOfOtherVersions() {
-  const auto defaults = ZNCoreUtils::getSDKUserDefault();
-  const zn::Value version = ZNCoreUtils::appVersion();
-  if (defaults->objectForKey(kUserDefaultsKeyAppVersion) == version) return;
-  defaults->setBool(false, kUserDefaultsKeyNotificationCategorySent);
-  defaults->setObject(version, kUserDefaultsKeyAppVersion);
-  defaults->synchronize();
-}
-
 }  // namespace
-
-void ZNMessaging::setUserNotificationCategories(const zn::CategorySet& categories) {
-  zn::guarded("setUserNotificationCategories:", "exception while setting categories : %@", [&] {
-    if (!ZNConfigDataManager::sharedInstance()->isAccountActive()) return;
-    zn::CategorySet all = categories;
-    all.categories.push_back(ownCategory("ZIN_DISMISS_CATEGORY"));
-    all.categories.push_back(ownCategory("ZIN_PUSH_TEMPLATE"));
-    UNUserNotificationCenter::currentNotificationCenter()->setNotificationCategories(all.categories);
-    forgetSentCategoriesOfOtherVersions();
-    if (!ZNCoreUtils::getSDKUserDefault()->boolForKey(kUserDefaultsKeyNotificationCategorySent)) {
-      ZNNotificationHandler::sharedInstance()->setNotificationCategories(all);
-    }
-  });
-}
 
 void ZNNotificationHandler::setNotificationCategories(const zn::CategorySet& categories) {
   zn::guarded("setNotificationCategories:", "Exception while setting categories : %@", [&] {
@@ -99,20 +66,20 @@ void ZNNotificationHandler::sendCategoriesWithArray(const zn::Value& records) {
     // Kept before any check: buttons are looked up there also when nothing is sent.
     defaults->setObject(records, kUserDefaultsKeyNotificationCategory);
     defaults->synchronize();
-    if (!ZNCoreUtils::isSDKEnabled()) return log("Categories API not called. SDK Disabled");
+    if (!ZNCoreUtils::isSDKEnabled()) return zn::log("Categories API not called. SDK Disabled");
     if (ZNConfigDataManager::sharedInstance()->getZinAppID().length() == 0) {
-      return log("Categories API not called. AppID not present");
+      return zn::log("Categories API not called. AppID not present");
     }
     const zn::Value params =
         ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::categories);
-    if (params.isNil()) return log("Notification Categories request Failed since query params ");
+    if (params.isNil()) return zn::log("Notification Categories request Failed since query params ");
     const zn::Value body = zn::Value::dictionary({{"data", records}, {"query_params", params}});
-    log("Notification Categories request initiated:");
+    zn::log("Notification Categories request initiated:");
     ZNNetworkRequest::initWithService(ZNService::categories, zn::nil, zn::nil, body, zn::nil)
         ->executeRequestWithCompletionBlock([](bool success, const zn::Value&) {
           zn::guarded("sendCategoriesWithArray:", "Exception while setting categories : %@", [&] {
-            if (!success) return log("Unable to send Notification Categories, Server Error");
-            log("Notification Categories  Sent");
+            if (!success) return zn::log("Unable to send Notification Categories, Server Error");
+            zn::log("Notification Categories  Sent");
             const auto store = ZNCoreUtils::getSDKUserDefault();
             store->setBool(true, kUserDefaultsKeyNotificationCategorySent);
             store->synchronize();
@@ -137,12 +104,5 @@ void ZNNotificationHandler::handleActionWithIdentifier(const zn::Value& identifi
 
 void ZNNotificationHandler::checkPushNotificationsSettingsWithCompletionBlock(
     std::function<void(bool isAllowed)> completion) {
-  constexpr const char* kSelector = "checkPushNotificationsSettingsWithCompletionBlock:";
-  constexpr const char* kFailure = "Exception while notification action : %@";
-  zn::guarded(kSelector, kFailure, [&] {
-    UNUserNotificationCenter::currentNotificationCenter()->getNotificationSettingsWithCompletionHandler(
-        [answer = zn::guardedOnce(kSelector, kFailure, std::move(completion))](const UNNotificationSettings& settings) {
-          answer(settings.alertSetting == UNNotificationSetting::enabled);
-        });
-  });
+  zn::checkAlertsAllowed(std::move(completion));
 }

@@ -3,9 +3,10 @@
 
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "ZNMessaging/NotificationHandler/ZNMessagingDelegate.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
-#include "ZNMessaging/ZNMessaging.h"
+#include "ZNMessaging/Utils/HostSettings_p.h"
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -26,11 +27,6 @@ constexpr const char* kSourceFailure = "Exception while updating the app source 
 
 constexpr std::int64_t kCarriedOutHere = 0;  // the action name that is not the extension's
 enum ActionType : std::int64_t { landingPage = 0, deepLink = 1, screen = 2 };
-
-template <class... Arguments>
-void log(const char* text, const Arguments&... arguments) {
-  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
-}
 
 zn::Value valueAt(const zn::Value& payload, const char* part, const char* key) {
   return payload.validObjectForKeyPath(zn::format("%@.%@", part, key));
@@ -67,9 +63,14 @@ SourcePtr linkActionSource(const zn::CardAction& action) {
 
 }  // namespace
 
+ZNMessagingDelegate::~ZNMessagingDelegate() = default;
+void ZNMessagingDelegate::notificationClickedWithScreenName(const zn::Value&, const zn::Value&) {}
+void ZNMessagingDelegate::notificationClickedWithScreenNameKVPairsAndPushPayload(const zn::Value&, const zn::Value&,
+                                                                                 const zn::Value&) {}
+
 void ZNNotificationHandler::handleDefaultActionsWithPayload(const zn::Value& payload) {
   zn::guarded("handleDefaultActionsWithPayload:", kActionsFailure, [&] {
-    log("Push - Default Actions");
+    zn::log("Push - Default Actions");
     updateAppSourceForDefaultActionWithZinPushPayload(payload);
     if (!ownValue(payload, kNotificationPayloadKeyCouponCode).isNil()) {
       handleCouponCodeForPush(payload);  // the rest waits for the alert's buttons
@@ -89,7 +90,7 @@ void ZNNotificationHandler::handleDefaultActionsWithPayload(const zn::Value& pay
 bool ZNNotificationHandler::handleCardActionsWithCardID(const zn::Value& cardID,
                                                         const std::shared_ptr<ZNPushPayload>& payload) {
   return zn::guarded("handleCardActionsWithCardID:forPayload:", kActionsFailure, [&] {
-    log("Push - Card Actions");
+    zn::log("Push - Card Actions");
     const auto richPush = payload ? payload->richPush() : nullptr;
     const auto mode = richPush ? richPush->expandedMode() : nullptr;
     if (!mode) return false;
@@ -116,7 +117,7 @@ void ZNNotificationHandler::carryOut(const zn::CardAction& action, const zn::Val
       if (!value.isNil()) ZNCoreUtils::openRichLandingLink(urlOf(value));
       break;
     case screen:
-      log("Push - Card Screen Navigation Actions with screen name(%@) and KV Pairs(%@)", value, action.kvPairs());
+      zn::log("Push - Card Screen Navigation Actions with screen name(%@) and KV Pairs(%@)", value, action.kvPairs());
       tellScreen(value, action.kvPairs(), payload);
       break;
     default:
@@ -132,7 +133,7 @@ void ZNNotificationHandler::invokeCallbackWithScreenName(const zn::Value& screen
 
 void ZNNotificationHandler::tellScreen(const zn::Value& screenName, const zn::Value& kvPairs,
                                        const zn::Value& payload) {
-  const auto delegate = ZNMessaging::sharedInstance()->messagingDelegate();
+  const auto delegate = zn::HostSettings::shared().messagingDelegate();
   if (!delegate) return;
   delegate->notificationClickedWithScreenName(screenName, kvPairs);
   delegate->notificationClickedWithScreenNameKVPairsAndPushPayload(screenName, kvPairs, payload);
@@ -175,28 +176,29 @@ void ZNNotificationHandler::handleCouponCodeForPush(const zn::Value& payload) {
 
 void ZNNotificationHandler::showCouponAlertView(const zn::Value& couponCode, const zn::Value& payload) {
   zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure, [&] {
-    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), couponCode, payload, user = zn::userGeneration()] {
-      self->presentCouponAlert(couponCode, payload, user);
+    const auto owner = zn::OwnerToken::ofUser();
+    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), couponCode, payload, owner] {
+      self->presentCouponAlert(couponCode, payload, owner);
     });
   });
 }
 
 void ZNNotificationHandler::presentCouponAlert(const zn::Value& couponCode, const zn::Value& payload,
-                                               std::uint64_t user) {
+                                               const zn::OwnerToken& owner) {
   zn::guarded("showCouponAlertView:andUserInfo:", kCouponAlertFailure, [&] {
     if (!UIAlertController::isAvailable()) {
       zn::Device::current().systemLog->diagnostic(zn::format("this device shows no alerts: coupon %@", couponCode));
       return;
     }
-    if (user != zn::userGeneration()) return log("Coupon not shown: the user was reset meanwhile");
+    if (!owner.holds()) return zn::log("Coupon not shown: the user was reset meanwhile");
     if (const auto top = ZNCoreUtils::getTopMostViewController()) {
       top->presentViewController(couponAlert(couponCode, payload), true, nullptr);
       return;
     }
     // A click that started the application may come before the host's window: the alert, and the links behind its
     // buttons, wait for one.
-    zn::performAfterDelay(1.0, [self = shared_from_this(), couponCode, payload, user] {
-      self->presentCouponAlert(couponCode, payload, user);
+    zn::performAfterDelay(1.0, [self = shared_from_this(), couponCode, payload, owner] {
+      self->presentCouponAlert(couponCode, payload, owner);
     });
   });
 }

@@ -5,10 +5,10 @@
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/CampaignPush_p.h"
+#include "ZNMessaging/Utils/HostSettings_p.h"
 #include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
@@ -58,7 +58,7 @@ zn::Value takeClickInfo(const std::shared_ptr<NSUserDefaults>& defaults) {
 
 void updateBadgeForClick(const std::shared_ptr<UIApplication>& application) {
   if (!application) return;
-  if (!ZNMessaging::sharedInstance()->disableBadgeReset()) {
+  if (!zn::HostSettings::shared().disableBadgeReset) {
     application->setApplicationIconBadgeNumber(0);
   } else if (const long badge = application->applicationIconBadgeNumber(); badge > 0) {
     application->setApplicationIconBadgeNumber(badge - 1);
@@ -135,11 +135,11 @@ void ZNNotificationHandler::handlePushNotificationInApplication(const std::share
     bool handledByCard = false;
     if (!cardID.isNil()) {
       handledByCard = handleCardActionsWithCardID(cardID, push);
-      if (!handledByCard) ZNLogger::sharedInstance()->logWithType(1, "Push - Card Actions is Empty");
+      if (!handledByCard) zn::log("Push - Card Actions is Empty");
     }
     if (!handledByCard) handleDefaultActionsWithPayload(payload);
     updateBadgeForClick(application);
-    if (!ZNMessaging::sharedInstance()->disableInbox()) {
+    if (!zn::HostSettings::shared().disableInbox) {
       ZNInboxHandler::sharedInstance()->updateClickedNotificationInStorageWithPayload(payload);
     }
     zn::Value attributes = ZNMessagingUtils::statsEventAttributesFromPayload(payload);

@@ -20,6 +20,12 @@ class GuardedFields {
     Lock lock(mutex_);
     return fields_;
   }
+  /// What `look` makes of them; it must not call out.
+  template <class Look>
+  std::invoke_result_t<Look, const Fields&> read(Look&& look) const {
+    Lock lock(mutex_);
+    return look(fields_);
+  }
   template <class T>
   T get(T Fields::*field) const {
     Lock lock(mutex_);

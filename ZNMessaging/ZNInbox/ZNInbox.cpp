@@ -5,29 +5,7 @@
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUI/InboxStoryboard_p.h"
 #include "ZintarCore/ExceptionGuard.h"
-
-std::shared_ptr<ZNInboxViewController> ZNInbox::initializeInboxOnController(
-    const std::shared_ptr<UIViewController>& controller) {
-  return zn::guarded("initializeInboxOnController:", "Exception(ZNInbox) Initialize VC : %@",
-                     [&]() -> std::shared_ptr<ZNInboxViewController> {
-                       if (!zn::isSwitchedOn()) return nullptr;
-                       const NSBundle bundle =
-                           NSBundle::bundleForAddress(reinterpret_cast<const void*>(&zn::newInboxScreen));
-                       const auto inbox = zn::newInboxScreen(bundle);
-                       inbox->setAutomaticallyAdjustsScrollViewInsets(false);
-                       if (controller) {
-                         controller->setAutomaticallyAdjustsScrollViewInsets(false);
-                         controller->addChildViewController(inbox);
-                         controller->view()->addSubview(inbox->view());
-                       } else {
-                         inbox->view();
-                       }
-                       inbox->didMoveToParentViewController(controller);
-                       return inbox;
-                     });
-}
 
 void ZNInbox::getInboxMessagesWithCompletionBlock(const std::function<void(const zn::InboxListPtr&)>& callback) {
   if (!callback) return;
@@ -44,13 +22,11 @@ void ZNInbox::getInboxMessagesWithCompletionBlock(const std::function<void(const
 void ZNInbox::fetchInboxMessagesWithCompletion(std::function<void(bool)> callback) {
   constexpr const char* kSelector = "fetchInboxMessagesWithCompletion:";
   constexpr const char* kFailure = "Exception(ZNInbox) Syncing Inbox : %@";
-  const auto answer = zn::guardedOnce(kSelector, kFailure, std::move(callback));
-  const bool started = zn::guarded(kSelector, kFailure, [&] {
+  zn::answeredOnce(kSelector, kFailure, std::move(callback), [&](const auto& answer) {
     if (!zn::isSwitchedOn()) return false;
     ZNInboxHandler::sharedInstance()->syncInboxNotificationsWithCompletionHandler(answer);
     return true;
   });
-  if (!started) answer(false);
 }
 
 void ZNInbox::markInboxNotificationClickedWithCampaignID(const zn::Value& campaignID) {

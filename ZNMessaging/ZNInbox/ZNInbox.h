@@ -4,12 +4,14 @@
 #include <memory>
 #include <string>
 
-#include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNMessaging/ZNInbox/ZNInboxStorage/InboxList.h"
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/Foundation/Value.h"
 #include "ZNPlatform/UIKit/UIFont.h"
 #include "ZintarCore/ZNDateUtils.h"
+
+class UIViewController;
+class ZNInboxViewController;
 
 /// The application's entry to the inbox: questions, changes and the ready-made inbox screen. It keeps nothing itself;
 /// everything is done by the inbox store, ZNInboxHandler.
@@ -27,7 +29,7 @@ class ZN_EXPORT ZNInbox {
   /// `initializeInboxOnController:`: puts the inbox screen on that controller, as a child with its view on top, and
   /// returns it. The caller gives the view its frame and may keep the screen to set its properties; the controller owns
   /// it. Without a controller the screen lies nowhere. null where the screen's resource file is missing or broken,
-  /// which is logged. Main thread.
+  /// which is logged. Main thread. ZNInboxUI/ZNInboxViewController.h declares the screen.
   static std::shared_ptr<ZNInboxViewController> initializeInboxOnController(
       const std::shared_ptr<UIViewController>& controller);
 

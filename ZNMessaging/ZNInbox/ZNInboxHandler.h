@@ -17,6 +17,7 @@ namespace zn {
 struct InboxBatch;
 class InboxBatches;
 class InboxObservers;
+class OwnerToken;
 }  // namespace zn
 
 /// The inbox store: one container in memory, read from the inbox file when the store is made and written back whole
@@ -158,15 +159,12 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   static zn::InboxListPtr mergeServerEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries);
 
   void adopt(const std::shared_ptr<ZNInboxData>& stored);
-  void recordClick(const zn::Value& payload, BatchNumbers keptIn, std::uint64_t user);
+  void recordClick(const zn::Value& payload, BatchNumbers keptIn, const zn::OwnerToken& owner);
   void keepClick(const zn::Value& payload, BatchNumbers& keptIn);
   void takeInLeftClicks();
   void mergeBatches(const std::vector<zn::InboxBatch>& batches);
   std::vector<zn::InboxBatch> takeFromExtension(zn::Value& list);
   void mergeServerAnswer(const std::shared_ptr<ZNInboxData>& data, const zn::Value& messages);
-  // `user`: whose inbox it is.
-  void syncNotificationsFromServer(SyncCompletion completion, std::uint64_t user);
-  void syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion, std::uint64_t user);
   void synchronise(const std::shared_ptr<ZNInboxHandler>& self, const SyncCompletion& completion);
   void finishSynchronisation();
 

@@ -2,11 +2,10 @@
 
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches_p.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxExpiry.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -82,7 +81,7 @@ bool ZNInboxHandler::updateInboxStorage() {
       .willReplace = [&](auto bytes, auto& reason) { return batches_->willReplace(bytes, contained, reason); },
       .didReplace = [&] { batches_->didReplace(contained); }};
   if (file_.save(newest, error, steps)) return true;
-  ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Inbox could not be saved: %@", error);
+  zn::logError("Inbox could not be saved: %@", error);
   return false;
 }
 
@@ -155,7 +154,7 @@ zn::Value ZNInboxHandler::getAllNotificationPayloads() const {
   zn::Value payloads = zn::Value::array();
   for (const auto& entry : listOrEmpty(list)) {
     const zn::Value payload = entry->notificationPayloadDict();
-    if (payload.isNil()) ZNLogger::sharedInstance()->logWithType(1, "Invalid Entry : %@", entry->archivedClassName());
+    if (payload.isNil()) zn::log("Invalid Entry : %@", entry->archivedClassName());
     payloads.append(payload);
   }
   return payloads;
@@ -177,12 +176,12 @@ std::size_t ZNInboxHandler::getUnreadNotifictionCount() const { return getUnread
 
 std::shared_ptr<ZNInboxModel> ZNInboxHandler::fetchInboxEntryForCampaignID(const zn::Value& campaignID) const {
   if (campaignID.isNil()) {
-    ZNLogger::sharedInstance()->logWithType(1, "Campaign ID sent is nil");
+    zn::log("Campaign ID sent is nil");
     return nullptr;
   }
   const zn::InboxListPtr list = messages();
   auto entry = firstWithCampaignID(listOrEmpty(list), campaignID);
-  if (!entry) ZNLogger::sharedInstance()->logWithType(1, "Inbox Entry for Campaign ID(%@) not found", campaignID);
+  if (!entry) zn::log("Inbox Entry for Campaign ID(%@) not found", campaignID);
   return entry;
 }
 
@@ -218,16 +217,16 @@ void ZNInboxHandler::trackInboxNotificationClickForCampaignID(const zn::Value& c
 }
 
 void ZNInboxHandler::updateClickedNotificationInStorageWithPayload(const zn::Value& payload) {
-  recordClick(payload, {}, zn::userGeneration());
+  recordClick(payload, {}, zn::OwnerToken::ofUser());
 }
 
-void ZNInboxHandler::recordClick(const zn::Value& payload, BatchNumbers keptIn, std::uint64_t user) {
+void ZNInboxHandler::recordClick(const zn::Value& payload, BatchNumbers keptIn, const zn::OwnerToken& owner) {
   zn::guarded(kClickSelector, kClickFailure, [&] {
-    if (user != zn::userGeneration()) return;  // it waited, and the next user's inbox is none of its
-    if (syncInProgress()) {                    // asked once: another thread may start or end one at any moment
+    if (!owner.holds()) return;  // it waited, and the next user's inbox is none of its
+    if (syncInProgress()) {      // asked once: another thread may start or end one at any moment
       if (keptIn.empty()) keepClick(payload, keptIn);
       zn::performAfterDelay(
-          1.0, [self = shared_from_this(), payload, keptIn, user] { self->recordClick(payload, keptIn, user); });
+          1.0, [self = shared_from_this(), payload, keptIn, owner] { self->recordClick(payload, keptIn, owner); });
       return;
     }
     const auto entry = ZNInboxModel::initWithNotificationPayload(payload);
@@ -262,8 +261,7 @@ void ZNInboxHandler::removeNotificationForCampaignID(const zn::Value& campaignID
                 if (removed) {
                   updateInboxStorage();
                 } else {
-                  ZNLogger::sharedInstance()->logWithType(1, "Campaign(%@) couldn't be deleted, Inbox Entry not found",
-                                                          campaignID);
+                  zn::log("Campaign(%@) couldn't be deleted, Inbox Entry not found", campaignID);
                 }
               });
 }

@@ -4,7 +4,7 @@
 
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxBatches_p.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxObservers_p.h"
@@ -32,11 +32,6 @@ constexpr const char* kLastBatchKey = "zin_inbox_last_batch";
 constexpr const char* kSyncFailure = "exception while syncing inbox messages is %@";
 constexpr const char* kRequestSelector = "syncInboxFromServerRequestWithCompletionBlock:";
 constexpr const char* kExtensionFailure = "exception while getting notifications from extension storage %@";
-
-template <class... Arguments>
-void log(const char* text, const Arguments&... arguments) {
-  ZNLogger::sharedInstance()->logWithType(ZNLogger::kInfo, text, arguments...);
-}
 
 /// Whether a list from outside has anything in it. Throws where it is no list.
 bool holdsEntries(const zn::Value& list) {
@@ -98,25 +93,22 @@ bool emptyExtensionList(const ListTaken& taken) {
 
 void ZNInboxHandler::syncInboxNotificationsWithCompletionHandler(SyncCompletion completion) {
   constexpr const char* kSelector = "syncInboxNotificationsWithCompletionHandler:";
-  const auto answer = zn::guardedOnce(kSelector, kSyncFailure, std::move(completion));
-  const bool answersLater = zn::guarded(kSelector, kSyncFailure, [&] {
+  zn::answeredOnce(kSelector, kSyncFailure, std::move(completion), [&](const auto& answer) {
     if (!ZNConfigDataManager::sharedInstance()->isInboxServiceActive() || !ZNCoreUtils::isSDKEnabled()) return false;
     synchronise(shared_from_this(), answer);
     return true;
   });
-  if (!answersLater) answer(false);
 }
 
 /// `self`: taken before anything begins, since a store that nobody shares cannot wait for the server.
 void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, const SyncCompletion& completion) {
   retryStorage();  // the server is asked for what came after what the file holds
   setSyncInProgress(true);
-  const std::uint64_t user = zn::userGeneration();
-  const auto finish = [self, completion, user](bool success) {
-    if (zn::userGeneration() != user) {
-      log("Inbox Sync: the server's answer is left unused, the user was reset meanwhile");
+  const auto finish = [self, completion, owner = zn::OwnerToken::ofUser()](bool success) {
+    if (!owner.holds()) {
+      zn::log("Inbox Sync: the server's answer is left unused, the user was reset meanwhile");
     } else if (!success) {
-      log("Inbox Sync Failed from Server");
+      zn::log("Inbox Sync Failed from Server");
     }
     self->finishSynchronisation();
     completion(true);
@@ -125,12 +117,12 @@ void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, co
     if (success) {
       removeOldInboxPlistFile();
     } else {
-      log("Inbox Sync Failed from Old Inbox File");
+      zn::log("Inbox Sync Failed from Old Inbox File");
     }
     syncNotificationsFromExtension([&](bool succeeded) {
-      if (!succeeded) log("Inbox Sync Failed from Extension");
+      if (!succeeded) zn::log("Inbox Sync Failed from Extension");
       takeInLeftClicks();  // of messages that the steps before brought in
-      syncNotificationsFromServer(finish, user);
+      syncNotificationsFromServer(finish);
     });
   });
 }
@@ -141,7 +133,7 @@ void ZNInboxHandler::finishSynchronisation() {
     removeExpiredInboxMessages();
     updateInboxStorage();
     if (!ZNLogger::sharedInstance()->isEnabled()) return;  // the list below is as long as the inbox
-    log("Inbox Sync Completed, Inbox Messages: %@", getAllNotificationPayloads());
+    zn::log("Inbox Sync Completed, Inbox Messages: %@", getAllNotificationPayloads());
   });
   setSyncInProgress(false);
 }
@@ -216,8 +208,7 @@ void ZNInboxHandler::removeOldInboxPlistFile() {
       return;
     }
     // No exception, so an ordinary line, with the place in front as those of the guard have it.
-    ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "ZNInboxHandler_Sync.cpp %d %@ %@", __LINE__, kSelector,
-                                            zn::format(kFailure, error));
+    zn::logError("ZNInboxHandler_Sync.cpp %d %@ %@", __LINE__, kSelector, zn::format(kFailure, error));
   });
 }
 
@@ -271,15 +262,11 @@ std::vector<InboxBatch> ZNInboxHandler::takeFromExtension(zn::Value& list) {
 }
 
 void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion) {
-  syncInboxFromServerRequestWithCompletionBlock(std::move(completion), zn::userGeneration());
-}
-
-void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompletion completion, std::uint64_t user) {
+  const zn::OwnerToken owner = zn::OwnerToken::ofUser();
   constexpr const char* kFailure = "exception while making inbox messages request is %@";
-  const auto answer = zn::guardedOnce(kRequestSelector, kFailure, std::move(completion));
-  const bool answersLater = zn::guarded(kRequestSelector, kFailure, [&] {
+  zn::answeredOnce(kRequestSelector, kFailure, std::move(completion), [&](const auto& answer) {
     if (!ZNConfigDataManager::sharedInstance()->hasZinAppID()) {
-      log("Inbox API not called. AppID not present");
+      zn::log("Inbox API not called. AppID not present");
       return false;
     }
     const double last = inboxData()->lastUpdatedFromServerSync().date().secondsSince1970;
@@ -287,19 +274,19 @@ void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompl
     zn::Value params =
         ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::inbox).mutableCopy();
     if (params.isNil()) {
-      log("Query Params are nil");
+      zn::log("Query Params are nil");
       return false;
     }
     params.setObjectNilHandled(zn::format("%ld", milliseconds), "last_updated");
     const zn::Value body = zn::Value::dictionary({{"query_params", params}});
-    log("Inbox request initiated:");
+    zn::log("Inbox request initiated:");
     ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil, zn::nil, body, zn::nil)
-        ->executeRequestWithCompletionBlock([answer, user](bool, const zn::Value& response) {
+        ->executeRequestWithCompletionBlock([answer, owner](bool, const zn::Value& response) {
           zn::Value messages;
           const bool success = zn::guarded(kRequestSelector, "Exception while getting Notifications data %@", [&] {
             if (response.isNil()) return false;
-            if (zn::userGeneration() != user) return false;  // of an earlier user
-            log("Inbox messages are : %@", response);
+            if (!owner.holds()) return false;  // of an earlier user
+            zn::log("Inbox messages are : %@", response);
             const zn::Value sent = response.validObjectForKey(ZN_PUSH_MESSAGES_INFO);
             if (holdsEntries(sent)) messages = sent;
             return true;
@@ -308,31 +295,25 @@ void ZNInboxHandler::syncInboxFromServerRequestWithCompletionBlock(MessagesCompl
         });
     return true;
   });
-  if (!answersLater) answer(false, zn::nil);
 }
 
 void ZNInboxHandler::syncNotificationsFromServer(SyncCompletion completion) {
-  syncNotificationsFromServer(std::move(completion), zn::userGeneration());
-}
-
-void ZNInboxHandler::syncNotificationsFromServer(SyncCompletion completion, std::uint64_t user) {
+  const zn::OwnerToken owner = zn::OwnerToken::ofUser();
   constexpr const char* kSelector = "syncNotificationsFromServer:";
-  const auto answer = zn::guardedOnce(kSelector, kSyncFailure, std::move(completion));
-  const bool asks = zn::guarded(kSelector, kSyncFailure, [&] {
-    const auto merge = [self = shared_from_this(), answer, user](bool success, const zn::Value& messages) {
+  zn::answeredOnce(kSelector, kSyncFailure, std::move(completion), [&](const auto& answer) {
+    const auto merge = [self = shared_from_this(), answer, owner](bool success, const zn::Value& messages) {
       // The container is taken first: a reset after this look replaces it.
       const auto data = self->inboxData();
       const bool done = zn::guarded(kSelector, kSyncFailure, [&] {
-        if (!success || zn::userGeneration() != user) return false;
+        if (!success || !owner.holds()) return false;
         if (holdsEntries(messages)) self->mergeServerAnswer(data, messages);
         return true;
       });
       answer(done);
     };
-    syncInboxFromServerRequestWithCompletionBlock(merge, user);
+    syncInboxFromServerRequestWithCompletionBlock(merge);
     return true;
   });
-  if (!asks) answer(false);
 }
 
 void ZNInboxHandler::mergeServerAnswer(const std::shared_ptr<ZNInboxData>& data, const zn::Value& messages) {

@@ -1,6 +1,5 @@
 #include "ZNPlatform/Foundation/ArchivedFile.h"
 
-#include <cxxabi.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -87,15 +86,16 @@ bool ArchivedFile::save(const std::function<std::shared_ptr<const Coding>()>& ne
   std::exception_ptr thrown;
   {
     Lock lock(mutex_);
-    try {
-      readLocked();
-      saved = saveLocked(newest, error, steps, reports);
-    } catch (const abi::__forced_unwind&) {
-      throw;  // thread cancellation is not an exception that may be kept
-    } catch (...) {
-      thrown = std::current_exception();
-      error = "cannot save " + path_() + ": " + currentExceptionText();
-    }
+    saved = stopExceptions(
+        [&]() ZN_REQUIRES(mutex_) {
+          readLocked();
+          return saveLocked(newest, error, steps, reports);
+        },
+        [&] {
+          thrown = std::current_exception();
+          error = "cannot save " + path_() + ": " + currentExceptionText();
+          return false;
+        });
     failure_ = saved ? "" : error;
     noteStateLocked(reports);
   }

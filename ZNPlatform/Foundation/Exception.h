@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cxxabi.h>
+
 #include <exception>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "ZNPlatform/Export.h"
@@ -29,5 +32,19 @@ class ZN_EXPORT Exception : public std::exception {
 
 /// Text of the exception being handled; call it inside a catch block only.
 ZN_EXPORT std::string currentExceptionText();
+
+/// Runs `body`, the code of somebody else or one whose failures go no further: `failed` runs while an exception is
+/// handled, for currentExceptionText(), and gives the result in its place. Only the cancellation of the thread passes,
+/// which is not an exception that may be kept.
+template <class Body, class Failed>
+std::invoke_result_t<Body> stopExceptions(Body&& body, Failed&& failed) {
+  try {
+    return body();
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    return failed();
+  }
+}
 
 }  // namespace zn

@@ -1,7 +1,5 @@
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
 
-#include <cxxabi.h>
-
 #include <atomic>
 #include <utility>
 #include <vector>
@@ -27,14 +25,12 @@ void callObserver(Registration& registration, const NSNotification& notification
   const std::shared_ptr<void> owner = registration.owner.lock();
   // An observer that was removed after this post began is not called any more.
   if (!owner || registration.removed.load()) return;
-  try {
-    registration.observer(notification);
-  } catch (const abi::__forced_unwind&) {
-    throw;  // thread cancellation is not an exception that may be kept
-  } catch (...) {
-    zn::Device::current().systemLog->diagnostic("an observer of " + notification.name +
-                                                " raised an exception: " + zn::currentExceptionText());
-  }
+  zn::stopExceptions(
+      [&] { registration.observer(notification); },
+      [&] {
+        zn::Device::current().systemLog->diagnostic("an observer of " + notification.name +
+                                                    " raised an exception: " + zn::currentExceptionText());
+      });
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 // How the platform calls a delegate by selector.
 
-#include <cxxabi.h>
-
 #include <memory>
 
 #include "ZNPlatform/Device.h"
@@ -21,20 +19,23 @@ Delivery callImplementation(const MethodPtr& method, bool reportsExceptions, Obj
   if (!method) return Delivery::nobody;
   if (method == Method::missing()) return Delivery::unrecognized;
   std::string trouble;
-  try {
-    method->call<void>(receiver, selector, arguments...);
-    return Delivery::called;
-  } catch (const abi::__forced_unwind&) {
-    throw;
-  } catch (const MethodMismatch& mismatch) {
-    trouble = mismatch.reason();
-  } catch (...) {
+  const auto call = [&] {
+    try {
+      method->call<void>(receiver, selector, arguments...);
+      return Delivery::called;
+    } catch (const MethodMismatch& mismatch) {
+      trouble = mismatch.reason();
+      return Delivery::raised;
+    }
+  };
+  const Delivery outcome = stopExceptions(call, [&] {
     if (reportsExceptions) {
       trouble = receiver.isa().name() + " " + selector.name() + " raised an exception: " + currentExceptionText();
     }
-  }
+    return Delivery::raised;
+  });
   if (!trouble.empty()) Device::current().systemLog->diagnostic(trouble);
-  return Delivery::raised;
+  return outcome;
 }
 
 /// Calls the delegate's implementation of the selector. What it raises ends the callback silently, as on any platform

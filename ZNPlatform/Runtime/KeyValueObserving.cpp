@@ -1,7 +1,5 @@
 #include "ZNPlatform/Runtime/KeyValueObserving.h"
 
-#include <cxxabi.h>
-
 #include <algorithm>
 #include <atomic>
 #include <utility>
@@ -65,14 +63,11 @@ void KeyValueObservers::tell(const std::shared_ptr<Object>& object, const std::s
     KeyValueChange change;
     if (each->options & NSKeyValueObservingOptionOld) change.oldValue = oldValue;
     if (each->options & NSKeyValueObservingOptionNew) change.newValue = newValue;
-    try {
-      observer->observeValueForKeyPath(keyPath, object, change, each->context);
-    } catch (const abi::__forced_unwind&) {
-      throw;
-    } catch (...) {
-      Device::current().systemLog->diagnostic("an observer of " + keyPath +
-                                              " raised an exception: " + currentExceptionText());
-    }
+    stopExceptions([&] { observer->observeValueForKeyPath(keyPath, object, change, each->context); },
+                   [&] {
+                     Device::current().systemLog->diagnostic("an observer of " + keyPath +
+                                                             " raised an exception: " + currentExceptionText());
+                   });
   }
 }
 

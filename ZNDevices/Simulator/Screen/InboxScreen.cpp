@@ -2,6 +2,7 @@
 
 #include "ZNDevices/Simulator/Effects_p.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
+#include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 #include "ZNPlatform/Foundation/Format.h"
 
 namespace zn {

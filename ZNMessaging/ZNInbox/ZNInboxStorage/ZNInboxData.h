@@ -3,7 +3,7 @@
 #include <memory>
 #include <span>
 
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNMessaging/ZNInbox/ZNInboxStorage/InboxList.h"
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
 #include "ZNPlatform/Foundation/Mutex.h"

@@ -2,9 +2,9 @@
 
 #include <memory>
 
+#include "ZNMessaging/Utils/GuardedFields.h"
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
-#include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/Foundation/Value.h"
 
 /// One notification in the inbox: the push payload as received, the fields that the inbox screen shows, read state and
@@ -43,7 +43,9 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   /// `setNotificationDeepLinkingPropertiesWithPayload:`: deep link, landing page and screen.
   void setNotificationDeepLinkingPropertiesWithPayload(const zn::Value& payload);
 
-  zn::Value campaignID() const { return get(&Fields::campaignID); }  ///< what makes an entry the one of its campaign
+  zn::Value campaignID() const {
+    return fields_.get(&Fields::campaignID);
+  }  ///< what makes an entry the one of its campaign
   void setCampaignID(const zn::Value& campaignID);
   /// The campaign id with its hash, for looking entries up: equal for entries of one campaign, also where both have no
   /// id.
@@ -57,36 +59,38 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
 
   // Setters change the property alone, not what the stored payload says.
 
-  zn::Value notificationPayloadDict() const { return get(&Fields::notificationPayloadDict); }
-  void setNotificationPayloadDict(const zn::Value& value) { set(&Fields::notificationPayloadDict, value); }
-  zn::Value screenDataDict() const { return get(&Fields::screenDataDict); }
-  void setScreenDataDict(const zn::Value& value) { set(&Fields::screenDataDict, value); }
-  zn::Value zintarDict() const { return get(&Fields::zintarDict); }
-  void setZintarDict(const zn::Value& value) { set(&Fields::zintarDict, value); }
-  zn::Value notificationTitle() const { return get(&Fields::notificationTitle); }
-  void setNotificationTitle(const zn::Value& value) { set(&Fields::notificationTitle, value); }
-  zn::Value notificationSubTitle() const { return get(&Fields::notificationSubTitle); }
-  void setNotificationSubTitle(const zn::Value& value) { set(&Fields::notificationSubTitle, value); }
-  zn::Value notificationBody() const { return get(&Fields::notificationBody); }
-  void setNotificationBody(const zn::Value& value) { set(&Fields::notificationBody, value); }
-  zn::Value notificationSound() const { return get(&Fields::notificationSound); }
-  void setNotificationSound(const zn::Value& value) { set(&Fields::notificationSound, value); }
-  zn::Value notificationMediaURL() const { return get(&Fields::notificationMediaURL); }
-  void setNotificationMediaURL(const zn::Value& value) { set(&Fields::notificationMediaURL, value); }
-  zn::Value screenName() const { return get(&Fields::screenName); }
-  void setScreenName(const zn::Value& value) { set(&Fields::screenName, value); }
-  zn::Value deepLinkURL() const { return get(&Fields::deepLinkURL); }
-  void setDeepLinkURL(const zn::Value& value) { set(&Fields::deepLinkURL, value); }
-  zn::Value richLandingURL() const { return get(&Fields::richLandingURL); }
-  void setRichLandingURL(const zn::Value& value) { set(&Fields::richLandingURL, value); }
-  zn::Value receivedDate() const { return get(&Fields::receivedDate); }  ///< date or nil, like the next two
-  void setReceivedDate(const zn::Value& date) { set(&Fields::receivedDate, date); }
-  zn::Value clickedDate() const { return get(&Fields::clickedDate); }
-  void setClickedDate(const zn::Value& date) { set(&Fields::clickedDate, date); }
-  zn::Value inboxExpiryDate() const { return get(&Fields::inboxExpiryDate); }  ///< after it the entry is removed
-  void setInboxExpiryDate(const zn::Value& date) { set(&Fields::inboxExpiryDate, date); }
-  bool isRead() const;
-  void setIsRead(bool isRead);
+  zn::Value notificationPayloadDict() const { return fields_.get(&Fields::notificationPayloadDict); }
+  void setNotificationPayloadDict(const zn::Value& value) { fields_.set(&Fields::notificationPayloadDict, value); }
+  zn::Value screenDataDict() const { return fields_.get(&Fields::screenDataDict); }
+  void setScreenDataDict(const zn::Value& value) { fields_.set(&Fields::screenDataDict, value); }
+  zn::Value zintarDict() const { return fields_.get(&Fields::zintarDict); }
+  void setZintarDict(const zn::Value& value) { fields_.set(&Fields::zintarDict, value); }
+  zn::Value notificationTitle() const { return fields_.get(&Fields::notificationTitle); }
+  void setNotificationTitle(const zn::Value& value) { fields_.set(&Fields::notificationTitle, value); }
+  zn::Value notificationSubTitle() const { return fields_.get(&Fields::notificationSubTitle); }
+  void setNotificationSubTitle(const zn::Value& value) { fields_.set(&Fields::notificationSubTitle, value); }
+  zn::Value notificationBody() const { return fields_.get(&Fields::notificationBody); }
+  void setNotificationBody(const zn::Value& value) { fields_.set(&Fields::notificationBody, value); }
+  zn::Value notificationSound() const { return fields_.get(&Fields::notificationSound); }
+  void setNotificationSound(const zn::Value& value) { fields_.set(&Fields::notificationSound, value); }
+  zn::Value notificationMediaURL() const { return fields_.get(&Fields::notificationMediaURL); }
+  void setNotificationMediaURL(const zn::Value& value) { fields_.set(&Fields::notificationMediaURL, value); }
+  zn::Value screenName() const { return fields_.get(&Fields::screenName); }
+  void setScreenName(const zn::Value& value) { fields_.set(&Fields::screenName, value); }
+  zn::Value deepLinkURL() const { return fields_.get(&Fields::deepLinkURL); }
+  void setDeepLinkURL(const zn::Value& value) { fields_.set(&Fields::deepLinkURL, value); }
+  zn::Value richLandingURL() const { return fields_.get(&Fields::richLandingURL); }
+  void setRichLandingURL(const zn::Value& value) { fields_.set(&Fields::richLandingURL, value); }
+  zn::Value receivedDate() const { return fields_.get(&Fields::receivedDate); }  ///< date or nil, like the next two
+  void setReceivedDate(const zn::Value& date) { fields_.set(&Fields::receivedDate, date); }
+  zn::Value clickedDate() const { return fields_.get(&Fields::clickedDate); }
+  void setClickedDate(const zn::Value& date) { fields_.set(&Fields::clickedDate, date); }
+  zn::Value inboxExpiryDate() const {
+    return fields_.get(&Fields::inboxExpiryDate);
+  }  ///< after it the entry is removed
+  void setInboxExpiryDate(const zn::Value& date) { fields_.set(&Fields::inboxExpiryDate, date); }
+  bool isRead() const { return fields_.get(&Fields::isRead); }
+  void setIsRead(bool isRead) { fields_.set(&Fields::isRead, isRead); }
 
   const char* archivedClassName() const override { return "ZNInboxModel"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
@@ -94,6 +98,7 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   ZNInboxModel() = default;  ///< an entry with nothing set
 
  private:
+  struct Archived;
   struct Fields {
     zn::Value receivedDate;  // first, on the mutex's cache line: sorting reads it of every entry
     zn::Value notificationPayloadDict;
@@ -112,14 +117,19 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
     zn::Value campaignID;
     std::size_t campaignHash = zn::nil.hash();
     bool isRead = false;
+
+    void click(zn::Date now);
   };
 
-  zn::Value get(zn::Value Fields::*field) const;
-  void set(zn::Value Fields::*field, const zn::Value& value);
   void fillFromPayload(const zn::Value& payload, zn::Date taken);
   void fillDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken);
-  void clickLocked(zn::Date now) ZN_REQUIRES(mutex_);
 
-  mutable zn::Mutex mutex_;
-  Fields fields_ ZN_GUARDED_BY(mutex_);
+  zn::GuardedFields<Fields> fields_;
 };
+
+namespace zn {
+
+/// How long an entry without an expiry of its own stays, in seconds: as configured, or 30 days.
+ZN_EXPORT double defaultInboxExpiryPeriod();
+
+}  // namespace zn

@@ -2,9 +2,8 @@
 
 // The exception guard of the inbox screen.
 
-#include <cxxabi.h>
-
 #include <type_traits>
+#include <utility>
 
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -18,14 +17,10 @@ inline constexpr const char* kScreenFailure = "Zintar - Exception : %@";
 /// misbehaves.
 template <class Body>
 std::invoke_result_t<Body> guardedOnScreen(const char* message, Body&& body) {
-  try {
-    return body();
-  } catch (const abi::__forced_unwind&) {
-    throw;
-  } catch (...) {
+  return stopExceptions(std::forward<Body>(body), [&] {
     Device::current().systemLog->write(zn::format(message, currentExceptionText()));
-  }
-  return std::invoke_result_t<Body>();
+    return std::invoke_result_t<Body>();
+  });
 }
 
 }  // namespace zn

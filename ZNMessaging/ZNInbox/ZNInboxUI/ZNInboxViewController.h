@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
+#include "ZNMessaging/ZNInbox/ZNInboxStorage/InboxList.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxCellSelectedDelegate.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxTableViewCell.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/UIKit/UIColor.h"
 #include "ZNPlatform/UIKit/UIFont.h"

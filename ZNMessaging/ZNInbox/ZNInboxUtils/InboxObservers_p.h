@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "ZNMessaging/ZNInbox/InboxObserver.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNMessaging/ZNInbox/ZNInboxStorage/InboxList.h"
 #include "ZNPlatform/Foundation/Mutex.h"
 
 namespace zn {

@@ -6,6 +6,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/File.h"
@@ -18,11 +19,6 @@ namespace {
 
 constexpr const char* kSavingSelector = "saveDeviceTriggerCampaigns:andUpdateLastSyncTime:";
 constexpr const char* kSavingFailure = "Device Triggers -- exception while saving in device trigger data is %@";
-
-template <class... Arguments>
-void log(const char* text, const Arguments&... arguments) {
-  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
-}
 
 std::int64_t timeIn(const zn::Value& value) { return zn::numberOrNil(value).longLongValue(); }
 
@@ -115,6 +111,12 @@ std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggersDataManager::activeDeviceTrigg
   return activeDeviceTriggers_;
 }
 
+std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggersDataManager::activeDeviceTriggersOf(
+    const zn::OwnerToken& owner) const {
+  auto container = activeDeviceTriggers();  // before the question
+  return owner.holds() ? container : nullptr;
+}
+
 void ZNDeviceTriggersDataManager::setActiveDeviceTriggers(const std::shared_ptr<ZNDeviceTriggers>& triggers) {
   auto present = triggers ? triggers : ZNDeviceTriggers::init();
   zn::Lock lock(mutex_);
@@ -132,10 +134,10 @@ zn::Value ZNDeviceTriggersDataManager::getDeviceTriggerLastUpdatedTime() const {
 }
 
 bool ZNDeviceTriggersDataManager::updateDeviceTriggersInPersistentStorage() {
-  log("Device Triggers -- Device Trigger File path : %@", getDeviceTriggerFilePath());
+  zn::log("Device Triggers -- Device Trigger File path : %@", getDeviceTriggerFilePath());
   std::string error;
   if (file_.save([this] { return activeDeviceTriggers(); }, error)) return true;
-  ZNLogger::sharedInstance()->logWithType(ZNLogger::kError, "Device triggers could not be saved: %@", error);
+  zn::logError("Device triggers could not be saved: %@", error);
   return false;
 }
 
@@ -179,7 +181,7 @@ void ZNDeviceTriggersDataManager::saveServerAnswer(const std::shared_ptr<ZNDevic
         fields.deviceTriggerLastUpdatedTime = now;
       }
     });
-    log("Device Triggers -- Device Trigger Events : %@", container->fields().deviceTriggerEvents);
+    zn::log("Device Triggers -- Device Trigger Events : %@", container->fields().deviceTriggerEvents);
     updateDeviceTriggersInPersistentStorage();
   });
 }
@@ -319,18 +321,27 @@ zn::CampaignList ZNDeviceTriggersDataManager::getCampaignsForEvent(const zn::Val
       zn::FailureMessage("Device Triggers --exception while retrieving  device trigger satisfying Event %@ : %@", event,
                          zn::caught),
       [&] {
-        log("Device Triggers -- Checking Triggers for Event : %@ and Attributes : %@ ✅", event, attributes);
+        zn::log("Device Triggers -- Checking Triggers for Event : %@ and Attributes : %@ ✅", event, attributes);
         const auto triggers = activeDeviceTriggers();
-        // No campaign of another event can match. The log tells of those too; the answer is the same with and without.
-        const bool tellsOfAll = ZNLogger::sharedInstance()->isEnabled();
-        const ZNDeviceTriggers::Fields fields = triggers->fields();
-        const zn::CampaignList waiting = tellsOfAll ? zn::CampaignList() : triggers->campaignsForEvent(event);
-        for (const auto& campaign : tellsOfAll ? fields.campaigns() : waiting) {
-          log("Device Triggers -- Checking condition for Campaign ID %@", campaign->campaignID());
-          if (!campaign->checkIfAttributeConditionSatisfiedForEvent(event, attributes)) continue;
-          log("Device Triggers -- %@ Campaign Satisfies trigger condition ✅", campaign->campaignID());
+        const auto satisfies = [&](const ZNDeviceTriggerCampaign& campaign) {
+          zn::log("Device Triggers -- Checking condition for Campaign ID %@", campaign.campaignID());
+          return campaign.checkIfAttributeConditionSatisfiedForEvent(event, attributes);
+        };
+        // No campaign of another event can be satisfied, so the event's own decide. Only the log tells of the others.
+        const bool tellsOfOthers = ZNLogger::sharedInstance()->isEnabled();
+        const zn::CampaignList all = tellsOfOthers ? triggers->fields().campaigns() : zn::CampaignList();
+        auto next = all.begin();
+        const auto tellUpTo = [&](const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign) {
+          for (; next != all.end() && *next != campaign; ++next) satisfies(**next);
+          if (next != all.end()) ++next;
+        };
+        for (const auto& campaign : triggers->campaignsForEvent(event)) {
+          tellUpTo(campaign);
+          if (!satisfies(*campaign)) continue;
+          zn::log("Device Triggers -- %@ Campaign Satisfies trigger condition ✅", campaign->campaignID());
           found.push_back(campaign);
         }
+        tellUpTo(nullptr);
       });
   return found;
 }

@@ -9,6 +9,10 @@
 #include "ZNPlatform/Foundation/ArchivedFile.h"
 #include "ZNPlatform/Foundation/Mutex.h"
 
+namespace zn {
+class OwnerToken;
+}
+
 /// The store of device triggers: campaigns, how often each was shown, times and limits; one container in memory, read
 /// when the store is made and written whole after every change. Times are milliseconds since 1970.
 ///
@@ -31,8 +35,8 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   /// everything.
   void saveDeviceTriggerCampaigns(const zn::Value& campaigns, bool updateLastSyncTime);
 
-  /// `getCampaignsForEvent:withAttributes:`: campaigns that the event triggers, in stored order. While nothing is
-  /// logged, only the event's own campaigns are looked at.
+  /// `getCampaignsForEvent:withAttributes:`: campaigns that the event triggers, in stored order. The log tells of every
+  /// stored campaign.
   zn::CampaignList getCampaignsForEvent(const zn::Value& event, const zn::Value& attributes) const;
   /// `getStatusInstanceForCampaign:`: how often the campaign was shown; a fresh record, not stored, for one never
   /// shown; null for a campaign without an id.
@@ -75,6 +79,9 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
 
  private:
   friend class ZNDeviceTriggersHandler;
+  /// The active container for the owner of a piece of work; null once that has gone. A reset after this look replaces
+  /// the container, so that what is changed in it does not last.
+  std::shared_ptr<ZNDeviceTriggers> activeDeviceTriggersOf(const zn::OwnerToken& owner) const;
   /// saveDeviceTriggerCampaigns for a whole server answer, whose other limits are stored in the same step. The answer
   /// belongs to `container`: after a reset that is no longer the active one, and the answer changes nothing that lasts.
   void saveServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container, const zn::Value& campaigns,

@@ -2,25 +2,20 @@
 
 #include <utility>
 
-#include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZintarCore/ZNLogger.h"
 
 namespace zn {
 
 namespace {
-thread_local const ShowingScope* innermost = nullptr;
+thread_local const OriginScope* innermost = nullptr;
 }
 
 void ShowingChain::tellEnd(const Value& refused) {
   if (isTold_.exchange(true)) return;
-  ZNLogger::sharedInstance()->logWithType(
-      1, "Device Triggers -- %ld campaigns set off one another, no further one is shown : %@ 🛑", kMost, refused);
+  zn::log("Device Triggers -- %ld campaigns set off one another, no further one is shown : %@ 🛑", kMost, refused);
 }
 
-EventOrigin EventOrigin::here() {
-  const std::uint64_t user = triggerGeneration();
-  return innermost ? EventOrigin{user, innermost->campaign_, innermost->chain_} : EventOrigin{user, nullptr, nullptr};
-}
+EventOrigin EventOrigin::here() { return innermost ? innermost->origin() : EventOrigin{}; }
 
 bool EventOrigin::isShowingOf(const ZNDeviceTriggerCampaign& campaign) const {
   if (!showing) return false;
@@ -29,9 +24,8 @@ bool EventOrigin::isShowingOf(const ZNDeviceTriggerCampaign& campaign) const {
          (!campaign.campaignID().isNil() && showing->campaignID() == campaign.campaignID());
 }
 
-ShowingScope::ShowingScope(std::shared_ptr<const ZNDeviceTriggerCampaign> campaign, std::shared_ptr<ShowingChain> chain)
-    : campaign_(std::move(campaign)), chain_(std::move(chain)), outer_(std::exchange(innermost, this)) {}
+OriginScope::OriginScope(EventOrigin origin) : origin_(std::move(origin)), outer_(std::exchange(innermost, this)) {}
 
-ShowingScope::~ShowingScope() { innermost = outer_; }
+OriginScope::~OriginScope() { innermost = outer_; }
 
 }  // namespace zn

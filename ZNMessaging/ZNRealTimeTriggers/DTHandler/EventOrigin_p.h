@@ -3,9 +3,9 @@
 // Where a tracked event came from.
 
 #include <atomic>
-#include <cstdint>
 #include <memory>
 
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 
 namespace zn {
@@ -34,30 +34,31 @@ class ShowingChain {
 
 /// Goes with an event from its tracking to what is shown for it.
 struct EventOrigin {
-  std::uint64_t user = 0;  ///< as `triggerGeneration` had it
+  OwnerToken owner = OwnerToken::ofTriggers();
   /// The campaign whose showing tracked the event, and its chain; both null for the events of everybody else.
   std::shared_ptr<const ZNDeviceTriggerCampaign> showing;
   std::shared_ptr<ShowingChain> chain;
 
-  /// What this thread tracks now, or calls by itself, for the present user.
+  /// Of what this thread does now: as the innermost scope says, else for the present user.
   static EventOrigin here();
   /// Whether showing that campaign tracked the event.
   bool isShowingOf(const ZNDeviceTriggerCampaign& campaign) const;
 };
 
-/// While it lives, the events of this thread are those that showing a campaign tracks.
-class ShowingScope {
+/// While it lives, what this thread does and tracks is of that origin: around the steps that go on for an event, and
+/// around what showing a campaign tracks.
+class OriginScope {
  public:
-  ShowingScope(std::shared_ptr<const ZNDeviceTriggerCampaign> campaign, std::shared_ptr<ShowingChain> chain);
-  ~ShowingScope();
-  ShowingScope(const ShowingScope&) = delete;
-  ShowingScope& operator=(const ShowingScope&) = delete;
+  explicit OriginScope(EventOrigin origin);
+  ~OriginScope();
+  OriginScope(const OriginScope&) = delete;
+  OriginScope& operator=(const OriginScope&) = delete;
+
+  const EventOrigin& origin() const { return origin_; }
 
  private:
-  friend struct EventOrigin;
-  std::shared_ptr<const ZNDeviceTriggerCampaign> campaign_;
-  std::shared_ptr<ShowingChain> chain_;
-  const ShowingScope* const outer_;
+  const EventOrigin origin_;
+  const OriginScope* const outer_;
 };
 
 }  // namespace zn

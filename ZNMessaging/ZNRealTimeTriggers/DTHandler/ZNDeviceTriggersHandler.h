@@ -16,10 +16,6 @@
 #include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZNPlatform/UserNotifications/UNNotification.h"
 
-namespace zn {
-struct EventOrigin;
-}
-
 /// The engine of device triggers: campaigns kept on the device show a local notification when the user does something.
 /// It fetches campaigns from the server, decides for every tracked event whether one fires, asks the server whether the
 /// user is in the campaign's segment (or goes the offline way where the campaign allows it), and posts.
@@ -118,23 +114,13 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   void postDeviceTriggerWithRequest(const UNNotificationRequest& request, const std::shared_ptr<ZNDTPostInfo>& info);
 
  private:
-  // The same for an event whose origin is known.
-  void startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes, const zn::EventOrigin& origin);
-  void checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name, const zn::Value& attributes,
-                                                   const zn::EventOrigin& origin);
-  void checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                       const zn::Value& eventDict, const zn::EventOrigin& origin);
-  void postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, bool isOffline,
-                                 const zn::EventOrigin& origin);
-
   static UNNotificationRequest requestFor(const ZNDeviceTriggerPayload& payload,
                                           const std::optional<std::vector<std::string>>& attachments,
                                           const std::optional<UNTimeIntervalNotificationTrigger>& trigger);
   void storeServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container, const zn::Value& response);
-  void handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, const zn::Value& response,
-                           const zn::EventOrigin& origin);
+  void handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, const zn::Value& response);
   static void withdrawWaitingNotifications();
-  void postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign, const zn::EventOrigin& origin);
+  void postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign);
   struct Posting;
   static std::optional<Posting> postingOf(const std::shared_ptr<ZNDTPostInfo>& info);
   void didAddRequest(const std::string& identifier, const Posting& posting, const std::optional<std::string>& error);

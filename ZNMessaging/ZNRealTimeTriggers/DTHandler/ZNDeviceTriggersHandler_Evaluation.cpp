@@ -1,5 +1,5 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
-#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
@@ -8,13 +8,6 @@
 #include "ZintarCore/ZNLogger.h"
 
 namespace {
-
-const std::shared_ptr<ZNLogger>& logger() { return ZNLogger::sharedInstance(); }
-
-template <class... Arguments>
-void log(const char* text, const Arguments&... arguments) {
-  logger()->logWithType(1, text, arguments...);
-}
 
 const std::shared_ptr<ZNDeviceTriggersDataManager>& store() { return ZNDeviceTriggersDataManager::sharedInstance(); }
 
@@ -25,30 +18,22 @@ void ZNDeviceTriggersHandler::checkDeviceTriggerForEvent(const zn::Value& name, 
     if (name.isNil()) return;
     const zn::EventOrigin origin = zn::EventOrigin::here();  // before the store, which a reset empties
     if (!store()->activeDeviceTriggers()->waitsForEvent(name)) {
-      log("Device Triggers -- No Device Triggers for %@", name);
+      zn::log("Device Triggers -- No Device Triggers for %@", name);
       return;
     }
     if (origin.chain && origin.chain->isOver()) return origin.chain->tellEnd(name);
-    log("Device Triggers -- Event %@ contains a Device trigger ✅", name);
-    ZNNotificationHandler::sharedInstance()->checkPushNotificationsSettingsWithCompletionBlock(
-        [self = shared_from_this(), name, attributes, origin](bool isAllowed) {
-          if (isAllowed) {
-            self->startBGTaskForEvent(name, attributes, origin);
-          } else {
-            log("Device Triggers -- Push Notification settings not provided 🛑");
-          }
-        });
+    zn::log("Device Triggers -- Event %@ contains a Device trigger ✅", name);
+    zn::checkAlertsAllowed([self = shared_from_this(), name, attributes, origin](bool isAllowed) {
+      if (!isAllowed) return zn::log("Device Triggers -- Push Notification settings not provided 🛑");
+      const zn::OriginScope scope(origin);
+      self->startBGTaskForEvent(name, attributes);
+    });
   });
 }
 
 void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes) {
-  startBGTaskForEvent(name, attributes, zn::EventOrigin::here());
-}
-
-void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const zn::Value& attributes,
-                                                  const zn::EventOrigin& origin) {
   zn::guarded("startBGTaskForEvent:withEventDict:", "exception while checking device trigger : %@", [&] {
-    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), name, attributes, origin] {
+    zn::dispatchAsync(zn::Queue::main, [self = shared_from_this(), name, attributes, origin = zn::EventOrigin::here()] {
       const auto application = UIApplication::sharedApplication();
       if (application->applicationState() == UIApplicationState::background) {
         // The handler learns the identifier after it was made; it runs on the main queue too, so never before that.
@@ -60,7 +45,8 @@ void ZNDeviceTriggersHandler::startBGTaskForEvent(const zn::Value& name, const z
         self->dt_BgTask_ = *identifier;
       }
       zn::dispatchAsync(zn::Queue::global, [self, name, attributes, origin] {
-        self->checkPreconditionsForDeviceTriggerWithEvent(name, attributes, origin);
+        const zn::OriginScope scope(origin);
+        self->checkPreconditionsForDeviceTriggerWithEvent(name, attributes);
       });
     });
   });
@@ -75,35 +61,30 @@ void ZNDeviceTriggersHandler::endBGTask() {
 
 void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name,
                                                                           const zn::Value& attributes) {
-  checkPreconditionsForDeviceTriggerWithEvent(name, attributes, zn::EventOrigin::here());
-}
-
-void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const zn::Value& name,
-                                                                          const zn::Value& attributes,
-                                                                          const zn::EventOrigin& origin) {
+  const zn::OriginScope scope(zn::EventOrigin::here());  // one origin for all that follows
   zn::guarded("checkPreconditionsForDeviceTriggerWithEvent:withEventAttributes:",
               "exception while checking device trigger : %@", [&] {
                 if (!checkForGlobalDelay()) {
-                  log("Device Triggers -- Device Trigger Global Delay check failed 🛑");
+                  zn::log("Device Triggers -- Device Trigger Global Delay check failed 🛑");
                   return;
                 }
-                log("Device Triggers -- Device Trigger Global Delay check passed ✅");
+                zn::log("Device Triggers -- Device Trigger Global Delay check passed ✅");
                 const zn::CampaignList campaigns = store()->getCampaignsForEvent(name, attributes);
-                if (campaigns.empty()) log("Device Triggers -- Trigger Condition Not satisfied  🛑");
+                if (campaigns.empty()) zn::log("Device Triggers -- Trigger Condition Not satisfied  🛑");
                 for (const auto& campaign : campaigns) {
-                  if (origin.isShowingOf(*campaign)) {
-                    log("Device Triggers -- Campaign(%@) Not checked as showing it tracked the event 🛑",
-                        campaign->campaignID());
+                  if (scope.origin().isShowingOf(*campaign)) {
+                    zn::log("Device Triggers -- Campaign(%@) Not checked as showing it tracked the event 🛑",
+                            campaign->campaignID());
                     continue;
                   }
-                  log("Device Triggers -- Checking Rules for Device Trigger : %@ ✅", campaign->campaignID());
+                  zn::log("Device Triggers -- Checking Rules for Device Trigger : %@ ✅", campaign->campaignID());
                   if (canPostDeviceTrigger(*campaign)) {
-                    log("Device Triggers -- Rule Check Passes by Device Trigger : %@ | Now check User in Segment ✅",
-                        campaign->campaignID());
-                    checkUserInSegmentForDTCampaign(campaign, attributes, origin);
+                    zn::log("Device Triggers -- Rule Check Passes by Device Trigger : %@ | Now check User in Segment ✅",
+                            campaign->campaignID());
+                    checkUserInSegmentForDTCampaign(campaign, attributes);
                     return;  // at most one campaign an event
                   }
-                  log("Device Triggers -- Campaign(%@) Rules Check Failed 🛑", campaign->campaignID());
+                  zn::log("Device Triggers -- Campaign(%@) Rules Check Failed 🛑", campaign->campaignID());
                 }
               });
 }
@@ -116,8 +97,8 @@ bool ZNDeviceTriggersHandler::checkForGlobalDelay() const {
   return zn::guarded("checkForGlobalDelay", "exception while checking the global delay : %@", [&] {
     const auto fields = store()->activeDeviceTriggers()->fields();
     const zn::Verdict verdict = zn::globalDelayRule(fields.deviceTriggerLastPostedTime, fields.globalDelay,
-                                                    zn::secondsSince1970(), logger()->isEnabled());
-    if (!verdict.line.empty()) log("%@", verdict.line);
+                                                    zn::secondsSince1970(), ZNLogger::sharedInstance()->isEnabled());
+    if (!verdict.line.empty()) zn::log("%@", verdict.line);
     return verdict.passes;
   });
 }
@@ -126,14 +107,15 @@ bool ZNDeviceTriggersHandler::canPostDeviceTrigger(const ZNDeviceTriggerCampaign
   return zn::guarded("canPostDeviceTrigger:", "exception while checking device trigger rules : %@", [&] {
     const auto status = store()->getStatusInstanceForCampaign(campaign);
     const auto last = store()->activeDeviceTriggers()->fields().deviceTriggerLastUpdatedTime;
-    const zn::RuleInput input{campaign, status.get(), last, zn::millisecondsSince1970(), logger()->isEnabled()};
+    const zn::RuleInput input{campaign, status.get(), last, zn::millisecondsSince1970(),
+                              ZNLogger::sharedInstance()->isEnabled()};
     for (const zn::Rule& rule : zn::postingRules()) {
       const zn::Verdict verdict = rule.decide(input);
-      if (!verdict.line.empty()) log("%@", verdict.line);
+      if (!verdict.line.empty()) zn::log("%@", verdict.line);
       if (!verdict.passes) return false;
     }
     // Without a record the last two rules let pass at once, and so does the closing line.
-    if (status) log("Device Triggers -- Campaign(%@) Rule Checks passed ✅", campaign.campaignID());
+    if (status) zn::log("Device Triggers -- Campaign(%@) Rule Checks passed ✅", campaign.campaignID());
     return true;
   });
 }
@@ -146,8 +128,8 @@ bool ZNDeviceTriggersHandler::checkIfDNDForCampaign(const ZNDeviceTriggerCampaig
     const std::int64_t delay = campaign.triggerDelay().longLongValue() / 1000;
     const std::string trigger = ZNDateUtils::dateFormatterForUsPosixLocaleWithFormat("HH:mm", true)
                                     .stringFromDate(zn::Date{zn::secondsSince1970() + static_cast<double>(delay)});
-    log("Device Triggers - DND Check in GMT || DND Start Time(%@) and DND End Time(%@) || Trigger Time(%@)",
-        fields.dndStartTime, fields.dndEndTime, trigger);
+    zn::log("Device Triggers - DND Check in GMT || DND Start Time(%@) and DND End Time(%@) || Trigger Time(%@)",
+            fields.dndStartTime, fields.dndEndTime, trigger);
     const auto time = ZNDateUtils::getDateComponentsFromTimeString(trigger);
     const auto start = ZNDateUtils::getDateComponentsFromTimeString(fields.dndStartTime.string());
     const auto end = ZNDateUtils::getDateComponentsFromTimeString(fields.dndEndTime.string());

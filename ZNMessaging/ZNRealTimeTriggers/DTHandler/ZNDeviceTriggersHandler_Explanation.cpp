@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
@@ -124,8 +124,6 @@ Value explained(const Value& name, const Value& attributes, bool alertsAllowed) 
 
 void ZNDeviceTriggersHandler::explainEvent(const Value& name, const Value& attributes,
                                            std::function<void(const Value& explanation)> completion) const {
-  ZNNotificationHandler::sharedInstance()->checkPushNotificationsSettingsWithCompletionBlock(
-      [name, attributes, answer = zn::guardedOnce("explainEvent", kFailure, std::move(completion))](bool isAllowed) {
-        answer(explained(name, attributes, isAllowed));
-      });
+  zn::checkAlertsAllowed([name, attributes, answer = zn::guardedOnce("explainEvent", kFailure, std::move(completion))](
+                             bool isAllowed) { answer(explained(name, attributes, isAllowed)); });
 }

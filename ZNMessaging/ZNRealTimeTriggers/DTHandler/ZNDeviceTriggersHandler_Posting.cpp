@@ -1,7 +1,6 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNAnalytics/TrackedEvent.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/EventOrigin_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
@@ -21,16 +20,11 @@ constexpr const char* kSegmentFailure = "exception user in segment response devi
 constexpr const char* kWithdrawalFailure = "exception while taking back device trigger notifications : %@";
 constexpr const char* kPostingFailure = "exception posting device trigger in adding NotificationRequest : %@";
 
-template <class... Arguments>
-void log(const char* text, const Arguments&... arguments) {
-  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
-}
-
 /// Whether the user whose event it was is still there and wants pushes. What was meant for the last one is not shown to
 /// the next one.
 bool isStillThere(const zn::EventOrigin& origin) {
-  if (zn::triggerGeneration() == origin.user) return true;
-  log("Device Triggers -- Device Trigger not posted because the user was reset or opted out 🛑");
+  if (origin.owner.holds()) return true;
+  zn::log("Device Triggers -- Device Trigger not posted because the user was reset or opted out 🛑");
   return false;
 }
 
@@ -77,25 +71,21 @@ zn::Value segmentRequestBody(const zn::Value& campaignID, const zn::Value& event
 
 void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                               const zn::Value& eventDict) {
-  checkUserInSegmentForDTCampaign(campaign, eventDict, zn::EventOrigin::here());
-}
-
-void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                                              const zn::Value& eventDict,
-                                                              const zn::EventOrigin& origin) {
+  const zn::EventOrigin origin = zn::EventOrigin::here();
   zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
     if (!campaign || !isStillThere(origin)) return;
     if (ZNConfigDataManager::sharedInstance()->getZinAppID().length() == 0) {
-      log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
+      zn::log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
       return;
     }
     const zn::Value body = segmentRequestBody(campaign->campaignID(), eventDict);
-    log("User In Segment request initiated:");
+    zn::log("User In Segment request initiated:");
     ZNNetworkRequest::initWithService(ZNService::userInSegment, zn::nil, zn::nil, body, zn::nil)
         ->executeRequestWithCompletionBlock(
             [self = shared_from_this(), campaign, origin](bool, const zn::Value& response) {
               zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
-                if (isStillThere(origin)) self->handleSegmentAnswer(campaign, response, origin);
+                const zn::OriginScope scope(origin);
+                if (isStillThere(origin)) self->handleSegmentAnswer(campaign, response);
               });
             });
   });
@@ -108,38 +98,38 @@ zn::Value ZNDeviceTriggersHandler::getUserInSegmentPayloadWithCampaignID(const z
 }
 
 void ZNDeviceTriggersHandler::handleSegmentAnswer(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                                  const zn::Value& response, const zn::EventOrigin& origin) {
-  if (response.isNil()) return postOffline(campaign, origin);
-  log("Device Triggers -- User in segment response : %@", response);
+                                                  const zn::Value& response) {
+  if (response.isNil()) return postOffline(campaign);
+  zn::log("Device Triggers -- User in segment response : %@", response);
   const bool inSegment = response.validObjectForKey("user_in_segment").boolValue();
   const bool show = response.validObjectForKey("show_notification").boolValue();
   if (inSegment && show) {
-    log("Device Triggers -- User in Segment and Show Notification is true ✅");
+    zn::log("Device Triggers -- User in Segment and Show Notification is true ✅");
     campaign->updateNotificationPayload(response.validObjectForKey("payload"));
-    postDeviceTriggerCampaign(campaign, false, origin);
+    postDeviceTriggerCampaign(campaign, false);
     return;
   }
-  if (!show) log("Device Triggers -- Device Trigger not posted because Show Notification is false 🛑");
-  if (!inSegment) log("Device Triggers -- Device Trigger not posted because User Not In Segment 🛑");
+  if (!show) zn::log("Device Triggers -- Device Trigger not posted because Show Notification is false 🛑");
+  if (!inSegment) zn::log("Device Triggers -- Device Trigger not posted because User Not In Segment 🛑");
 }
 
-void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                          const zn::EventOrigin& origin) {
+void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign) {
   if (!campaign->shouldSupportOffline()) {
-    log("Device Triggers -- User in Segment failed --> Show Offline disabled. Device Trigger will not be posted 🛑");
+    zn::log(
+        "Device Triggers -- User in Segment failed --> Show Offline disabled. Device Trigger will not be posted 🛑");
     return;
   }
-  log("Device Triggers -- User in Segment failed --> Device Trigger in Offline mode. ✅");
+  zn::log("Device Triggers -- User in Segment failed --> Device Trigger in Offline mode. ✅");
   if (!checkIfDNDForCampaign(*campaign)) {
-    log("Device Triggers -- Campaign(%@) Offline DND check passed ✅", campaign->campaignID());
-    postDeviceTriggerCampaign(campaign, true, origin);
+    zn::log("Device Triggers -- Campaign(%@) Offline DND check passed ✅", campaign->campaignID());
+    postDeviceTriggerCampaign(campaign, true);
   } else if (campaign->shouldIgnoreDND()) {
-    log("Device Triggers -- Campaign(%@) Offline DND check failed and shouldIgnoreDND is true ✅",
-        campaign->campaignID());
-    postDeviceTriggerCampaign(campaign, true, origin);
+    zn::log("Device Triggers -- Campaign(%@) Offline DND check failed and shouldIgnoreDND is true ✅",
+            campaign->campaignID());
+    postDeviceTriggerCampaign(campaign, true);
   } else {
-    log("Device Triggers -- Campaign(%@) Not shown because DND check failed and shouldIgnoreDND is false 🛑",
-        campaign->campaignID());
+    zn::log("Device Triggers -- Campaign(%@) Not shown because DND check failed and shouldIgnoreDND is false 🛑",
+            campaign->campaignID());
   }
 }
 
@@ -151,21 +141,14 @@ std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggersHandler::getPayloadToSho
 
 void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
                                                         bool isOffline) {
-  postDeviceTriggerCampaign(campaign, isOffline, zn::EventOrigin::here());
-}
-
-void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
-                                                        bool isOffline, const zn::EventOrigin& origin) {
   zn::guarded("postDeviceTriggerCampaign:isOffline:", kPostingFailure, [&] {
     const auto payload = campaign ? getPayloadToShow(*campaign, isOffline) : nullptr;
     if (!payload) {
-      log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑",
-          campaign ? campaign->campaignID() : zn::nil);
+      zn::log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑",
+              campaign ? campaign->campaignID() : zn::nil);
       return;
     }
-    const auto info = ZNDTPostInfo::initWithCampaign(campaign, payload, isOffline);
-    info->fields_.set(&ZNDTPostInfo::Fields::origin, std::make_shared<const zn::EventOrigin>(origin));
-    processDeviceTriggerWithInfo(info);
+    processDeviceTriggerWithInfo(ZNDTPostInfo::initWithCampaign(campaign, payload, isOffline));
   });
 }
 
@@ -192,7 +175,8 @@ void ZNDeviceTriggersHandler::processDeviceTriggerWithInfo(const std::shared_ptr
     const std::int64_t seconds = delay / 1000;
     std::optional<UNTimeIntervalNotificationTrigger> trigger;
     if (delay >= 1000) trigger = UNTimeIntervalNotificationTrigger{static_cast<double>(seconds)};
-    log("Device Triggers -- Posting Notification request for Campaign : %@ -- Trigger Delay :  %ld -- Payload : %@ ✅",
+    zn::log(
+        "Device Triggers -- Posting Notification request for Campaign : %@ -- Trigger Delay :  %ld -- Payload : %@ ✅",
         posting->campaign->campaignID(), seconds, posting->payload->pushDict());
     const UNNotificationRequest request = requestFor(*posting->payload, std::nullopt, trigger);
     ZNRichNotification::getLocalNotificationContentForRequest(
@@ -250,22 +234,22 @@ void ZNDeviceTriggersHandler::didAddRequest(const std::string& identifier, const
   const ZNDeviceTriggerCampaign& campaign = *posting.campaign;
   const ZNDeviceTriggerPayload& payload = *posting.payload;
   const auto& chain = posting.origin.chain;
-  const zn::ShowingScope tracked(posting.campaign, chain ? chain : std::make_shared<zn::ShowingChain>());
+  const zn::OriginScope tracked(
+      {zn::OwnerToken::ofTriggers(), posting.campaign, chain ? chain : std::make_shared<zn::ShowingChain>()});
   if (error) {
-    log("Device Triggers -- Something went wrong: %@ 🛑", *error);
+    zn::log("Device Triggers -- Something went wrong: %@ 🛑", *error);
     ZNDeviceTriggerUtils::trackNotificationScheduledFailedForCampaign(campaign, payload);
     return;
   }
-  log("Device Triggers -- Notification Request successfully added for campaign ID : %@ ✅", campaign.campaignID());
+  zn::log("Device Triggers -- Notification Request successfully added for campaign ID : %@ ✅", campaign.campaignID());
   ZNDeviceTriggerUtils::trackNotificationReceivedForCampaign(campaign, payload);
   ZNDeviceTriggerUtils::trackNotificationShownForCampaign(campaign, payload);
   ZNDeviceTriggerUtils::trackNotificationScheduledForCampaign(campaign, payload);
   if (posting.isOffline) ZNDeviceTriggerUtils::trackNotificationOfflineForCampaign(campaign, payload);
-  // A showing that the last user's campaign got is not the next one's. The container is taken first: a reset after this
-  // look replaces it.
-  const auto container = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers();
-  if (zn::triggerGeneration() == posting.origin.user) {
-    ZNDeviceTriggersDataManager::sharedInstance()->updateCampaignShownForCampaign(campaign, container);
+  // A showing that the last user's campaign got is not the next one's.
+  const auto& store = ZNDeviceTriggersDataManager::sharedInstance();
+  if (const auto container = store->activeDeviceTriggersOf(posting.origin.owner)) {
+    store->updateCampaignShownForCampaign(campaign, container);
   } else {
     // It was added while all others were taken back.
     UNUserNotificationCenter::currentNotificationCenter()->removePendingNotificationRequestsWithIdentifiers(

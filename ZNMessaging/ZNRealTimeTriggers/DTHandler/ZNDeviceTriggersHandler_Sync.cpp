@@ -1,5 +1,5 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
-#include "ZNMessaging/Utils/ModuleState_p.h"
+#include "ZNMessaging/Utils/OwnerToken_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggerUtils.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
@@ -13,12 +13,8 @@
 
 namespace {
 
+constexpr const char* kSyncSelector = "syncDeviceTriggersWithCompletionBlock:";
 constexpr const char* kSyncFailure = "exception while syncing device trigger : %@";
-
-template <class... Arguments>
-void log(const char* text, const Arguments&... arguments) {
-  ZNLogger::sharedInstance()->logWithType(1, text, arguments...);
-}
 
 std::int64_t wholeSecondsSince1970() { return zn::Value(zn::secondsSince1970()).longLongValue(); }
 
@@ -35,7 +31,7 @@ bool ZNDeviceTriggersHandler::isRealTimeTriggerEnabled() const {
   const auto& configuration = ZNConfigDataManager::sharedInstance();
   if (!ZNCoreUtils::isSDKEnabled() || !configuration->isRealTimeTriggersEnabled()) return false;
   if (configuration->hasZinAppID()) return true;
-  log("RealTime Trigger Sync API not called. AppID not present");
+  zn::log("RealTime Trigger Sync API not called. AppID not present");
   return false;
 }
 
@@ -43,7 +39,7 @@ bool ZNDeviceTriggersHandler::shouldFetch() const {
   const std::int64_t interval = ZNConfigDataManager::sharedInstance()->getRealTimeTriggerSyncInterval();
   const std::int64_t last = lastUpdatedTime();
   if (last == 0 || zn::boundedSum(last, interval) <= wholeSecondsSince1970()) return true;
-  log("Not fetching it since Real-Time Triggers will be fetched only once in %ld secs", interval);
+  zn::log("Not fetching it since Real-Time Triggers will be fetched only once in %ld secs", interval);
   return false;
 }
 
@@ -62,7 +58,7 @@ zn::Value ZNDeviceTriggersHandler::getDeviceTriggerSyncRequestPayload() const {
   const zn::Value params =
       ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::triggerSync);
   if (params.isNil()) {
-    log("Query Params are nil");
+    zn::log("Query Params are nil");
     return zn::nil;
   }
   body.setObjectNilHandled(params, "query_params");
@@ -70,48 +66,39 @@ zn::Value ZNDeviceTriggersHandler::getDeviceTriggerSyncRequestPayload() const {
 }
 
 void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::function<void(bool)> completion) {
-  const auto answer = zn::guardedOnce("syncDeviceTriggersWithCompletionBlock:", kSyncFailure, std::move(completion));
-  const bool answersLater = zn::guarded(
-      "syncDeviceTriggersWithCompletionBlock:", kSyncFailure,
-      [&] {
-        const std::uint64_t user = zn::triggerGeneration();  // before the store, which a reset empties
-        store()->retryStorage();                             // the server is told what is stored
-        const zn::Value body = getDeviceTriggerSyncRequestPayload();
-        if (body.isNil()) {
-          log("BodyDict is nil");
-          return true;  // a start without parameters stays unanswered
-        }
-        log("Device Trigger Sync request initiated:");
-        ZNNetworkRequest::initWithService(ZNService::triggerSync, zn::nil, zn::nil, body, zn::nil)
-            ->executeRequestWithCompletionBlock(
-                [self = shared_from_this(), user, answer](bool, const zn::Value& response) {
-                  const auto container = store()->activeDeviceTriggers();
-                  // The container is taken first: a reset after this look replaces it.
-                  const bool isOurs = zn::triggerGeneration() == user;
-                  const bool stored = zn::guarded("syncDeviceTriggersWithCompletionBlock:", kSyncFailure, [&] {
-                    if (!isOurs) {
-                      log("Real-Time Trigger -- Answer left unused: the user was reset or opted out meanwhile 🛑");
-                      return false;
-                    }
-                    if (response.isNil()) {
-                      log("Real-Time Trigger -- Error while syncing Device Triggers");
-                      return false;
-                    }
-                    self->storeServerAnswer(container, response);
-                    return true;
-                  });
-                  answer(stored);
-                });
-        return true;
-      },
-      [] { return false; });
-  if (!answersLater) answer(false);
+  zn::answeredOnce(kSyncSelector, kSyncFailure, std::move(completion), [&](const auto& answer) {
+    const zn::OwnerToken owner = zn::OwnerToken::ofTriggers();  // before the store, which a reset empties
+    store()->retryStorage();                                    // the server is told what is stored
+    const zn::Value body = getDeviceTriggerSyncRequestPayload();
+    if (body.isNil()) {
+      zn::log("BodyDict is nil");
+      return true;  // a start without parameters stays unanswered
+    }
+    zn::log("Device Trigger Sync request initiated:");
+    const auto request = ZNNetworkRequest::initWithService(ZNService::triggerSync, zn::nil, zn::nil, body, zn::nil);
+    request->executeRequestWithCompletionBlock(
+        [self = shared_from_this(), owner, answer](bool, const zn::Value& response) {
+          const auto container = store()->activeDeviceTriggersOf(owner);
+          answer(zn::guarded(kSyncSelector, kSyncFailure, [&] {
+            if (!container) {
+              zn::log("Real-Time Trigger -- Answer left unused: the user was reset or opted out meanwhile 🛑");
+            } else if (response.isNil()) {
+              zn::log("Real-Time Trigger -- Error while syncing Device Triggers");
+            } else {
+              self->storeServerAnswer(container, response);
+              return true;
+            }
+            return false;
+          }));
+        });
+    return true;
+  });
 }
 
 void ZNDeviceTriggersHandler::storeServerAnswer(const std::shared_ptr<ZNDeviceTriggers>& container,
                                                 const zn::Value& response) {
   lastUpdatedTime_ = wholeSecondsSince1970();
-  log("Real-Time Trigger -- Device Trigger API Response : %@", response);
+  zn::log("Real-Time Trigger -- Device Trigger API Response : %@", response);
   const auto setLimits = [&](ZNDeviceTriggers::Fields& fields) {
     const auto dndTime = [&](const char* key) {
       return ZNDeviceTriggerUtils::DNDTimeStringFromNumber(response.validObjectForKey(key));
@@ -133,11 +120,11 @@ void ZNDeviceTriggersHandler::storeServerAnswer(const std::shared_ptr<ZNDeviceTr
   store()->saveServerAnswer(container, response.validObjectForKey("campaigns"), isUserKnown, setLimits);
   // A reset that overtook this answer wants the next synchronisation at once.
   if (store()->activeDeviceTriggers() != container) lastUpdatedTime_ = 0;
-  log("Real-Time Trigger -- Campaigns synced successfully");
+  zn::log("Real-Time Trigger -- Campaigns synced successfully");
 }
 
 void ZNDeviceTriggersHandler::stop() {
-  zn::triggersWereStopped();
+  zn::OwnerToken::triggersWereStopped();
   clearDeviceTriggersData();
   withdrawWaitingNotifications();
 }

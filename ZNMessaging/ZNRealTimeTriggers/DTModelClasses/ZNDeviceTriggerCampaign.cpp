@@ -1,5 +1,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 
+#include "ZNMessaging/Utils/ArchivedFields_p.h"
+
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
@@ -121,55 +123,41 @@ bool ZNDeviceTriggerCampaign::matches(const zn::Value& event, const zn::Value& a
 
 bool ZNDeviceTriggerCampaign::checkIfAttributeConditionSatisfiedForEvent(const zn::Value& event,
                                                                          const zn::Value& attributes) const {
-  const auto& logger = ZNLogger::sharedInstance();
   if (!isActive()) {
-    logger->logWithType(1, "Device Trigger Campaign(%@) is %@ 🛑", campaignID(), status());
+    zn::log("Device Trigger Campaign(%@) is %@ 🛑", campaignID(), status());
     return false;
   }
-  if (logger->isEnabled() && !conditionProblem().empty() && !problemLogged_.exchange(true)) {
-    logger->logWithType(1, "Device Triggers -- Campaign(%@) has a condition that cannot be understood : %@ 🛑",
-                        campaignID(), conditionProblem());
+  if (ZNLogger::sharedInstance()->isEnabled() && !conditionProblem().empty() && !problemLogged_.exchange(true)) {
+    zn::log("Device Triggers -- Campaign(%@) has a condition that cannot be understood : %@ 🛑", campaignID(),
+            conditionProblem());
   }
   return matches(event, attributes);
 }
 
+struct ZNDeviceTriggerCampaign::Archived {
+  static constexpr std::tuple fields{zn::ArchivedField{"campaignID", &Fields::campaignID},
+                                     zn::ArchivedField{"payload", &Fields::payload},
+                                     zn::ArchivedField{"triggerEvent", &Fields::triggerEvent},
+                                     zn::ArchivedField{"attrConditions", &Fields::attrConditions},
+                                     zn::ArchivedField{"campaignType", &Fields::campaignType},
+                                     zn::ArchivedField{"status", &Fields::status},
+                                     zn::ArchivedField{"expiry", &Fields::expiry, zn::numberOrNil},
+                                     zn::ArchivedField{"maxTimes", &Fields::maxTimes, zn::numberOrNil},
+                                     zn::ArchivedField{"priority", &Fields::priority, zn::numberOrNil},
+                                     zn::ArchivedField{"triggerDelay", &Fields::triggerDelay, zn::numberOrNil},
+                                     zn::ArchivedField{"maxSyncDelay", &Fields::maxSyncDelay, zn::numberOrNil},
+                                     zn::ArchivedField{"campaignDelay", &Fields::campaignDelay, zn::numberOrNil},
+                                     zn::ArchivedField{"lastUpdatedTime", &Fields::lastUpdatedTime, zn::numberOrNil},
+                                     zn::ArchivedField{"shouldSupportOffline", &Fields::shouldSupportOffline},
+                                     zn::ArchivedField{"shouldIgnoreDND", &Fields::shouldIgnoreDND}};
+};
+
 void ZNDeviceTriggerCampaign::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  const Fields fields = fields_.all();
-  coder.encodeObject(fields.campaignID, "campaignID");
-  coder.encodeObject(fields.payload, "payload");
-  coder.encodeObject(fields.triggerEvent, "triggerEvent");
-  coder.encodeObject(fields.attrConditions, "attrConditions");
-  coder.encodeInt(fields.campaignType, "campaignType");
-  coder.encodeObject(fields.status, "status");
-  coder.encodeObject(fields.expiry, "expiry");
-  coder.encodeObject(fields.maxTimes, "maxTimes");
-  coder.encodeObject(fields.priority, "priority");
-  coder.encodeObject(fields.triggerDelay, "triggerDelay");
-  coder.encodeObject(fields.maxSyncDelay, "maxSyncDelay");
-  coder.encodeObject(fields.campaignDelay, "campaignDelay");
-  coder.encodeObject(fields.lastUpdatedTime, "lastUpdatedTime");
-  coder.encodeBool(fields.shouldSupportOffline, "shouldSupportOffline");
-  coder.encodeBool(fields.shouldIgnoreDND, "shouldIgnoreDND");
+  zn::encodeFields(coder, fields_.all(), Archived::fields);
 }
 
 std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithCoder(zn::NSKeyedUnarchiver& coder) {
   auto campaign = std::make_shared<ZNDeviceTriggerCampaign>();
-  campaign->fields_.update([&](Fields& fields) {
-    fields.campaignID = coder.decodeObjectForKey("campaignID");
-    fields.payload = std::dynamic_pointer_cast<ZNDeviceTriggerPayload>(coder.decodeRecordForKey("payload"));
-    fields.triggerEvent = coder.decodeObjectForKey("triggerEvent");
-    fields.attrConditions = coder.decodeObjectForKey("attrConditions");
-    fields.campaignType = coder.decodeIntForKey("campaignType");
-    fields.status = coder.decodeObjectForKey("status");
-    fields.expiry = zn::numberOrNil(coder.decodeObjectForKey("expiry"));
-    fields.maxTimes = zn::numberOrNil(coder.decodeObjectForKey("maxTimes"));
-    fields.priority = zn::numberOrNil(coder.decodeObjectForKey("priority"));
-    fields.triggerDelay = zn::numberOrNil(coder.decodeObjectForKey("triggerDelay"));
-    fields.maxSyncDelay = zn::numberOrNil(coder.decodeObjectForKey("maxSyncDelay"));
-    fields.campaignDelay = zn::numberOrNil(coder.decodeObjectForKey("campaignDelay"));
-    fields.lastUpdatedTime = zn::numberOrNil(coder.decodeObjectForKey("lastUpdatedTime"));
-    fields.shouldSupportOffline = coder.decodeBoolForKey("shouldSupportOffline");
-    fields.shouldIgnoreDND = coder.decodeBoolForKey("shouldIgnoreDND");
-  });
+  campaign->fields_.update([&](Fields& fields) { zn::decodeFields(coder, fields, Archived::fields); });
   return campaign;
 }

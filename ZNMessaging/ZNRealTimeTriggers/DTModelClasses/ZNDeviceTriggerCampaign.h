@@ -88,6 +88,7 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
 
  private:
+  struct Archived;
   struct Fields {
     zn::Value campaignID;
     std::shared_ptr<ZNDeviceTriggerPayload> payload;

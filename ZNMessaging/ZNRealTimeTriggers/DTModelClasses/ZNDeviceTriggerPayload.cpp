@@ -1,5 +1,6 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerPayload.h"
 
+#include "ZNMessaging/Utils/ArchivedFields_p.h"
 #include "ZintarCore/ZNPayloadKeys.h"
 
 std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggerPayload::initWithDictionary(const zn::Value& dictionary) {
@@ -22,27 +23,23 @@ std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggerPayload::initWithDictiona
   return payload;
 }
 
+struct ZNDeviceTriggerPayload::Archived {
+  static constexpr std::tuple fields{zn::ArchivedField{"campaignID", &Fields::campaignID},
+                                     zn::ArchivedField{"alertTitle", &Fields::alertTitle},
+                                     zn::ArchivedField{"alertSubTitle", &Fields::alertSubTitle},
+                                     zn::ArchivedField{"alertBody", &Fields::alertBody},
+                                     zn::ArchivedField{"alertSound", &Fields::alertSound},
+                                     zn::ArchivedField{"attachmentURL", &Fields::attachmentURL},
+                                     zn::ArchivedField{"category", &Fields::category},
+                                     zn::ArchivedField{"pushDict", &Fields::pushDict}};
+};
+
 void ZNDeviceTriggerPayload::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  const Fields fields = fields_.all();
-  coder.encodeObject(fields.campaignID, "campaignID");
-  coder.encodeObject(fields.alertTitle, "alertTitle");
-  coder.encodeObject(fields.alertSubTitle, "alertSubTitle");
-  coder.encodeObject(fields.alertBody, "alertBody");
-  coder.encodeObject(fields.alertSound, "alertSound");
-  coder.encodeObject(fields.attachmentURL, "attachmentURL");
-  coder.encodeObject(fields.category, "category");
-  coder.encodeObject(fields.pushDict, "pushDict");
+  zn::encodeFields(coder, fields_.all(), Archived::fields);
 }
 
 std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggerPayload::initWithCoder(zn::NSKeyedUnarchiver& coder) {
   auto payload = std::make_shared<ZNDeviceTriggerPayload>();
-  payload->setCampaignID(coder.decodeObjectForKey("campaignID"));
-  payload->setAlertTitle(coder.decodeObjectForKey("alertTitle"));
-  payload->setAlertSubTitle(coder.decodeObjectForKey("alertSubTitle"));
-  payload->setAlertBody(coder.decodeObjectForKey("alertBody"));
-  payload->setAlertSound(coder.decodeObjectForKey("alertSound"));
-  payload->setAttachmentURL(coder.decodeObjectForKey("attachmentURL"));
-  payload->setCategory(coder.decodeObjectForKey("category"));
-  payload->setPushDict(coder.decodeObjectForKey("pushDict"));
+  payload->fields_.update([&](Fields& fields) { zn::decodeFields(coder, fields, Archived::fields); });
   return payload;
 }

@@ -36,6 +36,7 @@ class ZN_EXPORT ZNDeviceTriggerPayload : public ZNModelObject {
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
 
  private:
+  struct Archived;
   struct Fields {
     zn::Value campaignID;
     zn::Value alertTitle;

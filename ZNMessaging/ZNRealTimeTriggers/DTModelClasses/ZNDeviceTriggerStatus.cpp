@@ -1,5 +1,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerStatus.h"
 
+#include "ZNMessaging/Utils/ArchivedFields_p.h"
+
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 
 std::shared_ptr<ZNDeviceTriggerStatus> ZNDeviceTriggerStatus::initWithDictionary(const zn::Value& dictionary) {
@@ -11,19 +13,20 @@ std::shared_ptr<ZNDeviceTriggerStatus> ZNDeviceTriggerStatus::initWithDictionary
   return status;
 }
 
+struct ZNDeviceTriggerStatus::Archived {
+  static constexpr std::tuple fields{
+      zn::ArchivedField{"campaignID", &Fields::campaignID},
+      zn::ArchivedField{"expiry", &Fields::expiry, zn::numberOrNil},
+      zn::ArchivedField{"lastShownTime", &Fields::lastShownTime, zn::numberOrNil},
+      zn::ArchivedField{"numberOfTimesShown", &Fields::numberOfTimesShown, zn::numberOrNil}};
+};
+
 void ZNDeviceTriggerStatus::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  const Fields fields = fields_.all();
-  coder.encodeObject(fields.campaignID, "campaignID");
-  coder.encodeObject(fields.expiry, "expiry");
-  coder.encodeObject(fields.lastShownTime, "lastShownTime");
-  coder.encodeObject(fields.numberOfTimesShown, "numberOfTimesShown");
+  zn::encodeFields(coder, fields_.all(), Archived::fields);
 }
 
 std::shared_ptr<ZNDeviceTriggerStatus> ZNDeviceTriggerStatus::initWithCoder(zn::NSKeyedUnarchiver& coder) {
   auto status = std::make_shared<ZNDeviceTriggerStatus>();
-  status->setCampaignID(coder.decodeObjectForKey("campaignID"));
-  status->setExpiry(zn::numberOrNil(coder.decodeObjectForKey("expiry")));
-  status->setLastShownTime(zn::numberOrNil(coder.decodeObjectForKey("lastShownTime")));
-  status->setNumberOfTimesShown(zn::numberOrNil(coder.decodeObjectForKey("numberOfTimesShown")));
+  status->fields_.update([&](Fields& fields) { zn::decodeFields(coder, fields, Archived::fields); });
   return status;
 }

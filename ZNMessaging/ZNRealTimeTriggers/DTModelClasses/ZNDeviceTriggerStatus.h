@@ -28,6 +28,7 @@ class ZN_EXPORT ZNDeviceTriggerStatus : public ZNModelObject {
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
 
  private:
+  struct Archived;
   struct Fields {
     zn::Value campaignID;
     zn::Value numberOfTimesShown;

@@ -5,30 +5,11 @@
 #include <unordered_set>
 #include <utility>
 
+#include "ZNMessaging/Utils/ArchivedFields_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace {
-
-/// The records of one class in an archived array; null where there is no array.
-template <class Record, class List>
-std::shared_ptr<const List> decodeList(zn::NSKeyedUnarchiver& coder, const char* key) {
-  bool isNil = false;
-  auto records = coder.decodeRecordsForKey(key, &isNil);
-  if (isNil) return nullptr;
-  auto list = std::make_shared<List>();
-  for (auto& record : records) {
-    if (auto typed = std::dynamic_pointer_cast<Record>(std::move(record))) list->push_back(std::move(typed));
-  }
-  return list;
-}
-
-template <class List>
-void encodeList(zn::NSKeyedArchiver& coder, const std::shared_ptr<const List>& list, const char* key) {
-  if (!list) return coder.encodeObject(zn::nil, key);
-  const std::vector<std::shared_ptr<const zn::Coding>> records(list->begin(), list->end());
-  coder.encodeObjects(records, true, key);
-}
 
 /// Readers go through the lists without looking.
 template <class List>
@@ -163,29 +144,26 @@ std::shared_ptr<const ZNDeviceTriggerStatus> ZNDeviceTriggers::statusForCampaign
   return found == current->statusByCampaign.end() ? nullptr : found->second;
 }
 
+struct ZNDeviceTriggers::Archived {
+  static constexpr std::tuple fields{
+      zn::ArchivedField{"deviceTriggers", &Fields::deviceTriggers},
+      zn::ArchivedField{"deviceTriggerEvents", &Fields::deviceTriggerEvents},
+      zn::ArchivedField{"deviceTriggerStatus", &Fields::deviceTriggerStatus},
+      zn::ArchivedField{"DTdndStartTime", &Fields::dndStartTime},
+      zn::ArchivedField{"DTdndEndTime", &Fields::dndEndTime},
+      zn::ArchivedField{"DTglobalDelay", &Fields::globalDelay, zn::numberOrNil},
+      zn::ArchivedField{"DTLastUpdateTime", &Fields::deviceTriggerLastUpdatedTime, zn::numberOrNil},
+      zn::ArchivedField{"DTLastPostTime", &Fields::deviceTriggerLastPostedTime, zn::numberOrNil}};
+};
+
 void ZNDeviceTriggers::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  const Fields all = fields();
-  encodeList(coder, all.deviceTriggers, "deviceTriggers");
-  coder.encodeObject(all.deviceTriggerEvents, "deviceTriggerEvents");
-  encodeList(coder, all.deviceTriggerStatus, "deviceTriggerStatus");
-  coder.encodeObject(all.dndStartTime, "DTdndStartTime");
-  coder.encodeObject(all.dndEndTime, "DTdndEndTime");
-  coder.encodeObject(all.globalDelay, "DTglobalDelay");
-  coder.encodeObject(all.deviceTriggerLastUpdatedTime, "DTLastUpdateTime");
-  coder.encodeObject(all.deviceTriggerLastPostedTime, "DTLastPostTime");
+  zn::encodeFields(coder, fields(), Archived::fields);
 }
 
 std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggers::initWithCoder(zn::NSKeyedUnarchiver& coder) {
   auto triggers = std::make_shared<ZNDeviceTriggers>();
   Fields read;
-  read.deviceTriggers = decodeList<ZNDeviceTriggerCampaign, zn::CampaignList>(coder, "deviceTriggers");
-  read.deviceTriggerEvents = coder.decodeObjectForKey("deviceTriggerEvents");
-  read.deviceTriggerStatus = decodeList<ZNDeviceTriggerStatus, zn::StatusList>(coder, "deviceTriggerStatus");
-  read.dndStartTime = coder.decodeObjectForKey("DTdndStartTime");
-  read.dndEndTime = coder.decodeObjectForKey("DTdndEndTime");
-  read.globalDelay = zn::numberOrNil(coder.decodeObjectForKey("DTglobalDelay"));
-  read.deviceTriggerLastUpdatedTime = zn::numberOrNil(coder.decodeObjectForKey("DTLastUpdateTime"));
-  read.deviceTriggerLastPostedTime = zn::numberOrNil(coder.decodeObjectForKey("DTLastPostTime"));
+  zn::decodeFields(coder, read, Archived::fields);
   triggers->update([&](Fields& fields) { fields = read; });
   return triggers;
 }

@@ -77,6 +77,7 @@ class ZN_EXPORT ZNDeviceTriggers : public zn::Coding {
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
 
  private:
+  struct Archived;
   struct Index;
   std::shared_ptr<const Index> index() const;
   template <class T>

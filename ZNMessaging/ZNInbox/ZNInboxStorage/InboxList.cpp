@@ -1,4 +1,4 @@
-#include "ZNMessaging/ZNInbox/ZNInboxUtils/InboxList.h"
+#include "ZNMessaging/ZNInbox/ZNInboxStorage/InboxList.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <memory>
+#include <tuple>
+#include <vector>
+
+#include "ZNPlatform/Foundation/KeyedArchive.h"
+
+namespace zn {
+
+/// One field of a record that is archived: its key, where the record keeps it, and, for a value that must have a
+/// certain type to be of use, what makes nil of any other. A record names its fields once, in a std::tuple of these, in
+/// the order in which they are written.
+template <class Fields, class T>
+struct ArchivedField {
+  const char* key;
+  T Fields::*member;
+  Value (*usable)(const Value& read) = nullptr;
+};
+template <class Fields, class T, class... Usable>
+ArchivedField(const char*, T Fields::*, Usable...) -> ArchivedField<Fields, T>;
+
+inline void encodeField(NSKeyedArchiver& coder, const Value& value, const char* key) { coder.encodeObject(value, key); }
+inline void encodeField(NSKeyedArchiver& coder, bool value, const char* key) { coder.encodeBool(value, key); }
+inline void encodeField(NSKeyedArchiver& coder, std::int32_t value, const char* key) { coder.encodeInt(value, key); }
+template <class Record>
+void encodeField(NSKeyedArchiver& coder, const std::shared_ptr<Record>& record, const char* key) {
+  coder.encodeObject(std::shared_ptr<const Coding>(record), key);
+}
+/// A list of records; null stands for no list.
+template <class Record>
+void encodeField(NSKeyedArchiver& coder, const std::shared_ptr<const std::vector<std::shared_ptr<Record>>>& list,
+                 const char* key) {
+  if (!list) return coder.encodeObject(nil, key);
+  coder.encodeObjects(std::vector<std::shared_ptr<const Coding>>(list->begin(), list->end()), true, key);
+}
+
+inline void decodeField(NSKeyedUnarchiver& coder, Value& field, const char* key) {
+  field = coder.decodeObjectForKey(key);
+}
+inline void decodeField(NSKeyedUnarchiver& coder, bool& field, const char* key) { field = coder.decodeBoolForKey(key); }
+inline void decodeField(NSKeyedUnarchiver& coder, std::int32_t& field, const char* key) {
+  field = coder.decodeIntForKey(key);
+}
+template <class Record>
+void decodeField(NSKeyedUnarchiver& coder, std::shared_ptr<Record>& field, const char* key) {
+  field = std::dynamic_pointer_cast<Record>(coder.decodeRecordForKey(key));
+}
+template <class Record>
+void decodeField(NSKeyedUnarchiver& coder, std::shared_ptr<const std::vector<std::shared_ptr<Record>>>& field,
+                 const char* key) {
+  bool isNil = false;
+  auto list = std::make_shared<std::vector<std::shared_ptr<Record>>>();
+  for (auto& record : coder.decodeRecordsForKey(key, &isNil)) {
+    if (auto typed = std::dynamic_pointer_cast<Record>(std::move(record))) list->push_back(std::move(typed));
+  }
+  if (!isNil) field = std::move(list);
+}
+
+template <class Fields, class... T>
+void encodeFields(NSKeyedArchiver& coder, const Fields& fields, const std::tuple<ArchivedField<Fields, T>...>& all) {
+  std::apply([&](const auto&... each) { (encodeField(coder, fields.*each.member, each.key), ...); }, all);
+}
+
+template <class Fields, class... T>
+void decodeFields(NSKeyedUnarchiver& coder, Fields& fields, const std::tuple<ArchivedField<Fields, T>...>& all) {
+  const auto decode = [&](const auto& each) {
+    decodeField(coder, fields.*each.member, each.key);
+    if constexpr (std::is_same_v<std::decay_t<decltype(fields.*each.member)>, Value>) {
+      if (each.usable) fields.*each.member = each.usable(fields.*each.member);
+    }
+  };
+  std::apply([&](const auto&... each) { (decode(each), ...); }, all);
+}
+
+}  // namespace zn

@@ -1,0 +1,29 @@
+#include "ZNMessaging/Utils/HostSettings_p.h"
+
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
+
+namespace zn {
+
+namespace {
+std::atomic<void (*)()> startModule{nullptr};
+}
+
+void HostSettings::setStart(void (*start)()) { startModule = start; }
+
+HostSettings& HostSettings::shared() {
+  if (const auto start = startModule.load()) start();
+  static NeverDestroyed<HostSettings> settings;
+  return *settings;
+}
+
+std::shared_ptr<ZNMessagingDelegate> HostSettings::messagingDelegate() const {
+  const Lock lock(mutex_);
+  return messagingDelegate_.lock();
+}
+
+void HostSettings::setMessagingDelegate(const std::shared_ptr<ZNMessagingDelegate>& delegate) {
+  const Lock lock(mutex_);
+  messagingDelegate_ = delegate;
+}
+
+}  // namespace zn
