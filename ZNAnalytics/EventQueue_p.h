@@ -12,6 +12,10 @@
 
 namespace zn {
 
+/// Keys of a queued event that more than its maker looks at.
+inline constexpr const char* kQueuedEventID = "id";
+inline constexpr const char* kQueuedEventName = "name";
+
 /// Events that wait to be sent: one JSON line each in `Library/ZNAnalytics/Events.jsonl`, appended as they come. Holds
 /// at most `maximumBytes`; then the older half is dropped, with a diagnostic. What was sent is blanked at once, so that
 /// a killed process sends it no more, and leaves the file when nothing is left to send. Thread: any.
