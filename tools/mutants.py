@@ -16,6 +16,7 @@ import os
 import re
 import resource
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -81,9 +82,11 @@ def run(command, limit):
                                    preexec_fn=cap, start_new_session=True)
         try:
             ended_well = process.wait(limit) == 0
-        except subprocess.TimeoutExpired:
-            os.killpg(process.pid, 9)
+        except BaseException as problem:  # the time limit, or the end of this program: nothing stays that writes here
+            os.killpg(process.pid, signal.SIGKILL)
             process.wait()
+            if not isinstance(problem, subprocess.TimeoutExpired):
+                raise
             ended_well = False
     return ended_well, (PLACE / "log").read_text(errors="replace")
 
@@ -161,4 +164,5 @@ def main(words):
 
 
 if __name__ == "__main__":
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("mutants: told to end"))
     sys.exit(main(sys.argv[1:]))

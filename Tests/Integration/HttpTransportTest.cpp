@@ -134,6 +134,8 @@ std::vector<Misbehaviour> misbehaviours() {
          }
        },
        "timed out"},
+      {"redirects", saying("HTTP/1.1 307 Temporary Redirect\r\nLocation: /v1/elsewhere\r\nContent-Length: 0\r\n\r\n"),
+       "status 307"},
       {"answers 500", answers(R"({"a": 1})", "500 Oops"), "status 500"},
       {"answers 404", answers("", "404 Not Found"), "status 404"},
       {"answers 204", answers("", "204 No Content"), "not JSON"},
@@ -232,21 +234,6 @@ TEST_F(HttpTransportTest, AnAnswerOfExactlyTheLimitIsRead) {
   EXPECT_NE(lastFailure().find("longer than " + std::to_string(kWhole - 1)), std::string::npos) << lastFailure();
 }
 
-TEST_F(HttpTransportTest, RedirectsAreNotFollowed) {
-  std::atomic<int> requests{0};
-  RawServer server([&](RawConnection& connection) {
-    while (!connection.request().empty()) {
-      ++requests;
-      connection.answer("{}", "307 Temporary Redirect", "Location: /v1/elsewhere\r\n");
-    }
-  });
-  configure(server.port());
-  HttpTransport transport;
-  EXPECT_EQ(start(transport).response(), zn::nil);
-  EXPECT_EQ(requests, 1);
-  EXPECT_NE(lastFailure().find("status 307"), std::string::npos) << lastFailure();
-}
-
 TEST_F(HttpTransportTest, ARequestThatTheServerTookIsNotSentAgain) {
   constexpr int kKept = 6;
   std::latch allArrived(kKept);
@@ -298,25 +285,6 @@ TEST_F(HttpTransportTest, APackedAnswerIsUnpackedAsFarAsTheLimitAllows) {
   };
   EXPECT_EQ(ask(unpacksToNothing, 99000), zn::nil);
   EXPECT_TRUE(isTooLong()) << lastFailure();
-}
-
-TEST_F(HttpTransportTest, FiftyRequestsAtOnceAreEachAnsweredWithTheirOwnAnswer) {
-  constexpr int kCount = 50;
-  std::latch allArrived(kCount);  // nobody is answered before all are there
-  RawServer server([&](RawConnection& connection) {
-    const std::string body = bodyOf(connection.request());
-    allArrived.arrive_and_wait();
-    connection.answer(body);
-  });
-  configure(server.port());
-  HttpTransport transport({.timeout = kPatience});
-  std::vector<Outcome*> outcomes;
-  for (int number = 0; number < kCount; ++number) {
-    outcomes.push_back(&start(transport, *request(ZNService::events, Value::dictionary({{"number", number}}))));
-  }
-  for (int number = 0; number < kCount; ++number) {
-    EXPECT_EQ(outcomes[number]->response(), Value::dictionary({{"number", number}}));
-  }
 }
 
 TEST_F(HttpTransportTest, ASlowCompletionDoesNotHoldUpOthers) {
@@ -385,19 +353,6 @@ TEST_F(HttpTransportTest, TheEndOfTheProcessBreaksRequestsOff) {
   const zn::test::EnvironmentVariable temporary("TMPDIR",
                                                 device.home());  // of the other process, which puts nothing away
   EXPECT_EXIT(endWithARequestUnderWay(), ::testing::ExitedWithCode(0), "");
-}
-
-TEST_F(HttpTransportTest, ACompletionMayHoldTheLastReferenceToTheTransport) {
-  RawServer server(answering("{}"));
-  configure(server.port());
-  auto transport = std::make_shared<HttpTransport>();
-  std::promise<Value> answer;
-  const auto executing = transport;
-  executing->execute(*request(), [&answer, kept = std::move(transport)](const Value& response) mutable {
-    kept.reset();
-    answer.set_value(response);
-  });
-  EXPECT_EQ(answer.get_future().get(), Value::dictionary());
 }
 
 TEST_F(HttpTransportTest, WhatTheConfigurationDoesNotNameFailsAndIsReportedOnce) {

@@ -68,12 +68,12 @@ TEST_F(DelegateProxy, AReceiverThatTheSavedImplementationDoesNotTakeHasItsOwn) {
   tap();
   EXPECT_EQ(take(), (Strings{"module", "HostA"}));
   const zn::Selector selector(kSelectorDidReceiveNotificationResponse);
-  const auto call = [&] {
-    zin_swizzle_didReceiveNotificationResponseWithHandler()->call<void>(*a, selector, center_, click(),
-                                                                        std::function<void()>([] {}));
+  const auto call = [&](const std::function<void()>& completion) {
+    zin_swizzle_didReceiveNotificationResponseWithHandler()->call<void>(*a, selector, center_, click(), completion);
+    return take();
   };
-  call();
-  EXPECT_EQ(take(), (Strings{"module", "HostA"}));
+  EXPECT_EQ(call([] {}), (Strings{"module", "HostA"}));
+  EXPECT_EQ(call({}), Strings{"HostA"}) << "without its completion it is none of the platform's";
   EXPECT_EQ(b->isa().instanceMethod(selector), a->isa().instanceMethod(selector)) << "one replacement for all classes";
 }
 

@@ -92,7 +92,6 @@ TEST(Guards, TheInboxTakesNullForNothingAndRefusesWhatIsNoList) {
 
 TEST(Guards, DeviceTriggersTakeNullForNothingAndOddCampaignsForFailures) {
   TestDevice device(zn::HeadlessDevice::MainQueue::pumped, std::make_unique<zn::NotificationRecorder>());
-  const auto& recorder = static_cast<zn::NotificationRecorder&>(*device.device().notifications);
   const auto& store = ZNDeviceTriggersDataManager::sharedInstance();
   const auto& engine = ZNDeviceTriggersHandler::sharedInstance();
   store->setActiveDeviceTriggers(nullptr);
@@ -112,31 +111,6 @@ TEST(Guards, DeviceTriggersTakeNullForNothingAndOddCampaignsForFailures) {
   EXPECT_EQ(engine->getExistingCampaignList(), Value::array());
   store->saveDeviceTriggerCampaigns(Value::array(), true);
   EXPECT_TRUE(device.failures().empty());
-
-  const Value odd = Value::dictionary({{"x", 1}});
-  const auto campaign = ZNDeviceTriggerCampaign::initWithDictionary(
-      Value::dictionary({{"campaign_id", "c"}, {"expiry", odd}, {"show_delay", odd}}));
-  const auto payload = ZNDeviceTriggerPayload::initWithDictionary(
-      Value::dictionary({{"aps", Value::dictionary({{"alert", Value::dictionary({{"subtitle", odd}})}})}}));
-  store->removeExpiredCampaign({campaign}, 0);
-  engine->getRequestForPayload(*payload, std::nullopt, std::nullopt);
-  ZNDeviceTriggerUtils::DNDTimeStringFromNumber(odd);
-  ZNDeviceTriggerUtils::getPropertiesForTrackingEventsForCampaign(*campaign, *payload);
-  ZNDeviceTriggerUtils::trackNotificationScheduledForCampaign(*campaign, *payload);
-  ZNDeviceTriggerUtils::trackNotificationScheduledFailedForCampaign(*campaign, *payload);
-  ZNDeviceTriggerUtils::trackNotificationOfflineForCampaign(*campaign, *payload);
-
-  // Of the answers of a host's preparer the first counts.
-  ZNRichNotification::setPreparer([](const UNNotificationRequest& request, const auto& completion) {
-    completion(request.content);
-    completion(request.content);
-  });
-  const auto good = ZNDeviceTriggerPayload::initWithDictionary(zn::test::realisticPayload("c"));
-  engine->processDeviceTriggerWithInfo(
-      ZNDTPostInfo::initWithCampaign(std::make_shared<ZNDeviceTriggerCampaign>(), good, true));
-  device.device().waitUntilIdle();
-  EXPECT_EQ(recorder.requests().size(), 1u);
-  ZNRichNotification::setPreparer(nullptr);
 }
 
 }  // namespace

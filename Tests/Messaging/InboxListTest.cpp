@@ -92,6 +92,11 @@ TEST(InboxList, ExpiryKeepsWhatEndsLaterThanNow) {
   EXPECT_EQ(ids(zn::withoutExpired({withExpiry("a", 100), withExpiry("b", 100.5), std::make_shared<ZNInboxModel>()},
                                    Date{100}, 30)),
             "b");
+  const auto dateless = withExpiry("c", 0);
+  dateless->setReceivedDate(zn::nil);
+  dateless->setInboxExpiryDate(zn::nil);
+  EXPECT_EQ(ids(zn::withoutExpired({dateless}, Date{100}, 30)), "c");
+  EXPECT_EQ(dateless->receivedDate(), Date{100}) << "its period begins";
 }
 
 }  // namespace

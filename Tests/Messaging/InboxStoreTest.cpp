@@ -7,12 +7,12 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Tests/Support/RawPropertyList.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNPlatform/Foundation/File.h"
-#include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZNPlatform/Foundation/Storage.h"
 
@@ -24,27 +24,6 @@ using zn::test::realisticPayload;
 using zn::test::TestDevice;
 
 std::shared_ptr<ZNInboxHandler> launched() { return std::make_shared<ZNInboxHandler>(); }
-
-/// Runs Python with the inbox file's path as its argument; the script's standard output.
-std::string python(const std::string& script, const std::string& argument) {
-  const zn::test::TemporaryFolder folder;
-  std::ofstream(folder / "script.py") << script;
-  const std::string command = "python3 '" + folder / "script.py" + "' '" + argument + "' 2>&1";
-  std::string output;
-  std::FILE* pipe = popen(command.c_str(), "r");
-  char buffer[4096];
-  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) output.append(buffer, n);
-  EXPECT_EQ(pclose(pipe), 0) << output;
-  return output;
-}
-
-class EventRecorder : public zn::AnalyticsObserver {
- public:
-  void eventTracked(const std::string& name, const Value& attributes, bool) override {
-    events.push_back(name + " " + zn::jsonText(attributes));
-  }
-  std::vector<std::string> events;
-};
 
 class StorageRecorder : public zn::StorageObserver {
  public:
@@ -81,7 +60,8 @@ TEST(InboxStore, AnotherSystemsToolsFindAKeyedArchive) {
   const auto store = launched();
   store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
   store->updateClickedNotificationInStorageWithPayload(realisticPayload("c2"));
-  const std::string found = python(R"(
+  const zn::test::TemporaryFolder folder;
+  std::ofstream(folder / "describe.py") << R"(
 import plistlib, sys
 archive = plistlib.load(open(sys.argv[1], "rb"))
 objects = archive["$objects"]
@@ -96,9 +76,8 @@ print(name(root), name(messages), name(entry), name(at(entry["notificationPayloa
 print(at(root["$class"])["$classes"], name(at(entry["receivedDate"])), at(entry["receivedDate"])["NS.time"])
 print(sorted(entry))
 print(at(entry["title"]), entry["isRead"], len(strings) == len(set(strings)))
-)",
-                                   device.inboxFile());
-  EXPECT_EQ(found,
+)";
+  EXPECT_EQ(zn::test::outputOfPython(folder / "describe.py", device.inboxFile()),
             "NSKeyedArchiver 100000 $null\n"
             "ZNInboxData NSMutableArray ZNInboxModel NSMutableDictionary NSMutableDictionary\n"
             "['ZNInboxData', 'NSObject'] NSDate 721692800.0\n"
@@ -107,29 +86,6 @@ print(at(entry["title"]), entry["isRead"], len(strings) == len(set(strings)))
             "'subTitle', 'title', 'zintarDict']\n"
             "Your order c1 is on its way True True\n");
 }
-
-/// Writes, with Python alone, an inbox file as Foundation lays it out on another system.
-constexpr const char* kForeignFile = R"(
-import plistlib, sys
-from plistlib import UID
-objects = ["$null"]
-def add(o):
-    objects.append(o); return UID(len(objects) - 1)
-def cls(*names): return add({"$classname": names[0], "$classes": list(names) + ["NSObject"]})
-array, dictionary = cls("NSMutableArray", "NSArray"), cls("NSDictionary")
-date, text, model, data = cls("NSDate"), cls("NSMutableString", "NSString"), cls("ZNInboxModel"), cls("ZNInboxData")
-def dict_(**entries):
-    return add({"NS.keys": [add(k) for k in entries], "NS.objects": list(entries.values()), "$class": dictionary})
-cid = add("caf\u00e9-\U0001f680")
-zintar = dict_(cid=cid, variant=add(2), ratio=add(0.5), isRead=add(True))
-entry = add({"cid": cid, "notificationPayload": dict_(zintar=zintar), "zintarDict": zintar,
-             "title": add({"NS.string": "Gr\u00fc\u00dfe", "$class": text}), "isRead": True, "body": UID(0),
-             "receivedDate": add({"NS.time": 621692800.0, "$class": date}), "$class": model})
-root = add({"zin_inbox_messages": add({"NS.objects": [entry], "$class": array}),
-            "zin_inbox_last_updated": add({"NS.time": 0.0, "$class": date}), "$class": data})
-plistlib.dump({"$version": 100000, "$archiver": "NSKeyedArchiver", "$top": {"root": root}, "$objects": objects},
-              open(sys.argv[1], "wb"), fmt=plistlib.FMT_BINARY)
-)";
 
 TEST(InboxStore, AFileThatCannotBeReadNowStaysAndWhatComesMeanwhileIsMergedLater) {
   TestDevice device;

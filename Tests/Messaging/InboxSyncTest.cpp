@@ -7,6 +7,7 @@
 #include "Tests/Support/FileSizeLimit.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
@@ -83,12 +84,18 @@ TEST_F(InboxSync, WhatWasTakenButNotSavedComesInWithTheNextProcess) {
   EXPECT_EQ(pendingFiles(), 4u);
   EXPECT_FALSE(std::filesystem::exists(device.inboxFile()));
 
-  // Everything is of the time when the first process took it.
+  {  // a click that waits in a process after that one gets a file of its own
+    const auto killed = relaunch();
+    killed->setSyncInProgress(true);
+    killed->updateClickedNotificationInStorageWithPayload(json(R"({"zintar": {"cid": "later"}})"));
+    EXPECT_EQ(pendingFiles(), 5u);
+  }
+  // Everything is of the time when it was taken.
   device.clock().set(1700086400);
   const auto second = relaunch();
   EXPECT_EQ(idsOf(second), Ids{});
   sync(second);
-  EXPECT_EQ(idsOf(second), (Ids{"clicked", "older", "", "extension"}));
+  EXPECT_EQ(idsOf(second), (Ids{"clicked", "later", "older", "", "extension"}));
   const auto clicked = second->fetchInboxEntryForCampaignID("clicked");
   EXPECT_EQ(clicked->receivedDate(), zn::Date{1700000005});
   EXPECT_EQ(clicked->clickedDate(), zn::Date{1700000005});
@@ -243,6 +250,39 @@ TEST_F(InboxSync, WhereNothingCanBeWrittenTheListStays) {
   EXPECT_EQ(idsOf(inbox), Ids{"a"});
 }
 
+TEST_F(InboxSync, AListThatCannotBeEmptiedComesInOnceWhenItCan) {
+  group()->setObject(std::string(20000, 'x'), "of the host");
+  leave(R"([{"zintar": {"cid": "a"}}])");
+  const auto inbox = relaunch();
+  {
+    const zn::test::FileSizeLimit full(10000);  // a batch has room, the store has not
+    inbox->syncNotificationsFromExtension(nullptr);
+  }
+  EXPECT_EQ(idsOf(inbox), Ids{});
+  sync(inbox);
+  EXPECT_EQ(idsOf(inbox), Ids{"a"});
+  EXPECT_EQ(pendingFiles(), 0u);
+}
+
+TEST_F(InboxSync, AnAnswerForTheLastUserIsLeftUnusedWhateverMomentTheResetTakes) {
+  const Value answer = json(R"({"messagesInfo": [{"data": {"zintar": {"cid": "theirs"}}}]})");
+  const auto inbox = relaunch();
+  bool succeeded = true;
+  inbox->syncInboxFromServerRequestWithCompletionBlock([&](bool success, const Value&) { succeeded = success; });
+  ZNMessaging::sharedInstance()->clearUserInfo();
+  server->answerAll(answer);
+  EXPECT_FALSE(succeeded);
+
+  auto& clock =
+      static_cast<zn::test::WatchedClock&>(*(device.device().clock = std::make_unique<zn::test::WatchedClock>()));
+  clock.isTheMoment = [&] { return device.log().back().starts_with("Inbox messages are : "); };  // it is being merged
+  clock.action = [&] { inbox->clearInboxData(); };
+  inbox->syncInboxNotificationsWithCompletionHandler(nullptr);
+  server->answerAll(answer);
+  EXPECT_FALSE(clock.isTheMoment) << "the moment never came";
+  EXPECT_EQ(idsOf(inbox), Ids{});
+}
+
 TEST_F(InboxSync, ObserversLearnEachChangeOnceInOrderAndMayUseTheStore) {
   struct Recorder final : zn::InboxObserver {
     void inboxChanged(const zn::InboxChange& change) override {
@@ -264,6 +304,7 @@ TEST_F(InboxSync, ObserversLearnEachChangeOnceInOrderAndMayUseTheStore) {
   sync(inbox);
   const auto first = std::make_shared<Recorder>();
   const auto second = std::make_shared<Recorder>();
+  const auto third = std::make_shared<Recorder>();
   inbox->addObserver(first);
   inbox->addObserver(first);
   inbox->addObserver(second);
@@ -273,11 +314,13 @@ TEST_F(InboxSync, ObserversLearnEachChangeOnceInOrderAndMayUseTheStore) {
   EXPECT_TRUE(first->lines.empty()) << "told on the main queue only";
   device.device().runPending();
   inbox->removeNotificationForCampaignID("b");
+  inbox->addObserver(third);
   inbox->removeObserver(second);
   inbox->clearInboxData();
   device.device().runPending();
   EXPECT_EQ(first->lines, (std::vector<std::string>{"+a +b +none 4", "=a 3", "-b 2", "-a -none -before 0"}));
   EXPECT_EQ(second->lines, (std::vector<std::string>{"+a +b +none 4", "=a 3"}));
+  EXPECT_EQ(third->lines, (std::vector<std::string>{"-a -none -before 0"})) << "b went before it came";
 }
 
 TEST_F(InboxSync, SynchronisationsRemovalsAndClearingFromManyThreadsLeaveAllInStep) {

@@ -7,6 +7,7 @@
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 
@@ -48,21 +49,12 @@ TEST(PayloadTypes, AnyTypeInAnyPlaceIsHandledAndAReadableInboxComesOut) {
   zintar.removeValidObjectForKey("silentPush");
   payload.setObjectNilHandled(zintar, "zintar");
 
-  const std::vector<Value> types = {zn::nil,
-                                    Value::null(),
-                                    true,
-                                    0,
-                                    -7,
-                                    1e300,
-                                    "",
-                                    "text",
-                                    "0012.5e3",
-                                    Value::array(),
-                                    Value::array({1, "x", Value::null()}),
-                                    Value::dictionary(),
-                                    Value::dictionary({{"cid", Value::array()}, {"data", "x"}}),
-                                    zn::Date{1e12},
-                                    Value::data({1, 2})};
+  Value list = *zn::parseJson(
+      R"([null, true, 0, -7, 1e300, "", "text", "0012.5e3", [], [1, "x", null], {}, {"cid": [], "data": "x"}])");
+  list.append(zn::Date{1e12});
+  list.append(Value::data({1, 2}));
+  std::vector<Value> types(list.elements().begin(), list.elements().end());
+  types.push_back(zn::nil);
   std::vector<std::vector<std::string>> paths;
   std::vector<std::string> path;
   collectPaths(payload, path, paths);

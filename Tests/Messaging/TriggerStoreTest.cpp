@@ -151,6 +151,22 @@ TEST(TriggerStore, TheLogDoesNotDecideWhichCampaignsMatch) {
   EXPECT_EQ(onAllEvents(), "renamed|plain|");
 }
 
+TEST(TriggerStore, AConditionThatCannotBeUnderstoodIsToldOnceUntilItIsSetAnew) {
+  TestDevice device;
+  const auto campaign = ZNDeviceTriggerCampaign::initWithDictionary(sent("a"));
+  const auto complaints = [&] {
+    for (int i = 0; i < 3; ++i) campaign->checkIfAttributeConditionSatisfiedForEvent("E", zn::nil);
+    const auto lines = device.log();
+    return std::ranges::count_if(lines,
+                                 [](const auto& line) { return line.find("cannot be understood") != line.npos; });
+  };
+  EXPECT_EQ(complaints(), 0);
+  campaign->setAttrConditions(Value::dictionary({{"filter", 5}}));
+  EXPECT_EQ(complaints(), 1);
+  campaign->setAttrConditions(Value::dictionary({{"filter", 6}}));
+  EXPECT_EQ(complaints(), 2);
+}
+
 TEST(TriggerStore, AnUnreadableFileIsKeptAsideAndCountsAsEmpty) {
   TestDevice device;
   const std::string path = launched()->getDeviceTriggerFilePath();

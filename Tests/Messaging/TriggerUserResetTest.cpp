@@ -12,6 +12,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNPlatform/NotificationRecorder.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
+#include "ZNRichNotification/ZNRichNotification.h"
 #include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
@@ -28,21 +29,6 @@ class HeldServer : public ZNNetworkTransport {
     held.push_back(std::move(completion));
   }
   std::vector<std::function<void(Value)>> held;
-};
-
-/// A clock that stands still and does something the first time that someone looks at it in that situation.
-class WatchedClock : public zn::test::ManualClock {
- public:
-  WatchedClock() : ManualClock(1700000000) {}
-  zn::Date now() const override {
-    if (isTheMoment && isTheMoment()) {
-      isTheMoment = nullptr;
-      action();
-    }
-    return ManualClock::now();
-  }
-  mutable std::function<bool()> isTheMoment;
-  std::function<void()> action;
 };
 
 /// The next user comes, and the server has the same campaign for this one. Every answer may go the offline way.
@@ -64,10 +50,13 @@ void changeUser() {
 // the next one's server is not asked and the next one sees nothing, although the campaign is stored for both.
 TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   zn::NotificationRecorder::Identifiers removed;
+  std::function<void()> whenAdded = [] {};
   TestDevice device(zn::HeadlessDevice::MainQueue::pumped,
-                    std::make_unique<zn::NotificationRecorder>(nullptr, [&](const auto& each) { removed = each; }));
+                    std::make_unique<zn::NotificationRecorder>([&](const auto&) { std::exchange(whenAdded, [] {})(); },
+                                                               [&](const auto& each) { removed = each; }));
   const auto& recorder = static_cast<zn::NotificationRecorder&>(*device.device().notifications);
-  auto& clock = static_cast<WatchedClock&>(*(device.device().clock = std::make_unique<WatchedClock>()));
+  auto& clock =
+      static_cast<zn::test::WatchedClock&>(*(device.device().clock = std::make_unique<zn::test::WatchedClock>()));
   const auto server = std::make_shared<HeldServer>();
   ZNNetworkRequest::setTransport(server);
   const auto& engine = ZNDeviceTriggersHandler::sharedInstance();
@@ -104,6 +93,28 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   EXPECT_TRUE(recorder.requests().empty());
   EXPECT_TRUE(ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields().statuses().empty());
 
+  const auto answerYes = [&] {
+    server->held.back()(Value::dictionary(
+        {{"user_in_segment", true}, {"show_notification", true}, {"payload", zn::test::realisticPayload("c")}}));
+    device.device().waitUntilIdle();
+  };
+  ZNRichNotification::setPreparer([](const auto& request, const auto& completion) {
+    changeUser();  // while the contents are prepared
+    completion(request.content);
+  });
+  engine->checkPreconditionsForDeviceTriggerWithEvent("E", Value::dictionary());
+  answerYes();
+  ZNRichNotification::setPreparer(nullptr);
+  EXPECT_EQ(refusals(), 4);
+  EXPECT_TRUE(recorder.requests().empty());
+
+  whenAdded = changeUser;  // after the notification centre took it: it is taken back, and nobody's count grows
+  engine->checkPreconditionsForDeviceTriggerWithEvent("E", Value::dictionary());
+  answerYes();
+  EXPECT_TRUE(recorder.requests().empty());
+  EXPECT_TRUE(ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields().statuses().empty());
+  server->held.resize(1);
+
   // The next user's own events are not affected.
   engine->checkPreconditionsForDeviceTriggerWithEvent("E", Value::dictionary());
   ASSERT_EQ(server->held.size(), 2u);
@@ -111,7 +122,7 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   device.device().waitUntilIdle();
   EXPECT_EQ(recorder.requests().size(), 1u);
   EXPECT_EQ(ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields().statuses().size(), 1u);
-  EXPECT_EQ(refusals(), 3);
+  EXPECT_EQ(refusals(), 4);
 
   // It waits for its delay, and is gone when they leave. The host's own stays.
   UNNotificationRequest hosts;

@@ -101,19 +101,6 @@ TEST_F(UserDefaults, AValueOfAnotherTypeIsWrittenThoughItIsEqual) {
   }
 }
 
-TEST_F(UserDefaults, EqualValuesWriteNothing) {
-  const auto defaults = NSUserDefaults::initWithSuiteName("equal");
-  defaults->setObject(Value::dictionary({{"a", Value::array({1, 2})}}), "key");
-  const auto written = std::filesystem::last_write_time(pathOf("equal"));
-  std::filesystem::permissions(pathOf("equal"), std::filesystem::perms::owner_all);  // a new file would not have it
-  defaults->setObject(Value::dictionary({{"a", Value::array({1, 2})}}), "key");
-  defaults->removeObjectForKey("missing");
-  defaults->transaction([](Value& contents) { contents.setObjectNilHandled(Value(contents["key"]), "key"); });
-  EXPECT_TRUE(defaults->synchronize());
-  EXPECT_EQ(std::filesystem::last_write_time(pathOf("equal")), written);
-  EXPECT_EQ(std::filesystem::status(pathOf("equal")).permissions(), std::filesystem::perms::owner_all);
-}
-
 TEST_F(UserDefaults, ATransactionThatThrowsChangesNothing) {
   const auto defaults = NSUserDefaults::initWithSuiteName("throws");
   defaults->setObject(1, "a");

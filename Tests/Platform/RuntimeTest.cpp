@@ -118,28 +118,6 @@ TEST(Runtime, MethodsAreAddedOncePerClassWhileOthersLookThemUp) {
   EXPECT_THROW(parent.addMethod(Selector("none"), nullptr), zn::Exception);
 }
 
-TEST(Runtime, AnImplementationIsReplacedWhereItIsDefined) {
-  zn::Class& parent = *zn::Class::define("Replaced");
-  zn::Class& child = *zn::Class::define("ReplacedChild", &parent);
-  const auto any = [] { return zn::Method::makeForAnyObject<int>([](zn::Object&, Selector) { return 1; }); };
-  const Selector selector("act");
-  EXPECT_EQ(child.replaceMethod(selector, any()), nullptr) << "nothing to replace, and nothing is added";
-  EXPECT_EQ(child.instanceMethod(selector), nullptr);
-  EXPECT_EQ(child.methodImplementation(selector), zn::Method::missing());
-  const auto first = any();
-  parent.addMethod(selector, first);
-  const auto second = any();
-  EXPECT_EQ(child.replaceMethod(selector, second), first);
-  EXPECT_EQ(parent.instanceMethod(selector), second);
-  EXPECT_EQ(child.definingClass(selector), &parent);
-  EXPECT_EQ(parent.replaceMethod(selector, zn::Method::missing()), second);
-
-  Dog dog;  // whatever it is called with, the missing one is no implementation; the class responds to it all the same
-  zn::Class::named(dog.isa().name())->addMethod(selector, zn::Method::missing());
-  EXPECT_TRUE(dog.respondsToSelector(selector));
-  EXPECT_THROW((send<std::string>(dog, "act", 1)), zn::UnrecognizedSelector);
-}
-
 TEST(Runtime, AProtocolSaysWhichSignatureFits) {
   const auto& protocol = *zn::Protocol::define("Acting", {zn::optionalMethod<void, int>("act:")});
   EXPECT_EQ(zn::Protocol::named("Acting"), &protocol);

@@ -26,6 +26,21 @@ class ManualClock : public DeviceClock {
   std::atomic<double> now_;
 };
 
+/// One that does something the first time that someone looks at it in that situation.
+class WatchedClock : public ManualClock {
+ public:
+  WatchedClock() : ManualClock(1700000000) {}
+  Date now() const override {
+    if (isTheMoment && isTheMoment()) {
+      isTheMoment = nullptr;
+      action();
+    }
+    return ManualClock::now();
+  }
+  mutable std::function<bool()> isTheMoment;
+  std::function<void()> action;
+};
+
 /// The process's device for a test: headless, a home of its own, a pumped main queue, a manual clock and an active
 /// account. Log lines and failures are collected.
 class TestDevice {
