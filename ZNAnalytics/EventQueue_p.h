@@ -3,7 +3,6 @@
 // Tracked events that wait on disk.
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "ZNPlatform/Export.h"

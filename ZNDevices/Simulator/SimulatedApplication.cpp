@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/TemporaryFolder_p.h"
 
 namespace zn {
