@@ -48,13 +48,19 @@ UIBackgroundTaskIdentifier DeviceApplication::beginBackgroundTask(std::function<
 }
 void DeviceApplication::endBackgroundTask(UIBackgroundTaskIdentifier) {}
 
-DeviceNotifications::~DeviceNotifications() = default;
+namespace {
 
 /// Later, as completions are called.
 template <class... Expected, class... Given>
-static void answer(std::function<void(Expected...)> completion, Given... given) {
-  if (completion) dispatchAsync(Queue::global, [=] { completion(given...); });
+void answer(std::function<void(Expected...)> completion, Given... given) {
+  dispatchAsync(Queue::global, [completion = std::move(completion), ... given = std::move(given)] {
+    if (completion) completion(given...);
+  });
 }
+
+}  // namespace
+
+DeviceNotifications::~DeviceNotifications() = default;
 
 void DeviceNotifications::requestAuthorization(
     unsigned, std::function<void(bool, const std::optional<std::string>&)> completion) {
