@@ -22,7 +22,7 @@ void checkForMissingValues(int count, char** arguments) {
   for (int index = 1; index < count; ++index) {
     const std::string argument = arguments[index];
     if (argument == "--") return;
-    if (argument.starts_with("--") && argument.ends_with('=')) {
+    if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
       throw UsageError(called(argument.substr(0, argument.size() - 1)) + " needs a value");
     }
   }
@@ -62,7 +62,7 @@ int complain(const std::string& text, int status) {
   return status;
 }
 
-int refuse(const std::string& text) {
+int wrongUsage(const std::string& text) {
   return complain(text + "\nTry '" + program_invocation_short_name + " --help' for more information.", kUnusable);
 }
 
@@ -121,9 +121,9 @@ std::optional<int> CommandLine::read(int count, char** arguments) {
     std::puts(help.c_str());
     return finishOutput();
   } catch (const UsageError& problem) {
-    return refuse(problem.what());
+    return wrongUsage(problem.what());
   } catch (const CLI::Error& problem) {
-    return refuse(reason(problem, *app_));
+    return wrongUsage(reason(problem, *app_));
   }
 }
 

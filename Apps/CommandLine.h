@@ -27,7 +27,7 @@ class UsageError : public std::runtime_error {
 int complain(const std::string& text, int status);
 
 /// The same with a hint at --help. Returns kUnusable.
-int refuse(const std::string& text);
+int wrongUsage(const std::string& text);
 
 /// Sees to it that all that was printed is written. Returns the exit status: 0, or kFailed after a complaint.
 int finishOutput();

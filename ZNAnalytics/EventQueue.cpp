@@ -150,8 +150,8 @@ EventQueue::Batch EventQueue::read(std::size_t maximumEvents, std::int64_t maxim
     auto event = parseJson(rest.substr(0, end));
     const bool isFull = batch.events.size() >= maximumEvents || events + length > maximumBytes_;
     if (event && isFull && !batch.events.isEmpty()) break;
-    if (event && event->isDictionary() && (*event)["id"].isNil()) {
-      event->setObjectNilHandled(eventIDOf(rest.substr(0, end)), "id");
+    if (event && event->isDictionary() && (*event)[kQueuedEventID].isNil()) {
+      event->setObjectNilHandled(eventIDOf(rest.substr(0, end)), kQueuedEventID);
     }
     if (event) events += length;
     if (event) batch.events.append(std::move(*event));

@@ -3,7 +3,6 @@
 // Tracked events that wait on disk.
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "ZNPlatform/Export.h"
@@ -11,6 +10,10 @@
 #include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
+
+/// Keys of a queued event that more than its maker looks at.
+inline constexpr const char* kQueuedEventID = "id";
+inline constexpr const char* kQueuedEventName = "name";
 
 /// Events that wait to be sent: one JSON line each in `Library/ZNAnalytics/Events.jsonl`, appended as they come. Holds
 /// at most `maximumBytes`; then the older half is dropped, with a diagnostic. What was sent is blanked at once, so that

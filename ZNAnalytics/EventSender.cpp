@@ -124,7 +124,7 @@ void EventSender::refused(const EventQueue::Batch& batch, int status) {
   if (path.empty()) return end(false);
   Device::current().systemLog->diagnostic(
       zn::format("the server refused an event with status %ld; it is kept in %@: %@", static_cast<long>(status), path,
-                 event["name"].isNil() ? Value("device record") : event["name"]));
+                 event[kQueuedEventName].isNil() ? Value("device record") : event[kQueuedEventName]));
   leave(batch);
   if (++refusals_ == kMostRefusals) return end(false);
   sendNext();

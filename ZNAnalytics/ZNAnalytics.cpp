@@ -81,7 +81,7 @@ zn::Value zn::trackedDictionary(const Value& attributes) {
 
 /// The id stays with the event: a server knows by it what it gets a second time.
 void ZNAnalytics::enqueue(zn::Value event) {
-  event.setObjectNilHandled(zn::newEventID(), "id");
+  event.setObjectNilHandled(zn::newEventID(), zn::kQueuedEventID);
   event.setObjectNilHandled(zn::secondsSince1970(), "time");
   queue_->append(event);
 }
@@ -90,7 +90,8 @@ void ZNAnalytics::trackEvent(const std::string& name, const std::shared_ptr<ZNPr
   const zn::Value attributes = properties ? properties->attributes() : zn::Value::dictionary();
   const bool interactive = !properties || properties->isInteractive();
   if (const auto watching = observer()) watching->eventTracked(name, attributes, interactive);
-  enqueue(zn::Value::dictionary({{"name", name}, {"attributes", attributes}, {"interactive", interactive}}));
+  enqueue(
+      zn::Value::dictionary({{zn::kQueuedEventName, name}, {"attributes", attributes}, {"interactive", interactive}}));
   std::shared_ptr<ZNEventTriggerDelegate> delegate;
   {
     zn::Lock lock(mutex_);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ZNPlatform/Foundation/NSURL.h"
+#include "ZintarCore/ZNPayloadKeys.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ bool ZNSource::isValidSource() const {
     case Kind::push:
       return value_.isDictionary() && !value_.isEmpty();
     case Kind::zinPush:
-      return !value_.validObjectForKeyPath("zintar.cid").isNil();
+      return !value_.validObjectForKeyPath(kNotificationPayloadKeyPathCampaignID).isNil();
     case Kind::url:
       return isValidLink(value_);
     case Kind::info:

@@ -1,4 +1,3 @@
-#include <utility>
 
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"

@@ -1,6 +1,5 @@
 #include "ZNPlatform/Device.h"
 
-#include <time.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -8,7 +7,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <utility>
 
 #include "ZNPlatform/EndOfProcess_p.h"
@@ -21,6 +19,7 @@
 namespace zn {
 
 DeviceClock::~DeviceClock() = default;
+TimeZoneNames DeviceClock::zoneNames(Date) const { return {}; }
 DeviceQueues::~DeviceQueues() = default;
 
 DeviceRandom::~DeviceRandom() = default;
@@ -37,7 +36,6 @@ DeviceDirectories::~DeviceDirectories() = default;
 std::string DeviceDirectories::library() const { return home() + "/Library"; }
 std::string DeviceDirectories::documents() const { return home() + "/Documents"; }
 std::string DeviceDirectories::preferences() const { return home() + "/Preferences"; }
-void DeviceDirectories::didWriteFile(const std::string&) {}
 
 DeviceApplication::~DeviceApplication() = default;
 UIApplicationState DeviceApplication::state() const { return UIApplicationState::active; }
@@ -50,42 +48,38 @@ UIBackgroundTaskIdentifier DeviceApplication::beginBackgroundTask(std::function<
 }
 void DeviceApplication::endBackgroundTask(UIBackgroundTaskIdentifier) {}
 
+namespace {
+
+/// Later, as completions are called.
+template <class... Expected, class... Given>
+void answer(std::function<void(Expected...)> completion, Given... given) {
+  dispatchAsync(Queue::global, [completion = std::move(completion), ... given = std::move(given)] {
+    if (completion) completion(given...);
+  });
+}
+
+}  // namespace
+
 DeviceNotifications::~DeviceNotifications() = default;
 
 void DeviceNotifications::requestAuthorization(
     unsigned, std::function<void(bool, const std::optional<std::string>&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion(false, std::nullopt);
-  });
+  answer(std::move(completion), false, std::nullopt);
 }
-
 void DeviceNotifications::getSettings(std::function<void(const UNNotificationSettings&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion({});
-  });
+  answer(std::move(completion), UNNotificationSettings());
 }
-
 void DeviceNotifications::setCategories(const std::vector<UNNotificationCategory>&) {}
-
 void DeviceNotifications::add(const UNNotificationRequest&,
                               std::function<void(const std::optional<std::string>& error)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion("this device shows no notifications");
-  });
+  answer(std::move(completion), "this device shows no notifications");
 }
-
 void DeviceNotifications::getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion({});
-  });
+  answer(std::move(completion), std::vector<UNNotificationRequest>());
 }
-
 void DeviceNotifications::getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion({});
-  });
+  answer(std::move(completion), std::vector<UNNotification>());
 }
-
 void DeviceNotifications::removePending(const std::optional<std::vector<std::string>>&) {}
 void DeviceNotifications::removeDelivered(const std::optional<std::vector<std::string>>&) {}
 
@@ -115,41 +109,6 @@ Device::Device()
       notifications(std::make_unique<DeviceNotifications>()),
       screen(std::make_unique<DeviceScreen>()),
       systemLog(std::make_unique<DeviceSystemLog>()) {}
-
-namespace {
-
-std::optional<tm> inZoneOfProcess(Date at) {
-  constexpr double kFarthest = 1e15;
-  if (!(std::abs(at.secondsSince1970) < kFarthest)) return std::nullopt;
-  const auto moment = static_cast<time_t>(std::floor(at.secondsSince1970));
-  tm local{};
-  return ::localtime_r(&moment, &local) ? std::optional(local) : std::nullopt;
-}
-
-/// From the environment, or else from the link that administrators set.
-std::string identifierOfZoneOfProcess() {
-  std::error_code none;
-  const char* set = ::secure_getenv("TZ");
-  std::string zone = set ? set : std::filesystem::read_symlink("/etc/localtime", none).string();
-  if (zone.starts_with(':')) zone.erase(0, 1);
-  constexpr std::string_view kFolder = "zoneinfo/";
-  if (const auto folder = zone.find(kFolder); folder != std::string::npos) zone.erase(0, folder + kFolder.size());
-  return std::filesystem::is_regular_file("/usr/share/zoneinfo/" + zone, none) ? zone : std::string();
-}
-
-}  // namespace
-
-TimeZoneNames DeviceClock::zoneNames(Date) const { return {}; }
-
-long DeviceClock::secondsFromGMTInZoneOfProcess(Date at) {
-  const std::optional<tm> local = inZoneOfProcess(at);
-  return local ? local->tm_gmtoff : 0;
-}
-
-TimeZoneNames DeviceClock::namesOfZoneOfProcess(Date at) {
-  const std::optional<tm> local = inZoneOfProcess(at);
-  return {identifierOfZoneOfProcess(), local && local->tm_zone ? local->tm_zone : ""};
-}
 
 Device::~Device() = default;
 void Device::shutDown() {}

@@ -33,11 +33,6 @@ class ZN_EXPORT DeviceClock {
   virtual long secondsFromGMT(Date at) const = 0;
   /// The names of that zone at that moment. none: not known.
   virtual TimeZoneNames zoneNames(Date at) const;
-
- protected:
-  /// The same for the zone that `tzset` last read; 0 for moments beyond any calendar.
-  static long secondsFromGMTInZoneOfProcess(Date at);
-  static TimeZoneNames namesOfZoneOfProcess(Date at);
 };
 
 /// Queues stop and report an exception that leaves a task; `runTask` does both.
@@ -65,8 +60,6 @@ class ZN_EXPORT DeviceDirectories {
   std::string library() const;      ///< home/Library
   std::string documents() const;    ///< home/Documents
   std::string preferences() const;  ///< home/Preferences
-  /// Tells the device that a state file was replaced (for devices that show what happens).
-  virtual void didWriteFile(const std::string& path);
 };
 
 class ZN_EXPORT DeviceApplication {

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "ZNPlatform/Device.h"
+#include "ZNPlatform/PooledQueues.h"
 
 namespace zn {
 
@@ -19,10 +19,7 @@ namespace zn {
 ///     device->runPending();
 class ZN_EXPORT HeadlessDevice : public Device {
  public:
-  enum class MainQueue {
-    ownThread,  ///< a thread of the device's own runs the main queue
-    pumped      ///< the host runs it with runPending(), always on the same thread (the one that made the device)
-  };
+  using MainQueue = PooledQueues::MainQueue;
   struct Options {
     /// Folder for all files; made when missing. Default: $XDG_DATA_HOME/<applicationID>, or
     /// ~/.local/share/<applicationID>.
@@ -67,11 +64,10 @@ class ZN_EXPORT HeadlessDevice : public Device {
 
  private:
   friend class Device;
-  HeadlessDevice(const Options& options, const std::string& home, bool withFiles);
+  HeadlessDevice(const Options& options, std::unique_ptr<DeviceDirectories> folders);
   static std::shared_ptr<Device> makeDefault(std::string& trouble);
 
-  struct State;
-  std::shared_ptr<State> state_;
+  PooledQueues pool_;
 };
 
 }  // namespace zn

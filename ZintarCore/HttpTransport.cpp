@@ -3,7 +3,6 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <cmath>
 #include <mutex>
 #include <string_view>
 #include <utility>

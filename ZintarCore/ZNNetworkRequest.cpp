@@ -1,7 +1,5 @@
 #include "ZintarCore/ZNNetworkRequest.h"
 
-#include <cxxabi.h>
-
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Mutex.h"
@@ -40,13 +38,11 @@ Installed& installed() {
 
 void hand(zn::NetworkAnswer answer, const std::function<void(const zn::NetworkAnswer&)>& completion) {
   if (!answer.response.isDictionary()) answer.response = zn::nil;
-  try {
-    completion(answer);
-  } catch (const abi::__forced_unwind&) {
-    throw;  // thread cancellation is not an exception that may be kept
-  } catch (...) {
-    zn::Device::current().systemLog->diagnostic("a request's completion failed: " + zn::currentExceptionText());
-  }
+  zn::stopExceptions(
+      [&] { completion(answer); },
+      [] {
+        zn::Device::current().systemLog->diagnostic("a request's completion failed: " + zn::currentExceptionText());
+      });
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <memory>
-#include <string>
 
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/Foundation/Value.h"

@@ -1,7 +1,6 @@
 #include "Apps/zinserver/Faults.h"
 
 #include <algorithm>
-#include <string>
 
 #include "Apps/zinserver/Services.h"
 #include "ZNPlatform/Foundation/Exception.h"

@@ -57,6 +57,6 @@ int main(int count, char** arguments) {
     run(options);
     return 0;
   } catch (const zn::Exception& problem) {
-    return apps::refuse(problem.reason());
+    return apps::wrongUsage(problem.reason());
   }
 }

@@ -1,7 +1,6 @@
 // The device, its user and its server.
 
 #include <optional>
-#include <utility>
 
 #include "Apps/zinsim/Commands.h"
 #include "ZNPlatform/Foundation/TextEncoding.h"

@@ -3,7 +3,6 @@
 #include "Apps/zinsim/Operations.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 
 namespace zinsim {
 

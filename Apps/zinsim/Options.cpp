@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Apps/CommandLine.h"
 #include "Apps/zinsim/Commands.h"

@@ -14,12 +14,6 @@
 
 namespace zinstory {
 
-namespace {
-
-constexpr int kSignalled = 128;  // added to the signal's number, as shells do
-
-}  // namespace
-
 Starts::Starts() {
   sigemptyset(&awaited_);
   sigaddset(&awaited_, SIGCHLD);

@@ -5,6 +5,8 @@
 
 namespace zinstory {
 
+constexpr int kSignalled = 128;  ///< added to the signal's number, as shells do
+
 /// Starts of an application, each in a process of its own. While this object lives, a signal that asks this process to
 /// end (SIGINT, SIGTERM, SIGHUP, unless ignored) ends the present start and what that has started; it takes effect here
 /// at the end of this object, so that what was made after it is put away. To be made while this process has one thread.
@@ -15,8 +17,8 @@ class Starts {
   Starts(const Starts&) = delete;
   Starts& operator=(const Starts&) = delete;
 
-  /// Runs `body` in a new process, which also ends when this one is killed. Returns its exit status, or 128 and the
-  /// number of the signal that ended it. Throws zn::Exception where there is no new process.
+  /// Runs `body` in a new process, which also ends when this one is killed. Returns its exit status, or kSignalled and
+  /// the number of the signal that ended it. Throws zn::Exception where there is no new process.
   int run(const std::function<int()>& body);
   bool isAskedToEnd() const { return askedToEnd_; }
 

@@ -5,6 +5,7 @@
 
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNRichNotification/ZNPushPayload.h"
 
 namespace zinstory {
 
@@ -35,7 +36,9 @@ std::string attributesText(const zn::Value& attributes) {
 std::string sourceText(const zn::Value& source) {
   const zn::Value& value = source["value"];
   if (source["kind"] == zn::Value("url")) return valueText(value);
-  if (source["kind"] == zn::Value("zinPush")) return "campaign " + valueText(value.validObjectForKeyPath("zintar.cid"));
+  if (source["kind"] == zn::Value("zinPush")) {
+    return "campaign " + valueText(ZNPushPayload::initWithPushPayload(value)->campaignID());
+  }
   return source["kind"] == zn::Value("push") ? "another sender's push" : valueText(value);
 }
 

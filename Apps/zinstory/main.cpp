@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -23,8 +22,7 @@ namespace {
 
 using apps::complain;
 using apps::kFailed;
-
-constexpr int kSignalled = 128;  // added to the signal's number, as shells do
+using zinstory::kSignalled;
 
 constexpr const char* kAbout =
     R"(zinstory: what becomes of push notifications, told on the simulated device
@@ -50,7 +48,7 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
             "zinextension (beside this program) and the campaigns there.",
             options.campaigns);
   line.check([&] {
-    if (options.files.empty()) throw apps::UsageError("no payload is named: --payload or --payloads");
+    if (options.files.empty()) throw apps::UsageError("no payload is named");
   });
   return line.read(count, arguments);
 }

@@ -64,16 +64,6 @@ INSTANTIATE_TEST_SUITE_P(
         zn::test::DeviceKind{"pumped", [] { return std::make_unique<HeadlessContract>(MainQueue::pumped); }}),
     zn::test::nameOfKind);
 
-/// Runs a task on a queue of the device and waits for it.
-void runOn(HeadlessDevice& device, Queue queue, const std::function<void()>& body) {
-  std::promise<void> done;
-  device.queues->async(queue, [&] {
-    body();
-    done.set_value();
-  });
-  done.get_future().wait();
-}
-
 std::string failureOf(const HeadlessDevice::Options& options) {
   try {
     const HeadlessDevice device(options);

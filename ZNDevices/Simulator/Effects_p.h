@@ -5,7 +5,6 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
-#include <string>
 #include <string_view>
 #include <utility>
 

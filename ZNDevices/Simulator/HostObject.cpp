@@ -22,53 +22,36 @@ struct Operation {
   }
 };
 
-template <class Completion, class... Result>
-void complete(const Completion& completion, Result... result) {
-  if (completion) completion(result...);
+/// Implementations that do not look at their receiver, so they take any: one that a proxy puts into another class runs
+/// there too.
+template <class... A>
+MethodPtr shown(const Operation& operation) {
+  return Method::makeForAnyObject<void, A...>([operation](Object&, Selector, const A&...) { operation.begin(); });
 }
 
-using Center = std::shared_ptr<UNUserNotificationCenter>;
-using Application = std::shared_ptr<UIApplication>;
-using Fetch = std::function<void(unsigned)>;
+/// With a completion as the last argument, which gets `result`.
+template <class... A, class... Result>
+MethodPtr completed(const Operation& operation, Result... result) {
+  using Completion = std::function<void(Result...)>;
+  return Method::makeForAnyObject<void, A..., Completion>(
+      [operation, result...](Object&, Selector, const A&..., const Completion& completion) {
+        operation.begin();
+        if (completion) completion(result...);
+      });
+}
 
-/// The selector's signature is the platform's where it is one of a delegate's. The implementations do not look at the
-/// receiver, so they take any: one that a proxy puts into another class runs there too.
+/// The selector's signature is the platform's where it is one of a delegate's.
 MethodPtr methodFor(const std::string& selector, const Operation& operation) {
-  if (selector == kSelectorDidReceiveNotificationResponse) {
-    return Method::makeForAnyObject<void, Center, UNNotificationResponse, std::function<void()>>(
-        [operation](Object&, Selector, const Center&, const UNNotificationResponse&,
-                    const std::function<void()>& completion) {
-          operation.begin();
-          complete(completion);
-        });
-  }
-  if (selector == kSelectorWillPresentNotification) {
-    return Method::makeForAnyObject<void, Center, UNNotification, Fetch>(
-        [operation](Object&, Selector, const Center&, const UNNotification&, const Fetch& completion) {
-          operation.begin();
-          complete(completion, UNOptionBadge | UNOptionSound | UNOptionAlert);
-        });
-  }
-  if (selector == kSelectorDidReceiveRemoteNotificationFetch) {
-    return Method::makeForAnyObject<void, Application, Value, Fetch>(
-        [operation](Object&, Selector, const Application&, const Value&, const Fetch& completion) {
-          operation.begin();
-          complete(completion, 0u);
-        });
-  }
-  if (selector == kSelectorDidReceiveRemoteNotification) {
-    return Method::makeForAnyObject<void, Application, Value>(
-        [operation](Object&, Selector, const Application&, const Value&) { operation.begin(); });
-  }
-  if (selector == kSelectorDidRegisterForRemoteNotifications) {
-    return Method::makeForAnyObject<void, Application, Data>(
-        [operation](Object&, Selector, const Application&, const Data&) { operation.begin(); });
-  }
-  if (selector == kSelectorDidFailToRegisterForRemoteNotifications) {
-    return Method::makeForAnyObject<void, Application, std::string>(
-        [operation](Object&, Selector, const Application&, const std::string&) { operation.begin(); });
-  }
-  return Method::makeForAnyObject<void>([operation](Object&, Selector) { operation.begin(); });
+  using Center = std::shared_ptr<UNUserNotificationCenter>;
+  using Application = std::shared_ptr<UIApplication>;
+  constexpr unsigned kAll = UNOptionBadge | UNOptionSound | UNOptionAlert;
+  if (selector == kSelectorDidReceiveNotificationResponse) return completed<Center, UNNotificationResponse>(operation);
+  if (selector == kSelectorWillPresentNotification) return completed<Center, UNNotification>(operation, kAll);
+  if (selector == kSelectorDidReceiveRemoteNotificationFetch) return completed<Application, Value>(operation, 0u);
+  if (selector == kSelectorDidReceiveRemoteNotification) return shown<Application, Value>(operation);
+  if (selector == kSelectorDidRegisterForRemoteNotifications) return shown<Application, Data>(operation);
+  if (selector == kSelectorDidFailToRegisterForRemoteNotifications) return shown<Application, std::string>(operation);
+  return shown<>(operation);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/TemporaryFolder_p.h"
 
 namespace zn {
@@ -52,38 +51,29 @@ void SimulatedApplication::expireBackgroundTasks(DeviceSystemLog& log) {
 }
 
 SimulatedDirectories::SimulatedDirectories(const std::string& home, EffectSinkPtr effects)
-    : effects_(std::move(effects)) {
-  if (home.empty()) {
-    home_ = makeTemporaryFolder("zinsim");
-    isTemporary_ = true;
-  } else {
-    home_ = absolutePath(home);
-  }
-  std::string error;
-  for (const std::string& folder : {home_, library(), documents(), preferences()}) {
-    if (!createDirectoryAtPath(folder, true, &error)) throw Exception(error);
-  }
-  lock_ = FileLock::tryNow(home_ + "/.lock", &error);
-  if (!lock_) throw Exception(error.empty() ? home_ + " is in use by another process" : error);
-}
+    : HomeDirectories(home.empty() ? makeTemporaryFolder("zinsim") : absolutePath(home)),
+      effects_(std::move(effects)),
+      isTemporary_(home.empty()) {}
 
 SimulatedDirectories::~SimulatedDirectories() { removeIfTemporary(); }
 
 void SimulatedDirectories::removeIfTemporary() {
   if (!isTemporary_ || std::exchange(isRemoved_, true)) return;
   std::error_code ignored;
-  std::filesystem::remove_all(home_, ignored);
+  std::filesystem::remove_all(home(), ignored);
 }
 
 std::string SimulatedDirectories::withoutTemporaryHome(std::string text) const {
   if (!isTemporary_) return text;
-  for (std::size_t at = 0; (at = text.find(home_, at)) != std::string::npos; ++at) text.replace(at, home_.size(), "~");
+  const std::string folder = home();
+  for (std::size_t at = 0; (at = text.find(folder, at)) != std::string::npos; ++at)
+    text.replace(at, folder.size(), "~");
   return text;
 }
 
-void SimulatedDirectories::didWriteFile(const std::string& path) {
-  if (path == library() + "/ZNInbox/InboxData") effects_->emit("saved", "inbox");
-  if (path == library() + "/ZinDeviceTriggers") effects_->emit("saved", "triggers");
+void SimulatedDirectories::showSaved(const std::string& file) const {
+  if (file == library() + "/ZNInbox/InboxData") effects_->emit("saved", "inbox");
+  if (file == library() + "/ZinDeviceTriggers") effects_->emit("saved", "triggers");
 }
 
 }  // namespace zn

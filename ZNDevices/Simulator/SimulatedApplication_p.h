@@ -5,13 +5,11 @@
 #include <atomic>
 #include <functional>
 #include <map>
-#include <optional>
 #include <string>
 
 #include "ZNDevices/Simulator/Effects_p.h"
-#include "ZNPlatform/Device.h"
-#include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/HomeDirectories.h"
 
 namespace zn {
 
@@ -44,23 +42,21 @@ class SimulatedApplication : public DeviceApplication {
 };
 
 /// The home folder: a given one, locked for this process, or a temporary one that is removed at the end.
-class SimulatedDirectories : public DeviceDirectories {
+class SimulatedDirectories : public HomeDirectories {
  public:
   /// Throws Exception when the folder cannot be made or is in use.
   SimulatedDirectories(const std::string& home, EffectSinkPtr effects);
   ~SimulatedDirectories() override;
-  std::string home() const override { return home_; }
-  void didWriteFile(const std::string& path) override;
+  /// Shows that a store was saved, where it is one that hosts know.
+  void showSaved(const std::string& file) const;
   void removeIfTemporary();
   /// The text with the name of a temporary home, which is another one on every run, as "~".
   std::string withoutTemporaryHome(std::string text) const;
 
  private:
   const EffectSinkPtr effects_;
-  std::string home_;
-  bool isTemporary_ = false;
+  const bool isTemporary_;
   bool isRemoved_ = false;
-  std::optional<FileLock> lock_;
 };
 
 class SimulatedSystemLog : public DeviceSystemLog {

@@ -7,7 +7,6 @@ namespace zn {
 namespace {
 
 Value categoryValue(const UNNotificationCategory& category) {
-  const auto orNull = [](const Value& text) { return text.isNil() ? Value::null() : text; };
   Value actions = Value::array();
   for (const auto& action : category.actions) {
     actions.append(Value::dictionary(
@@ -22,32 +21,26 @@ Value soundValue(const std::optional<UNNotificationSound>& sound) {
   return sound->isDefault ? "default" : sound->name;
 }
 
+/// Later, as completions are called.
+template <class... Expected, class... Given>
+void answer(TaskLine& line, std::function<void(Expected...)> completion, Given... given) {
+  line.queue(Queue::global, 0, [completion = std::move(completion), ... given = std::move(given)] {
+    if (completion) completion(given...);
+  });
+}
+
 }  // namespace
 
 void SimulatedNotifications::requestAuthorization(
     unsigned options, std::function<void(bool, const std::optional<std::string>&)> completion) {
   effects_->emit("authorization", options);
-  bool isGranted = false;
-  std::optional<std::string> error;
-  {
-    Lock lock(mutex_);
-    isGranted = isAuthorizationGranted_;
-    error = authorizationError_;
-  }
-  line_->queue(Queue::global, 0, [completion = std::move(completion), isGranted, error] {
-    if (completion) completion(isGranted, error);
-  });
+  Lock lock(mutex_);
+  answer(*line_, std::move(completion), isAuthorizationGranted_, authorizationError_);
 }
 
 void SimulatedNotifications::getSettings(std::function<void(const UNNotificationSettings&)> completion) {
-  UNNotificationSettings settings;
-  {
-    Lock lock(mutex_);
-    settings = settings_;
-  }
-  line_->queue(Queue::global, 0, [completion = std::move(completion), settings] {
-    if (completion) completion(settings);
-  });
+  Lock lock(mutex_);
+  answer(*line_, std::move(completion), settings_);
 }
 
 void SimulatedNotifications::setCategories(const std::vector<UNNotificationCategory>& categories) {
@@ -76,21 +69,15 @@ void SimulatedNotifications::add(const UNNotificationRequest& request,
     failure = failure_;
   }
   if (!failure) list_.add(request, Date{line_->now()});
-  line_->queue(Queue::global, 0, [completion = std::move(completion), failure] {
-    if (completion) completion(failure);
-  });
+  answer(*line_, std::move(completion), failure);
 }
 
 void SimulatedNotifications::getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) {
-  line_->queue(Queue::global, 0, [completion = std::move(completion), pending = list_.pending(Date{line_->now()})] {
-    if (completion) completion(pending);
-  });
+  answer(*line_, std::move(completion), list_.pending(Date{line_->now()}));
 }
 
 void SimulatedNotifications::getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) {
-  line_->queue(Queue::global, 0, [completion = std::move(completion), delivered = list_.delivered(Date{line_->now()})] {
-    if (completion) completion(delivered);
-  });
+  answer(*line_, std::move(completion), list_.delivered(Date{line_->now()}));
 }
 
 void SimulatedNotifications::removePending(const std::optional<std::vector<std::string>>& identifiers) {

@@ -13,6 +13,7 @@
 #include "ZNDevices/Simulator/TaskLine_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/Storage.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZNRichNotification/ZNRichNotification.h"
 #include "ZintarCore/ZNConfigDataManager.h"
@@ -167,6 +168,7 @@ void Simulator::observeTheModule() {
   ZNLogger::sharedInstance()->setObserver(
       [effects, folders = parts_->directories](const ZNLogger::Line& line) { showLogLine(*effects, *folders, line); });
   ZNAnalytics::sharedInstance()->setObserver(std::make_shared<ShowAnalytics>(effects));
+  Storage::setSaveObserver([folders = parts_->directories](const std::string& file) { folders->showSaved(file); });
   NSNotificationCenter::defaultCenter()->addObserver(effects, "", [sink = effects.get()](const NSNotification& posted) {
     if (!isPostedByOthers(posted.name)) sink->emit("broadcast", posted.name, {{"userInfo", posted.userInfo}});
   });
@@ -183,6 +185,7 @@ void Simulator::setEffectObserver(std::function<void(const Effect&)> observer) {
 void Simulator::shutDown() {
   ZNLogger::sharedInstance()->setObserver(nullptr);
   ZNAnalytics::sharedInstance()->setObserver(nullptr);
+  Storage::setSaveObserver(nullptr);
   ZNConfigDataManager::sharedInstance()->setPushOptOutObserver(nullptr);
   parts_->line->close();
   parts_->effects->setObserver(nullptr);

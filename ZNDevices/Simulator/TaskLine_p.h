@@ -11,8 +11,8 @@
 #include <thread>
 #include <utility>
 
-#include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/RealClock.h"
 
 namespace zn {
 
@@ -56,12 +56,10 @@ class TaskLine {
   std::map<std::pair<double, std::uint64_t>, Entry> tasks_ ZN_GUARDED_BY(mutex_);
 };
 
-class SimulatedClock : public DeviceClock {
+class SimulatedClock : public ClockInZoneOfProcess {
  public:
   explicit SimulatedClock(const std::shared_ptr<TaskLine>& line) : line_(line) {}
   Date now() const override { return Date{line_->now()}; }
-  long secondsFromGMT(Date at) const override { return secondsFromGMTInZoneOfProcess(at); }
-  TimeZoneNames zoneNames(Date at) const override { return namesOfZoneOfProcess(at); }
 
   /// Throws Exception for a zone that is neither a POSIX time zone text nor in the system's database.
   static void setZone(const std::string& zone);

@@ -19,8 +19,6 @@ const char* const kUserDefaultsKeyPushPreference = "kZinPushPreferenceUserDefaul
 const char* const kUserDefaultsKeyNotificationCategory = "ZIN_NOTIFICATION_CATEGORIES";
 const char* const kUserDefaultsKeyNotificationCategorySent = "ZIN_NOTIFICATION_CATEGORIES_SENT";
 
-const char* const kNotificationPayloadKeyZintar = "zintar";
-const char* const kNotificationPayloadKeyCampaignID = "cid";
 const char* const kNotificationPayloadKeyAppID = "app_id";
 const char* const kNotificationPayloadKeyInboxExpiry = "inbox_expiry";
 const char* const kNotificationPayloadKeyRichLandingURL = "webUrl";

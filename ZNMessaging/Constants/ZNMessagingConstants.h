@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ZNPlatform/Export.h"
+#include "ZintarCore/ZNPayloadKeys.h"
 
 /// The module's vocabulary: every key, event name and storage key is spelled here and nowhere else. Values are
 /// case-sensitive and fixed: servers and hosts know them.
@@ -27,11 +28,9 @@ ZN_EXPORT extern const char* const kUserDefaultsKeyPushPreference;
 ZN_EXPORT extern const char* const kUserDefaultsKeyNotificationCategory;
 ZN_EXPORT extern const char* const kUserDefaultsKeyNotificationCategorySent;
 
-// Keys of a push payload: at its top level …
-ZN_EXPORT extern const char* const kNotificationPayloadKeyZintar;
+// Keys of a push payload, besides those in ZNPayloadKeys.h: at its top level …
 ZN_EXPORT extern const char* const kNotificationPayloadKeyAppExtra;
 // … inside "zintar" …
-ZN_EXPORT extern const char* const kNotificationPayloadKeyCampaignID;
 ZN_EXPORT extern const char* const kNotificationPayloadKeyAppID;
 ZN_EXPORT extern const char* const kNotificationPayloadKeyInboxExpiry;
 ZN_EXPORT extern const char* const kNotificationPayloadKeyRichLandingURL;

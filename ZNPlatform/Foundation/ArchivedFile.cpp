@@ -129,7 +129,7 @@ bool ArchivedFile::saveLocked(const std::function<std::shared_ptr<const Coding>(
     later_.contents = Contents::absent;
   }
   if (steps.didReplace) steps.didReplace();
-  Device::current().directories->didWriteFile(target);
+  Storage::didReplace(target);
   return true;
 }
 

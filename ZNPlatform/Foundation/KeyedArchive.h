@@ -4,7 +4,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "ZNPlatform/Export.h"
@@ -44,9 +43,6 @@ class ZN_EXPORT NSKeyedArchiver {
  public:
   /// The archive whose root object is `root`.
   static Data archivedDataWithRootObject(const Coding& root);
-  /// `archiveRootObject:toFile:`: archives and replaces the file atomically (see replaceFile). False when the file
-  /// could not be written; the old file then stands. Tells the device which file was written.
-  static bool archiveRootObject(const Coding& root, const std::string& path, std::string* error = nullptr);
 
   // For encodeWithCoder. Keys must be ASCII string literals (their addresses are kept), each used once in a record.
   void encodeObject(const Value& value, const char* key);

@@ -2,10 +2,8 @@
 #include <cstring>
 #include <deque>
 
-#include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/BinaryPropertyList_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
 
 namespace zn {
@@ -268,12 +266,6 @@ NSKeyedArchiver::~NSKeyedArchiver() = default;
 Data NSKeyedArchiver::archivedDataWithRootObject(const Coding& root) {
   NSKeyedArchiver archiver;
   return archiver.state_->archive(archiver, root);
-}
-
-bool NSKeyedArchiver::archiveRootObject(const Coding& root, const std::string& path, std::string* error) {
-  if (!replaceFile(path, archivedDataWithRootObject(root), error)) return false;
-  Device::current().directories->didWriteFile(path);
-  return true;
 }
 
 void NSKeyedArchiver::encodeObject(const Value& value, const char* key) {

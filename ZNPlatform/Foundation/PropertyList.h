@@ -4,7 +4,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/Foundation/Value.h"

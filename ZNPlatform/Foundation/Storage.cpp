@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <utility>
 
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Mutex.h"
@@ -19,6 +18,7 @@ struct State {
   Mutex mutex;
   std::map<std::string, StorageProblem> problems ZN_GUARDED_BY(mutex);
   std::vector<std::weak_ptr<StorageObserver>> observers ZN_GUARDED_BY(mutex);
+  std::function<void(const std::string& file)> saveObserver ZN_GUARDED_BY(mutex);
 
   std::vector<StorageProblem> listLocked() const ZN_REQUIRES(mutex) {
     std::vector<StorageProblem> list;
@@ -67,6 +67,22 @@ void Storage::removeObserver(const std::shared_ptr<StorageObserver>& observer) {
   State& all = state();
   const Lock lock(all.mutex);
   std::erase_if(all.observers, [&](const auto& each) { return each.expired() || sameOwner(each, observer); });
+}
+
+void Storage::setSaveObserver(std::function<void(const std::string& file)> observer) {
+  State& all = state();
+  const Lock lock(all.mutex);
+  all.saveObserver.swap(observer);
+}
+
+void Storage::didReplace(const std::string& file) {
+  State& all = state();
+  std::function<void(const std::string& file)> observer;
+  {
+    const Lock lock(all.mutex);
+    observer = all.saveObserver;
+  }
+  if (observer) observer(file);
 }
 
 bool Storage::failed(const std::string& file, const std::string& reason) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,12 +34,16 @@ class ZN_EXPORT Storage {
   /// Weakly held; adding one twice counts once. After `removeObserver`, on the main thread, it is not called any more.
   static void addObserver(const std::shared_ptr<StorageObserver>& observer);
   static void removeObserver(const std::shared_ptr<StorageObserver>& observer);
+  /// Called at once, by whoever saves, with the path of each file that a store has replaced; it must not call the
+  /// store. Replaces the one before it. Empty: none.
+  static void setSaveObserver(std::function<void(const std::string& file)> observer);
 
   // For stores.
 
   /// True where that is a new reason: it belongs into the device's system log then, once no lock is held.
   static bool failed(const std::string& file, const std::string& reason);
   static void succeeded(const std::string& file);
+  static void didReplace(const std::string& file);
 };
 
 }  // namespace zn

@@ -1,7 +1,6 @@
 #include "ZNPlatform/UIKit/UITableView.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "ZNPlatform/Foundation/Exception.h"

@@ -1,6 +1,5 @@
 #include "ZNPlatform/UIKit/UIView.h"
 
-#include <algorithm>
 
 #include "ZNPlatform/Foundation/Exception.h"
 

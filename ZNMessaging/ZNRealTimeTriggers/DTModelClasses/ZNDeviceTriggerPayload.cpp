@@ -1,10 +1,11 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerPayload.h"
 
 #include "ZNMessaging/Utils/ArchivedFields_p.h"
+#include "ZintarCore/ZNPayloadKeys.h"
 
 std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggerPayload::initWithDictionary(const zn::Value& dictionary) {
   const auto payload = std::make_shared<ZNDeviceTriggerPayload>();
-  payload->setCampaignID(dictionary.validObjectForKeyPath("zintar.cid"));
+  payload->setCampaignID(dictionary.validObjectForKeyPath(kNotificationPayloadKeyPathCampaignID));
   const zn::Value alert = dictionary.validObjectForKeyPath("aps.alert");
   if (alert.isDictionary()) {
     payload->setAlertTitle(alert.validObjectForKey("title"));
