@@ -1,7 +1,4 @@
-// Replacing implementations in classes, and the replacements.
-
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
-#include "ZNMessaging/AppDelegateSwizzler/ProxyFailure_p.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
