@@ -29,8 +29,6 @@ namespace {
 
 using Completion = std::function<void(const NetworkAnswer& answer)>;
 
-bool isOneOf(char c, std::string_view characters) { return characters.find(c) != std::string_view::npos; }
-
 void appendPath(std::string& url, std::string_view path) {
   if (path.empty()) return;
   while (url.ends_with('/')) url.pop_back();
@@ -68,7 +66,10 @@ constexpr std::string_view kTransportsOwn[] = {
 
 /// RFC 9110: a name is a token; a value holds no control characters but tabs, so it cannot end its line.
 void checkHeader(std::string_view name, std::string_view value) {
-  const auto isToken = [](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || isOneOf(c, "!#$%&'*+-.^_`|~"); };
+  constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
+  const auto isToken = [&](char c) {
+    return isAsciiLetter(c) || isAsciiDigit(c) || kMarks.find(c) != std::string_view::npos;
+  };
   const auto isControl = [](char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7f; };
   if (name.empty() || !std::all_of(name.begin(), name.end(), isToken) ||
       std::any_of(value.begin(), value.end(), isControl) ||
