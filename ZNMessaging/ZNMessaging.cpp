@@ -116,11 +116,7 @@ void ZNMessaging::initializeMessagingWithLaunchOptions(const zn::Value& launchOp
       self->configureAppDelegateProxy();
       self->processLaunchOptions(launchOptions);
     };
-    if (zn::isMainThread()) {
-      finish();
-    } else {
-      zn::dispatchAsync(zn::Queue::main, finish);
-    }
+    zn::isMainThread() ? finish() : zn::dispatchAsync(zn::Queue::main, finish);
   });
 }
 

@@ -129,14 +129,11 @@ std::unique_lock<std::mutex> turnToRead(std::size_t size) {
 /// The dictionary of a good answer; else nil, and what is wrong with it. The body is gone afterwards.
 Value responseOf(HttpAnswer& answer, std::string& problem) {
   const std::string body = std::exchange(answer.body, {});
-  if (!answer.failure.empty()) {
-    problem = answer.failure;
-    return nil;
-  }
-  if (answer.status < 200 || answer.status > 299) {
+  problem = answer.failure;
+  if (problem.empty() && (answer.status < 200 || answer.status > 299)) {
     problem = zn::format("the server answered with status %ld", answer.status);
-    return nil;
   }
+  if (!problem.empty()) return nil;
   const auto turn = turnToRead(body.size());
   JsonError error;
   const auto value = parseJson(body, &error, {.maximumMemory = memoryToRead(body.size())});
@@ -155,9 +152,7 @@ void deliver(int service, HttpAnswer answer, const Completion& completion) {
   dispatchAsync(Queue::global, [service, answer = std::move(answer), completion]() mutable {
     std::string problem;
     const Value response = responseOf(answer, problem);
-    if (!problem.empty()) {
-      zn::logError("Network -- Request to service %d failed: %@", service, problem);
-    }
+    if (!problem.empty()) zn::logError("Network -- Request to service %d failed: %@", service, problem);
     if (completion) completion({response, static_cast<int>(answer.status), answer.retryAfter});
   });
 }

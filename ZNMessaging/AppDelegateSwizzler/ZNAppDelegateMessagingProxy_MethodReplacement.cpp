@@ -61,9 +61,7 @@ void ZNAppDelegateMessagingProxy::swizzleSelector(zn::Selector selector, zn::Cla
       }
       trackLocked(selector, inClass);
     }
-    if (!isThere) {
-      zn::log("Could not add method for %@ to class %@", selector.name(), inClass.name());
-    }
+    if (!isThere) zn::log("Could not add method for %@ to class %@", selector.name(), inClass.name());
   });
 }
 

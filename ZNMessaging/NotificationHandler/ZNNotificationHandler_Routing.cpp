@@ -128,11 +128,8 @@ void ZNNotificationHandler::handlePushNotificationInApplication(const std::share
     if (!zn::isSwitchedOn() || payload.isNil()) return;
     const auto push = ZNPushPayload::initWithPushPayload(payload);
     const zn::Value cardID = takeCardIDForPush(*push);
-    bool handledByCard = false;
-    if (!cardID.isNil()) {
-      handledByCard = handleCardActionsWithCardID(cardID, push);
-      if (!handledByCard) zn::log("Push - Card Actions is Empty");
-    }
+    const bool handledByCard = !cardID.isNil() && handleCardActionsWithCardID(cardID, push);
+    if (!cardID.isNil() && !handledByCard) zn::log("Push - Card Actions is Empty");
     if (!handledByCard) handleDefaultActionsWithPayload(payload);
     updateBadgeForClick(application);
     if (!zn::HostSettings::shared().disableInbox) {

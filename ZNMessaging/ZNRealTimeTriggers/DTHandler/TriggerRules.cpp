@@ -94,11 +94,10 @@ Verdict maxTimesRule(const RuleInput& input) {
   const ZNDeviceTriggerCampaign& campaign = input.campaign;
   const std::int64_t maximum = campaign.maxTimes().longLongValue();
   if (maximum == ZNDeviceTriggerCampaign::kUnlimited) {
-    Verdict made{.passes = true};
-    if (!input.wantsTexts) return made;
-    made.line = format("Device Triggers -- Campaign(%@) Max Times check Passed ✅", campaign.campaignID());
-    made.because = "any number of times";
-    return made;
+    if (!input.wantsTexts) return {.passes = true};
+    return {.passes = true,
+            .line = format("Device Triggers -- Campaign(%@) Max Times check Passed ✅", campaign.campaignID()),
+            .because = "any number of times"};
   }
   const Value times = input.status->numberOfTimesShown();
   const std::int64_t shown = times.longLongValue();
@@ -125,16 +124,11 @@ constexpr Rule kRules[] = {{"type", typeRule},
 std::span<const Rule> postingRules() { return kRules; }
 
 Verdict globalDelayRule(const Value& lastPosted, const Value& globalDelay, double now, bool wantsTexts) {
-  Verdict made;
   const double last = numberOrNil(lastPosted).doubleValue();
-  if (last == 0) {
-    made.passes = true;
-    made.because = wantsTexts ? "nothing was posted yet" : "";
-    return made;
-  }
+  if (last == 0) return {.passes = true, .because = wantsTexts ? "nothing was posted yet" : ""};
   const double delay = numberOrNil(globalDelay).doubleValue();
   const double again = (delay + last) / 1000.0;
-  made.passes = !(again > now);
+  Verdict made{.passes = !(again > now)};
   if (!made.passes) made.passesAt = delay + last;
   if (wantsTexts) {
     const auto clock = ZNDateUtils::dateFormatterForUsPosixLocaleWithFormat("HH:mm:ss -- dd-MM-yyyy", false)

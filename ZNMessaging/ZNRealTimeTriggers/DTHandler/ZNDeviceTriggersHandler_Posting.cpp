@@ -68,8 +68,7 @@ void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_
   zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
     if (!campaign || !isStillThere(origin)) return;
     if (ZNConfigDataManager::sharedInstance()->getZinAppID().length() == 0) {
-      zn::log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
-      return;
+      return zn::log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
     }
     const zn::Value body = segmentRequestBody(campaign->campaignID(), eventDict);
     zn::log("User In Segment request initiated:");
@@ -108,9 +107,8 @@ void ZNDeviceTriggersHandler::handleSegmentAnswer(const std::shared_ptr<ZNDevice
 
 void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign) {
   if (!campaign->shouldSupportOffline()) {
-    zn::log(
+    return zn::log(
         "Device Triggers -- User in Segment failed --> Show Offline disabled. Device Trigger will not be posted 🛑");
-    return;
   }
   zn::log("Device Triggers -- User in Segment failed --> Device Trigger in Offline mode. ✅");
   const bool passes = !checkIfDNDForCampaign(*campaign);
@@ -134,9 +132,8 @@ void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZN
   zn::guarded("postDeviceTriggerCampaign:isOffline:", kPostingFailure, [&] {
     const auto payload = campaign ? getPayloadToShow(*campaign, isOffline) : nullptr;
     if (!payload) {
-      zn::log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑",
-              campaign ? campaign->campaignID() : zn::nil);
-      return;
+      return zn::log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑",
+                     campaign ? campaign->campaignID() : zn::nil);
     }
     processDeviceTriggerWithInfo(ZNDTPostInfo::initWithCampaign(campaign, payload, isOffline));
   });
