@@ -142,7 +142,7 @@ void ZNNotificationHandler::invokeCallbackWithScreenName(const zn::Value& screen
 
 void ZNNotificationHandler::tellScreen(const zn::Value& screenName, const zn::Value& kvPairs,
                                        const zn::Value& payload) {
-  const auto delegate = zn::HostSettings::shared().messagingDelegate();
+  const auto delegate = zn::HostSettings::shared().messagingDelegate.all().lock();
   if (!delegate) return;
   delegate->notificationClickedWithScreenName(screenName, kvPairs);
   delegate->notificationClickedWithScreenNameKVPairsAndPushPayload(screenName, kvPairs, payload);

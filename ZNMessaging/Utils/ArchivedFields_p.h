@@ -20,6 +20,15 @@ struct ArchivedField {
 template <class Fields, class T, class... IsUsable>
 ArchivedField(const char*, T Fields::*, IsUsable...) -> ArchivedField<Fields, T>;
 
+/// For `isUsable`.
+inline bool isDate(const Value& read) { return read.isDate(); }
+
+/// How a reader of archives makes a record, for its zn::ArchivedClass.
+template <class Record>
+std::shared_ptr<Coding> decoded(NSKeyedUnarchiver& coder) {
+  return Record::initWithCoder(coder);
+}
+
 inline void encodeField(NSKeyedArchiver& coder, const Value& value, const char* key) { coder.encodeObject(value, key); }
 inline void encodeField(NSKeyedArchiver& coder, bool value, const char* key) { coder.encodeBool(value, key); }
 inline void encodeField(NSKeyedArchiver& coder, std::int32_t value, const char* key) { coder.encodeInt(value, key); }

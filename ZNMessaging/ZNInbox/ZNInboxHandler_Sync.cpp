@@ -174,12 +174,11 @@ void ZNInboxHandler::syncNotificationFromOlderPlist(const SyncCompletion& comple
   const bool done = zn::guarded(kSelector, kFailure, [&] {
     constexpr auto kSource = InboxBatch::Source::older;
     const zn::Value entries = readOlderFile(getOlderInboxMessagesPlistFile()).validObjectForKey(ZN_PUSH_MESSAGES_INFO);
-    const bool fileHasEntries = holdsEntries(entries);
-    const std::string origin = fileHasEntries ? zn::InboxBatches::originOf(entries) : "";
-    if (fileHasEntries && !batches_->isComplete()) throw zn::Exception("earlier batches cannot be read now");
     std::optional<InboxBatch> fresh;
-    if (fileHasEntries && !batches_->holds(kSource, origin)) {
-      fresh = batches_->keep({.source = kSource, .payloads = entries, .origin = origin});
+    if (holdsEntries(entries)) {
+      if (!batches_->isComplete()) throw zn::Exception("earlier batches cannot be read now");
+      InboxBatch batch{.source = kSource, .payloads = entries, .origin = zn::InboxBatches::originOf(entries)};
+      if (!batches_->holds(kSource, batch.origin)) fresh = batches_->keep(std::move(batch));
     }
     std::vector<InboxBatch> batches = batches_->take(kSource);  // left over, of this file or of one that is gone
     if (fresh) batches.push_back(std::move(*fresh));

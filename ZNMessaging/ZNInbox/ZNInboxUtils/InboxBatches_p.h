@@ -1,7 +1,5 @@
 #pragma once
 
-// What is on its way into the inbox file.
-
 #include <cstdint>
 #include <map>
 #include <optional>

@@ -1,7 +1,5 @@
 #pragma once
 
-// Numbers of device triggers as servers and files give them.
-
 #include <cstdint>
 #include <limits>
 

@@ -62,22 +62,10 @@ std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggers::init() {
 }
 
 std::span<const zn::ArchivedClass> ZNDeviceTriggers::archivedClasses() {
-  static constexpr zn::ArchivedClass classes[] = {
-      {"ZNDeviceTriggers",
-       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
-         return ZNDeviceTriggers::initWithCoder(coder);
-       }},
-      {"ZNDeviceTriggerCampaign",
-       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
-         return ZNDeviceTriggerCampaign::initWithCoder(coder);
-       }},
-      {"ZNDeviceTriggerPayload",
-       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
-         return ZNDeviceTriggerPayload::initWithCoder(coder);
-       }},
-      {"ZNDeviceTriggerStatus", [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
-         return ZNDeviceTriggerStatus::initWithCoder(coder);
-       }}};
+  static constexpr zn::ArchivedClass classes[] = {{"ZNDeviceTriggers", zn::decoded<ZNDeviceTriggers>},
+                                                  {"ZNDeviceTriggerCampaign", zn::decoded<ZNDeviceTriggerCampaign>},
+                                                  {"ZNDeviceTriggerPayload", zn::decoded<ZNDeviceTriggerPayload>},
+                                                  {"ZNDeviceTriggerStatus", zn::decoded<ZNDeviceTriggerStatus>}};
   return classes;
 }
 
@@ -115,14 +103,6 @@ std::shared_ptr<const ZNDeviceTriggers::Index> ZNDeviceTriggers::index() const {
     old = std::exchange(index_, std::make_shared<const Index>(fields_));
   }
   return index_;
-}
-
-void ZNDeviceTriggers::setDeviceTriggers(const zn::CampaignListPtr& campaigns) {
-  set(&Fields::deviceTriggers, campaigns);
-}
-
-void ZNDeviceTriggers::setDeviceTriggerStatus(const zn::StatusListPtr& statuses) {
-  set(&Fields::deviceTriggerStatus, statuses);
 }
 
 bool ZNDeviceTriggers::waitsForEvent(const zn::Value& name) const {
