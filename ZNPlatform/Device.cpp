@@ -18,11 +18,6 @@
 
 namespace zn {
 
-DeviceClock::~DeviceClock() = default;
-TimeZoneNames DeviceClock::zoneNames(Date) const { return {}; }
-DeviceQueues::~DeviceQueues() = default;
-
-DeviceRandom::~DeviceRandom() = default;
 double DeviceRandom::fraction() {
   std::uint64_t bits = 0;
   if (::getentropy(&bits, sizeof bits) != 0) {
@@ -32,36 +27,6 @@ double DeviceRandom::fraction() {
   return std::ldexp(static_cast<double>(bits >> 11), -53);
 }
 
-DeviceDirectories::~DeviceDirectories() = default;
-std::string DeviceDirectories::library() const { return home() + "/Library"; }
-std::string DeviceDirectories::documents() const { return home() + "/Documents"; }
-std::string DeviceDirectories::preferences() const { return home() + "/Preferences"; }
-
-DeviceApplication::~DeviceApplication() = default;
-UIApplicationState DeviceApplication::state() const { return UIApplicationState::active; }
-long DeviceApplication::badge() const { return badge_.load(); }
-void DeviceApplication::setBadge(long number) { badge_.store(number); }
-bool DeviceApplication::isRegisteredForRemoteNotifications() const { return false; }
-void DeviceApplication::registerForRemoteNotifications() {}
-UIBackgroundTaskIdentifier DeviceApplication::beginBackgroundTask(std::function<void()>) {
-  return UIBackgroundTaskInvalid;
-}
-void DeviceApplication::endBackgroundTask(UIBackgroundTaskIdentifier) {}
-
-namespace {
-
-/// Later, as completions are called.
-template <class... Expected, class... Given>
-void answer(std::function<void(Expected...)> completion, Given... given) {
-  dispatchAsync(Queue::global, [completion = std::move(completion), ... given = std::move(given)] {
-    if (completion) completion(given...);
-  });
-}
-
-}  // namespace
-
-DeviceNotifications::~DeviceNotifications() = default;
-
 void DeviceNotifications::requestAuthorization(
     unsigned, std::function<void(bool, const std::optional<std::string>&)> completion) {
   answer(std::move(completion), false, std::nullopt);
@@ -69,7 +34,6 @@ void DeviceNotifications::requestAuthorization(
 void DeviceNotifications::getSettings(std::function<void(const UNNotificationSettings&)> completion) {
   answer(std::move(completion), UNNotificationSettings());
 }
-void DeviceNotifications::setCategories(const std::vector<UNNotificationCategory>&) {}
 void DeviceNotifications::add(const UNNotificationRequest&,
                               std::function<void(const std::optional<std::string>& error)> completion) {
   answer(std::move(completion), "this device shows no notifications");
@@ -80,22 +44,12 @@ void DeviceNotifications::getPending(std::function<void(const std::vector<UNNoti
 void DeviceNotifications::getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) {
   answer(std::move(completion), std::vector<UNNotification>());
 }
-void DeviceNotifications::removePending(const std::optional<std::vector<std::string>>&) {}
-void DeviceNotifications::removeDelivered(const std::optional<std::vector<std::string>>&) {}
-
-DeviceScreen::~DeviceScreen() = default;
 void DeviceScreen::openLink(LinkKind kind, const std::string& url) {
   // A link's query and fragment carry what is between its sender and the user: tokens, names, codes.
   const std::string shown = url.substr(0, url.find_first_of("?#"));
   Device::current().systemLog->diagnostic(std::string("this device opens no links: ") +
                                           (kind == LinkKind::deeplink ? "deep link " : "landing page ") + shown);
 }
-bool DeviceScreen::showsAlerts() const { return false; }
-void DeviceScreen::present(const std::shared_ptr<UIViewController>&, bool) {}
-std::shared_ptr<UIViewController> DeviceScreen::topMostViewController() const { return nullptr; }
-void DeviceScreen::setPasteboard(const std::string&) {}
-
-DeviceSystemLog::~DeviceSystemLog() = default;
 void DeviceSystemLog::write(const std::string& text) { std::fputs((singleLine(text) + "\n").c_str(), stderr); }
 void DeviceSystemLog::diagnostic(const std::string& text) { DeviceSystemLog::write("zintar: " + text); }
 
@@ -109,9 +63,6 @@ Device::Device()
       notifications(std::make_unique<DeviceNotifications>()),
       screen(std::make_unique<DeviceScreen>()),
       systemLog(std::make_unique<DeviceSystemLog>()) {}
-
-Device::~Device() = default;
-void Device::shutDown() {}
 
 namespace {
 

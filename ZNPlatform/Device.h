@@ -27,18 +27,18 @@ struct TimeZoneNames {
 
 class ZN_EXPORT DeviceClock {
  public:
-  virtual ~DeviceClock();
+  virtual ~DeviceClock() = default;
   virtual Date now() const = 0;
   /// Offset of the device's time zone from GMT at that moment, in seconds (east is positive).
   virtual long secondsFromGMT(Date at) const = 0;
-  /// The names of that zone at that moment. none: not known.
-  virtual TimeZoneNames zoneNames(Date at) const;
+  /// The names of that zone at that moment.
+  virtual TimeZoneNames zoneNames(Date /*at*/) const { return {}; }
 };
 
 /// Queues stop and report an exception that leaves a task; `runTask` does both.
 class ZN_EXPORT DeviceQueues {
  public:
-  virtual ~DeviceQueues();
+  virtual ~DeviceQueues() = default;
   virtual void async(Queue queue, Task task) = 0;
   virtual void after(Queue queue, double seconds, Task task) = 0;
   virtual bool isMainThread() const = 0;
@@ -47,7 +47,7 @@ class ZN_EXPORT DeviceQueues {
 /// Chance, for what devices must not all do at the same moment.
 class ZN_EXPORT DeviceRandom {
  public:
-  virtual ~DeviceRandom();
+  virtual ~DeviceRandom() = default;
   /// Evenly from 0 up to 1, without 1. none: the system's random numbers.
   virtual double fraction();
 };
@@ -55,23 +55,25 @@ class ZN_EXPORT DeviceRandom {
 /// Where the application keeps its files. The folders exist when the device is installed.
 class ZN_EXPORT DeviceDirectories {
  public:
-  virtual ~DeviceDirectories();
+  virtual ~DeviceDirectories() = default;
   virtual std::string home() const = 0;
-  std::string library() const;      ///< home/Library
-  std::string documents() const;    ///< home/Documents
-  std::string preferences() const;  ///< home/Preferences
+  std::string library() const { return home() + "/Library"; }
+  std::string documents() const { return home() + "/Documents"; }
+  std::string preferences() const { return home() + "/Preferences"; }
 };
 
 class ZN_EXPORT DeviceApplication {
  public:
-  virtual ~DeviceApplication();
-  virtual UIApplicationState state() const;  ///< none: active
-  virtual long badge() const;                ///< none: what was set last
-  virtual void setBadge(long number);
-  virtual bool isRegisteredForRemoteNotifications() const;  ///< none: false
-  virtual void registerForRemoteNotifications();
-  virtual UIBackgroundTaskIdentifier beginBackgroundTask(std::function<void()> expirationHandler);  ///< none: invalid
-  virtual void endBackgroundTask(UIBackgroundTaskIdentifier identifier);
+  virtual ~DeviceApplication() = default;
+  virtual UIApplicationState state() const { return UIApplicationState::active; }
+  virtual long badge() const { return badge_; }
+  virtual void setBadge(long number) { badge_ = number; }
+  virtual bool isRegisteredForRemoteNotifications() const { return false; }
+  virtual void registerForRemoteNotifications() {}
+  virtual UIBackgroundTaskIdentifier beginBackgroundTask(std::function<void()> /*expirationHandler*/) {
+    return UIBackgroundTaskInvalid;
+  }
+  virtual void endBackgroundTask(UIBackgroundTaskIdentifier /*identifier*/) {}
 
  private:
   std::atomic<long> badge_{0};
@@ -79,12 +81,12 @@ class ZN_EXPORT DeviceApplication {
 
 class ZN_EXPORT DeviceNotifications {
  public:
-  virtual ~DeviceNotifications();
+  virtual ~DeviceNotifications() = default;
   /// Completions are called exactly once, later, never from within the call. none: not granted, without an error.
   virtual void requestAuthorization(unsigned options,
                                     std::function<void(bool, const std::optional<std::string>&)> completion);
   virtual void getSettings(std::function<void(const UNNotificationSettings&)> completion);  ///< none: not determined
-  virtual void setCategories(const std::vector<UNNotificationCategory>& categories);
+  virtual void setCategories(const std::vector<UNNotificationCategory>& /*categories*/) {}
   /// none: fails with "this device shows no notifications".
   virtual void add(const UNNotificationRequest& request,
                    std::function<void(const std::optional<std::string>& error)> completion);
@@ -94,8 +96,17 @@ class ZN_EXPORT DeviceNotifications {
 
   virtual void getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion);  ///< none: empty
   virtual void getDelivered(std::function<void(const std::vector<UNNotification>&)> completion);       ///< none: empty
-  virtual void removePending(const std::optional<std::vector<std::string>>& identifiers);    ///< none: nothing
-  virtual void removeDelivered(const std::optional<std::vector<std::string>>& identifiers);  ///< none: nothing
+  virtual void removePending(const std::optional<std::vector<std::string>>& /*identifiers*/) {}
+  virtual void removeDelivered(const std::optional<std::vector<std::string>>& /*identifiers*/) {}
+
+ protected:
+  /// Calls a completion, if there is one, as the rule above says.
+  template <class... Expected, class... Given>
+  static void answer(std::function<void(Expected...)> completion, Given... given) {
+    dispatchAsync(Queue::global, [completion = std::move(completion), ... given = std::move(given)] {
+      if (completion) completion(given...);
+    });
+  }
 };
 
 /// What a clicked link is for: a deep link belongs to an application, a landing page to the browser.
@@ -104,20 +115,20 @@ enum class LinkKind { deeplink, landing };
 /// The screen: links, alerts, the clipboard. Called on the main thread.
 class ZN_EXPORT DeviceScreen {
  public:
-  virtual ~DeviceScreen();
+  virtual ~DeviceScreen() = default;
   /// Opens an absolute URL, as text. none: a diagnostic, so that the click leaves a trace, without query and fragment.
   virtual void openLink(LinkKind kind, const std::string& url);
-  virtual bool showsAlerts() const;  ///< none: false
-  /// Shows a controller above everything else: an alert, with its buttons, or a screen of the host. none: nothing.
-  virtual void present(const std::shared_ptr<UIViewController>& controller, bool animated);
-  /// The controller that is on top, or null while there is no window: alerts wait for one. none: null.
-  virtual std::shared_ptr<UIViewController> topMostViewController() const;
-  virtual void setPasteboard(const std::string& text);  ///< none: nothing
+  virtual bool showsAlerts() const { return false; }
+  /// Shows a controller above everything else: an alert, with its buttons, or a screen of the host.
+  virtual void present(const std::shared_ptr<UIViewController>& /*controller*/, bool /*animated*/) {}
+  /// The controller that is on top, or null while there is no window: alerts wait for one.
+  virtual std::shared_ptr<UIViewController> topMostViewController() const { return nullptr; }
+  virtual void setPasteboard(const std::string& /*text*/) {}
 };
 
 class ZN_EXPORT DeviceSystemLog {
  public:
-  virtual ~DeviceSystemLog();
+  virtual ~DeviceSystemLog() = default;
   /// A line of the application's own for the machine's log. none: standard error, with control characters escaped.
   virtual void write(const std::string& text);
   /// Something that this library wants its user to know and that has no other way out: an unreadable file, a full disk,
@@ -132,7 +143,7 @@ class ZN_EXPORT Device {
  public:
   /// With the "none" versions of random, application, notifications, screen and system log.
   Device();
-  virtual ~Device();
+  virtual ~Device() = default;
 
   std::unique_ptr<DeviceClock> clock;
   std::unique_ptr<DeviceQueues> queues;
@@ -152,8 +163,8 @@ class ZN_EXPORT Device {
   static Device& current();
 
   /// Called at the normal end of the process, after which no task starts any more: stop threads here. Tasks that were
-  /// running have ended when it returns, or are left behind because they hold up that end. none: nothing.
-  virtual void shutDown();
+  /// running have ended when it returns, or are left behind because they hold up that end.
+  virtual void shutDown() {}
 };
 
 }  // namespace zn

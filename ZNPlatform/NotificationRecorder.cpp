@@ -14,15 +14,11 @@ NotificationRecorder::NotificationRecorder(std::function<void(const UNNotificati
 
 void NotificationRecorder::requestAuthorization(
     unsigned, std::function<void(bool, const std::optional<std::string>&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion(true, std::nullopt);
-  });
+  answer(std::move(completion), true, std::nullopt);
 }
 
 void NotificationRecorder::getSettings(std::function<void(const UNNotificationSettings&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion)] {
-    if (completion) completion({UNNotificationSetting::enabled});
-  });
+  answer(std::move(completion), UNNotificationSettings{UNNotificationSetting::enabled});
 }
 
 void NotificationRecorder::add(const UNNotificationRequest& request,
@@ -35,15 +31,11 @@ void NotificationRecorder::add(const UNNotificationRequest& request,
 }
 
 void NotificationRecorder::getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion), pending = list_.pending(now())] {
-    if (completion) completion(pending);
-  });
+  answer(std::move(completion), list_.pending(now()));
 }
 
 void NotificationRecorder::getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) {
-  dispatchAsync(Queue::global, [completion = std::move(completion), delivered = list_.delivered(now())] {
-    if (completion) completion(delivered);
-  });
+  answer(std::move(completion), list_.delivered(now()));
 }
 
 void NotificationRecorder::removePending(const std::optional<Identifiers>& identifiers) {

@@ -1,7 +1,5 @@
 #pragma once
 
-// The lines of tasks behind the queues of the headless device.
-
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>

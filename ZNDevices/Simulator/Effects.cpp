@@ -1,6 +1,5 @@
 #include "ZNDevices/Simulator/Effects_p.h"
 
-
 #include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
 

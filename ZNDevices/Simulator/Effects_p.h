@@ -1,7 +1,5 @@
 #pragma once
 
-// Where all effects pass.
-
 #include <functional>
 #include <initializer_list>
 #include <memory>

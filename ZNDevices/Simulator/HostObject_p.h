@@ -1,7 +1,5 @@
 #pragma once
 
-// Objects of the simulated host application.
-
 #include <map>
 #include <memory>
 #include <string>

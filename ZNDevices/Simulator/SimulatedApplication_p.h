@@ -1,7 +1,5 @@
 #pragma once
 
-// The simulated application and its files.
-
 #include <atomic>
 #include <functional>
 #include <map>

@@ -21,26 +21,18 @@ Value soundValue(const std::optional<UNNotificationSound>& sound) {
   return sound->isDefault ? "default" : sound->name;
 }
 
-/// Later, as completions are called.
-template <class... Expected, class... Given>
-void answer(TaskLine& line, std::function<void(Expected...)> completion, Given... given) {
-  line.queue(Queue::global, 0, [completion = std::move(completion), ... given = std::move(given)] {
-    if (completion) completion(given...);
-  });
-}
-
 }  // namespace
 
 void SimulatedNotifications::requestAuthorization(
     unsigned options, std::function<void(bool, const std::optional<std::string>&)> completion) {
   effects_->emit("authorization", options);
   Lock lock(mutex_);
-  answer(*line_, std::move(completion), isAuthorizationGranted_, authorizationError_);
+  answer(std::move(completion), isAuthorizationGranted_, authorizationError_);
 }
 
 void SimulatedNotifications::getSettings(std::function<void(const UNNotificationSettings&)> completion) {
   Lock lock(mutex_);
-  answer(*line_, std::move(completion), settings_);
+  answer(std::move(completion), settings_);
 }
 
 void SimulatedNotifications::setCategories(const std::vector<UNNotificationCategory>& categories) {
@@ -69,15 +61,15 @@ void SimulatedNotifications::add(const UNNotificationRequest& request,
     failure = failure_;
   }
   if (!failure) list_.add(request, Date{line_->now()});
-  answer(*line_, std::move(completion), failure);
+  answer(std::move(completion), failure);
 }
 
 void SimulatedNotifications::getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) {
-  answer(*line_, std::move(completion), list_.pending(Date{line_->now()}));
+  answer(std::move(completion), list_.pending(Date{line_->now()}));
 }
 
 void SimulatedNotifications::getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) {
-  answer(*line_, std::move(completion), list_.delivered(Date{line_->now()}));
+  answer(std::move(completion), list_.delivered(Date{line_->now()}));
 }
 
 void SimulatedNotifications::removePending(const std::optional<std::vector<std::string>>& identifiers) {

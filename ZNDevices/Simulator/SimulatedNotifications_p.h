@@ -1,7 +1,5 @@
 #pragma once
 
-// The simulated notification centre.
-
 #include <memory>
 #include <optional>
 #include <string>

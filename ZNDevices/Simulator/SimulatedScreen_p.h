@@ -1,7 +1,5 @@
 #pragma once
 
-// The simulated screen.
-
 #include <memory>
 #include <string>
 #include <vector>

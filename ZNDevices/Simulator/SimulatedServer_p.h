@@ -1,7 +1,5 @@
 #pragma once
 
-// The scripted server.
-
 #include <deque>
 #include <functional>
 #include <map>

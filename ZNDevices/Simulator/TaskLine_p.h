@@ -1,7 +1,5 @@
 #pragma once
 
-// The simulator's clock and its one line of tasks.
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>

@@ -1,7 +1,5 @@
 #pragma once
 
-// A user-defaults store's file in which a list grows in place.
-
 #include <optional>
 #include <string>
 #include <vector>

@@ -40,24 +40,14 @@ std::string newHead() {
 void write(const Value& value, std::string& out);
 
 void writeText(std::string_view element, std::string_view text, std::string& out) {
+  // A reader would take a carriage return as it is for a line feed.
+  constexpr std::pair<char, std::string_view> kEscapes[] = {
+      {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'\r', "&#13;"}};
   out.append("<").append(element).append(">");
   for (const char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '\r':  // as it is, a reader would take it for a line feed
-        out += "&#13;";
-        break;
-      default:
-        out += c;
-    }
+    const auto* escape =
+        std::find_if(std::begin(kEscapes), std::end(kEscapes), [&](const auto& each) { return each.first == c; });
+    out += escape == std::end(kEscapes) ? std::string_view(&c, 1) : escape->second;
   }
   out.append("</").append(element).append(">\n");
 }
@@ -160,19 +150,12 @@ void writeUpToEnd(const Value& dictionary, std::span<const std::string> list, st
   for (const Value& element : below.elements()) write(element, out);
 }
 
-/// What a reader of the contents as they are usually written would get: without nulls, with well-formed strings.
-std::optional<Value> asRead(const Value& contents) { return parsePropertyList(binaryPropertyList(contents)); }
-
+/// Whether the text reads as the contents do where they are usually written: without nulls, with well-formed strings.
 bool readsAs(std::string_view text, const Value& contents) {
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
-  const std::optional<Value> wanted = asRead(contents);
+  const std::optional<Value> wanted = parsePropertyList(binaryPropertyList(contents));
   const std::optional<Value> read = parsePropertyList({bytes, text.size()});
   return wanted && read && isSameInPropertyList(*read, *wanted);
-}
-
-std::string beginning(std::string text, const Value& contents, const ListPath& list) {
-  writeUpToEnd(contents, list, text);
-  return text;
 }
 
 }  // namespace
@@ -205,7 +188,9 @@ std::optional<std::string> elementText(const ListPath& list, const Value& elemen
 }
 
 std::optional<Data> appendableList(const Value& contents, const ListPath& list) {
-  const std::string text = beginning(newHead(), contents, list) + endAfter(list);
+  std::string text = newHead();
+  writeUpToEnd(contents, list, text);
+  text += endAfter(list);
   if (!readsAs(text, contents)) return std::nullopt;
   return Data(text.begin(), text.end());
 }

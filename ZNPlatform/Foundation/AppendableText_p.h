@@ -1,7 +1,5 @@
 #pragma once
 
-// The texts of a file in which a list grows.
-
 #include <optional>
 #include <string>
 #include <string_view>

@@ -1,7 +1,5 @@
 #pragma once
 
-// The objects of a keyed archive that is being read: everything but the records themselves.
-
 #include <cstdint>
 #include <optional>
 #include <span>

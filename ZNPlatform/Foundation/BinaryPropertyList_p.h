@@ -1,7 +1,5 @@
 #pragma once
 
-// The bytes of binary property lists ("bplist00"): what PropertyList.cpp and the keyed archiver share.
-
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -85,20 +83,7 @@ class BinaryListWriter {
 class BinaryListReader {
  public:
   using Ref = std::uint64_t;
-  enum class Kind : std::uint8_t {
-    null,
-    boolean,
-    integer,
-    real,
-    date,
-    data,
-    ascii,
-    utf16,
-    uid,
-    array,
-    set,
-    dictionary
-  };
+  enum class Kind { null, boolean, integer, real, date, data, ascii, utf16, uid, array, set, dictionary };
 
   /// One object. `bytes` are the contents: text, data, or references of an array (of a dictionary: keys, then values).
   struct Token {

@@ -1,7 +1,5 @@
 #pragma once
 
-// The one state behind all NSUserDefaults objects of a suite.
-
 #include <sys/types.h>
 
 #include <chrono>

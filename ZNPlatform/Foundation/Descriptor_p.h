@@ -1,7 +1,5 @@
 #pragma once
 
-// Owns a file descriptor.
-
 #include <unistd.h>
 
 #include <utility>

@@ -96,24 +96,9 @@ class Writer {
 
 /// The escape of a character that may not stand in a JSON string as it is; empty for any other.
 std::string escapeOf(char character) {
-  switch (character) {
-    case '"':
-      return "\\\"";
-    case '\\':
-      return "\\\\";
-    case '\b':
-      return "\\b";
-    case '\f':
-      return "\\f";
-    case '\n':
-      return "\\n";
-    case '\r':
-      return "\\r";
-    case '\t':
-      return "\\t";
-    default:
-      break;
-  }
+  constexpr std::string_view kNamed = "\"\\\b\f\n\r\t";
+  constexpr std::string_view kNames = "\"\\bfnrt";
+  if (const auto at = kNamed.find(character); at != std::string_view::npos) return {'\\', kNames[at]};
   const auto byte = static_cast<std::uint8_t>(character);
   return byte < 0x20 ? "\\u00" + hexText({&byte, 1}) : std::string();
 }

@@ -1,16 +1,10 @@
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "ZNPlatform/Foundation/DefaultsStore_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
-
-struct NSUserDefaults::State {
-  std::string name;
-  std::shared_ptr<zn::DefaultsStore> store;
-};
 
 bool NSUserDefaults::canNameSuite(std::string_view name) {
   constexpr std::size_t kLongest = 200;  // leaves room for what temporary and lock files add
@@ -19,12 +13,7 @@ bool NSUserDefaults::canNameSuite(std::string_view name) {
          std::none_of(name.begin(), name.end(), isForbidden);
 }
 
-NSUserDefaults::NSUserDefaults(std::string name) : state_(std::make_unique<State>()) {
-  state_->store = zn::DefaultsStore::named(name);
-  state_->name = std::move(name);
-}
-
-NSUserDefaults::~NSUserDefaults() = default;
+NSUserDefaults::NSUserDefaults(const std::string& name) : store_(zn::DefaultsStore::named(name)) {}
 
 std::shared_ptr<NSUserDefaults> NSUserDefaults::standardUserDefaults() {
   static const zn::NeverDestroyed shared(std::shared_ptr<NSUserDefaults>(new NSUserDefaults("standard")));
@@ -36,9 +25,7 @@ std::shared_ptr<NSUserDefaults> NSUserDefaults::initWithSuiteName(const std::str
   return std::shared_ptr<NSUserDefaults>(new NSUserDefaults(name));
 }
 
-const std::string& NSUserDefaults::suiteName() const { return state_->name; }
-
-zn::Value NSUserDefaults::objectForKey(std::string_view key) const { return state_->store->contents()[key]; }
+zn::Value NSUserDefaults::objectForKey(std::string_view key) const { return store_->contents()[key]; }
 
 bool NSUserDefaults::boolForKey(std::string_view key) const {
   const zn::Value value = objectForKey(key);
@@ -47,7 +34,7 @@ bool NSUserDefaults::boolForKey(std::string_view key) const {
 
 void NSUserDefaults::setObject(const zn::Value& value, std::string_view key) {
   if (value.isNull()) throw zn::Exception("null cannot be stored in user defaults");
-  if (!state_->store->hasUnwritten() && zn::isSameInPropertyList(objectForKey(key), value)) return;
+  if (!store_->hasUnwritten() && zn::isSameInPropertyList(objectForKey(key), value)) return;
   transaction([&](zn::Value& contents) {
     if (value) {
       contents.setObjectNilHandled(value, key);
@@ -60,27 +47,27 @@ void NSUserDefaults::setObject(const zn::Value& value, std::string_view key) {
 void NSUserDefaults::removeObjectForKey(std::string_view key) { setObject(zn::nil, key); }
 
 bool NSUserDefaults::synchronize() {
-  if (state_->store->hasUnwritten()) transaction([](zn::Value&) {});
-  return !state_->store->hasUnwritten();
+  if (store_->hasUnwritten()) transaction([](zn::Value&) {});
+  return !store_->hasUnwritten();
 }
 
 void NSUserDefaults::transaction(const std::function<void(zn::Value& contents)>& change) {
   std::string error;
-  state_->store->transaction(change, {}, error);
+  store_->transaction(change, {}, error);
 }
 
 bool NSUserDefaults::transaction(const std::function<void(zn::Value&)>& change, std::chrono::milliseconds patience) {
   std::string error;
-  return state_->store->transaction(change, {.patience = patience}, error) != zn::DefaultsStore::Outcome::busy;
+  return store_->transaction(change, {.patience = patience}, error) != zn::DefaultsStore::Outcome::busy;
 }
 
 bool NSUserDefaults::tryAppend(const zn::Value& element, const std::vector<std::string>& keys, std::string& error) {
   if (keys.empty()) throw zn::Exception("a list in user defaults needs a key");
-  return state_->store->append(keys, element, error);
+  return store_->append(keys, element, error);
 }
 
 bool NSUserDefaults::tryTransaction(const std::function<void(zn::Value&)>& change, std::string& error,
                                     std::optional<std::chrono::milliseconds> patience) {
   const zn::DefaultsStore::Terms terms{.orNothing = true, .patience = patience};
-  return state_->store->transaction(change, terms, error) == zn::DefaultsStore::Outcome::written;
+  return store_->transaction(change, terms, error) == zn::DefaultsStore::Outcome::written;
 }

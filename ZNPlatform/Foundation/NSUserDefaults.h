@@ -10,6 +10,10 @@
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/Foundation/Value.h"
 
+namespace zn {
+class DefaultsStore;
+}
+
 /// A store of small values, kept as one property list at `Preferences/NAME.plist` below the device's home and shared
 /// between processes: readers see what another process wrote, and `transaction` excludes other writers while it reads
 /// and writes.
@@ -52,11 +56,7 @@ class ZN_EXPORT NSUserDefaults {
   /// the store for longer than `patience`.
   bool transaction(const std::function<void(zn::Value& contents)>& change, std::chrono::milliseconds patience);
 
-  const std::string& suiteName() const;
-  ~NSUserDefaults();
-
  private:
-  explicit NSUserDefaults(std::string name);
-  struct State;
-  std::unique_ptr<State> state_;
+  explicit NSUserDefaults(const std::string& name);
+  const std::shared_ptr<zn::DefaultsStore> store_;
 };

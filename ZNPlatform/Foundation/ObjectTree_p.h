@@ -1,7 +1,5 @@
 #pragma once
 
-// How values are made of the objects of a binary file, and what that may cost, whatever the file says.
-
 #include <cstdint>
 #include <string>
 

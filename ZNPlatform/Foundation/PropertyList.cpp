@@ -126,22 +126,9 @@ Data binaryPropertyList(const Value& value) {
   return ListWriter().run(value);
 }
 
-Value dictionaryWithContentsOfFile(const std::string& path, std::string* error) {
-  std::string problem;
-  Value result;
-  const StateFile file = readStateFile(path, kMaximumMessageFile);
-  problem = file.error;
-  if (file.outcome == StateFile::Outcome::read) {
-    if (auto value = parsePropertyList(file.bytes, &problem)) {
-      if (value->isDictionary()) {
-        result = std::move(*value);
-      } else {
-        problem = "the property list is no dictionary";
-      }
-    }
-  }
-  if (error) *error = std::move(problem);
-  return result;
+Value dictionaryWithContentsOfFile(const std::string& path) {
+  const auto value = parsePropertyList(readStateFile(path, kMaximumMessageFile).bytes);
+  return value && value->isDictionary() ? *value : nil;
 }
 
 }  // namespace zn

@@ -27,8 +27,7 @@ ZN_EXPORT std::optional<Value> parsePropertyList(std::span<const std::uint8_t> b
 /// place in a property list and is left out. Throws Exception where the value nests deeper than readers read.
 ZN_EXPORT Data binaryPropertyList(const Value& value);
 
-/// Reads a property-list file whose root is a dictionary. nil when there is no file or it cannot be read; `error` then
-/// tells the two apart (empty when there is no file).
-ZN_EXPORT Value dictionaryWithContentsOfFile(const std::string& path, std::string* error = nullptr);
+/// Reads a property-list file whose root is a dictionary. nil when there is no file or it cannot be read.
+ZN_EXPORT Value dictionaryWithContentsOfFile(const std::string& path);
 
 }  // namespace zn

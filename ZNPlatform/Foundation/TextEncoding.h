@@ -21,6 +21,12 @@ constexpr int hexDigit(char c) noexcept {
   const char lower = asciiLower(c);
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
+/// Takes a sign off the front; true for a minus.
+constexpr bool takeSign(std::string_view& text) noexcept {
+  const bool isNegative = text.starts_with('-');
+  if (isNegative || text.starts_with('+')) text.remove_prefix(1);
+  return isNegative;
+}
 
 ZN_EXPORT std::string hexText(std::span<const std::uint8_t> bytes);    ///< lower case, no separators
 ZN_EXPORT std::optional<Data> dataFromHexText(std::string_view text);  ///< either case; empty when malformed

@@ -1,7 +1,5 @@
 #pragma once
 
-// What a Value's storage is made of.
-
 #include <atomic>
 #include <cstring>
 #include <memory>

@@ -23,14 +23,6 @@ std::string_view withoutLeadingBlanks(std::string_view text) noexcept {
   return first == std::string_view::npos ? std::string_view() : text.substr(first);
 }
 
-/// Takes a sign off the front; true for a minus.
-bool takeSign(std::string_view& text) noexcept {
-  if (text.empty() || (text[0] != '-' && text[0] != '+')) return false;
-  const bool isNegative = text[0] == '-';
-  text.remove_prefix(1);
-  return isNegative;
-}
-
 std::int64_t integerFromText(std::string_view text) noexcept {
   text = withoutLeadingBlanks(text);
   const bool isNegative = takeSign(text);
@@ -98,30 +90,6 @@ std::int64_t truncated(double real) noexcept {
   return static_cast<std::int64_t>(real);
 }
 
-const char* typeName(Value::Type type) noexcept {
-  switch (type) {
-    case Value::Type::nil:
-      return "nil";
-    case Value::Type::null:
-      return "null";
-    case Value::Type::boolean:
-    case Value::Type::integer:
-    case Value::Type::real:
-      return "a number";
-    case Value::Type::string:
-      return "a string";
-    case Value::Type::date:
-      return "a date";
-    case Value::Type::data:
-      return "data";
-    case Value::Type::array:
-      return "an array";
-    case Value::Type::dictionary:
-      return "a dictionary";
-  }
-  return "a value";
-}
-
 std::partial_ordering compare(std::int64_t integer, double real) {
   if (std::isnan(real)) return std::partial_ordering::unordered;
   if (real >= 0x1p63) return std::partial_ordering::less;
@@ -131,8 +99,12 @@ std::partial_ordering compare(std::int64_t integer, double real) {
   return order != 0 ? order : whole <=> real;
 }
 
+/// By type.
+constexpr const char* kTypeNames[] = {"nil",      "null",   "a number", "a number", "a number",
+                                      "a string", "a date", "data",     "an array", "a dictionary"};
+
 [[noreturn]] void throwNoConversion(Value::Type type, const char* wanted) {
-  throw Exception(std::string(typeName(type)) + " has no " + wanted);
+  throw Exception(std::string(kTypeNames[static_cast<std::size_t>(type)]) + " has no " + wanted);
 }
 
 }  // namespace
@@ -147,20 +119,10 @@ std::partial_ordering compareNumbers(const Value& a, const Value& b) {
 }
 
 std::int64_t Value::longLongValue() const {
-  switch (type_) {
-    case Type::nil:
-      return 0;
-    case Type::boolean:
-      return payload_.boolean;
-    case Type::integer:
-      return payload_.integer;
-    case Type::real:
-      return truncated(payload_.real);
-    case Type::string:
-      return integerFromText(string());
-    default:
-      throwNoConversion(type_, "integer value");
-  }
+  if (isString()) return integerFromText(string());
+  if (!isNil() && !isNumber()) throwNoConversion(type_, "integer value");
+  if (type_ == Type::real) return truncated(payload_.real);
+  return isBoolean() ? boolean() : integer();
 }
 
 int Value::intValue() const {
@@ -169,37 +131,14 @@ int Value::intValue() const {
 }
 
 double Value::doubleValue() const {
-  switch (type_) {
-    case Type::nil:
-      return 0;
-    case Type::boolean:
-      return payload_.boolean;
-    case Type::integer:
-      return static_cast<double>(payload_.integer);
-    case Type::real:
-      return payload_.real;
-    case Type::string:
-      return realFromText(string());
-    default:
-      throwNoConversion(type_, "number value");
-  }
+  if (isString()) return realFromText(string());
+  if (!isNil() && !isNumber()) throwNoConversion(type_, "number value");
+  return type_ == Type::real ? payload_.real : static_cast<double>(isBoolean() ? boolean() : integer());
 }
 
 bool Value::boolValue() const {
-  switch (type_) {
-    case Type::nil:
-      return false;
-    case Type::boolean:
-      return payload_.boolean;
-    case Type::integer:
-      return payload_.integer != 0;
-    case Type::real:
-      return payload_.real != 0;
-    case Type::string:
-      break;
-    default:
-      throwNoConversion(type_, "boolean value");
-  }
+  if (isNil() || isNumber()) return boolean() || integer() != 0 || real() != 0;
+  if (!isString()) throwNoConversion(type_, "boolean value");
   std::string_view text = withoutLeadingBlanks(string());
   if (!text.empty() && std::string_view("YyTt").find(text[0]) != std::string_view::npos) return true;
   takeSign(text);

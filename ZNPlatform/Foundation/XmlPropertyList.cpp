@@ -23,28 +23,14 @@ namespace {
 constexpr std::size_t kLargestText = std::size_t{64} << 20;
 constexpr std::string_view kBlanks = " \t\r\n";
 
-enum class Element { none, plist, dict, array, key, string, integer, real, date, data, yes, no };
+enum class Element { plist, dict, array, key, string, integer, real, date, data, yes, no, none };
 
-constexpr std::array<std::pair<std::string_view, Element>, 11> kElements{{{"plist", Element::plist},
-                                                                          {"dict", Element::dict},
-                                                                          {"array", Element::array},
-                                                                          {"key", Element::key},
-                                                                          {"string", Element::string},
-                                                                          {"integer", Element::integer},
-                                                                          {"real", Element::real},
-                                                                          {"date", Element::date},
-                                                                          {"data", Element::data},
-                                                                          {"true", Element::yes},
-                                                                          {"false", Element::no}}};
+constexpr std::array<std::string_view, 11> kElementNames{"plist", "dict", "array", "key",  "string", "integer",
+                                                         "real",  "date", "data",  "true", "false"};
 
 Element elementNamed(std::string_view name) {
-  for (const auto& [known, element] : kElements) {
-    if (known == name) return element;
-  }
-  return Element::none;
+  return static_cast<Element>(std::find(kElementNames.begin(), kElementNames.end(), name) - kElementNames.begin());
 }
-
-std::string_view nameOf(Element element) { return kElements[static_cast<std::size_t>(element) - 1].first; }
 
 /// The bytes 0x80 to 0x9F of windows-1252, which expat does not know itself; -1 where there is no character.
 constexpr std::array<int, 32> kWindows1252{0x20AC, -1,     0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
@@ -63,13 +49,6 @@ int describeEncoding(void*, const XML_Char* name, XML_Encoding* encoding) {
 }
 
 // The texts of values. Each gives nil where the text is of no such form; blanks around it were taken off.
-
-/// Takes a sign off the front; true for a minus.
-bool takeSign(std::string_view& text) {
-  const bool isNegative = text.starts_with('-');
-  if (isNegative || text.starts_with('+')) text.remove_prefix(1);
-  return isNegative;
-}
 
 template <class Number, class... Form>
 std::errc readWhole(std::string_view text, Number& number, Form... form) {
@@ -248,7 +227,10 @@ class XmlListReader {
       return;
     }
     Value value = leafValue(element);
-    if (!value) return fail("the element " + std::string(nameOf(element)) + " holds no such value", leafPlace_);
+    if (!value)
+      return fail(
+          "the element " + std::string(kElementNames[static_cast<std::size_t>(element)]) + " holds no such value",
+          leafPlace_);
     take(std::move(value));
   }
 

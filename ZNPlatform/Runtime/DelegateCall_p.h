@@ -1,11 +1,8 @@
 #pragma once
 
-// How the platform calls a delegate by selector.
-
 #include <memory>
 
 #include "ZNPlatform/Device.h"
-#include "ZNPlatform/Runtime/Delivery.h"
 #include "ZNPlatform/Runtime/Runtime.h"
 
 namespace zn {

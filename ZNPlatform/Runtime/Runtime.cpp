@@ -14,20 +14,14 @@ namespace zn {
 
 namespace {
 
-/// All selectors' names. They live for the process, so selectors may point at them.
-class SelectorNames {
- public:
-  static const std::string* intern(std::string_view name) {
-    static NeverDestroyed<SelectorNames> all;
-    const Lock lock(all->mutex_);
-    const auto found = all->names_.find(name);
-    return found != all->names_.end() ? &*found : &*all->names_.emplace(name).first;
-  }
-
- private:
-  Mutex mutex_;
-  std::set<std::string, std::less<>> names_ ZN_GUARDED_BY(mutex_);
-};
+/// Names live for the process, so selectors may point at them.
+const std::string* interned(std::string_view name) {
+  static Mutex mutex;
+  static NeverDestroyed<std::set<std::string, std::less<>>> names;
+  const Lock lock(mutex);
+  const auto found = names->find(name);
+  return found != names->end() ? &*found : &*names->emplace(name).first;
+}
 
 /// All classes, or all protocols, by name.
 template <class T>
@@ -72,7 +66,7 @@ std::string readableType(std::type_index type) {
 
 }  // namespace
 
-Selector::Selector(std::string_view name) : name_(name.empty() ? nullptr : SelectorNames::intern(name)) {}
+Selector::Selector(std::string_view name) : name_(name.empty() ? nullptr : interned(name)) {}
 
 const std::string& Selector::name() const {
   static const NeverDestroyed<std::string> none;
@@ -170,29 +164,22 @@ bool Class::addMethod(Selector selector, MethodPtr method, std::optional<std::ty
   return true;
 }
 
-MethodPtr Class::instanceMethod(Selector selector) const {
+std::pair<const Class*, MethodPtr> Class::find(Selector selector) const {
   for (const Class* each = this; each; each = each->superclass_) {
     const Lock lock(each->mutex_);
     for (const auto& [known, implementation] : each->methods_) {
-      if (known == selector) return implementation;
+      if (known == selector) return {each, implementation};
     }
   }
-  return nullptr;
+  return {};
 }
+
+MethodPtr Class::instanceMethod(Selector selector) const { return find(selector).second; }
+const Class* Class::definingClass(Selector selector) const { return find(selector).first; }
 
 MethodPtr Class::methodImplementation(Selector selector) const {
   MethodPtr found = instanceMethod(selector);
   return found ? found : Method::missing();
-}
-
-const Class* Class::definingClass(Selector selector) const {
-  for (const Class* each = this; each; each = each->superclass_) {
-    const Lock lock(each->mutex_);
-    for (const auto& [known, implementation] : each->methods_) {
-      if (known == selector) return each;
-    }
-  }
-  return nullptr;
 }
 
 MethodPtr Class::replaceMethod(Selector selector, MethodPtr method) {

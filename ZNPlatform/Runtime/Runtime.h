@@ -194,6 +194,8 @@ class ZN_EXPORT Class : public Object {
  private:
   enum class Kind { ordinary, meta };
   Class(Kind kind, std::string name, Class* superclass, std::vector<std::string> protocols);
+  /// The class, this one or a parent, whose table has the selector, with the implementation there.
+  std::pair<const Class*, MethodPtr> find(Selector selector) const;
   const std::string name_;
   Class* const superclass_;
   const std::vector<std::string> protocols_;
@@ -210,6 +212,14 @@ ZN_EXPORT void implementationsChanged();
 
 /// The bound implementation that a call of the selector runs now; null when the receiver's class has none.
 ZN_EXPORT MethodPtr boundImplementation(const Object& receiver, Selector selector);
+
+/// What became of a callback that the platform delivered to a delegate.
+enum class Delivery {
+  nobody,       ///< there is no delegate, or its class has no entry for the selector
+  called,       ///< its implementation ran
+  raised,       ///< its implementation raised an exception, which ended the callback
+  unrecognized  ///< its class's entry is the missing-method implementation
+};
 
 /// How a C++ class joins the run time, in its `isa()`:
 ///

@@ -8,7 +8,6 @@
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/Foundation/Value.h"
-#include "ZNPlatform/Runtime/Delivery.h"
 #include "ZNPlatform/Runtime/Runtime.h"
 
 enum class UIApplicationState { active = 0, inactive = 1, background = 2 };

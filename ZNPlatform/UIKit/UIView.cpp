@@ -1,6 +1,5 @@
 #include "ZNPlatform/UIKit/UIView.h"
 
-
 #include "ZNPlatform/Foundation/Exception.h"
 
 UIView::~UIView() = default;

@@ -40,15 +40,8 @@ const zn::Class& centerClass() {
   return *mine;
 }
 
-const zn::Selector& didReceiveSelector() {
-  static const zn::Selector selector(kSelectorDidReceiveNotificationResponse);
-  return selector;
-}
-
-const zn::Selector& willPresentSelector() {
-  static const zn::Selector selector(kSelectorWillPresentNotification);
-  return selector;
-}
+const zn::Selector kDidReceive(kSelectorDidReceiveNotificationResponse);
+const zn::Selector kWillPresent(kSelectorWillPresentNotification);
 
 const zn::Protocol& delegateProtocol() {
   static const zn::Protocol* const mine =
@@ -162,8 +155,8 @@ std::shared_ptr<const UNUserNotificationCenter::Recipient> UNUserNotificationCen
   made->version = zn::implementationsVersion();
   made->delegate = delegate;
   if (delegate) {
-    made->didReceive = zn::boundImplementation(*delegate, didReceiveSelector());
-    made->willPresent = zn::boundImplementation(*delegate, willPresentSelector());
+    made->didReceive = zn::boundImplementation(*delegate, kDidReceive);
+    made->willPresent = zn::boundImplementation(*delegate, kWillPresent);
   }
   return made;
 }
@@ -242,7 +235,7 @@ zn::Delivery UNUserNotificationCenter::deliverResponse(const UNNotificationRespo
   const auto delegate = to->delegate.lock();
   if (!delegate) return zn::Delivery::nobody;
   const auto self = std::static_pointer_cast<UNUserNotificationCenter>(shared_from_this());
-  return zn::callImplementation(to->didReceive, false, *delegate, didReceiveSelector(), self, response, completion);
+  return zn::callImplementation(to->didReceive, false, *delegate, kDidReceive, self, response, completion);
 }
 
 zn::Delivery UNUserNotificationCenter::deliverWillPresent(const UNNotification& notification,
@@ -251,6 +244,5 @@ zn::Delivery UNUserNotificationCenter::deliverWillPresent(const UNNotification& 
   const auto delegate = to->delegate.lock();
   if (!delegate) return zn::Delivery::nobody;
   const auto self = std::static_pointer_cast<UNUserNotificationCenter>(shared_from_this());
-  return zn::callImplementation(to->willPresent, false, *delegate, willPresentSelector(), self, notification,
-                                completion);
+  return zn::callImplementation(to->willPresent, false, *delegate, kWillPresent, self, notification, completion);
 }

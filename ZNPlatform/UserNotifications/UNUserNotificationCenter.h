@@ -9,7 +9,6 @@
 
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/Foundation/Mutex.h"
-#include "ZNPlatform/Runtime/Delivery.h"
 #include "ZNPlatform/Runtime/KeyValueObserving.h"
 #include "ZNPlatform/Runtime/Runtime.h"
 #include "ZNPlatform/UserNotifications/UNNotification.h"
