@@ -6,9 +6,6 @@
 
 namespace zinsim {
 
-namespace P = shape;
-using A = const Arguments&;
-
 namespace {
 
 using H = ZNInboxHandler;
@@ -39,7 +36,7 @@ std::vector<Operation> publicCalls() {
   };
 }
 
-std::vector<Operation> questions() {
+std::vector<Operation> handlerOperations() {
   return {
       operation("sharedInstance", {}, [](A) { return className(H::sharedInstance(), "ZNInboxHandler"); }),
       operation("getFilePathForInbox", {}, &H::getFilePathForInbox),
@@ -54,11 +51,6 @@ std::vector<Operation> questions() {
       operation("defaultUnreadTextFont", {}, &H::defaultUnreadTextFont),
       operation("inboxData", {}, [](A) { return className(H::sharedInstance()->inboxData(), "ZNInboxData"); }),
       operation("syncInProgress", {}, &H::syncInProgress),
-  };
-}
-
-std::vector<Operation> changes() {
-  return {
       operation("updateInboxStorage", {}, [](A) { static_cast<void>(H::sharedInstance()->updateInboxStorage()); }),
       operation("markInboxNotificationReadForCampaignID:", {P::text}, &H::markInboxNotificationReadForCampaignID),
       operation("trackInboxNotificationClickForCampaignID:", {P::text}, &H::trackInboxNotificationClickForCampaignID),
@@ -69,11 +61,6 @@ std::vector<Operation> changes() {
       operation("resetInboxDataWithLegacyPayloadArray:", {P::array}, &H::resetInboxDataWithLegacyPayloadArray),
       operation("removeExpiredInboxMessages", {}, &H::removeExpiredInboxMessages),
       operation("setSyncInProgress:", {P::boolean}, &H::setSyncInProgress),
-  };
-}
-
-std::vector<Operation> synchronisation() {
-  return {
       operation("syncInboxNotificationsWithCompletionHandler:", {P::completion},
                 &H::syncInboxNotificationsWithCompletionHandler),
       operation("syncNotificationFromOlderPlist:", {P::completion}, &H::syncNotificationFromOlderPlist),
@@ -91,7 +78,7 @@ std::vector<Operation> synchronisation() {
 }  // namespace
 
 std::vector<OperationTable> inboxOperations() {
-  return {{"ZNInbox", publicCalls()}, {"ZNInboxHandler", joined({questions(), changes(), synchronisation()})}};
+  return {{"ZNInbox", publicCalls()}, {"ZNInboxHandler", handlerOperations()}};
 }
 
 }  // namespace zinsim

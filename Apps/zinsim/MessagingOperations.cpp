@@ -7,9 +7,6 @@
 
 namespace zinsim {
 
-namespace P = shape;
-using A = const Arguments&;
-
 namespace {
 
 using M = ZNMessaging;

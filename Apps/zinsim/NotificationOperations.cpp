@@ -5,14 +5,11 @@
 
 namespace zinsim {
 
-namespace P = shape;
-using A = const Arguments&;
-
 namespace {
 
 using H = ZNNotificationHandler;
 
-std::vector<Operation> routing() {
+std::vector<Operation> routingAndClicks() {
   return {
       operation("sharedInstance", {}, [](A) { return className(H::sharedInstance(), "ZNNotificationHandler"); }),
       operation("didReceieveNotificationinApplication:withInfo:", {P::application, P::dictionary},
@@ -28,11 +25,6 @@ std::vector<Operation> routing() {
                 &H::broadcastNotificationClickedWithPushPayload),
       operation("broadcastNotificationRegisteredWithToken:", {P::text}, &H::broadcastNotificationRegisteredWithToken),
       operation("broadcastNotificationRegisterationFailure", {}, &H::broadcastNotificationRegisterationFailure),
-  };
-}
-
-std::vector<Operation> clickActions() {
-  return {
       operation("handleDefaultActionsWithPayload:", {P::dictionary}, &H::handleDefaultActionsWithPayload),
       operation("handleCardActionsWithCardID:forPayload:", {P::anything, P::dictionary},
                 &H::handleCardActionsWithCardID),
@@ -80,7 +72,7 @@ std::vector<Operation> buttonsAndPermission() {
 }  // namespace
 
 std::vector<OperationTable> notificationOperations() {
-  return {{"ZNNotificationHandler", joined({routing(), clickActions(), buttonsAndPermission()})}};
+  return {{"ZNNotificationHandler", joined({routingAndClicks(), buttonsAndPermission()})}};
 }
 
 }  // namespace zinsim

@@ -109,14 +109,6 @@ void Arguments::read(const Value& given, std::shared_ptr<zn::Object>& into) cons
   if (!into) throw UsageError("there is no host object of class \"" + name + "\"");
 }
 
-void Arguments::read(const Value& given, std::shared_ptr<ZNPushPayload>& into) const {
-  into = ZNPushPayload::initWithPushPayload(given);
-}
-
-void Arguments::read(const Value& given, std::vector<zn::CardAction>& into) const {
-  into = zn::cardActionsWithArray(given);
-}
-
 void Arguments::read(const Value& given, Record<ZNDeviceTriggerCampaign>& into) const {
   into.record = campaignFor(given);
 }

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -63,8 +62,10 @@ class Arguments {
   void read(const zn::Value& given, UNNotification& into) const;
   void read(const zn::Value& given, zn::CategorySet& into) const;
   void read(const zn::Value& given, std::shared_ptr<zn::Object>& into) const;
-  void read(const zn::Value& given, std::shared_ptr<ZNPushPayload>& into) const;
-  void read(const zn::Value& given, std::vector<zn::CardAction>& into) const;
+  void read(const zn::Value& given, std::shared_ptr<ZNPushPayload>& into) const {
+    into = ZNPushPayload::initWithPushPayload(given);
+  }
+  void read(const zn::Value& given, std::vector<zn::CardAction>& into) const { into = zn::cardActionsWithArray(given); }
   void read(const zn::Value& given, Record<ZNDeviceTriggerCampaign>& into) const;
   void read(const zn::Value& given, Record<ZNDeviceTriggerPayload>& into) const;
   void read(const zn::Value& given, zn::CampaignList& into) const;
@@ -79,6 +80,10 @@ class Arguments {
   std::vector<zn::Value> values_;
   Session& session_;
 };
+
+// For the tables of operations.
+namespace P = shape;
+using A = const Arguments&;
 
 // How what the module hands out, or calls completions with, is printed. nil stays nil (it prints as null).
 
@@ -115,9 +120,10 @@ using Taken = std::conditional_t<std::is_base_of_v<ZNModelObject, T>, Record<T>,
 /// Calls a function with arguments for parameters of those types.
 template <class... T, class Function>
 auto applied(const Function& function, const Arguments& arguments) {
-  [[maybe_unused]] std::size_t index = 0;
-  const std::tuple<Taken<T>...> taken{arguments.as<Taken<T>>(index++)...};
-  return std::apply(function, taken);
+  return [&]<std::size_t... index>(std::index_sequence<index...>) {
+    return std::invoke(function, arguments.as<Taken<T>>(index)...);
+  }
+  (std::index_sequence_for<T...>{});
 }
 
 /// The one of that class that all share.
@@ -172,7 +178,6 @@ Operation operation(const char* selector, std::vector<Shape> parameters, Functio
           }};
 }
 
-/// The operations of one class of the module.
 struct OperationTable {
   const char* className;
   std::vector<Operation> operations;
@@ -184,7 +189,6 @@ std::vector<OperationTable> proxyOperations();
 std::vector<OperationTable> inboxOperations();
 std::vector<OperationTable> triggerOperations();
 
-/// Those of all classes.
 const std::vector<OperationTable>& allOperations();
 
 /// Throws UsageError where there is no such class or operation.

@@ -5,9 +5,6 @@
 
 namespace zinsim {
 
-namespace P = shape;
-using A = const Arguments&;
-
 namespace {
 
 using Proxy = ZNAppDelegateMessagingProxy;
@@ -21,24 +18,17 @@ zn::Class& classNamed(A a, std::size_t index) {
   throw UsageError("there is no class \"" + name + "\"");
 }
 
-std::vector<Operation> callbacks() {
-  return {
-      operation("application:didReceiveRemoteNotification:", {P::application, P::dictionary},
-                [](A a) { proxy().didReceiveRemoteNotification(a.as<Application>(0), a.value(1)); }),
-      operation("application:didReceiveRemoteNotification:fetchCompletionHandler:",
-                {P::application, P::dictionary, P::completion},
-                [](A a) {
-                  proxy().didReceiveRemoteNotification(a.as<Application>(0), a.value(1),
-                                                       a.as<std::function<void(unsigned)>>(2));
-                }),
-      operation("application:didFailToRegisterForRemoteNotificationsWithError:", {P::application, P::text},
-                &Proxy::didFailToRegisterForRemoteNotificationsWithError),
-      operation("application:didRegisterForRemoteNotificationsWithDeviceToken:", {P::application, P::token},
-                &Proxy::didRegisterForRemoteNotificationsWithDeviceToken),
-  };
+zn::Value selectorsByClass() {
+  zn::Value all = zn::Value::dictionary();
+  for (const auto& [name, selectors] : proxy().swizzledSelectorsByClass()) {
+    zn::Value list = zn::Value::array();
+    for (const std::string& each : selectors) list.append(each);
+    all.setObjectNilHandled(list, name);
+  }
+  return all;
 }
 
-std::vector<Operation> setUp() {
+std::vector<Operation> operations() {
   return {
       operation("canSwizzleMethods", {}, &Proxy::canSwizzleMethods),
       operation("sharedProxy", {}, &Proxy::sharedProxy),
@@ -58,21 +48,18 @@ std::vector<Operation> setUp() {
       operation("isObservingUserNotificationDelegateChanges", {}, &Proxy::isObservingUserNotificationDelegateChanges),
       operation("userNotificationCenter", {}, &Proxy::userNotificationCenter),
       operation("currentUserNotificationCenterDelegate", {}, &Proxy::currentUserNotificationCenterDelegate),
-  };
-}
-
-zn::Value selectorsByClass() {
-  zn::Value all = zn::Value::dictionary();
-  for (const auto& [name, selectors] : proxy().swizzledSelectorsByClass()) {
-    zn::Value list = zn::Value::array();
-    for (const std::string& each : selectors) list.append(each);
-    all.setObjectNilHandled(list, name);
-  }
-  return all;
-}
-
-std::vector<Operation> replacing() {
-  return {
+      operation("application:didReceiveRemoteNotification:", {P::application, P::dictionary},
+                [](A a) { proxy().didReceiveRemoteNotification(a.as<Application>(0), a.value(1)); }),
+      operation("application:didReceiveRemoteNotification:fetchCompletionHandler:",
+                {P::application, P::dictionary, P::completion},
+                [](A a) {
+                  proxy().didReceiveRemoteNotification(a.as<Application>(0), a.value(1),
+                                                       a.as<std::function<void(unsigned)>>(2));
+                }),
+      operation("application:didFailToRegisterForRemoteNotificationsWithError:", {P::application, P::text},
+                &Proxy::didFailToRegisterForRemoteNotificationsWithError),
+      operation("application:didRegisterForRemoteNotificationsWithDeviceToken:", {P::application, P::token},
+                &Proxy::didRegisterForRemoteNotificationsWithDeviceToken),
       operation("unswizzleSelector:inClass:", {P::text, P::text},
                 [](A a) { proxy().unswizzleSelector(a.as<zn::Selector>(0), classNamed(a, 1)); }),
       operation("saveOriginalImplementation:forSelector:", {P::nothing, P::text},
@@ -89,8 +76,6 @@ std::vector<Operation> replacing() {
 
 }  // namespace
 
-std::vector<OperationTable> proxyOperations() {
-  return {{"ZNAppDelegateMessagingProxy", joined({setUp(), callbacks(), replacing()})}};
-}
+std::vector<OperationTable> proxyOperations() { return {{"ZNAppDelegateMessagingProxy", operations()}}; }
 
 }  // namespace zinsim

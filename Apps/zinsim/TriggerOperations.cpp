@@ -7,9 +7,6 @@
 
 namespace zinsim {
 
-namespace P = shape;
-using A = const Arguments&;
-
 namespace {
 
 using E = ZNDeviceTriggersHandler;
@@ -17,7 +14,7 @@ using S = ZNDeviceTriggersDataManager;
 using U = ZNDeviceTriggerUtils;
 using Campaign = Record<ZNDeviceTriggerCampaign>;
 
-std::vector<Operation> synchronisation() {
+std::vector<Operation> handlerOperations() {
   return {
       operation("sharedInstance", {}, [](A) { return className(E::sharedInstance(), "ZNDeviceTriggersHandler"); }),
       operation("isRealTimeTriggerEnabled", {}, &E::isRealTimeTriggerEnabled),
@@ -28,11 +25,6 @@ std::vector<Operation> synchronisation() {
       operation("clearDeviceTriggersData", {}, &E::clearDeviceTriggersData),
       operation("lastUpdatedTime", {}, &E::lastUpdatedTime),
       operation("setLastUpdatedTime:", {P::number}, &E::setLastUpdatedTime),
-  };
-}
-
-std::vector<Operation> evaluation() {
-  return {
       operation("checkDeviceTriggerForEvent:withEventAttributes:", {P::text, P::dictionary},
                 &E::checkDeviceTriggerForEvent),
       operation("startBGTaskForEvent:withEventDict:", {P::text, P::dictionary}, &E::startBGTaskForEvent),
@@ -44,11 +36,6 @@ std::vector<Operation> evaluation() {
       operation("checkIfDNDForCampaign:", {P::campaign}, &E::checkIfDNDForCampaign),
       operation("endBGTask", {}, &E::endBGTask),
       operation("dt_BgTask", {}, &E::dt_BgTask),
-  };
-}
-
-std::vector<Operation> posting() {
-  return {
       operation("checkUserInSegmentForDTCampaign:withEventDict:", {P::campaign, P::dictionary},
                 [](A a) { E::sharedInstance()->checkUserInSegmentForDTCampaign(a.as<Campaign>(0), a.value(1)); }),
       operation("getUserInSegmentPayloadWithCampaignID:andEventDict:", {P::text, P::dictionary},
@@ -111,7 +98,7 @@ std::vector<Operation> utilities() {
 }  // namespace
 
 std::vector<OperationTable> triggerOperations() {
-  return {{"ZNDeviceTriggersHandler", joined({synchronisation(), evaluation(), posting()})},
+  return {{"ZNDeviceTriggersHandler", handlerOperations()},
           {"ZNDeviceTriggersDataManager", storing()},
           {"ZNDeviceTriggerUtils", utilities()}};
 }
