@@ -88,6 +88,10 @@ TEST(Configuration, AppliesAFileWithCommentsAndNamesThePlaceOfAnError) {
             ": configuration key \"inboxDefaultExpiry\" must be a number of seconds, not soon");
   EXPECT_EQ(manager->getZinAppID(), "shop") << "nothing of a refused file is applied";
   EXPECT_EQ(load("{\"appId\": \"x\"}"), ": configuration key \"appId\" is not known");
+  for (const char* server : {R"({"address": "ftp://host"})", R"({"address": "https://host?x=1"})", R"({"timeout": 0})",
+                             R"({"endpoints": {"7": "/a?b"}})", R"({"adress": "x"})"}) {
+    EXPECT_NE(load(zn::format("{\"server\": %@}", server).c_str()), "") << server;
+  }
   EXPECT_EQ(load("{\"appGroupID\": \"group/x\"}"),
             ": configuration key \"appGroupID\" must be a name that a user-defaults suite can have, not group/x");
   EXPECT_NE(load("{\n \"appID\" \"x\"}").find("line 2"), std::string::npos);
@@ -190,6 +194,8 @@ TEST(DateFormatter, PrintsEveryFieldOfAPattern) {
            {-12219292801, "yyyy-MM-dd", "1582-10-04"},
            {-12219292800, "yyyy-MM-dd", "1582-10-15"},
            {8e12, "MMM d, yyyy", "Nov 28, 255479"},
+           {4107542400, "yyyy-MM-dd", "2100-03-01"},
+           {1640476800, "YYYY-ww", "2022-01"},
            {1e300, "G", "AD"},
            {std::numeric_limits<double>::quiet_NaN(), "yy", ""},
        }) {

@@ -25,10 +25,23 @@ using zn::test::TestDevice;
 class HeldServer : public ZNNetworkTransport {
  public:
   void execute(const ZNNetworkRequest& request, std::function<void(Value)> completion) override {
-    if (request.service() != ZNService::userInSegment) return completion(zn::nil);
+    if (request.service() != ZNService::userInSegment && !holdsAll) return completion(zn::nil);
     held.push_back(std::move(completion));
   }
+  bool holdsAll = false;
   std::vector<std::function<void(Value)>> held;
+};
+
+/// Something happens before the next request is there.
+class SlowRecorder : public zn::NotificationRecorder {
+ public:
+  using NotificationRecorder::NotificationRecorder;
+  void add(const UNNotificationRequest& request,
+           std::function<void(const std::optional<std::string>& error)> completion) override {
+    std::exchange(beforeAdding, [] {})();
+    NotificationRecorder::add(request, std::move(completion));
+  }
+  std::function<void()> beforeAdding = [] {};
 };
 
 /// The next user comes, and the server has the same campaign for this one. Every answer may go the offline way.
@@ -50,11 +63,9 @@ void changeUser() {
 // the next one's server is not asked and the next one sees nothing, although the campaign is stored for both.
 TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   zn::NotificationRecorder::Identifiers removed;
-  std::function<void()> whenAdded = [] {};
   TestDevice device(zn::HeadlessDevice::MainQueue::pumped,
-                    std::make_unique<zn::NotificationRecorder>([&](const auto&) { std::exchange(whenAdded, [] {})(); },
-                                                               [&](const auto& each) { removed = each; }));
-  const auto& recorder = static_cast<zn::NotificationRecorder&>(*device.device().notifications);
+                    std::make_unique<SlowRecorder>(nullptr, [&](const auto& each) { removed = each; }));
+  auto& recorder = static_cast<SlowRecorder&>(*device.device().notifications);
   auto& clock =
       static_cast<zn::test::WatchedClock&>(*(device.device().clock = std::make_unique<zn::test::WatchedClock>()));
   const auto server = std::make_shared<HeldServer>();
@@ -108,7 +119,7 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   EXPECT_EQ(refusals(), 4);
   EXPECT_TRUE(recorder.requests().empty());
 
-  whenAdded = changeUser;  // after the notification centre took it: it is taken back, and nobody's count grows
+  recorder.beforeAdding = changeUser;  // it is taken back after all others were, and nobody's count grows
   engine->checkPreconditionsForDeviceTriggerWithEvent("E", Value::dictionary());
   answerYes();
   EXPECT_TRUE(recorder.requests().empty());
@@ -135,6 +146,26 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   EXPECT_EQ(recorder.requests()[0].identifier, "the host's");
   ASSERT_EQ(removed.size(), 1u);
   EXPECT_TRUE(removed[0].starts_with("c_"));
+  ZNNetworkRequest::setTransport(nullptr);
+}
+
+TEST(TriggerUserReset, AnAnswerThatTheResetOvertookDelaysNoSynchronisation) {
+  TestDevice device;
+  auto& clock =
+      static_cast<zn::test::WatchedClock&>(*(device.device().clock = std::make_unique<zn::test::WatchedClock>()));
+  const auto server = std::make_shared<HeldServer>();
+  server->holdsAll = true;
+  ZNNetworkRequest::setTransport(server);
+  ZNConfigDataManager::sharedInstance()->apply(
+      Value::dictionary({{"realTimeTriggerSyncInterval", 3600}, {"queryParams", Value::dictionary()}}));
+  const auto& engine = ZNDeviceTriggersHandler::sharedInstance();
+  engine->syncDeviceTriggersWithCompletionBlock(nullptr);
+  ASSERT_EQ(server->held.size(), 1u);
+  clock.action = [&] { engine->stop(); };
+  clock.isTheMoment = [] { return true; };  // when the answer's time is taken
+  server->held[0](Value::dictionary());
+  EXPECT_FALSE(clock.isTheMoment) << "the moment never came";
+  EXPECT_TRUE(engine->shouldFetch());
   ZNNetworkRequest::setTransport(nullptr);
 }
 

@@ -238,6 +238,18 @@ TEST_F(UserDefaults, AnInterruptedAppendIsFinishedAndAFailedOneLeavesNothing) {
   const Value element(std::string(100, 'x'));
   std::string error;
   Value expected = Value::array({element, element});
+  const auto killInAppend = [&](std::uintmax_t size) {
+    const pid_t child = fork();
+    if (child == 0) {
+      const zn::test::FileSizeLimit limit(size);
+      signal(SIGXFSZ, SIG_DFL);
+      defaults->tryAppend(element, {"list"}, error);
+      _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+  };
   for (int count = 0; count < 2; ++count) ASSERT_TRUE(defaults->tryAppend(element, {"list"}, error));
   for (const rlim_t room : {1, 30, 110}) {
     const auto size = std::filesystem::file_size(path);
@@ -247,17 +259,7 @@ TEST_F(UserDefaults, AnInterruptedAppendIsFinishedAndAFailedOneLeavesNothing) {
       EXPECT_EQ(error, "cannot write " + path + ": File too large");
     }
     EXPECT_EQ(onDisk("cut")["list"], expected);
-    // Killed in the middle of the write.
-    const pid_t child = fork();
-    if (child == 0) {
-      const zn::test::FileSizeLimit limit(size + room);
-      signal(SIGXFSZ, SIG_DFL);
-      defaults->tryAppend(element, {"list"}, error);
-      _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status));
+    killInAppend(size + room);
     EXPECT_EQ(onDisk("cut"), zn::nil) << "the file is cut off in the middle of an element";
     expected.append(element);
     EXPECT_EQ(defaults->objectForKey("list"), expected);
@@ -266,6 +268,13 @@ TEST_F(UserDefaults, AnInterruptedAppendIsFinishedAndAFailedOneLeavesNothing) {
   expected.append(element);
   EXPECT_EQ(onDisk("cut")["list"], expected);
   EXPECT_TRUE(log().take().empty());
+
+  killInAppend(std::filesystem::file_size(path) + 30);
+  const std::string other(std::filesystem::file_size(path), 'x');
+  std::ofstream(path) << other;
+  EXPECT_EQ(defaults->objectForKey("list"), zn::nil);
+  const auto left = zn::readFile(path);
+  EXPECT_EQ(std::string(left->begin(), left->end()), other) << "another file took its place";
 }
 
 }  // namespace

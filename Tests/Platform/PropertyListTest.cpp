@@ -236,6 +236,15 @@ TEST(PropertyList, CountsAndReferencesBeyondTheFileAreErrors) {
       EXPECT_NE(errorOf(list.file(0)), "");
     }
   }
+  using namespace std::string_literals;
+  // Those that end before they should, so that the table of offsets would be read as theirs.
+  for (const std::string& shortened : {"\x4F\x10\x14"
+                                       "abc"s,
+                                       "\x4F\x11"s, "\x13\x01"s}) {
+    RawPropertyList list;
+    list.add(shortened);
+    EXPECT_NE(errorOf(list.file(0)), "");
+  }
   RawPropertyList list;
   list.add(RawPropertyList::head(0xA0, 1) + list.references({7}));
   EXPECT_NE(errorOf(list.file(0)), "");

@@ -52,9 +52,16 @@ zn::Value readOlderFile(const std::string& path, bool* isDamaged = nullptr) {
 
 std::shared_ptr<ZNInboxModel> entryOf(const InboxBatch& batch, const zn::Value& payload) {
   const zn::Date taken{batch.taken};
-  if (batch.source == InboxBatch::Source::older) return ZNInboxModel::initWithLegacyInboxPlistPayload(payload, taken);
+  switch (batch.source) {
+    case InboxBatch::Source::older:
+      return ZNInboxModel::initWithLegacyInboxPlistPayload(payload, taken);
+    case InboxBatch::Source::extension:
+      return ZNInboxModel::initWithNotificationPayload(payload, taken);
+    case InboxBatch::Source::click:
+      break;
+  }
   auto entry = ZNInboxModel::initWithNotificationPayload(payload, taken);
-  if (batch.source == InboxBatch::Source::click) entry->updateClickedDate(taken);
+  entry->updateClickedDate(taken);
   return entry;
 }
 
@@ -207,7 +214,7 @@ void ZNInboxHandler::removeOldInboxPlistFile() {
       if (isDamaged) zn::Device::current().systemLog->diagnostic("cannot use " + path + "; it is kept as " + aside);
       return;
     }
-    // No exception, so an ordinary line, with the place in front as those of the guard have it.
+    // Nothing was thrown, so no guard tells of it: an ordinary line that names its place as those of guards do.
     zn::logError("ZNInboxHandler_Sync.cpp %d %@ %@", __LINE__, kSelector, zn::format(kFailure, error));
   });
 }

@@ -34,8 +34,8 @@ const KeyPaths& keyPaths() {
 zn::Value dateFromSeconds(const zn::Value& seconds) { return zn::Date{seconds.doubleValue()}; }
 
 /// A field of an archive that must have a certain type to be of use.
-zn::Value dateOrNil(const zn::Value& read) { return read.isDate() ? read : zn::nil; }
-zn::Value dictionaryOrNil(const zn::Value& read) { return read.isDictionary() ? read : zn::nil; }
+bool isDate(const zn::Value& read) { return read.isDate(); }
+bool isDictionary(const zn::Value& read) { return read.isDictionary(); }
 
 }  // namespace
 
@@ -209,17 +209,17 @@ zn::Value ZNInboxModel::getLegacyInboxPayload() const {
 struct ZNInboxModel::Archived {
   static constexpr std::tuple fields{
       zn::ArchivedField{"cid", &Fields::campaignID},
-      zn::ArchivedField{"notificationPayload", &Fields::notificationPayloadDict, dictionaryOrNil},
+      zn::ArchivedField{"notificationPayload", &Fields::notificationPayloadDict, isDictionary},
       zn::ArchivedField{"screenData", &Fields::screenDataDict},
-      zn::ArchivedField{"zintarDict", &Fields::zintarDict, dictionaryOrNil},
+      zn::ArchivedField{"zintarDict", &Fields::zintarDict, isDictionary},
       zn::ArchivedField{"title", &Fields::notificationTitle},
       zn::ArchivedField{"subTitle", &Fields::notificationSubTitle},
       zn::ArchivedField{"body", &Fields::notificationBody},
       zn::ArchivedField{"sound", &Fields::notificationSound},
       zn::ArchivedField{"mediaURL", &Fields::notificationMediaURL},
-      zn::ArchivedField{"receivedDate", &Fields::receivedDate, dateOrNil},
-      zn::ArchivedField{"inboxExpiryDate", &Fields::inboxExpiryDate, dateOrNil},
-      zn::ArchivedField{"clickedDate", &Fields::clickedDate, dateOrNil},
+      zn::ArchivedField{"receivedDate", &Fields::receivedDate, isDate},
+      zn::ArchivedField{"inboxExpiryDate", &Fields::inboxExpiryDate, isDate},
+      zn::ArchivedField{"clickedDate", &Fields::clickedDate, isDate},
       zn::ArchivedField{"isRead", &Fields::isRead},
       zn::ArchivedField{"screenName", &Fields::screenName},
       zn::ArchivedField{"deepLinkURL", &Fields::deepLinkURL},

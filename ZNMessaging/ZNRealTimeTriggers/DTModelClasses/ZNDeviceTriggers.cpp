@@ -151,9 +151,9 @@ struct ZNDeviceTriggers::Archived {
       zn::ArchivedField{"deviceTriggerStatus", &Fields::deviceTriggerStatus},
       zn::ArchivedField{"DTdndStartTime", &Fields::dndStartTime},
       zn::ArchivedField{"DTdndEndTime", &Fields::dndEndTime},
-      zn::ArchivedField{"DTglobalDelay", &Fields::globalDelay, zn::numberOrNil},
-      zn::ArchivedField{"DTLastUpdateTime", &Fields::deviceTriggerLastUpdatedTime, zn::numberOrNil},
-      zn::ArchivedField{"DTLastPostTime", &Fields::deviceTriggerLastPostedTime, zn::numberOrNil}};
+      zn::ArchivedField{"DTglobalDelay", &Fields::globalDelay, zn::holdsNumber},
+      zn::ArchivedField{"DTLastUpdateTime", &Fields::deviceTriggerLastUpdatedTime, zn::holdsNumber},
+      zn::ArchivedField{"DTLastPostTime", &Fields::deviceTriggerLastPostedTime, zn::holdsNumber}};
 };
 
 void ZNDeviceTriggers::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
