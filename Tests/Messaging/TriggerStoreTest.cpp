@@ -119,9 +119,12 @@ TEST(TriggerStore, ARecordOutlivesItsStoppedCampaignUntilItsOwnExpiry) {
   store->saveDeviceTriggerCampaigns(zn::nil, true);
   EXPECT_EQ(store->activeDeviceTriggers()->statusForCampaign("a"), nullptr);
   EXPECT_NE(store->activeDeviceTriggers()->statusForCampaign("b"), nullptr);
+  device.clock().set(1700000010);
+  store->saveDeviceTriggerCampaigns(Value::array({sent("b", "active", kNow + 9000)}), true);
+  EXPECT_EQ(store->activeDeviceTriggers()->statusForCampaign("b"), nullptr) << "its campaign has expired";
 }
 
-// With a log every campaign is asked, without one only those that wait for the event.
+// The log tells of every campaign; those that wait for the event decide.
 TEST(TriggerStore, TheLogDoesNotDecideWhichCampaignsMatch) {
   TestDevice device;
   const auto store = launched();

@@ -159,6 +159,10 @@ TEST(TriggerUserReset, AnAnswerThatTheResetOvertookDelaysNoSynchronisation) {
   ZNConfigDataManager::sharedInstance()->apply(
       Value::dictionary({{"realTimeTriggerSyncInterval", 3600}, {"queryParams", Value::dictionary()}}));
   const auto& engine = ZNDeviceTriggersHandler::sharedInstance();
+  engine->setLastUpdatedTime(Value(zn::secondsSince1970()).longLongValue());
+  EXPECT_FALSE(engine->shouldFetch());
+  engine->stop();
+  EXPECT_TRUE(engine->shouldFetch());
   engine->syncDeviceTriggersWithCompletionBlock(nullptr);
   ASSERT_EQ(server->held.size(), 1u);
   clock.action = [&] { engine->stop(); };
