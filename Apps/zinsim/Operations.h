@@ -11,6 +11,7 @@
 
 #include "Apps/zinsim/Session.h"
 #include "Apps/zinsim/Shapes.h"
+#include "ZNAnalytics/ZNProperties.h"
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/InboxList.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDTPostInfo.h"
