@@ -69,7 +69,8 @@ TEST(Configuration, AppliesAFileWithCommentsAndNamesThePlaceOfAnError) {
     const std::string path = device.home() + "/configuration.json";
     std::ofstream(path) << text;
     std::string error;
-    EXPECT_EQ(manager->loadFile(path, &error), error.empty());
+    const bool loaded = manager->loadFile(path, &error);
+    EXPECT_EQ(loaded, error.empty());
     return error.substr(std::min(error.size(), path.size()));
   };
   EXPECT_EQ(load("{ // ours\n \"appID\": \"shop\", \"inboxDefaultExpiry\": 60 }"), "");

@@ -8,6 +8,7 @@
 #include <barrier>
 #include <filesystem>
 #include <future>
+#include <latch>
 #include <thread>
 
 #include "Tests/Support/DeviceContract.h"
@@ -228,17 +229,17 @@ TEST(HeadlessDevice, ATaskMayShutItsDeviceDownOrEndIt) {
   const zn::test::TemporaryFolder folder;
   for (const Queue queue : {Queue::main, Queue::global}) {
     HeadlessDevice device(optionsFor(folder / "home"));
-    // Two tasks at once, each of which would have to wait for the other; then the test, which waits for both.
+    // Two tasks at once, each of which would have to wait for the other.
     const auto both = std::make_shared<std::barrier<>>(2);
-    const auto ended = std::make_shared<std::barrier<>>(3);
+    const auto ended = std::make_shared<std::latch>(2);
     for (const Queue each : {queue, Queue::global}) {
       device.queues->async(each, [&device, both, ended] {
         both->arrive_and_wait();
         device.shutDown();
-        ended->arrive_and_wait();
+        ended->count_down();
       });
     }
-    ended->arrive_and_wait();
+    ended->wait();
   }
   for (const Queue queue : {Queue::main, Queue::global}) {
     auto device = std::make_shared<HeadlessDevice>(optionsFor(folder / "home"));
