@@ -1,7 +1,5 @@
 #pragma once
 
-// Conditions in the form that is evaluated.
-
 #include <compare>
 #include <cstdint>
 #include <limits>

@@ -1,7 +1,5 @@
 #pragma once
 
-// From a dictionary to a condition.
-
 #include <memory>
 #include <string>
 

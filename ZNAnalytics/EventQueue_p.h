@@ -1,7 +1,5 @@
 #pragma once
 
-// Tracked events that wait on disk.
-
 #include <cstdint>
 #include <string>
 

@@ -17,9 +17,7 @@ constexpr unsigned kMostRefusals = 10;
 
 Value bodyOf(const Value& events) {
   const auto query = ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::events);
-  Value body = Value::dictionary({{"events", events}});
-  body.setObjectNilHandled(query, "query_params");
-  return body;
+  return Value::dictionary({{"events", events}, {"query_params", query}});
 }
 
 /// Whether the server refuses the events themselves: sending them again would not help.

@@ -1,7 +1,5 @@
 #pragma once
 
-// Sends queued events.
-
 #include <functional>
 #include <memory>
 #include <vector>

@@ -48,31 +48,22 @@ ZNAnalytics::ZNAnalytics()
     : queue_(std::make_shared<zn::EventQueue>()), sender_(std::make_shared<zn::EventSender>(queue_)) {}
 ZNAnalytics::~ZNAnalytics() = default;
 
-std::shared_ptr<zn::AnalyticsObserver> ZNAnalytics::observer() const {
-  zn::Lock lock(mutex_);
-  return observer_;
-}
+std::shared_ptr<zn::AnalyticsObserver> ZNAnalytics::observer() const { return state_.get(&State::observer); }
 
 void ZNAnalytics::setObserver(std::shared_ptr<zn::AnalyticsObserver> observer) {
-  zn::Lock lock(mutex_);
-  observer_.swap(observer);
+  state_.set(&State::observer, std::move(observer));
 }
 
 void ZNAnalytics::setMessagingTriggerDelegate(const std::shared_ptr<ZNEventTriggerDelegate>& delegate) {
-  zn::Lock lock(mutex_);
-  triggerDelegate_ = delegate;
+  state_.set(&State::triggerDelegate, delegate);
 }
 
 void ZNAnalytics::updateOptOutEvents(const zn::Value& names) {
   if (const auto watching = observer()) watching->optOutEventsUpdated(names);
-  zn::Lock lock(mutex_);
-  optOutEvents_ = names;
+  state_.set(&State::optOutEvents, names);
 }
 
-zn::Value ZNAnalytics::optOutEvents() const {
-  zn::Lock lock(mutex_);
-  return optOutEvents_;
-}
+zn::Value ZNAnalytics::optOutEvents() const { return state_.get(&State::optOutEvents); }
 
 zn::Value zn::trackedDictionary(const Value& attributes) {
   return Value::dictionary({{kEventAttributes, Value::dictionary()},
@@ -92,24 +83,17 @@ void ZNAnalytics::trackEvent(const std::string& name, const std::shared_ptr<ZNPr
   if (const auto watching = observer()) watching->eventTracked(name, attributes, interactive);
   enqueue(
       zn::Value::dictionary({{zn::kQueuedEventName, name}, {"attributes", attributes}, {"interactive", interactive}}));
-  std::shared_ptr<ZNEventTriggerDelegate> delegate;
-  {
-    zn::Lock lock(mutex_);
-    delegate = triggerDelegate_.lock();
-  }
-  if (!delegate) return;
-  delegate->eventTrackedWithName(name, zn::trackedDictionary(attributes));
+  const auto delegate = state_.read([](const State& state) { return state.triggerDelegate.lock(); });
+  if (delegate) delegate->eventTrackedWithName(name, zn::trackedDictionary(attributes));
 }
 
 void ZNAnalytics::updateSourcesForCurrentSession(const std::vector<std::shared_ptr<const ZNSource>>& sources) {
   if (const auto watching = observer()) watching->sourcesUpdated(sources);
-  zn::Lock lock(mutex_);
-  sources_ = sources;
+  state_.set(&State::sources, sources);
 }
 
 std::vector<std::shared_ptr<const ZNSource>> ZNAnalytics::sourcesOfCurrentSession() const {
-  zn::Lock lock(mutex_);
-  return sources_;
+  return state_.get(&State::sources);
 }
 
 void ZNAnalytics::setUserAttribute(const zn::Value& value, const std::string& key) {
@@ -137,8 +121,7 @@ void ZNAnalytics::setPushGDPROptOutStatus(const zn::Value& status, const std::st
 void ZNAnalytics::sendDeviceRecord(std::function<void(bool sent)> completion) {
   zn::Value attributes;
   userAttributes()->transaction([&](zn::Value& contents) { attributes = contents; });
-  zn::Value device = zn::Value::dictionary({{"attributes", attributes}});
-  device.setObjectNilHandled(ZNCoreUtils::getDeviceToken(), "pushToken");
+  const auto device = zn::Value::dictionary({{"attributes", attributes}, {"pushToken", ZNCoreUtils::getDeviceToken()}});
   enqueue(zn::Value::dictionary({{"device", device}}));
   sendQueue(std::move(completion));
 }

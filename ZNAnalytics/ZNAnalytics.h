@@ -8,8 +8,8 @@
 #include "ZNAnalytics/ZNProperties.h"
 #include "ZNAnalytics/ZNSource.h"
 #include "ZNPlatform/Export.h"
-#include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/Foundation/Value.h"
+#include "ZintarCore/GuardedFields.h"
 
 /// Told about every tracked event. Implemented by the messaging module for its device triggers.
 class ZN_EXPORT ZNEventTriggerDelegate {
@@ -99,19 +99,20 @@ class ZN_EXPORT ZNAnalytics {
   ~ZNAnalytics();
 
  private:
+  struct State {
+    std::shared_ptr<zn::AnalyticsObserver> observer;
+    std::weak_ptr<ZNEventTriggerDelegate> triggerDelegate;
+    zn::Value optOutEvents;
+    std::vector<std::shared_ptr<const ZNSource>> sources;
+  };
   std::shared_ptr<zn::AnalyticsObserver> observer() const;
   void sendDeviceRecord(std::function<void(bool sent)> completion);
   void sendQueue(std::function<void(bool sent)> completion);
-
   void enqueue(zn::Value event);
 
   const std::shared_ptr<zn::EventQueue> queue_;
   const std::shared_ptr<zn::EventSender> sender_;
-  mutable zn::Mutex mutex_;
-  std::shared_ptr<zn::AnalyticsObserver> observer_ ZN_GUARDED_BY(mutex_);
-  std::weak_ptr<ZNEventTriggerDelegate> triggerDelegate_ ZN_GUARDED_BY(mutex_);
-  zn::Value optOutEvents_ ZN_GUARDED_BY(mutex_);
-  std::vector<std::shared_ptr<const ZNSource>> sources_ ZN_GUARDED_BY(mutex_);
+  zn::GuardedFields<State> state_;
 };
 
 // Names that the library family shares with the host.

@@ -1,7 +1,5 @@
 #pragma once
 
-// Whether the module has forgotten the users who left.
-
 #include <cstdint>
 
 #include "ZNPlatform/Export.h"

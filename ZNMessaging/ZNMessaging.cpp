@@ -27,8 +27,6 @@
 namespace {
 
 constexpr const char* kInitializationFailure = "exception while initializing Messaging: %@";
-constexpr const char* kUpdateFailure = "exception in Messaging Module while updating modules is %@";
-constexpr const char* kTriggerSyncFailure = "Exception in syncing real-time triggers %@";
 
 [[maybe_unused]] const bool isStartKnown = [] {
   zn::HostSettings::setStart([] { ZNMessaging::sharedInstance(); });
@@ -118,11 +116,7 @@ void ZNMessaging::initializeMessagingWithLaunchOptions(const zn::Value& launchOp
       self->configureAppDelegateProxy();
       self->processLaunchOptions(launchOptions);
     };
-    if (zn::isMainThread()) {
-      finish();
-    } else {
-      zn::dispatchAsync(zn::Queue::main, finish);
-    }
+    zn::isMainThread() ? finish() : zn::dispatchAsync(zn::Queue::main, finish);
   });
 }
 
@@ -152,7 +146,7 @@ void ZNMessaging::processLaunchOptions(const zn::Value& launchOptions) {
 void ZNMessaging::applicationEnteredForeground() { updateModules(); }
 
 void ZNMessaging::updateModules() {
-  zn::guarded("updateModules", kUpdateFailure, [&] {
+  zn::guarded("updateModules", "exception in Messaging Module while updating modules is %@", [&] {
     if (!isAccountActive()) return;
     ZNNotificationHandler::sharedInstance()->checkForPushPermission();
     if (!disableBadgeReset()) {
@@ -170,7 +164,8 @@ void ZNMessaging::updateModules() {
 
 void ZNMessaging::syncRealTimeTriggersWithCompletionBlock(std::function<void(bool)> completion) {
   constexpr const char* kSelector = "syncRealTimeTriggersWithCompletionBlock:";
-  zn::answeredOnce(kSelector, kTriggerSyncFailure, std::move(completion), [&](const auto& answer) {
+  constexpr const char* kFailure = "Exception in syncing real-time triggers %@";
+  zn::answeredOnce(kSelector, kFailure, std::move(completion), [&](const auto& answer) {
     if (!isAccountActive()) return false;
     const auto& triggers = ZNDeviceTriggersHandler::sharedInstance();
     const bool enabled = triggers->isRealTimeTriggerEnabled();
@@ -276,9 +271,9 @@ bool ZNMessaging::disableBadgeReset() const { return zn::HostSettings::shared().
 void ZNMessaging::setDisableBadgeReset(bool disabled) { zn::HostSettings::shared().disableBadgeReset = disabled; }
 
 std::shared_ptr<ZNMessagingDelegate> ZNMessaging::messagingDelegate() const {
-  return zn::HostSettings::shared().messagingDelegate();
+  return zn::HostSettings::shared().messagingDelegate.all().lock();
 }
 
 void ZNMessaging::setMessagingDelegate(const std::shared_ptr<ZNMessagingDelegate>& delegate) {
-  zn::HostSettings::shared().setMessagingDelegate(delegate);
+  zn::HostSettings::shared().messagingDelegate.replace(delegate);
 }

@@ -2,16 +2,13 @@
 
 #include <utility>
 
-#include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/Once.h"
+#include "ZintarCore/GuardedFields.h"
 
 namespace {
 
-struct Installed {
-  zn::Mutex mutex;
-  ZNRichNotification::Preparer preparer ZN_GUARDED_BY(mutex);
-};
+using Installed = zn::GuardedFields<ZNRichNotification::Preparer>;
 
 Installed& installed() {
   static zn::NeverDestroyed<Installed> instance;
@@ -20,19 +17,11 @@ Installed& installed() {
 
 }  // namespace
 
-void ZNRichNotification::setPreparer(Preparer preparer) {
-  zn::Lock lock(installed().mutex);
-  installed().preparer.swap(preparer);
-}
+void ZNRichNotification::setPreparer(Preparer preparer) { installed().replace(std::move(preparer)); }
 
 void ZNRichNotification::getLocalNotificationContentForRequest(const UNNotificationRequest& request,
                                                                Completion completion) {
-  Preparer preparer;
-  {
-    zn::Lock lock(installed().mutex);
-    preparer = installed().preparer;
-  }
   auto answer = zn::once(std::move(completion));
-  if (preparer) return preparer(request, std::move(answer));
+  if (const Preparer preparer = installed().all()) return preparer(request, std::move(answer));
   answer(request.content);
 }

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "ZNPlatform/Foundation/TextEncoding.h"
-#include "ZintarCore/ZonedMoment.h"
+#include "ZintarCore/ZonedMoment_p.h"
 
 // The field letters of Unicode Technical Standard 35, with the texts of its English locale. They stand here instead of
 // in a library for internationalisation because linking one made the start of every host about a seventh longer, for a
@@ -74,60 +74,35 @@ Field yearField(char letter, std::size_t count, const ZonedMoment& at) {
   const bool isCommonEra = at.year > 0;
   const std::int64_t yearOfEra = isCommonEra ? at.year : 1 - at.year;
   const int quarter = (at.month - 1) / 3;
-  switch (letter) {
-    case 'G':
-      if (count == 4) return isCommonEra ? "Anno Domini" : "Before Christ";
-      return std::string(isCommonEra ? "AD" : "BC", count == 5 ? 1 : 2);
-    case 'y':
-    case 'U':  // years with names belong to other calendars
-      return year(yearOfEra, count);
-    case 'Y':
-      return year(at.yearOfWeek(), count);
-    case 'u':
-    case 'r':
-      return padded(at.year, count);
-    case 'Q':
-    case 'q':
-      if (count == 3) return "Q" + std::to_string(quarter + 1);
-      if (count == 4) return std::string(kQuarters[static_cast<std::size_t>(quarter)]);
-      return padded(quarter + 1, count == 2 ? 2 : 1);
-    case 'M':
-    case 'L':
-      if (count < 3) return padded(at.month, count);
-      return name(kMonths[static_cast<std::size_t>(at.month - 1)], count == 6 ? 3 : count);
-    case 'l':
-      return "";  // marks a leap month, which this calendar does not have
-    case 'w':
-      return padded(at.weekOfYear(), count);
-    case 'W':
-      return padded(at.weekOfMonth(), count);
-    default:
-      return std::nullopt;
+  if (letter == 'G' && count == 4) return isCommonEra ? "Anno Domini" : "Before Christ";
+  if (letter == 'G') return std::string(isCommonEra ? "AD" : "BC", count == 5 ? 1 : 2);
+  if (letter == 'y' || letter == 'U') return year(yearOfEra, count);  // years with names belong to other calendars
+  if (letter == 'Y') return year(at.yearOfWeek(), count);
+  if (letter == 'u' || letter == 'r') return padded(at.year, count);
+  if (letter == 'Q' || letter == 'q') {
+    if (count == 3) return "Q" + std::to_string(quarter + 1);
+    if (count == 4) return std::string(kQuarters[static_cast<std::size_t>(quarter)]);
+    return padded(quarter + 1, count == 2 ? 2 : 1);
   }
+  if (letter == 'M' || letter == 'L') {
+    if (count < 3) return padded(at.month, count);
+    return name(kMonths[static_cast<std::size_t>(at.month - 1)], count == 6 ? 3 : count);
+  }
+  if (letter == 'l') return "";  // marks a leap month, which this calendar does not have
+  if (letter == 'w') return padded(at.weekOfYear(), count);
+  if (letter == 'W') return padded(at.weekOfMonth(), count);
+  return std::nullopt;
 }
 
 Field dayField(char letter, std::size_t count, const ZonedMoment& at) {
   constexpr std::int64_t kJulianDayOf1970 = 2440588;
-  switch (letter) {
-    case 'd':
-      return padded(at.dayOfMonth, count);
-    case 'D':
-      return padded(at.dayOfYear, count);
-    case 'F':
-      return padded((at.dayOfMonth - 1) / 7 + 1, count);
-    case 'g':
-      return padded(at.day + kJulianDayOf1970, count);
-    case 'e':
-      if (count < 3) return padded(at.weekday + 1, count);
-      [[fallthrough]];
-    case 'c':
-      if (count < 3) return padded(at.weekday + 1, 1);
-      [[fallthrough]];
-    case 'E':
-      return name(kWeekdays[static_cast<std::size_t>(at.weekday)], count);
-    default:
-      return std::nullopt;
-  }
+  if (letter == 'd') return padded(at.dayOfMonth, count);
+  if (letter == 'D') return padded(at.dayOfYear, count);
+  if (letter == 'F') return padded((at.dayOfMonth - 1) / 7 + 1, count);
+  if (letter == 'g') return padded(at.day + kJulianDayOf1970, count);
+  if (letter != 'e' && letter != 'c' && letter != 'E') return std::nullopt;
+  if (letter != 'E' && count < 3) return padded(at.weekday + 1, letter == 'e' ? count : 1);
+  return name(kWeekdays[static_cast<std::size_t>(at.weekday)], count);
 }
 
 /// Noon is a moment: of the units that the pattern shows.
@@ -142,29 +117,19 @@ Field dayPeriodField(char letter, std::size_t count, const ZonedMoment& at, std:
 }
 
 Field clockField(char letter, std::size_t count, const ZonedMoment& at) {
-  switch (letter) {
-    case 'h':
-      return padded((at.hour + 11) % 12 + 1, count);
-    case 'H':
-      return padded(at.hour, count);
-    case 'K':
-      return padded(at.hour % 12, count);
-    case 'k':
-      return padded((at.hour + 23) % 24 + 1, count);
-    case 'm':
-      return padded(at.minute, count);
-    case 's':
-      return padded(at.second, count);
-    case 'S': {
-      std::string digits = padded(at.microsecond, 6);
-      digits.resize(count, '0');
-      return digits;
-    }
-    case 'A':
-      return padded(((at.hour * 60 + at.minute) * 60 + at.second) * 1000 + at.microsecond / 1000, count);
-    default:
-      return std::nullopt;
+  if (letter == 'h') return padded((at.hour + 11) % 12 + 1, count);
+  if (letter == 'H') return padded(at.hour, count);
+  if (letter == 'K') return padded(at.hour % 12, count);
+  if (letter == 'k') return padded((at.hour + 23) % 24 + 1, count);
+  if (letter == 'm') return padded(at.minute, count);
+  if (letter == 's') return padded(at.second, count);
+  if (letter == 'A') {
+    return padded(((at.hour * 60 + at.minute) * 60 + at.second) * 1000 + at.microsecond / 1000, count);
   }
+  if (letter != 'S') return std::nullopt;
+  std::string digits = padded(at.microsecond, 6);
+  digits.resize(count, '0');
+  return digits;
 }
 
 /// Two digits for each unit: hours and minutes, with `full` also seconds where there are any.
@@ -187,22 +152,12 @@ std::string offsetFromGMT(long seconds, bool isLong) {
 }
 
 Field offsetField(char letter, std::size_t count, long seconds) {
-  switch (letter) {
-    case 'Z':
-      if (count == 4) return offsetFromGMT(seconds, true);
-      if (count < 4) return isoOffset(seconds, "", true);
-      [[fallthrough]];
-    case 'X':
-      if (seconds == 0) return "Z";
-      [[fallthrough]];
-    case 'x':
-      if (count == 1) return isoOffset(seconds, "", false).substr(0, seconds % 3600 / 60 == 0 ? 3 : 5);
-      return isoOffset(seconds, count == 3 || count == 5 ? ":" : "", count > 3);
-    case 'O':
-      return offsetFromGMT(seconds, count >= 4);
-    default:
-      return std::nullopt;
-  }
+  if (letter == 'O' || (letter == 'Z' && count == 4)) return offsetFromGMT(seconds, count >= 4);
+  if (letter == 'Z' && count < 4) return isoOffset(seconds, "", true);
+  if (letter != 'Z' && letter != 'X' && letter != 'x') return std::nullopt;
+  if (letter != 'x' && seconds == 0) return "Z";
+  if (count == 1) return isoOffset(seconds, "", false).substr(0, seconds % 3600 / 60 == 0 ? 3 : 5);
+  return isoOffset(seconds, count == 3 || count == 5 ? ":" : "", count > 3);
 }
 
 /// What has no name is told by its offset.

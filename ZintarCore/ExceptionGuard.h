@@ -46,13 +46,9 @@ ZN_EXPORT void logCaughtException(const char* file, int line, const char* select
 
 namespace detail {
 template <class R>
-struct Neutral {
-  static R value() { return R{}; }
-};
-template <>
-struct Neutral<void> {
-  static void value() {}
-};
+R neutral() {
+  return R();
+}
 inline std::string failureText(const char* message, const std::string& exception) {
   return zn::format(message, exception);
 }
@@ -68,9 +64,9 @@ std::string failureText(const FailureMessage<A...>& message, const std::string& 
 /// a guard of their own (`guardedOnce`).
 ///
 ///     return zn::guarded("getAllNotificationCount", "exception while counting : %@", [&] { return list.size(); });
-template <class Message, class Body, class Fallback = decltype(&detail::Neutral<std::invoke_result_t<Body>>::value)>
+template <class Message, class Body, class Fallback = std::invoke_result_t<Body> (*)()>
 std::invoke_result_t<Body> guarded(const char* selector, const Message& message, Body&& body,
-                                   Fallback&& fallback = &detail::Neutral<std::invoke_result_t<Body>>::value,
+                                   Fallback&& fallback = &detail::neutral<std::invoke_result_t<Body>>,
                                    const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
   return stopExceptions(std::forward<Body>(body), [&] {
     logCaughtException(file, line, selector, detail::failureText(message, currentExceptionText()));
@@ -88,8 +84,8 @@ std::function<void(Arguments...)> guardedOnce(const char* selector, const char* 
   return once(std::function<void(Arguments...)>(
       [selector, message, completion = std::move(completion), file, line](Arguments... arguments) {
         guarded(
-            selector, message, [&] { completion(std::forward<Arguments>(arguments)...); },
-            &detail::Neutral<void>::value, file, line);
+            selector, message, [&] { completion(std::forward<Arguments>(arguments)...); }, &detail::neutral<void>, file,
+            line);
       }));
 }
 
@@ -101,7 +97,7 @@ void answeredOnce(const char* selector, const char* message, std::function<void(
                   Start&& start, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
   const auto answer = guardedOnce(selector, message, std::move(completion), file, line);
   const bool answersLater = guarded(
-      selector, message, [&]() -> bool { return start(answer); }, [] { return false; }, file, line);
+      selector, message, [&]() -> bool { return start(answer); }, &detail::neutral<bool>, file, line);
   if (!answersLater) answer(std::decay_t<Arguments>{}...);
 }
 

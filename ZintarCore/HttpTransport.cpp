@@ -29,8 +29,6 @@ namespace {
 
 using Completion = std::function<void(const NetworkAnswer& answer)>;
 
-bool isOneOf(char c, std::string_view characters) { return characters.find(c) != std::string_view::npos; }
-
 void appendPath(std::string& url, std::string_view path) {
   if (path.empty()) return;
   while (url.ends_with('/')) url.pop_back();
@@ -68,7 +66,10 @@ constexpr std::string_view kTransportsOwn[] = {
 
 /// RFC 9110: a name is a token; a value holds no control characters but tabs, so it cannot end its line.
 void checkHeader(std::string_view name, std::string_view value) {
-  const auto isToken = [](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || isOneOf(c, "!#$%&'*+-.^_`|~"); };
+  constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
+  const auto isToken = [&](char c) {
+    return isAsciiLetter(c) || isAsciiDigit(c) || kMarks.find(c) != std::string_view::npos;
+  };
   const auto isControl = [](char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7f; };
   if (name.empty() || !std::all_of(name.begin(), name.end(), isToken) ||
       std::any_of(value.begin(), value.end(), isControl) ||
@@ -128,14 +129,11 @@ std::unique_lock<std::mutex> turnToRead(std::size_t size) {
 /// The dictionary of a good answer; else nil, and what is wrong with it. The body is gone afterwards.
 Value responseOf(HttpAnswer& answer, std::string& problem) {
   const std::string body = std::exchange(answer.body, {});
-  if (!answer.failure.empty()) {
-    problem = answer.failure;
-    return nil;
-  }
-  if (answer.status < 200 || answer.status > 299) {
+  problem = answer.failure;
+  if (problem.empty() && (answer.status < 200 || answer.status > 299)) {
     problem = zn::format("the server answered with status %ld", answer.status);
-    return nil;
   }
+  if (!problem.empty()) return nil;
   const auto turn = turnToRead(body.size());
   JsonError error;
   const auto value = parseJson(body, &error, {.maximumMemory = memoryToRead(body.size())});
@@ -154,9 +152,7 @@ void deliver(int service, HttpAnswer answer, const Completion& completion) {
   dispatchAsync(Queue::global, [service, answer = std::move(answer), completion]() mutable {
     std::string problem;
     const Value response = responseOf(answer, problem);
-    if (!problem.empty()) {
-      zn::logError("Network -- Request to service %d failed: %@", service, problem);
-    }
+    if (!problem.empty()) zn::logError("Network -- Request to service %d failed: %@", service, problem);
     if (completion) completion({response, static_cast<int>(answer.status), answer.retryAfter});
   });
 }

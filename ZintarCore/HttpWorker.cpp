@@ -286,8 +286,6 @@ HttpWorker::~HttpWorker() {
   if (thread_.joinable()) thread_.detach();
 }
 
-bool HttpWorker::runsHere() const { return thisThreadsWorker == this; }
-
 bool HttpWorker::add(HttpJob& job) {
   {
     Lock lock(mutex_);
@@ -304,7 +302,7 @@ void HttpWorker::shutDown() {
     closing_ = true;
   }
   curl_multi_wakeup(multi_.get());
-  if (runsHere()) return;
+  if (thisThreadsWorker == this) return;
   const std::lock_guard<std::mutex> turn(joining_);
   if (thread_.joinable()) thread_.join();
 }

@@ -1,7 +1,5 @@
 #pragma once
 
-// The thread that carries HTTP requests, with libcurl.
-
 #include <functional>
 #include <map>
 #include <memory>
@@ -57,7 +55,6 @@ class HttpWorker {
   void begin(HttpJob job);
   void finishTransfers();
   void abandonAll();
-  bool runsHere() const;
 
   const std::unique_ptr<void, MultiDeleter> multi_;
   std::map<void*, std::unique_ptr<Transfer>> transfers_;  // by their handles; the worker's thread only

@@ -1,7 +1,5 @@
 #pragma once
 
-// When a service that failed is asked again.
-
 #include <cstdint>
 
 #include "ZNPlatform/Export.h"

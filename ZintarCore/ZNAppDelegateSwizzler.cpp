@@ -1,6 +1,5 @@
 #include "ZintarCore/ZNAppDelegateSwizzler.h"
 
-#include <algorithm>
 #include <vector>
 
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
@@ -25,9 +24,7 @@ class Registry {
 
   std::string add(const std::shared_ptr<zn::Object>& interceptor) {
     const zn::Lock lock(mutex_);
-    entries_.erase(
-        std::remove_if(entries_.begin(), entries_.end(), [](const Entry& each) { return each.interceptor.expired(); }),
-        entries_.end());
+    std::erase_if(entries_, [](const Entry& each) { return each.interceptor.expired(); });
     for (const Entry& each : entries_) {
       if (zn::sameOwner(each.interceptor, interceptor)) return each.identifier;
     }
@@ -38,9 +35,7 @@ class Registry {
 
   void remove(const std::string& identifier) {
     const zn::Lock lock(mutex_);
-    entries_.erase(std::remove_if(entries_.begin(), entries_.end(),
-                                  [&](const Entry& each) { return each.identifier == identifier; }),
-                   entries_.end());
+    std::erase_if(entries_, [&](const Entry& each) { return each.identifier == identifier; });
     publishLocked();
   }
 

@@ -4,7 +4,6 @@
 #include <netinet/in.h>
 
 #include <algorithm>
-#include <cctype>
 
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -43,6 +42,7 @@ struct ZNConfigDataManager::Settings {
 
  private:
   void applyServer(const zn::Value& value);
+  void applyToServer(std::string_view key, const zn::Value& value);
 };
 
 namespace {
@@ -59,12 +59,8 @@ void setBoolean(bool& target, std::string_view key, const zn::Value& value) {
 }
 
 void setString(zn::Value& target, std::string_view key, const zn::Value& value) {
-  if (value.isNull()) {
-    target = zn::nil;
-    return;
-  }
-  if (!value.isString()) refuse(key, "a string or null", value);
-  target = value;
+  if (!value.isString() && !value.isNull()) refuse(key, "a string or null", value);
+  target = value.isNull() ? zn::nil : value;
 }
 
 /// Extensions and the application would never meet in such a group's store.
@@ -166,26 +162,18 @@ void ZNConfigDataManager::Settings::apply(std::string_view key, const zn::Value&
 
 void ZNConfigDataManager::Settings::applyServer(const zn::Value& value) {
   if (!value.isDictionary()) refuse("server", "a dictionary", value);
-  for (const auto& [key, setting] : value.entries()) {
-    const std::string_view name = key.string();
-    const std::string path = "server." + std::string(name);
-    if (name == "address") {
-      setAddress(serverAddress, setting);
-    } else if (name == "allowPlainHttp") {
-      setBoolean(serverAllowsPlainHttp, path, setting);
-    } else if (name == "endpoints") {
-      setEndpoints(endpoints, setting);
-    } else if (name == "connectTimeout") {
-      setDuration(serverConnectTimeout, path, setting);
-    } else if (name == "timeout") {
-      setDuration(serverTimeout, path, setting);
-    } else if (name == "maximumResponseBytes") {
-      setBytes(serverMaximumResponseBytes, path, setting);
-    } else {
-      throw zn::Exception(zn::format("configuration key \"%@\" is not known", path));
-    }
-  }
+  for (const auto& [key, setting] : value.entries()) applyToServer("server." + std::string(key.string()), setting);
   refusePlainHttpBeyondThisMachine(serverAddress, serverAllowsPlainHttp);
+}
+
+void ZNConfigDataManager::Settings::applyToServer(std::string_view key, const zn::Value& value) {
+  if (key == "server.address") return setAddress(serverAddress, value);
+  if (key == "server.allowPlainHttp") return setBoolean(serverAllowsPlainHttp, key, value);
+  if (key == "server.endpoints") return setEndpoints(endpoints, value);
+  if (key == "server.connectTimeout") return setDuration(serverConnectTimeout, key, value);
+  if (key == "server.timeout") return setDuration(serverTimeout, key, value);
+  if (key == "server.maximumResponseBytes") return setBytes(serverMaximumResponseBytes, key, value);
+  throw zn::Exception(zn::format("configuration key \"%@\" is not known", key));
 }
 
 const std::shared_ptr<ZNConfigDataManager>& ZNConfigDataManager::sharedInstance() {

@@ -94,12 +94,7 @@ void ZNLogger::setStandardError(bool enabled) {
   changeSinks([&](Sinks& sinks) { sinks.standardError = enabled; });
 }
 
-void ZNLogger::writeText(int type, std::string text) {
-  Line line;
-  line.type = type;
-  line.text = std::move(text);
-  write(line);
-}
+void ZNLogger::writeText(int type, std::string text) { write({.type = type, .text = std::move(text)}); }
 
 void ZNLogger::write(const Line& line) {
   std::shared_ptr<const Sinks> sinks;

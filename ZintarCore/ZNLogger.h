@@ -22,12 +22,12 @@ class ZN_EXPORT ZNLogger {
 
   struct Line {
     int type = kInfo;
-    std::string text;
+    std::string text{};
     /// Of a failure caught by an exception guard; empty for an ordinary line.
-    std::string operation;  ///< full selector
-    std::string file;       ///< base name of the source file
+    std::string operation{};  ///< full selector
+    std::string file{};       ///< base name of the source file
     int line = 0;
-    std::vector<std::string> callStack;
+    std::vector<std::string> callStack{};
   };
   using Observer = std::function<void(const Line&)>;
 

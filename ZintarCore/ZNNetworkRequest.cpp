@@ -2,9 +2,9 @@
 
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/Once.h"
+#include "ZintarCore/GuardedFields.h"
 #include "ZintarCore/HttpTransport.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
@@ -26,10 +26,7 @@ zn::Value ZNNetworkConfiguration::getQueryParamsBodyDictForService(ZNService) co
 
 namespace {
 
-struct Installed {
-  zn::Mutex mutex;
-  std::shared_ptr<ZNNetworkTransport> transport ZN_GUARDED_BY(mutex);
-};
+using Installed = zn::GuardedFields<std::shared_ptr<ZNNetworkTransport>>;
 
 Installed& installed() {
   static zn::NeverDestroyed<Installed> instance;
@@ -63,8 +60,7 @@ std::shared_ptr<ZNNetworkRequest> ZNNetworkRequest::initWithService(ZNService se
 }
 
 void ZNNetworkRequest::setTransport(std::shared_ptr<ZNNetworkTransport> transport) {
-  zn::Lock lock(installed().mutex);
-  installed().transport.swap(transport);
+  installed().replace(std::move(transport));
 }
 
 void ZNNetworkRequest::executeRequestWithCompletionBlock(Completion completion) const {
@@ -76,11 +72,6 @@ void ZNNetworkRequest::executeRequestWithCompletionBlock(Completion completion) 
 void ZNNetworkRequest::executeForAnswer(std::function<void(const zn::NetworkAnswer& answer)> completion) const {
   const auto answer = zn::once(std::function<void(const zn::NetworkAnswer&)>(
       [completion = std::move(completion)](const zn::NetworkAnswer& given) { hand(given, completion); }));
-  std::shared_ptr<ZNNetworkTransport> transport;
-  {
-    zn::Lock lock(installed().mutex);
-    transport = installed().transport;
-  }
-  if (!transport) transport = zn::HttpTransport::sharedInstance();
-  transport->executeForAnswer(*this, answer);
+  const auto transport = installed().all();
+  (transport ? transport : zn::HttpTransport::sharedInstance())->executeForAnswer(*this, answer);
 }

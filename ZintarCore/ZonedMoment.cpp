@@ -1,4 +1,4 @@
-#include "ZintarCore/ZonedMoment.h"
+#include "ZintarCore/ZonedMoment_p.h"
 
 #include <algorithm>
 #include <array>

@@ -23,7 +23,8 @@ import time
 from pathlib import Path
 
 PLACE = Path("build/mutants").absolute()
-SOURCE, BUILD, SCRATCH = PLACE / "source", PLACE / "build", PLACE / "temporary"
+# Where a release build of the checkout itself would be, so that ccache knows most objects already.
+SOURCE, BUILD, SCRATCH = PLACE / "source", PLACE / "source/build/release", PLACE / "temporary"
 TEST_LIMIT, RUN_LIMIT, MEMORY = 30, 300, 4 << 30
 TARGETS = {
     "unit": ["PlatformTests", "CoreTests"],
@@ -68,9 +69,12 @@ def copy_sources():
             copy.parent.mkdir(parents=True, exist_ok=True)
             copy.write_bytes(text)
             shutil.copymode(name, copy)
-    for copy in [each for each in SOURCE.rglob("*") if each.is_file()]:
-        if str(copy.relative_to(SOURCE)) not in wanted:
-            copy.unlink()
+    for folder, folders, names in os.walk(SOURCE):
+        if folder == str(SOURCE):
+            folders[:] = [each for each in folders if each != "build"]
+        for name in names:
+            if os.path.relpath(os.path.join(folder, name), SOURCE) not in wanted:
+                os.unlink(os.path.join(folder, name))
 
 
 def run(command, limit):
@@ -139,8 +143,7 @@ def main(words):
     copy_sources()
     if not (BUILD / "build.ninja").exists():
         BUILD.mkdir(parents=True, exist_ok=True)
-        done, output = run(["cmake", "-S", str(SOURCE), "-B", str(BUILD), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-                            "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
+        done, output = run(["cmake", "--preset", "release", "-S", str(SOURCE), "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
                             "-DZN_BUILD_APPLICATIONS=ON", "-DZN_BUILD_TESTS=ON"], 600)
         if not done:
             sys.exit("mutants: " + output)

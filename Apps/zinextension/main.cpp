@@ -24,10 +24,6 @@ using apps::complain;
 using apps::kFailed;
 using apps::kUnusable;
 
-bool belongsIntoInbox(const zn::Value& payload) {
-  return zn::isVisiblePushOfCampaign(payload.validObjectForKey(kNotificationPayloadKeyZintar));
-}
-
 /// With the time when it came, unless its sender names that. The application may take it in days later.
 zn::Value stamped(const zn::Value& payload) {
   zn::Value zintar = payload.validObjectForKey(kNotificationPayloadKeyZintar).mutableCopy();
@@ -37,12 +33,6 @@ zn::Value stamped(const zn::Value& payload) {
   zn::Value copy = payload.mutableCopy();
   copy.setObjectNilHandled(zintar, kNotificationPayloadKeyZintar);
   return copy;
-}
-
-/// Throws zn::Exception for a payload that cannot be stored. False, with `error` filled, where the storage cannot be
-/// written.
-bool append(NSUserDefaults& store, const std::string& application, const zn::Value& payload, std::string& error) {
-  return store.tryAppend(payload, {application, zn::payload::pendingNotifications}, error);
 }
 
 bool readLine(std::FILE* input, std::string& line) {
@@ -68,11 +58,11 @@ int storeLines(std::FILE* input, NSUserDefaults& store, const std::string& appli
       problem = "not JSON: " + malformed.text.substr(malformed.text.find("column"));  // without its "line 1"
     } else if (!payload->isDictionary()) {
       problem = "a payload is a JSON object";
-    } else if (!belongsIntoInbox(*payload)) {
+    } else if (!zn::isVisiblePushOfCampaign(payload->validObjectForKey(kNotificationPayloadKeyZintar))) {
       continue;
     } else {
       try {
-        if (append(store, application, stamped(*payload), problem)) continue;
+        if (store.tryAppend(stamped(*payload), {application, zn::payload::pendingNotifications}, problem)) continue;
         return complain(place + problem, kFailed);
       } catch (const zn::Exception& unusable) {
         problem = unusable.reason();

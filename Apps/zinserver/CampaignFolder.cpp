@@ -13,8 +13,6 @@ using zn::Value;
 
 namespace {
 
-constexpr const char* kInbox = "inbox.json";
-constexpr const char* kTriggers = "triggers.json";
 constexpr const char* kSegments = "segments.json";
 constexpr const char* kFaults = "faults.json";
 
@@ -53,7 +51,7 @@ Value CampaignFolder::answer(ZNService service, const Value& request) const {
     case ZNService::categories:
       return Value::dictionary({{"accepted", true}});
     case ZNService::inbox:
-      return readObject(kInbox);
+      return readObject("inbox.json");
     case ZNService::triggerSync:
       return campaigns(request);
     case ZNService::userInSegment:
@@ -63,7 +61,7 @@ Value CampaignFolder::answer(ZNService service, const Value& request) const {
 }
 
 Value CampaignFolder::campaigns(const Value& request) const {
-  Value answer = readObject(kTriggers);
+  Value answer = readObject("triggers.json");
   const Value onlyChanged = answer["only_changed"];
   answer.removeValidObjectForKey("only_changed");
   if (!onlyChanged.boolean()) return answer;

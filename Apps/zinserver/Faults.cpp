@@ -1,6 +1,7 @@
 #include "Apps/zinserver/Faults.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "Apps/zinserver/Services.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -11,10 +12,6 @@ namespace zinserver {
 using zn::Value;
 
 namespace {
-
-constexpr int kLowestStatus = 200;  // those below do not end an answer
-constexpr int kHighestStatus = 599;
-constexpr double kLongestDelay = 24 * 3600;
 
 [[noreturn]] void refuse(const Value& key, const char* expected, const Value& value) {
   throw zn::Exception(zn::format("a fault's \"%@\" must be %@, not %@", key, expected, value));
@@ -34,7 +31,7 @@ bool boolean(const Value& key, const Value& value) {
 
 double delay(const Value& key, const Value& value) {
   const bool isDelay = value.isNumber() && !value.isBoolean() && value.doubleValue() >= 0;
-  if (!isDelay || value.doubleValue() > kLongestDelay) refuse(key, "a number of seconds, a day at most", value);
+  if (!isDelay || value.doubleValue() > 24 * 3600) refuse(key, "a number of seconds, a day at most", value);
   return value.doubleValue();
 }
 
@@ -52,8 +49,8 @@ Fault faultOf(const Value& description) {
     } else if (name == "delaySeconds") {
       fault.delaySeconds = delay(key, value);
     } else if (name == "status") {
-      fault.status =
-          static_cast<int>(wholeNumber(key, "a status from 200 to 599", value, kLowestStatus, kHighestStatus));
+      // Those below 200 do not end an answer.
+      fault.status = static_cast<int>(wholeNumber(key, "a status from 200 to 599", value, 200, 599));
     } else if (name == "retryAfterSeconds") {
       fault.retryAfter = delay(key, value);
     } else if (name == "garbage") {
@@ -66,7 +63,9 @@ Fault faultOf(const Value& description) {
       throw zn::Exception(zn::format("a fault has no \"%@\"", key));
     }
   }
-  if (!isService(fault.service)) refuse("service", "1, 7, 8, 9 or 10", description["service"]);
+  const auto isIt = [&](const Service& each) { return static_cast<int>(each.number) == fault.service; };
+  if (std::none_of(std::begin(kServices), std::end(kServices), isIt))
+    refuse("service", "1, 7, 8, 9 or 10", description["service"]);
   return fault;
 }
 

@@ -10,6 +10,7 @@
 
 #include "Apps/zinserver/Connections.h"
 #include "Apps/zinserver/GrowingPool.h"
+#include "Apps/zinserver/Visitors.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/Unicode.h"
@@ -21,9 +22,6 @@ using zn::Value;
 namespace {
 
 constexpr const char* kJson = "application/json";
-constexpr const char* kHtml = "text/html";
-constexpr std::size_t kLongestBody = 8 << 20;  // more than a full queue of events
-constexpr std::size_t kRequestsPerConnection = 1000;
 
 void log(const std::string& text) { std::fputs(("zinserver: " + zn::singleLine(text) + "\n").c_str(), stderr); }
 
@@ -38,8 +36,7 @@ double now() { return std::chrono::duration<double>(std::chrono::system_clock::n
 
 }  // namespace
 
-Server::Server(std::string folder, std::string host)
-    : folder_(std::move(folder)), host_(std::move(host)), visitors_(host_) {
+Server::Server(std::string folder, std::string host) : folder_(std::move(folder)), host_(std::move(host)) {
   // The library's own setting would let a second server take the same port, and each would get some of the requests.
   http_.set_socket_options([this](int descriptor) {
     listener_ = descriptor;
@@ -47,8 +44,8 @@ Server::Server(std::string folder, std::string host)
     ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   });
   http_.set_tcp_nodelay(true);
-  http_.set_payload_max_length(kLongestBody);
-  http_.set_keep_alive_max_count(kRequestsPerConnection);
+  http_.set_payload_max_length(8 << 20);  // more than a full queue of events
+  http_.set_keep_alive_max_count(1000);
   http_.new_task_queue = [this] {
     running_.set_value();  // from here on stopping works
     return new GrowingPool;
@@ -71,10 +68,10 @@ Server::Server(std::string folder, std::string host)
 httplib::Server::Handler Server::forVisitors(Answerer answer) const {
   // Not before the routing: the body of a request that is refused there would be read as the next request.
   return [this, answer = std::move(answer)](const auto& request, auto& response) {
-    const std::string refusal = visitors_.refusal(request.get_header_value("Host"), request.get_header_value("Origin"));
-    if (refusal.empty()) return answer(request, response);
-    log(refusal);
-    give(response, 403, errorOf(refusal));
+    const std::string why = refusal(host_, request.get_header_value("Host"), request.get_header_value("Origin"));
+    if (why.empty()) return answer(request, response);
+    log(why);
+    give(response, 403, errorOf(why));
   };
 }
 
@@ -85,13 +82,9 @@ void Server::addRoutes() {
                  log(request.method + " " + request.path + ": " + std::to_string(response.status));
                }));
   }
-  addRoutesOfJournal();
-  addRoutesOfFaults();
-}
-
-void Server::addRoutesOfJournal() {
   http_.Get("/received", forVisitors([this](const auto&, auto& response) { give(response, 200, journal_.entries()); }));
   http_.Delete("/received", forVisitors([this](const auto&, auto& response) { give(response, 200, journal_.take()); }));
+  addRoutesOfFaults();
 }
 
 void Server::addRoutesOfFaults() {
@@ -122,8 +115,7 @@ void Server::serve(const Service& service, const httplib::Request& request, http
   } catch (const zn::Exception& problem) {
     unusable = problem.reason();
   }
-  int status = 200;
-  const Value value = answer(service, request, fault, status);
+  const auto [status, value] = answer(service, request, fault);
   if (!unusable.empty()) {
     log(unusable);
     return give(response, 500, errorOf(unusable));
@@ -135,22 +127,19 @@ void Server::serve(const Service& service, const httplib::Request& request, http
 }
 
 /// Keeps the request, and makes the answer that it gets unless a fault comes between.
-Value Server::answer(const Service& service, const httplib::Request& request, const std::optional<Fault>& fault,
-                     int& status) {
+std::pair<int, Value> Server::answer(const Service& service, const httplib::Request& request,
+                                     const std::optional<Fault>& fault) {
   zn::JsonError error;
   const auto body = zn::parseJson(request.body, &error);
   journal_.add(now(), static_cast<int>(service.number), body ? *body : Value(request.body), request.body.size(),
                fault ? descriptionOf(*fault) : zn::nil);
-  if (!body || !body->isDictionary()) {
-    status = 400;
-    return errorOf(body ? "the body must be a JSON object" : error.text);
-  }
+  if (!body) return {400, errorOf(error.text)};
+  if (!body->isDictionary()) return {400, errorOf("the body must be a JSON object")};
   try {
-    return folder_.answer(service.number, *body);
+    return {200, folder_.answer(service.number, *body)};
   } catch (const zn::Exception& problem) {
     log(problem.reason());
-    status = 500;
-    return errorOf(problem.reason());
+    return {500, errorOf(problem.reason())};
   }
 }
 
@@ -171,7 +160,7 @@ void Server::misbehave(const Fault& fault, const httplib::Request& request, http
   if (fault.retryAfter > 0) response.set_header("Retry-After", std::to_string(std::lround(fault.retryAfter)));
   if (fault.status && !fault.garbage) text = zn::jsonText(errorOf("this fault was asked for")) + "\n";
   if (fault.garbage) text = "<!DOCTYPE html><html><body><h1>Bad Gateway</h1></body></html>\n";
-  const char* const type = fault.garbage ? kHtml : kJson;
+  const char* const type = fault.garbage ? "text/html" : kJson;
   if (!fault.truncate) return response.set_content(text, type);
   response.set_content_provider(text.size(), type, [text](std::size_t, std::size_t, httplib::DataSink& sink) {
     sink.write(text.data(), text.size() / 2);

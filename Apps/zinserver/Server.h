@@ -12,7 +12,6 @@
 #include "Apps/zinserver/Faults.h"
 #include "Apps/zinserver/Journal.h"
 #include "Apps/zinserver/Services.h"
-#include "Apps/zinserver/Visitors.h"
 
 namespace zinserver {
 
@@ -33,18 +32,16 @@ class Server {
   /// Answers only those who may ask.
   httplib::Server::Handler forVisitors(Answerer answer) const;
   void addRoutes();
-  void addRoutesOfJournal();
   void addRoutesOfFaults();
   void serve(const Service& service, const httplib::Request& request, httplib::Response& response);
-  zn::Value answer(const Service& service, const httplib::Request& request, const std::optional<Fault>& fault,
-                   int& status);
+  std::pair<int, zn::Value> answer(const Service& service, const httplib::Request& request,
+                                   const std::optional<Fault>& fault);
   std::optional<Fault> faultFor(int service);
   void misbehave(const Fault& fault, const httplib::Request& request, httplib::Response& response, std::string& text);
   void pause(double seconds);
 
   CampaignFolder folder_;
   const std::string host_;
-  const Visitors visitors_;
   Faults faults_;
   Journal journal_;
   httplib::Server http_;

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <algorithm>
-#include <iterator>
-
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace zinserver {
@@ -17,10 +14,5 @@ inline constexpr Service kServices[] = {{ZNService::events, "/v1/events"},
                                         {ZNService::categories, "/v1/categories"},
                                         {ZNService::triggerSync, "/v1/triggers"},
                                         {ZNService::userInSegment, "/v1/segments"}};
-
-inline bool isService(int number) {
-  return std::any_of(std::begin(kServices), std::end(kServices),
-                     [&](const Service& each) { return static_cast<int>(each.number) == number; });
-}
 
 }  // namespace zinserver

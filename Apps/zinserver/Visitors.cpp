@@ -28,16 +28,16 @@ std::string nameOfMachine() {
   return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
 }
 
-}  // namespace
-
-bool Visitors::isOurs(const std::string& name) const {
+bool isOurs(const std::string& name, const std::string& address) {
   if (name.empty()) return false;
   // An address cannot be made to lead elsewhere; a name can, by whoever owns it.
-  return isAddress(name) || isSame(name, "localhost") || isSame(name, address_) || isSame(name, nameOfMachine());
+  return isAddress(name) || isSame(name, "localhost") || isSame(name, address) || isSame(name, nameOfMachine());
 }
 
-std::string Visitors::refusal(const std::string& host, const std::string& origin) const {
-  if (!isOurs(nameIn(host))) return "this server is not \"" + host + "\"";
+}  // namespace
+
+std::string refusal(const std::string& address, const std::string& host, const std::string& origin) {
+  if (!isOurs(nameIn(host), address)) return "this server is not \"" + host + "\"";
   if (origin.empty() || isSame(origin, "http://" + host)) return "";
   return "pages of \"" + origin + "\" may not use this server";
 }

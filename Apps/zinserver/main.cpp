@@ -16,20 +16,15 @@
 
 namespace {
 
-sigset_t endingSignals() {
-  sigset_t set;
-  sigemptyset(&set);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&set, signal);
-  return set;
-}
-
 void run(const zinserver::Options& options) {
   std::error_code failure;
   if (!std::filesystem::is_directory(options.folder, failure)) {
     throw zn::Exception(options.folder + ": " + (failure ? failure.message() : "there is no such folder"));
   }
   // Blocked in all threads, so that the one that waits for them gets them.
-  const sigset_t signals = endingSignals();
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int ending : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, ending);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   // A thread for each connection, each with a heap of its own that keeps what its longest answer took, would add up.
   ::mallopt(M_ARENA_MAX, 1);

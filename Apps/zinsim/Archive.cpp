@@ -1,5 +1,6 @@
 #include "Apps/zinsim/Archive.h"
 
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -54,41 +55,28 @@ class Record : public zn::Coding {
   const char* archivedClassName() const override { return className_; }
 
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override {
-    for (const Field& field : fields_) {
-      if (field.isArray) {
-        coder.encodeObjects(field.records, true, field.key);
-      } else if (!field.records.empty()) {
-        coder.encodeObject(field.records.front(), field.key);
-      } else if (field.value.isBoolean()) {
-        coder.encodeBool(field.value.boolean(), field.key);
-      } else {
-        coder.encodeObject(field.value, field.key);
-      }
-    }
+    for (const Field& encode : fields_) encode(coder);
   }
 
  private:
-  struct Field {
-    const char* key;
-    bool isArray = false;  // of records
-    std::vector<std::shared_ptr<const zn::Coding>> records{};
-    Value value{};
-  };
+  using Field = std::function<void(zn::NSKeyedArchiver&)>;
 
   static Field fieldFrom(const Value::Entry& entry) {
-    Field field{kept(entry.name())};
-    if (isRecord(entry.value)) {
-      field.records.push_back(std::make_shared<Record>(entry.value));
-    } else if (entry.value.isArray() && !entry.value.isEmpty() && isRecord(entry.value.elements().front())) {
-      field.isArray = true;
-      for (const Value& element : entry.value.elements()) {
-        if (!isRecord(element)) throw UsageError("an array holds either records or values: " + shown(element));
-        field.records.push_back(std::make_shared<Record>(element));
-      }
-    } else if (!entry.value.isNull()) {
-      field.value = mutableValue(entry.value);
+    const char* const key = kept(entry.name());
+    const Value& value = entry.value;
+    if (isRecord(value)) {
+      return [key, record = std::make_shared<const Record>(value)](auto& coder) { coder.encodeObject(record, key); };
     }
-    return field;
+    if (!value.elements().empty() && isRecord(value.elements().front())) {
+      std::vector<std::shared_ptr<const zn::Coding>> records;
+      for (const Value& element : value.elements()) {
+        if (!isRecord(element)) throw UsageError("an array holds either records or values: " + shown(element));
+        records.push_back(std::make_shared<Record>(element));
+      }
+      return [key, records](auto& coder) { coder.encodeObjects(records, true, key); };
+    }
+    if (value.isBoolean()) return [key, is = value.boolean()](auto& coder) { coder.encodeBool(is, key); };
+    return [key, made = value.isNull() ? zn::nil : mutableValue(value)](auto& coder) { coder.encodeObject(made, key); };
   }
 
   const char* className_ = "";

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
+
 namespace zinsim {
 
 using zn::Value;
@@ -25,8 +26,8 @@ std::string choicesText(const Field& field) {
   return text;
 }
 
-Fields::Fields(std::string_view command, const std::vector<Field>& known, const Value& line)
-    : line_(Value::dictionary()) {
+Fields::Fields(std::string_view command, const std::vector<Field>& known, const Value& line, Session& session)
+    : session_(session), line_(Value::dictionary()) {
   const std::string quoted = "\"" + std::string(command) + "\"";
   for (const auto& entry : line.entries()) {
     const auto isIt = [&](const Field& field) { return entry.name() == field.name; };

@@ -27,7 +27,10 @@ class Fields {
  public:
   /// Throws UsageError for a field that is missing or of a wrong type. null counts as absent where a field may be.
   /// Fields that the command does not know are left out.
-  Fields(std::string_view command, const std::vector<Field>& known, const zn::Value& line);
+  Fields(std::string_view command, const std::vector<Field>& known, const zn::Value& line, Session& session);
+
+  Session& session() const { return session_; }
+  zn::Simulator& device() const { return session_.device(); }
 
   /// The field as it stands in the line; nil when it is absent.
   const zn::Value& operator[](std::string_view name) const { return line_[name]; }
@@ -43,24 +46,30 @@ class Fields {
   const std::vector<std::string>& ignored() const { return ignored_; }
 
  private:
+  Session& session_;
   zn::Value line_;
   std::vector<std::string> ignored_;
 };
+
+using F = const Fields&;
 
 /// One command of a scenario. A new command is one more entry in its group's table.
 struct Command {
   const char* name;
   std::vector<Field> fields;
   const char* about;  ///< for the help text, lines separated by line feeds
-  void (*run)(const Fields& fields, Session& session);
+  void (*run)(F fields);
 };
+
+inline Command command(const char* name, std::vector<Field> fields, const char* about, void (*run)(F)) {
+  return {name, std::move(fields), about, run};
+}
 
 std::vector<Command> deviceCommands();
 std::vector<Command> fileCommands();
 std::vector<Command> hostCommands();
 std::vector<Command> inboxScreenCommands();
 
-/// Those of all groups.
 const std::vector<Command>& allCommands();
 
 /// The command of that name; throws UsageError where there is none.

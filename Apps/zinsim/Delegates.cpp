@@ -45,33 +45,23 @@ struct Implementation {
   const Selectors throws;
 };
 
-class MessagingDelegate : public ZNMessagingDelegate {
- public:
-  explicit MessagingDelegate(Implementation implementation) : implementation_(std::move(implementation)) {}
+struct MessagingDelegate : Implementation, ZNMessagingDelegate {
+  explicit MessagingDelegate(Implementation implementation) : Implementation(std::move(implementation)) {}
 
   void notificationClickedWithScreenName(const Value& screenName, const Value& kvPairs) override {
-    implementation_.called(kWithPairs, {screenName, kvPairs});
+    called(kWithPairs, {screenName, kvPairs});
   }
   void notificationClickedWithScreenNameKVPairsAndPushPayload(const Value& screenName, const Value& kvPairs,
                                                               const Value& pushPayload) override {
-    implementation_.called(kWithPayload, {screenName, kvPairs, pushPayload});
+    called(kWithPayload, {screenName, kvPairs, pushPayload});
   }
-
- private:
-  const Implementation implementation_;
 };
 
-class InboxCellDelegate : public ZNInboxCellSelectedDelegate {
- public:
-  explicit InboxCellDelegate(Implementation implementation) : implementation_(std::move(implementation)) {}
+struct InboxCellDelegate : Implementation, ZNInboxCellSelectedDelegate {
+  explicit InboxCellDelegate(Implementation implementation) : Implementation(std::move(implementation)) {}
 
-  void inboxCellSelectedWithData(const Value& data) override { implementation_.called(kWithData, {data}); }
-  void inboxCellSelectedWithPushDict(const Value& payload) override {
-    implementation_.called(kWithPushDict, {payload});
-  }
-
- private:
-  const Implementation implementation_;
+  void inboxCellSelectedWithData(const Value& data) override { called(kWithData, {data}); }
+  void inboxCellSelectedWithPushDict(const Value& payload) override { called(kWithPushDict, {payload}); }
 };
 
 }  // namespace

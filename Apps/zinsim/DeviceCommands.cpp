@@ -12,91 +12,55 @@ using zn::Value;
 
 namespace {
 
-void config(const Fields& fields, Session&) { ZNConfigDataManager::sharedInstance()->applySilently(fields.line()); }
-
-void clock(const Fields& fields, Session& session) {
-  if (fields["zone"]) session.device().setTimeZone(fields.text("zone"));
-  session.device().moveClock(fields.number("to"));
-}
-
-void state(const Fields& fields, Session& session) {
+void state(F fields) {
   const std::string is = fields.text("is");
-  session.device().setApplicationState(is == "active"     ? UIApplicationState::active
-                                       : is == "inactive" ? UIApplicationState::inactive
-                                                          : UIApplicationState::background);
+  fields.device().setApplicationState(is == "active"     ? UIApplicationState::active
+                                      : is == "inactive" ? UIApplicationState::inactive
+                                                         : UIApplicationState::background);
 }
 
-void settings(const Fields& fields, Session& session) {
+void settings(F fields) {
   const std::string alert = fields.text("alert");
-  session.device().setAlertSetting(alert == "enabled"    ? UNNotificationSetting::enabled
-                                   : alert == "disabled" ? UNNotificationSetting::disabled
-                                                         : UNNotificationSetting::notDetermined);
+  fields.device().setAlertSetting(alert == "enabled"    ? UNNotificationSetting::enabled
+                                  : alert == "disabled" ? UNNotificationSetting::disabled
+                                                        : UNNotificationSetting::notDetermined);
 }
 
 std::optional<std::string> errorIn(const Value& field) {
   return field.isString() ? std::optional(std::string(field.string())) : std::nullopt;
 }
 
-void authorization(const Fields& fields, Session& session) {
+void authorization(F fields) {
   const Value& grants = fields["grants"];
-  if (grants.isBoolean() && !grants.boolean()) return session.device().setAuthorizationRefused();
-  session.device().setAuthorizationAnswer(errorIn(grants));
+  if (grants.isBoolean() && !grants.boolean()) return fields.device().setAuthorizationRefused();
+  fields.device().setAuthorizationAnswer(errorIn(grants));
 }
 
-void server(const Fields& fields, Session& session) {
+void server(F fields) {
   const int service = static_cast<int>(fields.integer("service"));
   if (fields.boolean("holds", false)) {
-    session.device().holdRequests(service);
+    fields.device().holdRequests(service);
   } else {
-    session.device().setServerAnswer(service, fields.orNil("answers"));
+    fields.device().setServerAnswer(service, fields.orNil("answers"));
   }
 }
 
-void answer(const Fields& fields, Session& session) {
+void answer(F fields) {
   const int service = static_cast<int>(fields.integer("service"));
-  if (!session.device().answerOldestRequest(service, fields.orNil("with"))) {
+  if (!fields.device().answerOldestRequest(service, fields.orNil("with"))) {
     throw UsageError("no request of service " + std::to_string(service) + " is kept unanswered");
   }
 }
 
-void advance(const Fields& fields, Session& session) { session.device().advance(fields.number("seconds")); }
-void foreground(const Fields&, Session& session) { session.device().enterForeground(); }
-void badge(const Fields& fields, Session& session) { session.device().setBadge(fields.integer("is")); }
-
-void remoteRegistered(const Fields& fields, Session& session) {
-  session.device().setRegisteredForRemoteNotifications(fields.boolean("is", false));
-}
-
-void notificationCenter(const Fields& fields, Session& session) {
-  session.device().setNotificationFailure(errorIn(fields["fails"]));
-}
-
-void richContent(const Fields& fields, Session& session) {
-  session.device().setRichContent(fields.text("is") == "passes");
-}
-
-void deliver(const Fields& fields, Session& session) {
-  session.device().deliver(fields["payload"], fields.boolean("fetch", false));
-}
-
-void tap(const Fields& fields, Session& session) {
-  session.device().tap(fields["payload"], fields.text("action", "default"));
-}
-
-void present(const Fields& fields, Session& session) { session.device().present(fields["payload"]); }
-
-void remoteToken(const Fields& fields, Session& session) {
-  if (fields["hex"].isNull()) return session.device().remoteToken({});
+void remoteToken(F fields) {
+  if (fields["hex"].isNull()) return fields.device().remoteToken({});
   const auto token = zn::dataFromHexText(fields["hex"].string());
   if (!token) refuse("field \"hex\" of \"remoteToken\"", "pairs of hexadecimal digits", fields["hex"]);
-  session.device().remoteToken(*token);
+  fields.device().remoteToken(*token);
 }
 
-void remoteFailure(const Fields& fields, Session& session) { session.device().remoteFailure(fields.text("error")); }
-void expireBackgroundTasks(const Fields&, Session& session) { session.device().expireBackgroundTasks(); }
-
-void press(const Fields& fields, Session& session) {
-  if (!session.device().press(fields.text("button"))) {
+void press(F fields) {
+  if (!fields.device().press(fields.text("button"))) {
     throw UsageError("there is no alert with a button \"" + fields.text("button") + "\" on the screen");
   }
 }
@@ -117,94 +81,77 @@ std::vector<Field> configuration() {
 
 std::vector<Command> deviceAndUser() {
   return {
-      {"config", configuration(),
-       "Sets the given ones of the core's configuration, and tells nobody (\"post\" does). At the start:\n"
-       "accountActive, sdkEnabled, inboxServiceActive and realTimeTriggersEnabled true,\n"
-       "appDelegateProxyEnabled false, appID \"app-1\", appGroupID \"group.zintar\", inboxDefaultExpiry 0,\n"
-       "realTimeTriggerSyncInterval 3600, appVersion \"1.0\", queryParams {\"app\": \"app-1\"}.",
-       config},
-      {"clock",
-       {{"to", required, shape::number}, {"zone", optional, shape::name}},
-       "Moves the clock to that second since 1970; forwards, delayed work runs as it falls due.\n"
-       "zone: the device's time zone, as a POSIX TZ text such as \"IST-5:30\".",
-       clock},
-      {"advance",
-       {{"seconds", required, shape::number}},
-       "Moves the clock forwards, by at most 1000000000 seconds; delayed work runs as it falls due.",
-       advance},
-      {"state",
-       {{"is", required, shape::text, {"active", "inactive", "background"}}},
-       "Sets the application's state, nothing else (active at the start).",
-       state},
-      {"foreground", {}, "The application comes to the foreground.", foreground},
-      {"badge", {{"is", required, shape::integer}}, "Sets the badge without printing it (0 at the start).", badge},
-      {"settings",
-       {{"alert", required, shape::text, {"enabled", "disabled", "notDetermined"}}},
-       "What the user allows (enabled at the start).",
-       settings},
-      {"authorization",
-       {{"grants", required, shape::booleanOrText}},
-       "How permission requests are answered from now on (true at the start); false is a user's refusal, a text\n"
-       "one with that error.",
-       authorization},
-      {"remoteRegistered",
-       {{"is", required, shape::boolean}},
-       "Whether the application is registered for remote notifications already (false at the start).",
-       remoteRegistered},
+      command("config", configuration(),
+              "Sets the given ones of the core's configuration, and tells nobody (\"post\" does). At the start:\n"
+              "accountActive, sdkEnabled, inboxServiceActive and realTimeTriggersEnabled true,\n"
+              "appDelegateProxyEnabled false, appID \"app-1\", appGroupID \"group.zintar\", inboxDefaultExpiry 0,\n"
+              "realTimeTriggerSyncInterval 3600, appVersion \"1.0\", queryParams {\"app\": \"app-1\"}.",
+              [](F fields) { ZNConfigDataManager::sharedInstance()->applySilently(fields.line()); }),
+      command("clock", {{"to", required, shape::number}, {"zone", optional, shape::name}},
+              "Moves the clock to that second since 1970; forwards, delayed work runs as it falls due.\n"
+              "zone: the device's time zone, as a POSIX TZ text such as \"IST-5:30\".",
+              [](F fields) {
+                if (fields["zone"]) fields.device().setTimeZone(fields.text("zone"));
+                fields.device().moveClock(fields.number("to"));
+              }),
+      command("advance", {{"seconds", required, shape::number}},
+              "Moves the clock forwards, by at most 1000000000 seconds; delayed work runs as it falls due.",
+              [](F fields) { fields.device().advance(fields.number("seconds")); }),
+      command("state", {{"is", required, shape::text, {"active", "inactive", "background"}}},
+              "Sets the application's state, nothing else (active at the start).", state),
+      command("foreground", {}, "The application comes to the foreground.",
+              [](F fields) { fields.device().enterForeground(); }),
+      command("badge", {{"is", required, shape::integer}}, "Sets the badge without printing it (0 at the start).",
+              [](F fields) { fields.device().setBadge(fields.integer("is")); }),
+      command("settings", {{"alert", required, shape::text, {"enabled", "disabled", "notDetermined"}}},
+              "What the user allows (enabled at the start).", settings),
+      command(
+          "authorization", {{"grants", required, shape::booleanOrText}},
+          "How permission requests are answered from now on (true at the start); false is a user's refusal, a text\n"
+          "one with that error.",
+          authorization),
+      command("remoteRegistered", {{"is", required, shape::boolean}},
+              "Whether the application is registered for remote notifications already (false at the start).",
+              [](F fields) { fields.device().setRegisteredForRemoteNotifications(fields.boolean("is", false)); }),
   };
 }
 
 std::vector<Command> serverAndReports() {
   return {
-      {"server",
-       {{"service", required, shape::integer},
-        {"answers", optional, shape::dictionaryOrNull},
-        {"holds", optional, shape::boolean}},
-       "From now on requests to this service get that answer (null: the request fails), or are kept\n"
-       "unanswered with holds. At the start every service fails.",
-       server},
-      {"answer",
-       {{"service", required, shape::integer}, {"with", optional, shape::dictionaryOrNull}},
-       "Answers the oldest kept request of that service.",
-       answer},
-      {"notificationCenter",
-       {{"fails", required, shape::textOrNull}},
-       "Makes adding a notification request fail with this text; null for success.",
-       notificationCenter},
-      {"richContent",
-       {{"is", required, shape::text, {"passes", "nil"}}},
-       "What the rich-notification library gives for a local notification: the contents, or nothing.",
-       richContent},
-      {"deliver",
-       {{"payload", required, shape::dictionary}, {"fetch", optional, shape::boolean}},
-       "A remote notification arrives at the application; with fetch, through the callback that has a\n"
-       "fetch completion handler.",
-       deliver},
-      {"tap",
-       {{"payload", required, shape::dictionary}, {"action", optional, shape::text}},
-       "The user's response reaches the notification centre's delegate. action: \"default\" (also where\n"
-       "it is absent), \"dismiss\" (the platform's own two) or an action identifier.",
-       tap},
-      {"present",
-       {{"payload", required, shape::dictionary}},
-       "A notification arrives in the foreground; the centre's delegate says how to present it.",
-       present},
-      {"remoteToken",
-       {{"hex", required, shape::textOrNull}},
-       "A device token arrives at the application; null stands for none.",
-       remoteToken},
-      {"remoteFailure",
-       {{"error", required, shape::text}},
-       "The registration for remote notifications failed.",
-       remoteFailure},
-      {"expireBackgroundTasks",
-       {},
-       "The expiration handler of each running background task runs.",
-       expireBackgroundTasks},
-      {"press",
-       {{"button", required, shape::text}},
-       "The user presses that button of the newest alert, which then closes.",
-       press},
+      command("server",
+              {{"service", required, shape::integer},
+               {"answers", optional, shape::dictionaryOrNull},
+               {"holds", optional, shape::boolean}},
+              "From now on requests to this service get that answer (null: the request fails), or are kept\n"
+              "unanswered with holds. At the start every service fails.",
+              server),
+      command("answer", {{"service", required, shape::integer}, {"with", optional, shape::dictionaryOrNull}},
+              "Answers the oldest kept request of that service.", answer),
+      command("notificationCenter", {{"fails", required, shape::textOrNull}},
+              "Makes adding a notification request fail with this text; null for success.",
+              [](F fields) { fields.device().setNotificationFailure(errorIn(fields["fails"])); }),
+      command("richContent", {{"is", required, shape::text, {"passes", "nil"}}},
+              "What the rich-notification library gives for a local notification: the contents, or nothing.",
+              [](F fields) { fields.device().setRichContent(fields.text("is") == "passes"); }),
+      command("deliver", {{"payload", required, shape::dictionary}, {"fetch", optional, shape::boolean}},
+              "A remote notification arrives at the application; with fetch, through the callback that has a\n"
+              "fetch completion handler.",
+              [](F fields) { fields.device().deliver(fields["payload"], fields.boolean("fetch", false)); }),
+      command("tap", {{"payload", required, shape::dictionary}, {"action", optional, shape::text}},
+              "The user's response reaches the notification centre's delegate. action: \"default\" (also where\n"
+              "it is absent), \"dismiss\" (the platform's own two) or an action identifier.",
+              [](F fields) { fields.device().tap(fields["payload"], fields.text("action", "default")); }),
+      command("present", {{"payload", required, shape::dictionary}},
+              "A notification arrives in the foreground; the centre's delegate says how to present it.",
+              [](F fields) { fields.device().present(fields["payload"]); }),
+      command("remoteToken", {{"hex", required, shape::textOrNull}},
+              "A device token arrives at the application; null stands for none.", remoteToken),
+      command("remoteFailure", {{"error", required, shape::text}}, "The registration for remote notifications failed.",
+              [](F fields) { fields.device().remoteFailure(fields.text("error")); }),
+      command("expireBackgroundTasks", {}, "The expiration handler of each running background task runs.",
+              [](F fields) { fields.device().expireBackgroundTasks(); }),
+      command("press", {{"button", required, shape::text}},
+              "The user presses that button of the newest alert, which then closes.", press),
   };
 }
 

@@ -21,62 +21,47 @@ using zn::Value;
 
 namespace {
 
-std::shared_ptr<zn::Object> hostObject(const Fields& fields, Session& session) {
-  return session.device().hostObject({.name = fields.text("class"),
-                                      .implements = fields.texts("implements"),
-                                      .inherits = fields.text("inherits"),
-                                      .conforms = fields.boolean("conforms", true),
-                                      .throws = fields.texts("throws")});
+std::shared_ptr<zn::Object> hostObject(F fields) {
+  return fields.device().hostObject({.name = fields.text("class"),
+                                     .implements = fields.texts("implements"),
+                                     .inherits = fields.text("inherits"),
+                                     .conforms = fields.boolean("conforms", true),
+                                     .throws = fields.texts("throws")});
 }
 
-void object(const Fields& fields, Session& session) { hostObject(fields, session); }
-
-void appDelegate(const Fields& fields, Session& session) {
-  UIApplication::sharedApplication()->setDelegate(hostObject(fields, session));
-}
-
-void centerDelegate(const Fields& fields, Session& session) {
-  const auto delegate = fields["class"].isNull() ? nullptr : hostObject(fields, session);
+void centerDelegate(F fields) {
+  const auto delegate = fields["class"].isNull() ? nullptr : hostObject(fields);
   UNUserNotificationCenter::currentNotificationCenter()->setDelegate(delegate);
 }
 
-void delegate(const Fields& fields, Session& session) {
+void delegate(F fields) {
   std::shared_ptr<ZNMessagingDelegate> made;
   if (!fields["implements"].isNull()) {
-    made = messagingDelegate(session, fields.texts("implements"), fields.texts("throws"));
+    made = messagingDelegate(fields.session(), fields.texts("implements"), fields.texts("throws"));
   }
   ZNMessaging::sharedInstance()->setMessagingDelegate(made);
-  session.messagingDelegate = made;
+  fields.session().messagingDelegate = made;
 }
 
-void track(const Fields& fields, Session&) {
-  ZNAnalytics::sharedInstance()->trackEvent(fields.text("event"),
-                                            ZNProperties::initWithAttributes(fields["attributes"]));
-}
-
-void post(const Fields& fields, Session&) {
-  NSNotificationCenter::defaultCenter()->postNotificationName(
-      fields.text("name") == "update" ? kNotificationNameUpdateModules : kNotificationNameUserReset);
-}
-
-void set(const Fields& fields, Session& session) {
+void set(F fields) {
   const Operation& setter = setterNamed(fields.text("on"), fields.text("property"));
-  setter.run(Arguments(setter.selector, setter.parameters, Value::array({fields["value"]}), session));
+  setter.run(Arguments(setter.selector, setter.parameters, Value::array({fields["value"]}), fields.session()));
 }
 
-void call(const Fields& fields, Session& session) {
+void call(F fields) {
   const Operation& called = operationNamed(fields.text("on"), fields.text("operation"));
-  const Arguments arguments(called.selector, called.parameters, fields["arguments"], session);
+  const Arguments arguments(called.selector, called.parameters, fields["arguments"], fields.session());
   const auto run = [&] {
     if (const auto returned = called.run(arguments)) {
-      session.print("returned", returned->isString()
-                                    ? Value(session.device().withoutTemporaryHome(std::string(returned->string())))
-                                    : *returned);
+      fields.session().print("returned",
+                             returned->isString()
+                                 ? Value(fields.device().withoutTemporaryHome(std::string(returned->string())))
+                                 : *returned);
     }
   };
   try {
     if (fields.text("thread") == "background") {
-      session.device().runInBackground(run);
+      fields.device().runInBackground(run);
     } else {
       run();
     }
@@ -84,33 +69,22 @@ void call(const Fields& fields, Session& session) {
     throw;
   } catch (...) {
     // Nothing may come back to a host: what does is shown, and the scenario goes on.
-    session.print("error", zn::currentExceptionText(), {{"operation", called.selector}});
+    fields.session().print("error", zn::currentExceptionText(), {{"operation", called.selector}});
   }
 }
 
-void inbox(const Fields&, Session& session) {
-  const Value entries = printed(ZNInboxHandler::sharedInstance()->getAllNotificationModelObjs());
-  session.print("inbox", entries ? entries : Value::array());
-}
-
-void explain(const Fields& fields, Session& session) {
-  ZNDeviceTriggersHandler::sharedInstance()->explainEvent(
-      fields.text("event"), zn::trackedDictionary(fields.orNil("attributes")),
-      [&session](const Value& explanation) { session.print("explain", explanation); });
-}
-
-void triggers(const Fields&, Session& session) {
+void triggers(F fields) {
   const auto all = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields();
   Value status = all.deviceTriggerStatus ? Value::array() : Value::null();
   for (const auto& each : all.statuses()) status.append(printed(each));
-  session.print("triggers", Value::dictionary({{"campaigns", orNull(printed(all.deviceTriggers))},
-                                               {"events", orNull(all.deviceTriggerEvents)},
-                                               {"status", status},
-                                               {"globalDelay", orNull(all.globalDelay)},
-                                               {"dndStart", orNull(all.dndStartTime)},
-                                               {"dndEnd", orNull(all.dndEndTime)},
-                                               {"lastSync", orNull(all.deviceTriggerLastUpdatedTime)},
-                                               {"lastPosted", orNull(all.deviceTriggerLastPostedTime)}}));
+  fields.session().print("triggers", Value::dictionary({{"campaigns", orNull(printed(all.deviceTriggers))},
+                                                        {"events", orNull(all.deviceTriggerEvents)},
+                                                        {"status", status},
+                                                        {"globalDelay", orNull(all.globalDelay)},
+                                                        {"dndStart", orNull(all.dndStartTime)},
+                                                        {"dndEnd", orNull(all.dndEndTime)},
+                                                        {"lastSync", orNull(all.deviceTriggerLastUpdatedTime)},
+                                                        {"lastPosted", orNull(all.deviceTriggerLastPostedTime)}}));
 }
 
 std::vector<Field> objectFields(Shape className) {
@@ -125,50 +99,58 @@ std::vector<Field> objectFields(Shape className) {
 
 std::vector<Command> hostCommands() {
   return {
-      {"object", objectFields(shape::name),
-       "Makes a host object of a class of that name with these operations; each prints a \"host\" line and\n"
-       "calls the completion handler it is given, or raises an exception if it is named in throws.\n"
-       "inherits: a class made before. conforms (true): to the notification-centre delegate protocol. A\n"
-       "known class name stands for the same object.",
-       object},
-      {"appDelegate", objectFields(shape::name),
-       "The same, and makes it the application's delegate (at the start, one of class \"AppDelegate\" that\n"
-       "implements nothing).",
-       appDelegate},
-      {"centerDelegate", objectFields(shape::nameOrNull),
-       "The same, and makes it the notification centre's delegate; class null sets none.", centerDelegate},
-      {"delegate",
-       {{"implements", required, shape::textsOrNull}, {"throws", optional, shape::texts}},
-       "Sets the module's messaging delegate to one that implements these operations; null sets none.",
-       delegate},
-      {"track",
-       {{"event", required, shape::text}, {"attributes", optional, shape::dictionary}},
-       "The host tracks an event with the analytics module.",
-       track},
-      {"post",
-       {{"name", required, shape::text, {"update", "reset"}}},
-       "The core posts its module-update or user-reset notification.",
-       post},
-      {"set",
-       {{"on", required, shape::text, {"ZNMessaging", "ZNNotificationHandler"}},
-        {"property", required, shape::name},
-        {"value", required, shape::anything}},
-       "Sets a public property.",
-       set},
-      {"call",
-       {{"on", required, shape::name},
-        {"operation", required, shape::name},
-        {"arguments", optional, shape::array},
-        {"thread", optional, shape::text, {"main", "background"}}},
-       "Calls one operation by its full selector and prints what it returns; see OPERATIONS.",
-       call},
-      {"inbox", {}, "Prints the inbox, in its order.", inbox},
-      {"explain",
-       {{"event", required, shape::text}, {"attributes", optional, shape::dictionary}},
-       "Prints what device triggers would do for that event now, and why: gates, the global delay, and\n"
-       "every stored campaign with every rule. Without any effect.",
-       explain},
-      {"triggers", {}, "Prints what device triggers keep: campaigns, showings, limits and times.", triggers},
+      command("object", objectFields(shape::name),
+              "Makes a host object of a class of that name with these operations; each prints a \"host\" line and\n"
+              "calls the completion handler it is given, or raises an exception if it is named in throws.\n"
+              "inherits: a class made before. conforms (true): to the notification-centre delegate protocol. A\n"
+              "known class name stands for the same object.",
+              [](F fields) { hostObject(fields); }),
+      command("appDelegate", objectFields(shape::name),
+              "The same, and makes it the application's delegate (at the start, one of class \"AppDelegate\" that\n"
+              "implements nothing).",
+              [](F fields) { UIApplication::sharedApplication()->setDelegate(hostObject(fields)); }),
+      command("centerDelegate", objectFields(shape::nameOrNull),
+              "The same, and makes it the notification centre's delegate; class null sets none.", centerDelegate),
+      command("delegate", {{"implements", required, shape::textsOrNull}, {"throws", optional, shape::texts}},
+              "Sets the module's messaging delegate to one that implements these operations; null sets none.",
+              delegate),
+      command("track", {{"event", required, shape::text}, {"attributes", optional, shape::dictionary}},
+              "The host tracks an event with the analytics module.",
+              [](F fields) {
+                ZNAnalytics::sharedInstance()->trackEvent(fields.text("event"),
+                                                          ZNProperties::initWithAttributes(fields["attributes"]));
+              }),
+      command("post", {{"name", required, shape::text, {"update", "reset"}}},
+              "The core posts its module-update or user-reset notification.",
+              [](F fields) {
+                NSNotificationCenter::defaultCenter()->postNotificationName(
+                    fields.text("name") == "update" ? kNotificationNameUpdateModules : kNotificationNameUserReset);
+              }),
+      command("set",
+              {{"on", required, shape::text, {"ZNMessaging", "ZNNotificationHandler"}},
+               {"property", required, shape::name},
+               {"value", required, shape::anything}},
+              "Sets a public property.", set),
+      command("call",
+              {{"on", required, shape::name},
+               {"operation", required, shape::name},
+               {"arguments", optional, shape::array},
+               {"thread", optional, shape::text, {"main", "background"}}},
+              "Calls one operation by its full selector and prints what it returns; see OPERATIONS.", call),
+      command("inbox", {}, "Prints the inbox, in its order.",
+              [](F fields) {
+                const Value entries = printed(ZNInboxHandler::sharedInstance()->getAllNotificationModelObjs());
+                fields.session().print("inbox", entries ? entries : Value::array());
+              }),
+      command("explain", {{"event", required, shape::text}, {"attributes", optional, shape::dictionary}},
+              "Prints what device triggers would do for that event now, and why: gates, the global delay, and\n"
+              "every stored campaign with every rule. Without any effect.",
+              [](F fields) {
+                ZNDeviceTriggersHandler::sharedInstance()->explainEvent(
+                    fields.text("event"), zn::trackedDictionary(fields.orNil("attributes")),
+                    [&session = fields.session()](const Value& explanation) { session.print("explain", explanation); });
+              }),
+      command("triggers", {}, "Prints what device triggers keep: campaigns, showings, limits and times.", triggers),
   };
 }
 

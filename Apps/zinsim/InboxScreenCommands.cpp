@@ -1,14 +1,11 @@
 // The inbox screen, and what the user does with it.
 
-#include <algorithm>
 #include <charconv>
-#include <functional>
 #include <optional>
 
 #include "Apps/zinsim/Commands.h"
 #include "Apps/zinsim/Delegates.h"
 #include "ZNDevices/Simulator/InboxScreen.h"
-#include "ZNPlatform/Foundation/Format.h"
 
 namespace zinsim {
 
@@ -16,105 +13,94 @@ using zn::Value;
 
 namespace {
 
-[[noreturn]] void refuseProperty(const std::string& name, const char* expected, const Value& value) {
-  refuse("property \"" + name + "\" of the inbox screen", expected, value);
-}
+using Inbox = ZNInboxViewController;
+using V = const Value&;
 
-std::optional<UIColor> color(const std::string& name, const Value& value) {
-  if (value.isNull()) return std::nullopt;
-  const auto made = UIColor::colorWithHexText(value.string());
-  if (!made) refuseProperty(name, "a colour \"#RRGGBB\" or null", value);
-  return made;
-}
+std::optional<UIColor> colorIn(V value) { return UIColor::colorWithHexText(value.string()); }
 
-std::optional<UIFont> font(const std::string& name, const Value& value) {
-  if (value.isNull()) return std::nullopt;
+/// Of a name that may hold blanks, and a size.
+std::optional<UIFont> fontIn(V value) {
   const std::string_view text = value.string();
-  const std::size_t blank = std::min(text.rfind(' '), text.size());
+  const std::size_t blank = text.rfind(' ');
+  if (blank == text.npos || blank == 0) return std::nullopt;
   double size = 0;
-  const std::string_view number = text.substr(std::min(blank + 1, text.size()));
-  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), size);
-  if (blank == 0 || error != std::errc() || end != number.data() + number.size()) {
-    refuseProperty(name, "a font \"Name size\" or null", value);
-  }
+  const char* const start = text.data() + blank + 1;
+  const auto [end, error] = std::from_chars(start, text.data() + text.size(), size);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return UIFont::fontWithName(std::string(text.substr(0, blank)), size);
 }
 
-using Inbox = ZNInboxViewController;
-using Change = std::function<void(Inbox&)>;
+constexpr Shape kColor{[](V value) { return value.isNull() || colorIn(value); }, "a colour \"#RRGGBB\" or null"};
+constexpr Shape kFont{[](V value) { return value.isNull() || fontIn(value); }, "a font \"Name size\" or null"};
 
-template <class T>
-using Setter = void (Inbox::*)(const std::optional<T>&);
+/// A property of the inbox screen that can be set.
+struct Property {
+  const char* name;
+  Shape shape;
+  void (*set)(Inbox& inbox, V value);
+};
 
-const std::pair<const char*, Setter<UIColor>> kColors[] = {
-    {"tableBackgroundColor", &Inbox::setTableBackgroundColor},
-    {"notificationTextLabelColor", &Inbox::setNotificationTextLabelColor},
-    {"dateTextLabelColor", &Inbox::setDateTextLabelColor},
-    {"cellBackgroundColor", &Inbox::setCellBackgroundColor}};
+const Property kProperties[] = {
+    {"tableBackgroundColor", kColor, [](Inbox& inbox, V value) { inbox.setTableBackgroundColor(colorIn(value)); }},
+    {"notificationTextLabelColor", kColor,
+     [](Inbox& inbox, V value) { inbox.setNotificationTextLabelColor(colorIn(value)); }},
+    {"dateTextLabelColor", kColor, [](Inbox& inbox, V value) { inbox.setDateTextLabelColor(colorIn(value)); }},
+    {"cellBackgroundColor", kColor, [](Inbox& inbox, V value) { inbox.setCellBackgroundColor(colorIn(value)); }},
+    {"notificationTextLabelFont", kFont,
+     [](Inbox& inbox, V value) { inbox.setNotificationTextLabelFont(fontIn(value)); }},
+    {"dateTextLabelFont", kFont, [](Inbox& inbox, V value) { inbox.setDateTextLabelFont(fontIn(value)); }},
+    {"notificationTextLabelUnreadFont", kFont,
+     [](Inbox& inbox, V value) { inbox.setNotificationTextLabelUnreadFont(fontIn(value)); }},
+    {"inboxTitle", shape::textOrNull,
+     [](Inbox& inbox, V value) { inbox.setInboxTitle(value.isNull() ? zn::nil : value); }},
+    {"shouldProcessNotificationActions", shape::boolean,
+     [](Inbox& inbox, V value) { inbox.setShouldProcessNotificationActions(value.boolean()); }},
+};
 
-const std::pair<const char*, Setter<UIFont>> kFonts[] = {
-    {"notificationTextLabelFont", &Inbox::setNotificationTextLabelFont},
-    {"dateTextLabelFont", &Inbox::setDateTextLabelFont},
-    {"notificationTextLabelUnreadFont", &Inbox::setNotificationTextLabelUnreadFont}};
-
-/// What sets one property; throws UsageError for one that the screen does not have, or not so.
-Change changeFor(const std::string& name, const Value& value) {
-  for (const auto& [known, setter] : kColors) {
-    if (name == known) return [set = setter, made = color(name, value)](Inbox& inbox) { (inbox.*set)(made); };
+const Property& propertyFor(const Value::Entry& entry) {
+  for (const Property& property : kProperties) {
+    if (entry.name() != property.name) continue;
+    if (property.shape.fits(entry.value)) return property;
+    refuse("property \"" + std::string(property.name) + "\" of the inbox screen", property.shape.expected, entry.value);
   }
-  for (const auto& [known, setter] : kFonts) {
-    if (name == known) return [set = setter, made = font(name, value)](Inbox& inbox) { (inbox.*set)(made); };
-  }
-  if (name == "inboxTitle") {
-    if (!shape::textOrNull.fits(value)) refuseProperty(name, shape::textOrNull.expected, value);
-    return [value](Inbox& inbox) { inbox.setInboxTitle(value.isNull() ? zn::nil : value); };
-  }
-  if (name == "shouldProcessNotificationActions") {
-    if (!value.isBoolean()) refuseProperty(name, shape::boolean.expected, value);
-    return [value](Inbox& inbox) { inbox.setShouldProcessNotificationActions(value.boolean()); };
-  }
-  throw UsageError("the inbox screen has no property \"" + name + "\" that can be set");
+  throw UsageError("the inbox screen has no property \"" + std::string(entry.name()) + "\" that can be set");
 }
 
-void openInbox(const Fields& fields, Session& session) {
-  std::vector<Change> changes;
-  for (const auto& entry : fields["properties"].entries()) {
-    changes.push_back(changeFor(std::string(entry.name()), entry.value));
-  }
+void openInbox(F fields) {
+  Session& session = fields.session();
+  const auto entries = fields["properties"].entries();
+  for (const auto& entry : entries) propertyFor(entry);  // nothing is opened for one that cannot be set
   const auto delegate = inboxCellDelegate(session, fields.texts("delegate"));
   session.inboxScreen = zn::InboxScreen::open();
   if (!session.inboxScreen) return;
-  for (const Change& change : changes) change(*session.inboxScreen->inbox());
+  Inbox& inbox = *session.inboxScreen->inbox();
+  for (const auto& entry : entries) propertyFor(entry).set(inbox, entry.value);
   session.inboxCellDelegate = delegate;
-  session.inboxScreen->inbox()->setDelegate(delegate);
+  inbox.setDelegate(delegate);
   session.inboxScreen->appear();
 }
 
-zn::InboxScreen& openScreen(const Session& session) {
-  if (!session.inboxScreen) throw UsageError("no inbox screen is open");
-  return *session.inboxScreen;
+zn::InboxScreen& openScreen(F fields) {
+  if (!fields.session().inboxScreen) throw UsageError("no inbox screen is open");
+  return *fields.session().inboxScreen;
 }
-
-void tapRow(const Fields& fields, Session& session) { openScreen(session).tapRow(fields.integer("row")); }
-void deleteRow(const Fields& fields, Session& session) { openScreen(session).deleteRow(fields.integer("row")); }
-void showInbox(const Fields&, Session& session) { session.print("screen", openScreen(session).shown()); }
 
 }  // namespace
 
 std::vector<Command> inboxScreenCommands() {
   return {
-      {"openInbox",
-       {{"properties", optional, shape::dictionary}, {"delegate", optional, shape::texts}},
-       "Puts the inbox screen on a new view controller of the host, sets these properties (colours as\n"
-       "\"#RRGGBB\", fonts as \"Name size\") and a cell delegate that implements these operations, and lets\n"
-       "it appear.",
-       openInbox},
-      {"tapRow", {{"row", required, shape::integer}}, "The user taps that row of the open inbox screen.", tapRow},
-      {"deleteRow",
-       {{"row", required, shape::integer}},
-       "The user swipes that row of the open inbox screen away.",
-       deleteRow},
-      {"showInbox", {}, "Asks the open inbox screen for its cells and prints what it shows.", showInbox},
+      command("openInbox", {{"properties", optional, shape::dictionary}, {"delegate", optional, shape::texts}},
+              "Puts the inbox screen on a new view controller of the host, sets these properties (colours as\n"
+              "\"#RRGGBB\", fonts as \"Name size\") and a cell delegate that implements these operations, and lets\n"
+              "it appear.",
+              openInbox),
+      command("tapRow", {{"row", required, shape::integer}}, "The user taps that row of the open inbox screen.",
+              [](F fields) { openScreen(fields).tapRow(fields.integer("row")); }),
+      command("deleteRow", {{"row", required, shape::integer}},
+              "The user swipes that row of the open inbox screen away.",
+              [](F fields) { openScreen(fields).deleteRow(fields.integer("row")); }),
+      command("showInbox", {}, "Asks the open inbox screen for its cells and prints what it shows.",
+              [](F fields) { fields.session().print("screen", openScreen(fields).shown()); }),
   };
 }
 

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "Apps/CommandLine.h"
 
@@ -56,58 +57,45 @@ void waitForInput(int descriptor) {
 }  // namespace
 
 LineReader::LineReader(const std::string& path) : name_(path == "-" ? "standard input" : path) {
+  if (path != "-") file_ = zn::Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (path != "-" && !file_) throw apps::UsageError(name_ + ": " + std::strerror(errno));
   struct stat status = {};
-  if (path != "-") {
-    descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor_ < 0) throw apps::UsageError(name_ + ": " + std::strerror(errno));
-  }
-  if (fstat(descriptor_, &status) == 0 && S_ISDIR(status.st_mode)) {
-    if (descriptor_ > 0) ::close(descriptor_);
+  if (fstat(input(), &status) == 0 && S_ISDIR(status.st_mode)) {
     throw apps::UsageError(name_ + ": " + std::strerror(EISDIR));
   }
   noteEndingSignals();
-}
-
-LineReader::~LineReader() {
-  if (descriptor_ > 0) ::close(descriptor_);
 }
 
 int LineReader::endedBySignal() { return endingSignal; }
 
 bool LineReader::readMore() {
   char bytes[64 * 1024];
-  while (true) {
-    waitForInput(descriptor_);
+  while (!endingSignal) {
+    waitForInput(input());
     if (endingSignal) break;
-    const ssize_t count = ::read(descriptor_, bytes, sizeof bytes);
-    if (count > 0) {
-      pending_.append(bytes, static_cast<std::size_t>(count));
-      return true;
-    }
-    if (count == 0) break;
-    if (errno != EINTR) throw apps::UsageError(name_ + ": " + std::strerror(errno));
+    const ssize_t count = ::read(input(), bytes, sizeof bytes);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) throw apps::UsageError(name_ + ": " + std::strerror(errno));
+    pending_.append(bytes, static_cast<std::size_t>(count));
+    isAtEnd_ = count == 0;
+    return !isAtEnd_;
   }
   return false;
 }
 
 std::optional<std::string> LineReader::next() {
-  std::size_t searched = start_;
-  while (!endingSignal) {
-    const std::size_t end = pending_.find('\n', searched);
-    if (end != std::string::npos) {
-      std::string line = pending_.substr(start_, end - start_);
-      start_ = end + 1;
-      return line;
-    }
-    pending_.erase(0, start_);
-    start_ = 0;
-    searched = pending_.size();
-    if (isAtEnd_) return std::nullopt;
-    if (readMore()) continue;
-    isAtEnd_ = true;
-    if (!pending_.empty() && !endingSignal) return std::exchange(pending_, {});
+  std::size_t end = pending_.find('\n', start_);
+  while (end == std::string::npos) {
+    pending_.erase(0, std::exchange(start_, 0));
+    const std::size_t searched = pending_.size();
+    if (isAtEnd_ || !readMore()) break;
+    end = pending_.find('\n', searched);
   }
-  return std::nullopt;
+  if (endingSignal || (end == std::string::npos && pending_.empty())) return std::nullopt;
+  if (end == std::string::npos) return std::exchange(pending_, {});
+  std::string line = pending_.substr(start_, end - start_);
+  start_ = end + 1;
+  return line;
 }
 
 }  // namespace zinsim

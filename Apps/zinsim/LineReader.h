@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 
+#include "ZNPlatform/Foundation/Descriptor_p.h"
+
 namespace zinsim {
 
 /// Reads a file, or standard input, line by line. A signal that asks the process to end (interrupt, hang-up, terminate)
@@ -11,9 +13,6 @@ class LineReader {
  public:
   /// "-" is standard input. Throws UsageError when the file cannot be opened.
   explicit LineReader(const std::string& path);
-  ~LineReader();
-  LineReader(const LineReader&) = delete;
-  LineReader& operator=(const LineReader&) = delete;
 
   /// The next line without its line feed, or nothing at the end. Throws UsageError when it cannot be read.
   std::optional<std::string> next();
@@ -21,10 +20,11 @@ class LineReader {
   static int endedBySignal();
 
  private:
+  int input() const { return file_ ? file_.get() : 0; }
   bool readMore();
 
   std::string name_;
-  int descriptor_ = 0;
+  zn::Descriptor file_;  // none for standard input
   std::string pending_;
   std::size_t start_ = 0;  // of what was not handed out yet
   bool isAtEnd_ = false;

@@ -67,59 +67,29 @@ Arguments::Arguments(const std::string& selector, const std::vector<Shape>& para
   }
 }
 
-Value Arguments::value(std::size_t index) const { return isGiven(index) ? values_[index] : zn::nil; }
-
-zn::Data Arguments::data(std::size_t index) const {
-  const auto bytes = values_[index].data();
-  return zn::Data(bytes.begin(), bytes.end());
+void Arguments::read(const Value&, std::shared_ptr<UIApplication>& into) const {
+  into = UIApplication::sharedApplication();
 }
 
-std::shared_ptr<UIApplication> Arguments::application(std::size_t index) const {
-  return isGiven(index) ? UIApplication::sharedApplication() : nullptr;
+void Arguments::read(const Value&, std::shared_ptr<UNUserNotificationCenter>& into) const {
+  into = UNUserNotificationCenter::currentNotificationCenter();
 }
 
-std::shared_ptr<UNUserNotificationCenter> Arguments::center(std::size_t index) const {
-  return isGiven(index) ? UNUserNotificationCenter::currentNotificationCenter() : nullptr;
-}
-
-UNNotificationResponse Arguments::response(std::size_t index) const {
-  if (!isGiven(index)) return {};
-  const Value& action = values_[index]["action"];
-  return zn::Simulator::responseFor(values_[index].validObjectForKey("payload"),
+void Arguments::read(const Value& given, UNNotificationResponse& into) const {
+  const Value& action = given["action"];
+  into = zn::Simulator::responseFor(given.validObjectForKey("payload"),
                                     action.isNil() ? "default" : std::string(action.string()),
                                     zn::Date{session_.device().now()});
 }
 
-UNNotification Arguments::notification(std::size_t index) const {
-  if (!isGiven(index)) return {};
-  return zn::Simulator::notificationFor(values_[index].validObjectForKey("payload"), zn::Date{session_.device().now()});
+void Arguments::read(const Value& given, UNNotification& into) const {
+  into = zn::Simulator::notificationFor(given.validObjectForKey("payload"), zn::Date{session_.device().now()});
 }
 
-std::function<void()> Arguments::completion(std::size_t index) const {
-  if (!isGiven(index)) return nullptr;
-  return [&session = session_] { session.print("completion", zn::nil); };
-}
-
-std::function<void(bool)> Arguments::booleanCompletion(std::size_t index) const {
-  if (!isGiven(index)) return nullptr;
-  return [&session = session_](bool value) { session.print("completion", value); };
-}
-
-std::function<void(unsigned)> Arguments::optionsCompletion(std::size_t index) const {
-  if (!isGiven(index)) return nullptr;
-  return [&session = session_](unsigned options) { session.print("completion", options); };
-}
-
-std::function<void(const Value&)> Arguments::valueCompletion(std::size_t index) const {
-  if (!isGiven(index)) return nullptr;
-  return [&session = session_](const Value& value) { session.print("completion", value); };
-}
-
-zn::CategorySet Arguments::categories(std::size_t index) const {
-  zn::CategorySet set;
-  for (const Value& element : values_[index].elements()) {
+void Arguments::read(const Value& given, zn::CategorySet& into) const {
+  for (const Value& element : given.elements()) {
     if (!element.isDictionary()) {
-      set.holdsOthers = true;
+      into.holdsOthers = true;
       continue;
     }
     UNNotificationCategory category;
@@ -128,81 +98,67 @@ zn::CategorySet Arguments::categories(std::size_t index) const {
     for (const Value& action : actions.elements()) {
       category.actions.push_back({action.validObjectForKey("identifier"), action.validObjectForKey("title"), 0});
     }
-    set.categories.push_back(std::move(category));
+    into.categories.push_back(std::move(category));
   }
-  return set;
 }
 
-std::shared_ptr<zn::Object> Arguments::object(std::size_t index) const {
-  if (!isGiven(index)) return nullptr;
-  const std::string name(values_[index].string());
-  if (auto known = session_.device().hostObjectNamed(name)) return known;
-  if (name == "center") return UNUserNotificationCenter::currentNotificationCenter();
-  throw UsageError("there is no host object of class \"" + name + "\"");
+void Arguments::read(const Value& given, std::shared_ptr<zn::Object>& into) const {
+  const std::string name(given.string());
+  into = session_.device().hostObjectNamed(name);
+  if (!into && name == "center") into = UNUserNotificationCenter::currentNotificationCenter();
+  if (!into) throw UsageError("there is no host object of class \"" + name + "\"");
 }
 
-std::shared_ptr<ZNDeviceTriggerCampaign> Arguments::campaign(std::size_t index) const {
-  return isGiven(index) ? campaignFor(values_[index]) : std::make_shared<ZNDeviceTriggerCampaign>();
+void Arguments::read(const Value& given, Record<ZNDeviceTriggerCampaign>& into) const {
+  into.record = campaignFor(given);
 }
 
-std::shared_ptr<ZNDeviceTriggerPayload> Arguments::triggerPayload(std::size_t index) const {
-  return ZNDeviceTriggerPayload::initWithDictionary(value(index));
+void Arguments::read(const Value& given, Record<ZNDeviceTriggerPayload>& into) const {
+  into.record = ZNDeviceTriggerPayload::initWithDictionary(given);
 }
 
-zn::CampaignList Arguments::campaigns(std::size_t index) const {
-  zn::CampaignList list;
-  for (const Value& element : values_[index].elements()) list.push_back(campaignFor(element));
-  return list;
+void Arguments::read(const Value& given, zn::CampaignList& into) const {
+  for (const Value& element : given.elements()) into.push_back(campaignFor(element));
 }
 
-std::shared_ptr<ZNDeviceTriggers> Arguments::container(std::size_t index) const {
-  if (!isGiven(index)) return nullptr;
-  const auto read = zn::NSKeyedUnarchiver::unarchiveObjectWithData(archivedRecord(values_[index]),
-                                                                   ZNDeviceTriggers::archivedClasses());
-  auto container = std::dynamic_pointer_cast<ZNDeviceTriggers>(read.root);
-  if (!container || read.damaged) {
-    throw UsageError("this is no container of device triggers: " + shown(values_[index]) + " " + read.error);
-  }
-  return container;
+void Arguments::read(const Value& given, std::shared_ptr<ZNDeviceTriggers>& into) const {
+  const auto read =
+      zn::NSKeyedUnarchiver::unarchiveObjectWithData(archivedRecord(given), ZNDeviceTriggers::archivedClasses());
+  into = std::dynamic_pointer_cast<ZNDeviceTriggers>(read.root);
+  if (into && !read.damaged) return;
+  throw UsageError("this is no container of device triggers: " + shown(given) + " " + read.error);
 }
 
-std::shared_ptr<ZNDTPostInfo> Arguments::postInfo(std::size_t index) const {
-  if (!isGiven(index)) return nullptr;
-  const Value campaign = values_[index].validObjectForKey("campaign");
-  const Value payload = values_[index].validObjectForKey("payload");
-  return ZNDTPostInfo::initWithCampaign(campaign ? campaignFor(campaign) : nullptr,
+void Arguments::read(const Value& given, std::shared_ptr<ZNDTPostInfo>& into) const {
+  const Value campaign = given.validObjectForKey("campaign");
+  const Value payload = given.validObjectForKey("payload");
+  into = ZNDTPostInfo::initWithCampaign(campaign ? campaignFor(campaign) : nullptr,
                                         payload ? ZNDeviceTriggerPayload::initWithDictionary(payload) : nullptr,
-                                        values_[index]["isOffline"].boolean());
+                                        given["isOffline"].boolean());
 }
 
-UNNotificationRequest Arguments::request(std::size_t index) const {
-  const Value& line = values_[index];
-  const auto field = [&](const char* key) { return line.validObjectForKey(key); };
-  UNNotificationRequest made;
-  made.identifier = field("notification").string();
-  made.content.userInfo = field("userInfo");
-  made.content.title = field("title");
-  made.content.subtitle = field("subtitle");
-  made.content.body = field("body");
-  made.content.categoryIdentifier = field("category");
+void Arguments::read(const Value& given, UNNotificationRequest& into) const {
+  const auto field = [&](const char* key) { return given.validObjectForKey(key); };
+  into.identifier = field("notification").string();
+  into.content.userInfo = field("userInfo");
+  into.content.title = field("title");
+  into.content.subtitle = field("subtitle");
+  into.content.body = field("body");
+  into.content.categoryIdentifier = field("category");
   if (const Value sound = field("sound")) {
-    made.content.sound = sound == Value("default") ? UNNotificationSound::defaultSound()
+    into.content.sound = sound == Value("default") ? UNNotificationSound::defaultSound()
                                                    : UNNotificationSound::soundNamed(std::string(sound.string()));
   }
-  if (const Value delay = field("delay")) made.trigger = UNTimeIntervalNotificationTrigger{delay.doubleValue()};
-  return made;
+  if (const Value delay = field("delay")) into.trigger = UNTimeIntervalNotificationTrigger{delay.doubleValue()};
 }
 
-std::optional<std::vector<std::string>> Arguments::texts(std::size_t index) const {
-  if (!isGiven(index)) return std::nullopt;
-  std::vector<std::string> texts;
-  for (const Value& text : values_[index].elements()) texts.emplace_back(text.string());
-  return texts;
+void Arguments::read(const Value& given, std::optional<std::vector<std::string>>& into) const {
+  into.emplace();
+  for (const Value& text : given.elements()) into->emplace_back(text.string());
 }
 
-std::optional<UNTimeIntervalNotificationTrigger> Arguments::trigger(std::size_t index) const {
-  if (!isGiven(index)) return std::nullopt;
-  return UNTimeIntervalNotificationTrigger{values_[index].doubleValue()};
+void Arguments::read(const Value& given, std::optional<UNTimeIntervalNotificationTrigger>& into) const {
+  into = UNTimeIntervalNotificationTrigger{given.doubleValue()};
 }
 
 Value printed(const std::shared_ptr<ZNInboxModel>& entry) {
@@ -238,6 +194,11 @@ Value printed(const std::shared_ptr<const ZNDeviceTriggerStatus>& status) {
                             {"lastShown", orNull(status->lastShownTime())},
                             {"shown", orNull(status->numberOfTimesShown())}});
 }
+
+Value printed(const std::shared_ptr<ZNDeviceTriggerPayload>& payload) {
+  return payload ? payload->pushDict() : zn::nil;
+}
+Value printed(const std::shared_ptr<zn::Object>& object) { return object ? Value(object->isa().name()) : zn::nil; }
 
 Value printed(const UIFont& font) {
   return font.name.empty() ? zn::nil : Value(font.name + " " + zn::numberText(font.size));

@@ -61,7 +61,7 @@ ARGUMENTS OF CALLS, in the selector's order; what is left out at the end is null
   a completion               "completion", which prints {"completion": value}; or null for none
 )";
 
-constexpr const char* kEffects =
+constexpr const char* kEffectsAndExamples =
     R"(
 EFFECTS
   {"log": text, "type": n}                       an ordinary log line
@@ -98,10 +98,7 @@ EFFECTS
   {"completion": value}                          what a call's completion was called with
   {"defaults": value, "key": key, "store": store}, {"exists": bool, "path": path}, {"inbox": [...]}
                                                  what a command asked for
-)";
 
-constexpr const char* kExamples =
-    R"(
 EXAMPLES
   What does a click on this push do?
 
@@ -153,9 +150,7 @@ std::string furtherHelp() {
     text += "  " + std::string(table.className) + "\n";
     for (const Operation& each : table.operations) text += "    " + std::string(each.selector) + "\n";
   }
-  text += kEffects;
-  text += kExamples;
-  return text;
+  return text + kEffectsAndExamples;
 }
 
 }  // namespace

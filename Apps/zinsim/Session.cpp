@@ -53,11 +53,11 @@ void runLine(std::string_view line, Session& session, const std::function<void(c
     if (name.isNil()) throw UsageError("a command needs the field \"do\"");
     if (!name.isString()) throw UsageError("field \"do\" must be a command's name, not " + shown(name));
     const Command& command = commandNamed(name.string());
-    const Fields fields(command.name, command.fields, text);
+    const Fields fields(command.name, command.fields, text, session);
     for (const std::string& field : fields.ignored()) {
       warn("\"" + std::string(command.name) + "\" has no field \"" + field + "\", which is ignored");
     }
-    command.run(fields, session);
+    command.run(fields);
   } catch (const zn::Exception& refusal) {
     throw UsageError(refusal.reason());
   }

@@ -1,7 +1,5 @@
 #include "Apps/zinstory/ShopInbox.h"
 
-#include <sys/wait.h>
-
 #include <filesystem>
 #include <fstream>
 #include <memory>

@@ -42,6 +42,36 @@ std::string sourceText(const zn::Value& source) {
   return source["kind"] == zn::Value("push") ? "another sender's push" : valueText(value);
 }
 
+std::string ownText(const zn::Effect& effect) { return valueText(effect.value()); }
+
+std::string alertText(const zn::Effect& effect) {
+  std::string text = ownText(effect) + ": " + valueText(effect.fields["message"]);
+  for (const zn::Value& button : effect.fields["buttons"].elements()) text += " [" + valueText(button["title"]) + "]";
+  return text;
+}
+
+/// How effects of one kind are told.
+struct Telling {
+  const char* kind;
+  const char* label;
+  std::string (*text)(const zn::Effect& effect);
+};
+
+using E = const zn::Effect&;
+
+const Telling kTellings[] = {
+    {"broadcast", "broadcast", ownText},
+    {"log", "log", ownText},
+    {"error", "error", ownText},
+    {"saved", "saved", [](E effect) { return ownText(effect) + " file"; }},
+    {"flush", "flush", [](E) { return std::string("queued events are to be sent now"); }},
+    {"open", "opened", [](E effect) { return ownText(effect) + " " + valueText(effect.fields["url"]); }},
+    {"alert", "alert", alertText},
+    {"pasteboard", "copied", ownText},
+    {"userAttribute", "attribute", [](E effect) { return ownText(effect) + "=" + valueText(effect.fields["value"]); }},
+    {"analytics", "sent", [](E) { return std::string("the device's record, with its token and attributes"); }},
+    {"request", "asked", [](E effect) { return zn::format("the server's service %@", effect.value()); }}};
+
 }  // namespace
 
 std::string dateText(double secondsSince1970) { return utcText(secondsSince1970, "%-d %B %Y, %H:%M:%S UTC"); }
@@ -69,49 +99,16 @@ void Teller::step(const std::string& name, const std::function<void()>& action) 
 void Teller::show(const zn::Effect& effect) {
   // These are of no interest to who reads the story.
   if (effect.kind == "optOutEvents" || effect.kind == "responded" || effect.kind == "host") return;
-  if (effect.kind == "event") {
-    showEvent(effect);
-  } else if (effect.kind == "badge") {
-    showBadge(effect);
-  } else if (effect.kind == "broadcast" || effect.kind == "log" || effect.kind == "error") {
-    page_.effect(effect.kind, valueText(effect.value()));
-  } else if (effect.kind == "saved") {
-    page_.effect("saved", valueText(effect.value()) + " file");
-  } else if (effect.kind == "flush") {
-    page_.effect("flush", "queued events are to be sent now");
-  } else if (!showScreenEffect(effect) && !showServerEffect(effect)) {
-    page_.effect(effect.kind, effect.line());
-  }
-}
-
-bool Teller::showScreenEffect(const zn::Effect& effect) {
-  if (effect.kind == "open") {
-    page_.effect("opened", valueText(effect.value()) + " " + valueText(effect.fields["url"]));
-  } else if (effect.kind == "alert") {
-    std::string text = valueText(effect.value()) + ": " + valueText(effect.fields["message"]);
-    for (const zn::Value& button : effect.fields["buttons"].elements()) text += " [" + valueText(button["title"]) + "]";
-    page_.effect("alert", text);
-  } else if (effect.kind == "pasteboard") {
-    page_.effect("copied", valueText(effect.value()));
-  } else {
-    return false;
-  }
-  return true;
-}
-
-bool Teller::showServerEffect(const zn::Effect& effect) {
+  if (effect.kind == "event") return showEvent(effect);
+  if (effect.kind == "badge") return showBadge(effect);
   if (effect.kind == "sources") {
     for (const zn::Value& source : effect.value().elements()) page_.effect("came from", sourceText(source));
-  } else if (effect.kind == "userAttribute") {
-    page_.effect("attribute", valueText(effect.value()) + "=" + valueText(effect.fields["value"]));
-  } else if (effect.kind == "analytics") {
-    page_.effect("sent", "the device's record, with its token and attributes");
-  } else if (effect.kind == "request") {
-    page_.effect("asked", zn::format("the server's service %@", effect.value()));
-  } else {
-    return false;
+    return;
   }
-  return true;
+  for (const Telling& telling : kTellings) {
+    if (effect.kind == telling.kind) return page_.effect(telling.label, telling.text(effect));
+  }
+  page_.effect(effect.kind, effect.line());
 }
 
 void Teller::showEvent(const zn::Effect& effect) {

@@ -26,8 +26,6 @@ class Teller {
   void show(const zn::Effect& effect);
   void showEvent(const zn::Effect& effect);
   void showBadge(const zn::Effect& effect);
-  bool showScreenEffect(const zn::Effect& effect);  ///< false for an effect of another kind
-  bool showServerEffect(const zn::Effect& effect);  ///< likewise
 
   const std::shared_ptr<zn::Simulator> device_;
   Page& page_;

@@ -31,11 +31,6 @@ Value explain(Shop& shop, const std::string& name, const Value& attributes) {
   return answer.get();
 }
 
-/// Until the pause that the account keeps between any two notifications is over.
-void awaitGlobalDelay(Shop& shop) {
-  shop.await("the end of the pause", [] { return ZNDeviceTriggersHandler::sharedInstance()->checkForGlobalDelay(); });
-}
-
 /// Why the campaign would not fire; "" for one that would.
 std::string verdictOf(const Shop& shop, const Value& explained, const Value& globalDelay, const std::string& event) {
   if (explained["fires"].boolean()) return "";
@@ -100,7 +95,8 @@ void tellTriggers(Shop& shop, const std::function<void()>& stopServer) {
   page.paragraph(zn::format("Synchronised: %ld campaigns are stored on the device.", storedCampaigns().size()));
   tellEvent(shop, "ADDED_TO_CART", Value::dictionary({{"category", "socks"}, {"price", 12}}));
   tellEvent(shop, "ADDED_TO_CART", Value::dictionary({{"category", "jackets"}, {"price", 129}}));
-  awaitGlobalDelay(shop);
+  // The account keeps a pause between any two notifications.
+  shop.await("the end of the pause", [] { return ZNDeviceTriggersHandler::sharedInstance()->checkForGlobalDelay(); });
   stopServer();
   page.blankLine();
   page.paragraph("The server is stopped; what was stored with a campaign is shown where it allows that.");

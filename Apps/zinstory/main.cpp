@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
@@ -14,7 +15,6 @@
 #include "Apps/zinstory/Shop.h"
 #include "Apps/zinstory/Starts.h"
 #include "Apps/zinstory/Story.h"
-#include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/TemporaryFolder_p.h"
 
@@ -53,20 +53,22 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
   return line.read(count, arguments);
 }
 
-int run(const std::function<void()>& body) {
+int complainOfExceptions(const std::function<int()>& body) {
   try {
-    body();
-  } catch (const zn::Exception& problem) {
-    return complain(problem.reason(), kFailed);
+    return body();
   } catch (const std::exception& problem) {
     return complain(problem.what(), kFailed);
   }
-  return apps::finishOutput();
 }
 
 /// One start of the application; returns its exit status.
 int start(zinstory::Starts& starts, const std::function<void()>& body) {
-  const int status = starts.run([&] { return run(body); });
+  const int status = starts.run([&] {
+    return complainOfExceptions([&] {
+      body();
+      return apps::finishOutput();
+    });
+  });
   if (status > kSignalled && status != kSignalled + SIGPIPE && !starts.isAskedToEnd()) {
     complain(zn::format("a start of the application ended by signal %d", status - kSignalled), kFailed);
   }
@@ -93,13 +95,9 @@ int tell(const Options& options) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  try {
+  return complainOfExceptions([&] {
     Options options;
-    if (const auto status = readOptions(count, arguments, options)) return *status;
-    return tell(options);
-  } catch (const zn::Exception& problem) {
-    return complain(problem.reason(), kFailed);
-  } catch (const std::exception& problem) {
-    return complain(problem.what(), kFailed);
-  }
+    const auto status = readOptions(count, arguments, options);
+    return status ? *status : tell(options);
+  });
 }

@@ -6,6 +6,7 @@
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/EventQueue_p.h"
 #include "ZNAnalytics/ZNAnalytics.h"
+#include "ZNAnalytics/ZNSource.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Json.h"
@@ -85,7 +86,7 @@ TEST_F(AnalyticsTest, AFailedFlushKeepsWhatWasTrackedAndTriesAgainAfterAPause) {
   EXPECT_EQ(names(first), "a b ");
   EXPECT_EQ(first.elements()[0]["id"].string().size(), 36u);
   EXPECT_NE(first.elements()[0]["id"], first.elements()[1]["id"]);
-  answer({});
+  answer({zn::nil, 401});  // no refusal of the events themselves
   flush();
   EXPECT_EQ(sent, (std::vector<bool>{false, false}));
   EXPECT_EQ(transport->bodies.size(), 1u) << "within the pause";
@@ -147,6 +148,11 @@ TEST_F(AnalyticsTest, WhatTheServerRefusesByItselfIsSetAsideAndTheRestIsSent) {
   ASSERT_TRUE(refused);
   EXPECT_EQ(std::count(refused->begin(), refused->end(), '\n'), 2);
   EXPECT_EQ(zn::readFile(device.home() + "/Library/ZNAnalytics/Events.jsonl")->size(), 0u);
+}
+
+TEST(Source, ALinkIsOneByAParameterWhoseNameBeginsWithUtm) {
+  EXPECT_TRUE(ZNSource::initSourceWithURL("https://shop.example/?a=1&utm_source=push")->isValidSource());
+  EXPECT_FALSE(ZNSource::initSourceWithURL("https://shop.example/?my_utm_source=push&utm=1")->isValidSource());
 }
 
 TEST(RetryPauses, GrowSpreadAndHonourWhatTheServerAsksFor) {

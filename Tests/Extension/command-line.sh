@@ -62,10 +62,6 @@ hint="Try 'zinextension --help' for more information."
 gives 2 "zinextension: option --home is needed
 $hint" </dev/null
 gives 1 "zinextension: none.jsonl: No such file or directory" "${store[@]}" none.jsonl </dev/null
-chmod 500 home/Preferences
-if [[ ! -w home/Preferences ]]; then  # root may write everywhere
-  echo '{"zintar": {"cid": "third"}}' | "$zinextension" "${store[@]}" 2>err.txt
-  [[ $? == 1 && -s err.txt ]] || complain "a store that cannot be written goes unnoticed"
-fi
-chmod 700 home/Preferences
+said=$(echo '{"zintar": {"cid": "third"}}' | (trap '' XFSZ; ulimit -f 0; "$zinextension" "${store[@]}" 2>&1))
+[[ $? == 1 && $said ]] || complain "a store that cannot be written goes unnoticed: $said"
 exit $((failures > 0))

@@ -15,7 +15,6 @@
 #include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/RawServer.h"
 #include "Tests/Support/Requests.h"
-#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 
@@ -112,20 +111,10 @@ std::vector<Misbehaviour> misbehaviours() {
     };
   };
   return {
-      {"closes at once", [](RawConnection&) {}, ""},
       {"closes without an answer", saying(""), "Empty reply"},
-      {"closes within the header", saying("HTTP/1.1 200 OK\r\nContent-Le"), ""},
       {"closes within the body", saying("HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n{\"a\": 1}"), " 12 bytes "},
-      {"closes within a chunk", saying("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n8\r\n{\"a\": 1}\r\n"), ""},
       {"speaks something else", saying("SSH-2.0-server\r\n"), "HTTP/0.9"},
       {"hangs", [](RawConnection& connection) { connection.waitUntilGone(); }, "timed out"},
-      {"hangs within the body",
-       [](RawConnection& connection) {
-         connection.request();
-         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\n{\"a\"");
-         connection.waitUntilGone();
-       },
-       "timed out"},
       {"sends byte by byte",
        [](RawConnection& connection) {
          connection.request();
@@ -137,13 +126,9 @@ std::vector<Misbehaviour> misbehaviours() {
       {"redirects", saying("HTTP/1.1 307 Temporary Redirect\r\nLocation: /v1/elsewhere\r\nContent-Length: 0\r\n\r\n"),
        "status 307"},
       {"answers 500", answers(R"({"a": 1})", "500 Oops"), "status 500"},
-      {"answers 404", answers("", "404 Not Found"), "status 404"},
       {"answers 204", answers("", "204 No Content"), "not JSON"},
-      {"answers nothing", answers(""), "not JSON"},
-      {"answers HTML", answers("<html></html>"), "not JSON"},
       {"answers half an object", answers(R"({"a": {"b": 1})"), "not JSON"},
       {"answers an array", answers("[1]"), "no JSON object"},
-      {"answers null", answers("null"), "no JSON object"},
       {"answers what is not UTF-8", answers("{\"a\": \"\xff\"}"), "not JSON"},
       {"nests deeply", answers(std::string(100000, '[')), "not JSON"},
       {"fills the memory", answers(manyTimes("[[[[]]]]", 400'000)), "too much memory"},
@@ -162,8 +147,7 @@ TEST_F(HttpTransportTest, WhateverTheServerDoesTheAnswerIsNilOnce) {
     EXPECT_TRUE(failure.starts_with("Network -- Request to service 7 failed: ")) << failure;
     EXPECT_TRUE(never ? isTimeout(failure) : failure.find(each.reason) != failure.npos) << each.what << ": " << failure;
   }
-  const int closedPort = RawServer([](RawConnection&) {}).port();
-  configure(closedPort);
+  configure(RawServer([](RawConnection&) {}).port());  // which is closed again
   EXPECT_EQ(start(transport).response(), zn::nil);
   EXPECT_NE(lastFailure().find("connect"), std::string::npos) << lastFailure();
 
@@ -172,16 +156,13 @@ TEST_F(HttpTransportTest, WhateverTheServerDoesTheAnswerIsNilOnce) {
   EXPECT_EQ(start(transport).response(), Value::dictionary()) << "the transport still works";
 }
 
-TEST_F(HttpTransportTest, AConnectionThatDoesNotComeUpHasALimitOfItsOwn) {
-  RawServer server([](RawConnection& connection) { connection.waitUntilGone(); });  // and never shakes hands for TLS
-  configure("https://127.0.0.1:" + std::to_string(server.port()));
+TEST_F(HttpTransportTest, WhatDoesNotComeUpHasALimitOfItsOwnAndHoldsUpNothing) {
+  RawServer mute([](RawConnection& connection) { connection.waitUntilGone(); });  // and never shakes hands for TLS
+  configure("https://127.0.0.1:" + std::to_string(mute.port()));
   HttpTransport transport({.connectTimeout = kImpatience, .timeout = kPatience});
   EXPECT_EQ(start(transport).response(), zn::nil);
   EXPECT_TRUE(isTimeout(lastFailure())) << lastFailure();
-}
 
-TEST_F(HttpTransportTest, ANameServiceThatDoesNotAnswerHoldsUpNothing) {
-  HttpTransport transport({.connectTimeout = kImpatience, .timeout = kPatience});
   const NameServiceAnswers atTheEnd;
   configure("http://" + std::string(kSilentHost), Value::dictionary({{"allowPlainHttp", true}}));
   EXPECT_EQ(start(transport).response(), zn::nil);
@@ -357,15 +338,13 @@ TEST_F(HttpTransportTest, TheEndOfTheProcessBreaksRequestsOff) {
 
 TEST_F(HttpTransportTest, WhatTheConfigurationDoesNotNameFailsAndIsReportedOnce) {
   HttpTransport transport;
-  EXPECT_EQ(start(transport).response(), zn::nil);
-  EXPECT_EQ(start(transport).response(), zn::nil);
+  for (int count = 0; count < 2; ++count) EXPECT_EQ(start(transport).response(), zn::nil);
   const std::string noAddress = "requests fail, because the configuration names no \"server.address\"";
   EXPECT_EQ(systemLog().take(), std::vector{noAddress});
-  ZNConfigDataManager::sharedInstance()->apply(
-      *zn::parseJson(R"({"server": {"address": "http://127.0.0.1:1", "endpoints": {"9": null}}})"));
-  EXPECT_EQ(start(transport).response(), zn::nil);
-  EXPECT_EQ(start(transport, *request(ZNService::triggerSync)).response(), zn::nil);
-  EXPECT_EQ(start(transport, *request(ZNService::triggerSync)).response(), zn::nil);
+  ZNConfigDataManager::sharedInstance()->apply(zn::test::json(R"({"server": {"address": "http://127.0.0.1:1"}})"));
+  for (const auto service : {ZNService::inbox, ZNService::triggerSync, ZNService::triggerSync}) {
+    EXPECT_EQ(start(transport, *request(service)).response(), zn::nil);
+  }
   EXPECT_EQ(systemLog().take().size(), 2u) << "one for each service";
 }
 
@@ -373,31 +352,12 @@ TEST_F(HttpTransportTest, AHeaderThatWouldChangeWhereTheMessageEndsIsNotSent) {
   RawServer server(answering("{}"));
   configure(server.port());
   HttpTransport transport;
-  for (const auto& [name, value] : {std::pair("X-A", "1\r\nX-B: 2"),
-                                    {"X-A: 1\r\nX-B", "2"},
-                                    {"", "1"},
-                                    {"content-length", "3"},
-                                    {"Transfer-Encoding", "chunked"},
-                                    {"HOST", "elsewhere"}}) {
+  for (const auto& [name, value] : {std::pair("X-A", "1\r\nX-B: 2"), {"X-A: 1\r\nX-B", "2"}, {"HOST", "elsewhere"}}) {
     const auto request = ZNNetworkRequest::initWithService(ZNService::inbox, zn::nil,
                                                            Value::dictionary({{name, value}}), zn::nil, zn::nil);
     EXPECT_EQ(start(transport, *request).response(), zn::nil) << name;
   }
   EXPECT_EQ(server.connections(), 0u);
-}
-
-TEST_F(HttpTransportTest, LimitsAndAddressesThatCannotBeUsedAreRefused) {
-  EXPECT_THROW(HttpTransport({.timeout = 0}), zn::Exception);
-  EXPECT_THROW(HttpTransport({.maximumResponseBytes = -1}), zn::Exception);
-  for (const char* server :
-       {R"({"address": "ftp://host"})", R"({"address": "host"})", R"({"address": "http://"})",
-        R"({"address": "https://host?x=1"})", R"({"address": "https://me@host"})", R"({"address": 5})",
-        R"({"endpoints": {"7": "http://host/x"}})", R"({"endpoints": {"7": "/a?b"}})", R"({"endpoints": {"7": 5}})",
-        R"({"timeout": 0})", R"({"connectTimeout": "soon"})", R"({"maximumResponseBytes": 0})", R"({"adress": "x"})"}) {
-    const Value configuration = Value::dictionary({{"server", *zn::parseJson(server)}});
-    EXPECT_THROW(ZNConfigDataManager::sharedInstance()->apply(configuration), zn::Exception) << server;
-  }
-  EXPECT_TRUE(ZNConfigDataManager::sharedInstance()->serverAddress().isNil()) << "nothing was applied";
 }
 
 }  // namespace

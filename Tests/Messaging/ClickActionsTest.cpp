@@ -15,26 +15,23 @@ namespace {
 using zn::Value;
 using zn::test::TestDevice;
 
-struct CountingObserver : zn::AnalyticsObserver {
+struct Counts : zn::AnalyticsObserver {
   void eventTracked(const std::string& name, const Value&, bool) override {
     if (name == kEventNamePushPreferenceChanged) ++preferences;
     if (name == kEventNameNotificationClicked) ++clicks;
   }
   void userAttributeSet(const std::string&, const Value&) override { ++attributes; }
-  std::atomic<int> preferences{0};
-  std::atomic<int> clicks{0};
-  std::atomic<int> attributes{0};
-};
-
-struct Analytics {
-  Analytics() { ZNAnalytics::sharedInstance()->setObserver(seen); }
-  ~Analytics() { ZNAnalytics::sharedInstance()->setObserver(nullptr); }
-  const std::shared_ptr<CountingObserver> seen = std::make_shared<CountingObserver>();
+  static std::shared_ptr<Counts> observing() {
+    auto counts = std::make_shared<Counts>();
+    ZNAnalytics::sharedInstance()->setObserver(counts);
+    return counts;
+  }
+  std::atomic<int> preferences{0}, clicks{0}, attributes{0};
 };
 
 TEST(ClickActions, ACouponOnADeviceWithoutAScreenIsAnOrdinaryClick) {
   TestDevice device;
-  const Analytics analytics;
+  const auto counts = Counts::observing();
   Value payload = zn::test::realisticPayload("c1");
   Value zintar = payload["zintar"];
   zintar.setObjectNilHandled("10OFF", "couponCode");
@@ -47,7 +44,7 @@ TEST(ClickActions, ACouponOnADeviceWithoutAScreenIsAnOrdinaryClick) {
   EXPECT_TRUE(device.failures().empty());
   EXPECT_EQ(UIApplication::sharedApplication()->applicationIconBadgeNumber(), 0);
   EXPECT_EQ(ZNInboxHandler::sharedInstance()->getAllNotificationCount(), 1u);
-  EXPECT_EQ(analytics.seen->clicks, 1);
+  EXPECT_EQ(counts->clicks, 1);
   const auto sources = ZNAnalytics::sharedInstance()->sourcesOfCurrentSession();
   ASSERT_EQ(sources.size(), 1u) << "recorded before the coupon";
   EXPECT_EQ(sources[0]->value(), Value("https://shop.example/deals/autumn?utm_source=push"));
@@ -56,12 +53,9 @@ TEST(ClickActions, ACouponOnADeviceWithoutAScreenIsAnOrdinaryClick) {
 TEST(ClickActions, AnyTypeAnywhereInARichTemplateCountsAsNotThere) {
   TestDevice device;
   const auto handler = ZNNotificationHandler::sharedInstance();
-  const std::vector<Value> types = {zn::nil,        Value::null(),
-                                    true,           -7,
-                                    1e300,          "",
-                                    "text",         Value::array({"x", 1}),
-                                    zn::Date{1e12}, Value::data({1, 2}),
-                                    Value::array(), Value::dictionary({{"cardID", 1}})};
+  const Value list = zn::test::json(R"([null, true, -7, 1e300, "", "text", ["x", 1], [], {"cardID": 1}])");
+  std::vector<Value> types(list.elements().begin(), list.elements().end());
+  types.insert(types.end(), {zn::nil, zn::Date{1e12}, Value::data({1, 2})});
   for (const std::string_view place :
        {"cards", "cardID", "actions", "actionName", "actionType", "value", "kvPairs", "expandedMode"}) {
     for (const Value& type : types) {
@@ -87,7 +81,7 @@ TEST(ClickActions, AnyTypeAnywhereInARichTemplateCountsAsNotThere) {
 // Settings arrive on a queue of the device's choosing, so two checks may see their answers at the same time.
 TEST(PushPreference, OfManyChecksAtOnceOneTracksTheChange) {
   TestDevice device;
-  const Analytics analytics;
+  const auto counts = Counts::observing();
   constexpr int kThreads = 4, kChecks = 5;
   const auto checkFromManyThreads = [&](void (ZNNotificationHandler::*check)()) {
     std::vector<std::thread> threads;
@@ -99,10 +93,10 @@ TEST(PushPreference, OfManyChecksAtOnceOneTracksTheChange) {
     for (auto& thread : threads) thread.join();
   };
   checkFromManyThreads(&ZNNotificationHandler::pushEnabled);
-  EXPECT_EQ(analytics.seen->preferences, 1);
+  EXPECT_EQ(counts->preferences, 1);
   checkFromManyThreads(&ZNNotificationHandler::pushDisabled);
-  EXPECT_EQ(analytics.seen->preferences, 2);
-  EXPECT_EQ(analytics.seen->attributes, 2 * kThreads * kChecks);
+  EXPECT_EQ(counts->preferences, 2);
+  EXPECT_EQ(counts->attributes, 2 * kThreads * kChecks);
   EXPECT_EQ(ZNAnalytics::sharedInstance()->userAttributeForKey(kUserAttributeNamePushPreference), Value(false));
 }
 

@@ -2,86 +2,63 @@
 
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxModel.h"
-#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 
 using zn::Date;
 using zn::Value;
-using zn::test::TestDevice;
+using zn::test::json;
 
-Value json(const char* text) {
-  const auto value = zn::parseJson(text);
-  EXPECT_TRUE(value.has_value()) << text;
-  return value.value_or(zn::nil);
-}
+class InboxModel : public testing::Test {
+ protected:
+  static std::shared_ptr<ZNInboxModel> entryFor(const char* payload) {
+    return ZNInboxModel::initWithNotificationPayload(json(payload));
+  }
+  zn::test::TestDevice device;
+};
 
-std::shared_ptr<ZNInboxModel> entryFor(const char* payload) {
-  return ZNInboxModel::initWithNotificationPayload(json(payload));
-}
-
-TEST(InboxModel, TakesEveryFieldFromItsPlaceInThePayload) {
-  TestDevice device;
+TEST_F(InboxModel, TakesEveryFieldFromItsPlaceInThePayload) {
   const auto entry = entryFor(R"({
     "aps": {"alert": {"title": "T", "subtitle": "S", "body": "B"}, "sound": "chime.caf"},
     "zintar": {"cid": "c1", "media-attachment": "https://m", "webUrl": "https://w", "received_epoch_val": 1600000000.5,
                "clicked_epoch_val": "1600000100", "isRead": "yes", "inbox_expiry": "1800000000"},
     "app_extra": {"screenName": "Orders", "screenData": {"k": 1}, "zin_deeplink": "app://x"}})");
-  EXPECT_EQ(entry->campaignID(), "c1");
-  EXPECT_EQ(entry->notificationTitle(), "T");
-  EXPECT_EQ(entry->notificationSubTitle(), "S");
-  EXPECT_EQ(entry->notificationBody(), "B");
-  EXPECT_EQ(entry->notificationSound(), "chime.caf");
-  EXPECT_EQ(entry->notificationMediaURL(), "https://m");
-  EXPECT_EQ(entry->richLandingURL(), "https://w");
-  EXPECT_EQ(entry->deepLinkURL(), "app://x");
-  EXPECT_EQ(entry->screenName(), "Orders");
-  EXPECT_EQ(entry->screenDataDict(), json(R"({"k": 1})"));
+  EXPECT_EQ(Value::array({entry->campaignID(), entry->notificationTitle(), entry->notificationSubTitle(),
+                          entry->notificationBody(), entry->notificationSound(), entry->notificationMediaURL(),
+                          entry->richLandingURL(), entry->deepLinkURL(), entry->screenName(), entry->screenDataDict()}),
+            json(R"(["c1", "T", "S", "B", "chime.caf", "https://m", "https://w", "app://x", "Orders", {"k": 1}])"));
   EXPECT_EQ(entry->receivedDate(), Date{1600000000.5});
   EXPECT_EQ(entry->clickedDate(), Date{1600000100});
   EXPECT_EQ(entry->inboxExpiryDate(), Date{1800000000});
   EXPECT_TRUE(entry->isRead());
-  EXPECT_TRUE(entry->notificationPayloadDict().isMutable());
-  EXPECT_TRUE(entry->zintarDict().isMutable());
 }
 
-TEST(InboxModel, StampsAMissingReceiptAtTheTopLevelAndTheExpiryInsideZintar) {
-  TestDevice device;
+TEST_F(InboxModel, StampsAMissingReceiptAtTheTopLevelAndTheExpiryInsideZintar) {
   const auto entry = entryFor(R"({"aps": {"alert": "Hello"}, "zintar": {"cid": "c1"}})");
   EXPECT_EQ(entry->notificationBody(), "Hello");
-  EXPECT_TRUE(entry->notificationTitle().isNil());
   EXPECT_EQ(entry->receivedDate(), Date{1700000000});
-  EXPECT_EQ(entry->notificationPayloadDict()["received_epoch_val"], 1700000000);
-  EXPECT_TRUE(entry->zintarDict()["received_epoch_val"].isNil());
   EXPECT_EQ(entry->inboxExpiryDate(), Date{1702592000});
-  EXPECT_EQ(entry->zintarDict()["inbox_expiry"], "1702592000");
-  EXPECT_TRUE(entry->notificationPayloadDict().validObjectForKeyPath("zintar.inbox_expiry").isNil());
-}
-
-TEST(InboxModel, ExpiryFollowsTheConfiguredPeriodAndIsCutToWholeSeconds) {
-  TestDevice device;
-  ZNConfigDataManager::sharedInstance()->apply(Value::dictionary({{"inboxDefaultExpiry", 60}}));
+  EXPECT_EQ(entry->zintarDict(), json(R"({"cid": "c1", "inbox_expiry": "1702592000"})"));
+  EXPECT_EQ(entry->notificationPayloadDict(),
+            json(R"({"aps": {"alert": "Hello"}, "zintar": {"cid": "c1"}, "received_epoch_val": 1700000000})"));
+  ZNConfigDataManager::sharedInstance()->apply(json(R"({"inboxDefaultExpiry": 60})"));
   EXPECT_EQ(entryFor(R"({"zintar": {"cid": "a", "received_epoch_val": 100.9}})")->inboxExpiryDate(), Date{160});
   EXPECT_TRUE(entryFor(R"({"zintar": {"cid": "a", "received_epoch_val": -60.5}})")->inboxExpiryDate().isNil());
 }
 
-TEST(InboxModel, NothingAndNonsense) {
-  TestDevice device;
+TEST_F(InboxModel, NothingAndNonsense) {
   EXPECT_TRUE(ZNInboxModel::initWithNotificationPayload(zn::nil)->receivedDate().isNil());
   EXPECT_TRUE(device.failures().empty());
   EXPECT_TRUE(ZNInboxModel::initWithNotificationPayload("text")->notificationPayloadDict().isNil());
   // A date that is no number: what was filled in before stays, the rest is unset, and the log says why.
   const auto partial = entryFor(R"({"aps": {"alert": "Hi"}, "zintar": {"cid": "c", "received_epoch_val": [1]}})");
-  EXPECT_EQ(partial->campaignID(), "c");
   EXPECT_EQ(partial->notificationBody(), "Hi");
   EXPECT_TRUE(partial->notificationPayloadDict().isNil());
   ASSERT_EQ(device.failures().size(), 2u);
-  EXPECT_EQ(device.failures()[1].operation, "initWithNotificationPayload:");
   EXPECT_EQ(device.failures()[1].text.find("exception while creating inbox data model is "), 0u);
 }
 
-TEST(InboxModel, LegacyEntriesBringTheirReceiptAndReadState) {
-  TestDevice device;
+TEST_F(InboxModel, LegacyEntriesBringTheirReceiptAndReadState) {
   const Value legacy = json(R"({"data": {"zintar": {"cid": "c"}}, "c_cr_t": "1500000000.000000", "isRead": true})");
   for (const auto& entry :
        {ZNInboxModel::initWithLegacyInboxPlistPayload(legacy), ZNInboxModel::initWithNotificationPayload(legacy)}) {
@@ -95,13 +72,11 @@ TEST(InboxModel, LegacyEntriesBringTheirReceiptAndReadState) {
   EXPECT_EQ(unread->receivedDate(), Date{7});
   EXPECT_TRUE(unread->zintarDict()["isRead"].isNil());
   const auto empty = ZNInboxModel::initWithLegacyInboxPlistPayload(json(R"({"c_cr_t": 9, "isRead": true})"));
-  EXPECT_TRUE(empty->notificationPayloadDict().isNil());
   EXPECT_TRUE(empty->receivedDate().isNil());
   EXPECT_FALSE(empty->isRead());
 }
 
-TEST(InboxModel, AClickIsSeenInTheStoredPayloadAndSharesItsDictionary) {
-  TestDevice device;
+TEST_F(InboxModel, AClickIsSeenInTheStoredPayloadAndSharesItsDictionary) {
   const auto entry = entryFor(R"({"zintar": {"cid": "c", "received_epoch_val": 5}})");
   const Value before = entry->notificationPayloadDict();
   EXPECT_TRUE(entry->markClickedIfUnread());
@@ -109,7 +84,6 @@ TEST(InboxModel, AClickIsSeenInTheStoredPayloadAndSharesItsDictionary) {
   EXPECT_FALSE(entry->markClickedIfUnread());
   EXPECT_EQ(entry->clickedDate(), Date{1700000000});
   entry->updateClickedDate();
-  EXPECT_EQ(entry->clickedDate(), Date{1700000050});
   const Value payload = entry->notificationPayloadDict();
   EXPECT_EQ(payload.validObjectForKeyPath("zintar.clicked_epoch_val"), 1700000050);
   EXPECT_EQ(payload["zintar"].identity(), entry->zintarDict().identity());

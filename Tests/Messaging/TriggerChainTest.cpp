@@ -17,13 +17,12 @@ namespace {
 using zn::Value;
 
 Value waitingFor(const char* event, const char* id) {
-  return Value::dictionary({{"campaign_id", id},
-                            {"trigger_event_name", event},
-                            {"status", "active"},
-                            {"expiry", 4070908800000},
-                            {"max_times", -9090909},
-                            {"should_support_offline", true},
-                            {"payload", Value::dictionary({{"zintar", Value::dictionary({{"cid", id}})}})}});
+  Value campaign = zn::test::json(R"({"status": "active", "expiry": 4070908800000, "max_times": -9090909,
+                                      "should_support_offline": true})");
+  campaign.setObjectNilHandled(id, "campaign_id");
+  campaign.setObjectNilHandled(event, "trigger_event_name");
+  campaign.setObjectNilHandled(zn::test::realisticPayload(id), "payload");
+  return campaign;
 }
 
 /// What is shown when a host tracks that event, without a server, while these campaigns wait.

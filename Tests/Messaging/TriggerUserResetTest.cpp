@@ -25,24 +25,32 @@ using zn::test::TestDevice;
 class HeldServer : public ZNNetworkTransport {
  public:
   void execute(const ZNNetworkRequest& request, std::function<void(Value)> completion) override {
-    if (request.service() != ZNService::userInSegment) return completion(zn::nil);
+    if (request.service() != ZNService::userInSegment && !holdsAll) return completion(zn::nil);
     held.push_back(std::move(completion));
   }
+  bool holdsAll = false;
   std::vector<std::function<void(Value)>> held;
+};
+
+/// Something happens before the next request is there.
+class SlowRecorder : public zn::NotificationRecorder {
+ public:
+  using NotificationRecorder::NotificationRecorder;
+  void add(const UNNotificationRequest& request,
+           std::function<void(const std::optional<std::string>& error)> completion) override {
+    std::exchange(beforeAdding, [] {})();
+    NotificationRecorder::add(request, std::move(completion));
+  }
+  std::function<void()> beforeAdding = [] {};
 };
 
 /// The next user comes, and the server has the same campaign for this one. Every answer may go the offline way.
 void changeUser() {
   ZNMessaging::sharedInstance()->clearUserInfo();
   ZNDeviceTriggersDataManager::sharedInstance()->saveDeviceTriggerCampaigns(
-      Value::array({Value::dictionary({{"campaign_id", "c"},
-                                       {"trigger_event_name", "E"},
-                                       {"status", "active"},
-                                       {"expiry", 4070908800000},
-                                       {"max_times", -9090909},
-                                       {"should_support_offline", true},
-                                       {"show_delay", 60000},
-                                       {"payload", zn::test::realisticPayload("c")}})}),
+      zn::test::json(R"([{"campaign_id": "c", "trigger_event_name": "E", "status": "active", "expiry": 4070908800000,
+          "max_times": -9090909, "should_support_offline": true, "show_delay": 60000,
+          "payload": {"aps": {"alert": "Hi"}, "zintar": {"cid": "c"}}}])"),
       false);
 }
 
@@ -50,13 +58,10 @@ void changeUser() {
 // the next one's server is not asked and the next one sees nothing, although the campaign is stored for both.
 TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   zn::NotificationRecorder::Identifiers removed;
-  std::function<void()> whenAdded = [] {};
   TestDevice device(zn::HeadlessDevice::MainQueue::pumped,
-                    std::make_unique<zn::NotificationRecorder>([&](const auto&) { std::exchange(whenAdded, [] {})(); },
-                                                               [&](const auto& each) { removed = each; }));
-  const auto& recorder = static_cast<zn::NotificationRecorder&>(*device.device().notifications);
-  auto& clock =
-      static_cast<zn::test::WatchedClock&>(*(device.device().clock = std::make_unique<zn::test::WatchedClock>()));
+                    std::make_unique<SlowRecorder>(nullptr, [&](const auto& each) { removed = each; }));
+  auto& recorder = static_cast<SlowRecorder&>(*device.device().notifications);
+  auto& clock = device.watchClock();
   const auto server = std::make_shared<HeldServer>();
   ZNNetworkRequest::setTransport(server);
   const auto& engine = ZNDeviceTriggersHandler::sharedInstance();
@@ -91,11 +96,10 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   device.device().waitUntilIdle();
   EXPECT_EQ(refusals(), 3);
   EXPECT_TRUE(recorder.requests().empty());
-  EXPECT_TRUE(ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields().statuses().empty());
 
   const auto answerYes = [&] {
-    server->held.back()(Value::dictionary(
-        {{"user_in_segment", true}, {"show_notification", true}, {"payload", zn::test::realisticPayload("c")}}));
+    server->held.back()(zn::test::json(R"({"user_in_segment": true, "show_notification": true,
+                                           "payload": {"aps": {"alert": "Hi"}, "zintar": {"cid": "c"}}})"));
     device.device().waitUntilIdle();
   };
   ZNRichNotification::setPreparer([](const auto& request, const auto& completion) {
@@ -106,13 +110,15 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   answerYes();
   ZNRichNotification::setPreparer(nullptr);
   EXPECT_EQ(refusals(), 4);
-  EXPECT_TRUE(recorder.requests().empty());
 
-  whenAdded = changeUser;  // after the notification centre took it: it is taken back, and nobody's count grows
+  recorder.beforeAdding = changeUser;  // it is taken back after all others were, and nobody's count grows
   engine->checkPreconditionsForDeviceTriggerWithEvent("E", Value::dictionary());
   answerYes();
   EXPECT_TRUE(recorder.requests().empty());
-  EXPECT_TRUE(ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields().statuses().empty());
+  const auto statuses = [] {
+    return ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields().statuses().size();
+  };
+  EXPECT_EQ(statuses(), 0u);
   server->held.resize(1);
 
   // The next user's own events are not affected.
@@ -120,8 +126,7 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   ASSERT_EQ(server->held.size(), 2u);
   server->held[1](zn::nil);
   device.device().waitUntilIdle();
-  EXPECT_EQ(recorder.requests().size(), 1u);
-  EXPECT_EQ(ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields().statuses().size(), 1u);
+  EXPECT_EQ(statuses(), 1u);
   EXPECT_EQ(refusals(), 4);
 
   // It waits for its delay, and is gone when they leave. The host's own stays.
@@ -135,7 +140,28 @@ TEST(TriggerUserReset, AnEventOfTheLastUserShowsTheNextOneNothing) {
   EXPECT_EQ(recorder.requests()[0].identifier, "the host's");
   ASSERT_EQ(removed.size(), 1u);
   EXPECT_TRUE(removed[0].starts_with("c_"));
-  ZNNetworkRequest::setTransport(nullptr);
+}
+
+TEST(TriggerUserReset, AnAnswerThatTheResetOvertookDelaysNoSynchronisation) {
+  TestDevice device;
+  auto& clock = device.watchClock();
+  const auto server = std::make_shared<HeldServer>();
+  server->holdsAll = true;
+  ZNNetworkRequest::setTransport(server);
+  ZNConfigDataManager::sharedInstance()->apply(
+      zn::test::json(R"({"realTimeTriggerSyncInterval": 3600, "queryParams": {}})"));
+  const auto& engine = ZNDeviceTriggersHandler::sharedInstance();
+  engine->setLastUpdatedTime(Value(zn::secondsSince1970()).longLongValue());
+  EXPECT_FALSE(engine->shouldFetch());
+  engine->stop();
+  EXPECT_TRUE(engine->shouldFetch());
+  engine->syncDeviceTriggersWithCompletionBlock(nullptr);
+  ASSERT_EQ(server->held.size(), 1u);
+  clock.action = [&] { engine->stop(); };
+  clock.isTheMoment = [] { return true; };  // when the answer's time is taken
+  server->held[0](Value::dictionary());
+  EXPECT_FALSE(clock.isTheMoment) << "the moment never came";
+  EXPECT_TRUE(engine->shouldFetch());
 }
 
 TEST(UserReset, IsDoneOnceTheFilesHoldNothingOfThatUser) {

@@ -4,7 +4,8 @@
 set -euo pipefail
 source=$1 installed=$2 compiler=$3
 
-# A header that one of our sources includes before anything else compiles alone there.
+# A header that one of our sources includes before anything else compiles alone there: in every build without
+# precompiled headers, as that for the address sanitizer is.
 tried=$(find "$source"/ZN* "$source/ZintarCore" -name '*.cpp' -exec grep -hm1 '^#include' {} + |
   sed -n 's/^#include "\(.*\)".*/\1/p' | sort -u)
 cd "$installed/include/zintar"

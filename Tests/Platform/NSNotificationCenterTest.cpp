@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <stdexcept>
-#include <thread>
-#include <vector>
 
 #include "Tests/Support/PlainDevice.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 
@@ -27,16 +25,12 @@ class NotificationCenter : public testing::Test {
 
 TEST_F(NotificationCenter, CallsObserversOfTheNameInOrderWithTheUserInfo) {
   const auto owner = newOwner();
-  zn::Value info;
   center_.addObserver(owner, "a", adding("first"));
   center_.addObserver(owner, "", adding("any"));
   center_.addObserver(owner, "b", adding("other"));
-  center_.addObserver(owner, "a", [&](const NSNotification& notification) { info = notification.userInfo; });
+  center_.addObserver(owner, "a", [&](const NSNotification& each) { calls_.push_back(zn::jsonText(each.userInfo)); });
   center_.postNotificationName("a", zn::Value::dictionary({{"key", 1}}));
-  EXPECT_EQ(calls(), (Strings{"first a", "any a"}));
-  EXPECT_EQ(info, zn::Value::dictionary({{"key", 1}}));
-  center_.postNotificationName("b");
-  EXPECT_EQ(calls(), (Strings{"any b", "other b"}));
+  EXPECT_EQ(calls(), (Strings{"first a", "any a", "{\"key\":1}"}));
 }
 
 TEST_F(NotificationCenter, OwnersThatEndedOrWereRemovedAreNotCalled) {
@@ -47,15 +41,12 @@ TEST_F(NotificationCenter, OwnersThatEndedOrWereRemovedAreNotCalled) {
   center_.addObserver(stays, "a", adding("stays"));
   center_.addObserver({}, "a", [](const NSNotification&) { FAIL() << "it never had an owner"; });
   ends.reset();
+  center_.removeObserver(nullptr);
+  center_.removeObserver(newOwner());
   center_.postNotificationName("a");
   EXPECT_EQ(calls(), Strings{"stays a"});
   center_.addObserver(stays, "b", adding("stays"));
   EXPECT_EQ(held.use_count(), 1) << "what ended is let go of";
-
-  center_.removeObserver(nullptr);
-  center_.removeObserver(newOwner());
-  center_.postNotificationName("b");
-  EXPECT_EQ(calls(), Strings{"stays b"});
   center_.removeObserver(stays);
   center_.postNotificationName("a");
   EXPECT_EQ(calls(), Strings{});

@@ -37,22 +37,18 @@ class UserDefaults : public testing::Test {
 TEST_F(UserDefaults, ValuesReachTheDiskAndEveryObjectOfTheSuite) {
   const auto defaults = NSUserDefaults::initWithSuiteName("group.values");
   const auto other = NSUserDefaults::initWithSuiteName("group.values");
-  EXPECT_TRUE(defaults->objectForKey("text").isNil());
+  const Value list = Value::array({1, zn::Date{5}});
   EXPECT_FALSE(defaults->boolForKey("flag"));
   defaults->setObject("yes", "text");
-  defaults->setObject(Value::array({1, zn::Date{5}}), "list");
+  defaults->setObject(list, "list");
   defaults->setBool(true, "flag");
   EXPECT_EQ(other->objectForKey("text"), Value("yes"));
-  EXPECT_TRUE(other->boolForKey("flag"));
-  EXPECT_TRUE(other->boolForKey("text"));
+  EXPECT_TRUE(other->boolForKey("flag") && other->boolForKey("text"));
   EXPECT_FALSE(other->boolForKey("list")) << "a list is neither";
-  EXPECT_EQ(onDisk("group.values"),
-            Value::dictionary({{"text", "yes"}, {"list", Value::array({1, zn::Date{5}})}, {"flag", true}}));
-
+  EXPECT_EQ(onDisk("group.values"), Value::dictionary({{"text", "yes"}, {"list", list}, {"flag", true}}));
   other->removeObjectForKey("text");
   defaults->setObject(zn::nil, "list");
   EXPECT_EQ(onDisk("group.values"), Value::dictionary({{"flag", true}}));
-  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->objectForKey("flag").isNil());
   EXPECT_TRUE(log().take().empty());
 }
 
@@ -61,14 +57,11 @@ TEST_F(UserDefaults, RefusesNamesThatAreNoFileNamesAndValuesThatAreNoPropertyLis
        {std::string(), std::string("../up"), std::string(".hidden"), std::string("new\nline"), std::string(201, 'x')}) {
     EXPECT_THROW(NSUserDefaults::initWithSuiteName(name), zn::Exception) << name;
   }
-  EXPECT_NO_THROW(NSUserDefaults::initWithSuiteName(std::string(200, 'x'))->setBool(true, "long names work"));
-
-  const auto defaults = NSUserDefaults::initWithSuiteName("refusals");
+  const auto defaults = NSUserDefaults::initWithSuiteName(std::string(200, 'x'));
   defaults->setObject("kept", "key");
-  EXPECT_THROW(defaults->setObject(Value::null(), "key"), zn::Exception);
   Value deep = Value::array();
   for (int i = 0; i < 600; ++i) deep = Value::array({deep});
-  EXPECT_THROW(defaults->setObject(deep, "key"), zn::Exception);
+  for (const Value& odd : {Value::null(), deep}) EXPECT_THROW(defaults->setObject(odd, "key"), zn::Exception);
   EXPECT_EQ(defaults->objectForKey("key"), Value("kept"));
   defaults->setObject(Value::dictionary({{"a", 1}, {"b", Value::null()}}), "nulls inside");
   EXPECT_EQ(defaults->objectForKey("nulls inside"), Value::dictionary({{"a", 1}})) << "as another process reads it";
@@ -115,34 +108,22 @@ TEST_F(UserDefaults, ATransactionThatThrowsChangesNothing) {
 }
 
 TEST_F(UserDefaults, TransactionsOfTwoProcessesLoseNothing) {
-  constexpr int kEach = 500;
-  const auto append = [](const char* writer) {
-    const auto defaults = NSUserDefaults::initWithSuiteName("shared");
-    for (int i = 0; i < kEach; ++i) {
-      defaults->transaction([&](Value& contents) {
-        Value list = contents["list"] ? contents["list"] : Value::array();
-        list.append(std::string(writer) + std::to_string(i));
-        contents.setObjectNilHandled(std::move(list), "list");
+  const auto append = [](const std::string& writer) {
+    for (int i = 0; i < 500; ++i) {
+      NSUserDefaults::initWithSuiteName("shared")->transaction([&](Value& contents) {
+        Value list = contents[writer] ? contents[writer] : Value::array();
+        list.append(i);
+        contents.setObjectNilHandled(std::move(list), writer);
       });
     }
   };
   const pid_t other = fork();
-  if (other == 0) {
-    append("child");
-    _exit(0);
-  }
-  append("parent");
-  int status = -1;
-  waitpid(other, &status, 0);
-  ASSERT_EQ(status, 0);
-
-  const Value list = NSUserDefaults::initWithSuiteName("shared")->objectForKey("list");
-  ASSERT_EQ(list.size(), 2u * kEach);
-  int next[2] = {0, 0};
-  for (const Value& element : list.elements()) {
-    const bool isChild = element.string().starts_with("child");
-    ASSERT_EQ(element, Value((isChild ? "child" : "parent") + std::to_string(next[isChild]++)));
-  }
+  append(other == 0 ? "child" : "parent");
+  if (other == 0) _exit(0);
+  waitpid(other, nullptr, 0);
+  Value expected = Value::array();
+  for (int i = 0; i < 500; ++i) expected.append(i);
+  EXPECT_EQ(onDisk("shared"), Value::dictionary({{"child", expected}, {"parent", expected}}));
 }
 
 TEST_F(UserDefaults, AnUnreadableStoreCountsAsEmptyAndIsKeptAside) {
@@ -152,15 +133,11 @@ TEST_F(UserDefaults, AnUnreadableStoreCountsAsEmptyAndIsKeptAside) {
   EXPECT_TRUE(defaults->objectForKey("key").isNil());
   defaults->removeObjectForKey("key");
   EXPECT_FALSE(zn::fileExistsAtPath(path + ".unreadable")) << "nothing replaced it yet";
-
   defaults->setObject(1, "key");
   EXPECT_EQ(onDisk("broken"), Value::dictionary({{"key", 1}}));
-  const auto kept = zn::readFile(path + ".unreadable");
-  ASSERT_TRUE(kept);
-  EXPECT_EQ(std::string(kept->begin(), kept->end()), "bplist00 and then nonsense");
+  EXPECT_EQ(zn::readFile(path + ".unreadable")->size(), 26u);
   const auto lines = log().take();
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_TRUE(lines[0].starts_with("cannot read " + path + " (")) << lines[0];
   EXPECT_TRUE(lines[0].ends_with("it is kept as " + path + ".unreadable")) << lines[0];
 }
 
@@ -172,10 +149,9 @@ TEST_F(UserDefaults, WhatCannotBeWrittenStaysVisibleAndIsWrittenLater) {
     defaults->setObject("x", "new");
     defaults->removeObjectForKey("gone");
     EXPECT_FALSE(defaults->synchronize());
-    EXPECT_EQ(log().take(), std::vector<std::string>{"cannot write " + pathOf("full") +
-                                                     ": File too large; changes of "
-                                                     "these user defaults stay in memory"})
-        << "once for all failures in a row";
+    const std::string line =
+        "cannot write " + pathOf("full") + ": File too large; changes of these user defaults stay in memory";
+    EXPECT_EQ(log().take(), std::vector{line}) << "once for all failures in a row";
   }
   EXPECT_EQ(defaults->objectForKey("new"), Value("x"));
   EXPECT_TRUE(defaults->objectForKey("gone").isNil());
@@ -184,10 +160,8 @@ TEST_F(UserDefaults, WhatCannotBeWrittenStaysVisibleAndIsWrittenLater) {
   // Another process changes the file meanwhile: its keys count, ours still go on top.
   writeFromOutside("full", Value::dictionary({{"old", 2}, {"gone", 2}, {"theirs", true}}));
   EXPECT_EQ(defaults->objectForKey("old"), Value(2));
-  EXPECT_EQ(defaults->objectForKey("new"), Value("x"));
   EXPECT_TRUE(defaults->synchronize());
   EXPECT_EQ(onDisk("full"), Value::dictionary({{"old", 2}, {"new", "x"}, {"theirs", true}}));
-
   {
     const zn::test::FileSizeLimit limit(10);
     defaults->setObject("y", "new");
@@ -202,24 +176,19 @@ TEST_F(UserDefaults, AListGrowsAtItsEndAndReadsAsWrittenAtOnce) {
   const Value others =
       Value::dictionary({{"zone", Value::array({1.5, true, zn::Date{86399}, Value::data({1, 2, 3, 4})})},
                          {"app-2", Value::dictionary({{"list", Value::array({"theirs"})}})}});
-  const std::vector<Value> elements = {
-      Value::dictionary(
-          {{"<&>", "a & b <c> ]]> \r\n\t\xC3\xA9\xF0\x9F\x98\x80"}, {"whole", 1.0}, {"none", Value::null()}}),
-      Value::array({1, 2.5e-7, INT64_MIN, false, ""}),
-      Value(std::string_view("a control \x01 character")),  // XML cannot hold it
-      Value::array({zn::Date{0.25}, zn::Date{-1e300}}),
-      "last",
-  };
-  for (const bool startsWithOthers : {true, false}) {
-    writeFromOutside("list", startsWithOthers ? others : Value::dictionary());
+  std::string error;
+  for (const Value& before : {others, Value::dictionary()}) {
+    writeFromOutside("list", before);
     Value expected = Value::array();
-    std::string error;
-    for (const Value& element : elements) {
+    for (const Value& element :
+         {Value::dictionary({{"<&>", "a & b <c> ]]> \r\n\t\xC3\xA9\xF0\x9F\x98\x80"}, {"none", Value::null()}}),
+          Value::array({1, 2.5e-7, 1.0, INT64_MIN, false, "", zn::Date{0.25}, zn::Date{-1e300}}),
+          Value("a control \x01 character, which XML cannot hold"), Value("last")}) {
       ASSERT_TRUE(defaults->tryAppend(element, {"app-1", "list"}, error)) << error;
       expected.append(zn::parsePropertyList(zn::binaryPropertyList(element)).value());
       EXPECT_EQ(onDisk("list")["app-1"]["list"], expected);
       EXPECT_EQ(defaults->objectForKey("app-1")["list"], expected);
-      EXPECT_EQ(onDisk("list")["app-2"], startsWithOthers ? others["app-2"] : zn::nil);
+      EXPECT_EQ(onDisk("list")["app-2"], before["app-2"]);
     }
     ASSERT_TRUE(defaults->tryAppend("mine", {"app-2", "list"}, error)) << "another list takes its turn";
     EXPECT_EQ(onDisk("list")["app-2"]["list"].elements().back(), Value("mine"));
@@ -227,7 +196,6 @@ TEST_F(UserDefaults, AListGrowsAtItsEndAndReadsAsWrittenAtOnce) {
   }
   Value deep = Value::array();
   for (int i = 0; i < Value::maximumReadDepth - 2; ++i) deep = Value::array({deep});
-  std::string error;
   EXPECT_THROW(defaults->tryAppend(deep, {"app-1", "list"}, error), zn::Exception);
 }
 
@@ -237,6 +205,18 @@ TEST_F(UserDefaults, AnInterruptedAppendIsFinishedAndAFailedOneLeavesNothing) {
   const Value element(std::string(100, 'x'));
   std::string error;
   Value expected = Value::array({element, element});
+  const auto killInAppend = [&](std::uintmax_t size) {
+    const pid_t child = fork();
+    if (child == 0) {
+      const zn::test::FileSizeLimit limit(size);
+      signal(SIGXFSZ, SIG_DFL);
+      defaults->tryAppend(element, {"list"}, error);
+      _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+  };
   for (int count = 0; count < 2; ++count) ASSERT_TRUE(defaults->tryAppend(element, {"list"}, error));
   for (const rlim_t room : {1, 30, 110}) {
     const auto size = std::filesystem::file_size(path);
@@ -246,17 +226,7 @@ TEST_F(UserDefaults, AnInterruptedAppendIsFinishedAndAFailedOneLeavesNothing) {
       EXPECT_EQ(error, "cannot write " + path + ": File too large");
     }
     EXPECT_EQ(onDisk("cut")["list"], expected);
-    // Killed in the middle of the write.
-    const pid_t child = fork();
-    if (child == 0) {
-      const zn::test::FileSizeLimit limit(size + room);
-      signal(SIGXFSZ, SIG_DFL);
-      defaults->tryAppend(element, {"list"}, error);
-      _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status));
+    killInAppend(size + room);
     EXPECT_EQ(onDisk("cut"), zn::nil) << "the file is cut off in the middle of an element";
     expected.append(element);
     EXPECT_EQ(defaults->objectForKey("list"), expected);
@@ -265,6 +235,13 @@ TEST_F(UserDefaults, AnInterruptedAppendIsFinishedAndAFailedOneLeavesNothing) {
   expected.append(element);
   EXPECT_EQ(onDisk("cut")["list"], expected);
   EXPECT_TRUE(log().take().empty());
+
+  killInAppend(std::filesystem::file_size(path) + 30);
+  const std::string other(std::filesystem::file_size(path), 'x');
+  std::ofstream(path) << other;
+  EXPECT_EQ(defaults->objectForKey("list"), zn::nil);
+  const auto left = zn::readFile(path);
+  EXPECT_EQ(std::string(left->begin(), left->end()), other) << "another file took its place";
 }
 
 }  // namespace

@@ -63,35 +63,28 @@ std::string mismatchOf(const Body& body) {
 
 TEST(Runtime, ClassesInheritImplementationsAndProtocols) {
   Dog dog;
-  Stone stone;
   EXPECT_EQ(send<std::string>(dog, "name"), "dog");
   EXPECT_EQ(send<std::string>(dog, "say:times:", std::string("wuff"), 2), "wuff*2");
-  EXPECT_EQ(zn::Class::named("Dog"), &dog.isa());
-  EXPECT_EQ(zn::Class::named("Cat"), nullptr);
-  EXPECT_TRUE(dog.isKindOfClass(*zn::Class::named("Animal")));
-  EXPECT_FALSE(Animal().isKindOfClass(dog.isa()));
+  EXPECT_TRUE(zn::Class::named("Dog") == &dog.isa() && zn::Class::named("Cat") == nullptr);
+  EXPECT_TRUE(dog.isKindOfClass(Animal().isa()) && !Animal().isKindOfClass(dog.isa()));
   EXPECT_TRUE(dog.conformsToProtocol("Living") && dog.conformsToProtocol("Barking"));
   EXPECT_FALSE(Animal().conformsToProtocol("Barking"));
-  EXPECT_TRUE(dog.respondsToSelector(Selector("say:times:")));
-  EXPECT_FALSE(stone.respondsToSelector(Selector("name")));
-  EXPECT_EQ(dog.isa().instanceMethod(Selector("say:times:")), Animal().isa().instanceMethod(Selector("say:times:")));
+  EXPECT_TRUE(dog.respondsToSelector(Selector("say:times:")) && !Stone().respondsToSelector(Selector("name")));
   EXPECT_THROW(zn::Class::define("Dog"), zn::Exception);
 }
 
 TEST(Runtime, ACallThatDoesNotFitIsAnErrorThatSaysWhy) {
   Dog dog;
+  Animal animal;
   Stone stone;
-  const auto wrongArgument =
-      mismatchOf([&] { send<std::string>(dog, "say:times:", std::string("wuff"), std::string("twice")); });
-  EXPECT_TRUE(wrongArgument.starts_with("Dog say:times:: called as ")) << wrongArgument;
-  EXPECT_NE(wrongArgument.find("int"), std::string::npos) << wrongArgument;
-  EXPECT_NE(mismatchOf([&] { send<void>(dog, "say:times:", std::string("wuff"), 2); }), "no mismatch");
-  EXPECT_NE(mismatchOf([&] { send<std::string>(dog, "name", 1); }), "no mismatch");
-
+  const std::string wuff = "wuff";
   const auto dogName = dog.isa().instanceMethod(Selector("name"));
+  EXPECT_TRUE(
+      mismatchOf([&] { send<std::string>(dog, "say:times:", wuff, wuff); }).starts_with("Dog say:times:: called as "));
+  EXPECT_NE(mismatchOf([&] { send<void>(dog, "say:times:", wuff, 2); }), "no mismatch");
+  EXPECT_NE(mismatchOf([&] { send<std::string>(dog, "name", 1); }), "no mismatch");
   EXPECT_EQ(mismatchOf([&] { dogName->call<std::string>(stone, Selector("name")); }),
             "Stone name: the implementation is for objects of Dog");
-  Animal animal;
   EXPECT_NE(mismatchOf([&] { dogName->call<std::string>(animal, Selector("name")); }), "no mismatch")
       << "a parent's object is not a child's";
 }
@@ -116,19 +109,6 @@ TEST(Runtime, MethodsAreAddedOncePerClassWhileOthersLookThemUp) {
   reader.join();
   EXPECT_EQ(parent.instanceMethod(selector), first);
   EXPECT_THROW(parent.addMethod(Selector("none"), nullptr), zn::Exception);
-}
-
-TEST(Runtime, AProtocolSaysWhichSignatureFits) {
-  const auto& protocol = *zn::Protocol::define("Acting", {zn::optionalMethod<void, int>("act:")});
-  EXPECT_EQ(zn::Protocol::named("Acting"), &protocol);
-  EXPECT_EQ(protocol.methodDescription(Selector("act:"), true), nullptr);
-  const auto* described = protocol.methodDescription(Selector("act:"), false);
-  ASSERT_TRUE(described);
-  zn::Class& actor = *zn::Class::define("Actor");
-  const auto wrong = zn::Method::makeForAnyObject<void>([](zn::Object&, Selector) {});
-  const auto right = zn::Method::makeForAnyObject<void, int>([](zn::Object&, Selector, int) {});
-  EXPECT_FALSE(actor.addMethod(Selector("act:"), wrong, described->signature));
-  EXPECT_TRUE(actor.addMethod(Selector("act:"), right, described->signature));
 }
 
 /// A delegate of the notification centre that counts how often it was called.
@@ -204,7 +184,6 @@ TEST_F(Delegates, ObserversAreToldBeforeResponsesGoToANewDelegate) {
       << "so is a callback that can never work";
   EXPECT_THROW(center_->removeObserver(*watcher, "delegate", nullptr), zn::Exception) << "not this context";
   EXPECT_THROW(center_->addObserver(watcher, "badge", both, nullptr), zn::Exception);
-  EXPECT_THROW(stone->addObserver(watcher, "delegate", both, nullptr), zn::Exception);
   center_->removeObserver(*watcher, "delegate", &both);
 }
 

@@ -4,7 +4,7 @@
 
 #include <cmath>
 #include <limits>
-#include <thread>
+#include <tuple>
 
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Json.h"
@@ -20,50 +20,32 @@ Value nested(int depth) {
   return value;
 }
 
-std::string keysOf(const Value& dictionary) {
-  std::string keys;
-  for (const Value::Entry& entry : dictionary.entries()) keys.append(entry.name()).append(" ");
-  return keys;
-}
-
 TEST(Value, DictionariesAreSortedAndTheLastOfEqualKeysWins) {
-  const Value mixed = Value::dictionary({{"b", 1}, {"a", 2}, {"b", 3}, {"B", 4}, {"", 5}, {"\xC3\xA4", 6}, {"b", 7}});
-  EXPECT_EQ(keysOf(mixed), " B a b \xC3\xA4 ");
-  EXPECT_EQ(mixed["b"], Value(7));
-  EXPECT_EQ(Value::dictionary({{"a", 1}, {"a", 2}})["a"], Value(2)) << "ascending but for a repeated key";
-
-  const Value replaced = Value::dictionary({{"a", Value::array({Value::array()})}, {"a", 1}});
-  EXPECT_EQ(replaced, Value::dictionary({{"a", 1}})) << "what was replaced leaves no trace";
-
+  const Value mixed = Value::dictionary({{"b", 1}, {"a", 2}, {"b", 3}, {"B", 4}, {"", 5}, {"ä", 6}, {"b", 7}});
+  EXPECT_EQ(jsonText(mixed), R"({"":5,"B":4,"a":2,"b":7,"ä":6})");
+  EXPECT_EQ(Value::dictionary({{"a", Value::array({Value::array()})}, {"a", 1}}), Value::dictionary({{"a", 1}}))
+      << "what was replaced leaves no trace";
   Value grown = Value::dictionary();
-  for (const char* key : {"m", "z", "a", "n", "m"}) grown.setObjectNilHandled(key, key);
-  EXPECT_EQ(keysOf(grown), "a m n z ");
+  for (const char* key : {"m", "z", "a", "n", "m"}) grown.setObjectNilHandled(1, key);
+  EXPECT_EQ(jsonText(grown), R"({"a":1,"m":1,"n":1,"z":1})");
   EXPECT_THROW(Value::dictionary(std::vector<Value::Entry>{{Value(1), Value(2)}}), Exception);
 }
 
 TEST(Value, NilIsNeverStored) {
-  EXPECT_EQ(Value::array({1, nil, 2}), Value::array({1, 2}));
-  EXPECT_EQ(Value::dictionary({{"a", 1}, {"a", nil}, {"b", nil}}), Value::dictionary({{"a", 1}}));
-  Value dictionary = Value::dictionary({{"a", 1}});
+  Value dictionary = Value::dictionary({{"a", 1}, {"a", nil}, {"b", nil}});
   dictionary.setObjectNilHandled(nil, "a");
-  EXPECT_EQ(dictionary["a"], Value(1)) << "a nil value changes nothing";
-  Value array = Value::array();
+  EXPECT_EQ(jsonText(dictionary), R"({"a":1})") << "a nil value changes nothing";
+  Value array = Value::array({nil, 1});
   array.append(nil);
-  EXPECT_TRUE(array.isEmpty());
   array.append(Value::null());
-  EXPECT_EQ(array.size(), 1u) << "null is a value";
-  EXPECT_EQ(dictionary.size(), dictionary.elements().size()) << "entries are no elements";
-  EXPECT_FALSE(dictionary.isEmpty());
+  EXPECT_EQ(jsonText(array), "[1,null]");
 }
 
 TEST(Value, ValidObjectsAreNeitherMissingNorNull) {
   const Value payload = *parseJson(R"({"aps":{"alert":{"title":"Hi"},"badge":null},"a.b":1,"list":[1]})");
   EXPECT_EQ(payload.validObjectForKeyPath("aps.alert.title"), Value("Hi"));
-  EXPECT_TRUE(payload["aps"]["badge"].isNull());
-  EXPECT_TRUE(payload.validObjectForKeyPath("aps.badge").isNil());
   EXPECT_EQ(payload.validObjectForKey("a.b"), Value(1)) << "a key may hold a dot, a path splits there";
-  for (const char* path :
-       {"a.b", "aps.badge.deeper", "list.0", "aps.alert.title.x", "aps.", ".aps", "", "aps..alert"}) {
+  for (const char* path : {"aps.badge", "a.b", "aps.badge.deeper", "list.0", "aps.alert.title.x", "aps.", ".aps", ""}) {
     EXPECT_TRUE(payload.validObjectForKeyPath(path).isNil()) << path;
   }
 }
@@ -72,16 +54,12 @@ TEST(Value, ChangesDoNotReachCopies) {
   Value record = Value::dictionary({{"list", Value::array({1})}, {"name", "old"}});
   const Value snapshot = record;
   Value list = record["list"];
-  EXPECT_EQ(snapshot.identity(), record.identity()) << "copies share";
-
   record.setObjectNilHandled("new", "name");
   list.append(2);
   EXPECT_EQ(jsonText(snapshot), R"({"list":[1],"name":"old"})");
-  EXPECT_EQ(jsonText(record), R"({"list":[1],"name":"new"})");
   EXPECT_EQ(snapshot["list"].identity(), record["list"].identity()) << "only what changed was copied";
 
   const void* own = record.identity();
-  record.setObjectNilHandled("newest", "name");
   record.removeValidObjectForKey("name");
   record.setObjectNilHandled(1, "added");
   EXPECT_EQ(record.identity(), own) << "an unshared dictionary changes in place";
@@ -111,136 +89,96 @@ TEST(Value, MayBeChangedFromWithinItself) {
 TEST(Value, MutabilityIsAMarkThatCostsNothing) {
   const Value plain = Value::dictionary({{"a", 1}});
   Value copy = plain.mutableCopy();
-  EXPECT_TRUE(copy.isMutable());
-  EXPECT_FALSE(plain.isMutable());
-  EXPECT_EQ(copy.identity(), plain.identity());
-  EXPECT_EQ(copy, plain);
-  EXPECT_EQ(copy.hash(), plain.hash());
+  EXPECT_TRUE(copy.isMutable() && !plain.isMutable() && copy.identity() == plain.identity() && copy == plain);
   copy.setObjectNilHandled(2, "a");
   EXPECT_TRUE(copy.isMutable()) << "also after its storage was copied";
   EXPECT_FALSE(copy.copy().isMutable());
-  EXPECT_FALSE(nil.mutableCopy().isMutable());
-  EXPECT_TRUE(nil.mutableCopy().isNil());
-  EXPECT_FALSE(Value(1).mutableCopy().isMutable());
   EXPECT_EQ(Value::array({1}).mutableDictionaryCopy(), Value::dictionary());
-  EXPECT_TRUE(Value().mutableDictionaryCopy().isMutable());
-  EXPECT_EQ(plain.mutableDictionaryCopy(), plain);
 }
 
 TEST(Value, EqualValuesHaveEqualHashes) {
   const double nan = std::nan("");
-  const std::vector<std::vector<Value>> classes = {
-      {1, 1.0, true},
-      {0, 0.0, -0.0, false},
-      {nan, -nan},
-      {Date{0}, Date{-0.0}},
-      {Limits::min(), -0x1p63},
-      {std::int64_t{1} << 53, 0x1p53},
-      {(std::int64_t{1} << 53) + 1},
-      {Limits::max()},
-      {0x1p63, std::uint64_t{1} << 63},
-      {0.5},
-      {std::numeric_limits<double>::infinity()},
-      {"1"},
-      {""},
-      {Value()},
-      {Value::null()},
-      {Value::data({})},
-      {Value::data({'1'})},
-      {Date{1}},
-      {Value::array()},
-      {Value::dictionary()},
-      {Value::array({1, nan}), Value::array({1.0, nan}).mutableCopy()},
-      {Value::array({nan, 1})},
-      {Value::array({Value::array()})},
-      {Value::dictionary({{"a", 1}, {"b", 2}}), Value::dictionary({{"b", 2.0}, {"a", true}})},
-      {Value::dictionary({{"a", 2}, {"b", 1}})},
-      {Value::dictionary({{"a", 1}})},
-  };
-  for (std::size_t i = 0; i < classes.size(); ++i) {
-    for (const Value& a : classes[i]) {
-      for (std::size_t j = 0; j < classes.size(); ++j) {
-        for (const Value& b : classes[j]) {
-          EXPECT_EQ(a == b, i == j) << i << " and " << j << ": " << jsonText(a) << " and " << jsonText(b);
-          if (i != j) continue;
-          EXPECT_EQ(a.hash(), b.hash()) << jsonText(a) << " and " << jsonText(b);
-        }
-      }
-    }
+  const std::int64_t beyond = (std::int64_t{1} << 53) + 1;  // no double is equal to it
+  const Value ordered = Value::dictionary({{"a", 1}, {"b", 2}});
+  const std::pair<Value, Value> alike[] = {{1, 1.0},
+                                           {1, true},
+                                           {0, -0.0},
+                                           {nan, -nan},
+                                           {Date{0}, Date{-0.0}},
+                                           {Limits::min(), -0x1p63},
+                                           {beyond - 1, 0x1p53},
+                                           {Value::array({1, nan}), Value::array({1.0, nan}).mutableCopy()},
+                                           {ordered, Value::dictionary({{"b", 2.0}, {"a", true}})}};
+  std::vector<Value> different = {beyond,
+                                  Limits::max(),
+                                  0x1p63,
+                                  0.5,
+                                  "1",
+                                  "",
+                                  Value(),
+                                  Value::null(),
+                                  Date{1},
+                                  Value::data({}),
+                                  Value::data({'1'}),
+                                  Value::array(),
+                                  Value::dictionary(),
+                                  Value::array({nan, 1}),
+                                  Value::dictionary({{"a", 2}, {"b", 1}})};
+  for (const auto& [a, b] : alike) {
+    EXPECT_TRUE(a == b && a.hash() == b.hash()) << jsonText(a) << " and " << jsonText(b);
+    if (b.type() != Value::Type::boolean) different.push_back(b);
+  }
+  for (const Value& a : different) {
+    for (const Value& b : different) EXPECT_EQ(a == b, &a == &b) << jsonText(a) << " and " << jsonText(b);
   }
 }
 
-struct Conversion {
-  Value value;
-  std::int64_t integer;
-  double real;
-  bool boolean;
-};
-
 TEST(Value, ConvertsAsFoundationDoes) {
   const double inf = std::numeric_limits<double>::infinity();
-  const Conversion table[] = {
+  const std::tuple<Value, std::int64_t, double, bool> table[] = {
       {nil, 0, 0, false},
-      {true, 1, 1, true},
       {-2.9, -2, -2.9, true},
-      {0.25, 0, 0.25, true},
-      {0x1p63, Limits::max(), 0x1p63, true},
       {-1e300, Limits::min(), -1e300, true},
       {" \t\n42abc", 42, 42, true},
       {"-7.9e1x", -7, -79, true},
       {"+-7", 0, 0, false},
       {".5", 0, 0.5, false},
       {"1e", 1, 1, true},
-      {"1,5", 1, 1, true},
-      {"0x10", 0, 0, false},
       {"inf", 0, 0, false},
       {"9223372036854775808", Limits::max(), 0x1p63, true},
       {"-99999999999999999999999", Limits::min(), -1e23, true},
-      {"1e400", 1, inf, true},
       {"-1e99999999999999999999", -1, -inf, true},
-      {"0.00001e310", 0, 1e305, false},
       {"0." + std::string(400, '0') + "1", 0, 0, false},
       {std::string(400, '9'), Limits::max(), inf, true},
       {" yes", 0, 0, true},
       {"-Y", 0, 0, false},
-      {"-003", -3, -3, true},
-  };
-  for (const Conversion& row : table) {
-    EXPECT_EQ(row.value.longLongValue(), row.integer) << jsonText(row.value);
-    EXPECT_EQ(row.value.doubleValue(), row.real) << jsonText(row.value);
-    EXPECT_EQ(row.value.boolValue(), row.boolean) << jsonText(row.value);
+      {"-003", -3, -3, true}};
+  for (const auto& [value, integer, real, boolean] : table) {
+    EXPECT_EQ(value.longLongValue(), integer) << jsonText(value);
+    EXPECT_EQ(value.doubleValue(), real) << jsonText(value);
+    EXPECT_EQ(value.boolValue(), boolean) << jsonText(value);
   }
   EXPECT_EQ(Value(std::nan("")).longLongValue(), 0);
   EXPECT_EQ(Value("3000000000").intValue(), std::numeric_limits<int>::max());
-  EXPECT_EQ(Value(-3e9).intValue(), std::numeric_limits<int>::min());
-  EXPECT_EQ(Value("-12").intValue(), -12);
 }
 
 TEST(Value, LengthCountsUtf16Units) {
-  EXPECT_EQ(nil.length(), 0u);
-  EXPECT_EQ(Value("").length(), 0u);
-  EXPECT_EQ(Value("a\xC3\xA4\xE2\x82\xAC").length(), 3u);
-  EXPECT_EQ(Value("\xF0\x9F\x98\x80!").length(), 3u) << "an emoji is two units";
+  EXPECT_EQ(Value("aä€\U0001F600").length(), 5u) << "an emoji is two units";
   EXPECT_EQ(Value("\xE2\x82").length(), 2u) << "ill-formed bytes count one each";
   EXPECT_EQ(Value("\xED\xA0\x80").length(), 3u) << "a surrogate is ill-formed in UTF-8";
-  EXPECT_EQ(Value::data({1, 2, 3}).length(), 3u);
 }
 
 TEST(Value, NestsToItsLimitAndNotDeeper) {
   const Value deepest = nested(Value::maximumDepth);
-  EXPECT_EQ(deepest.depth(), Value::maximumDepth);
-  EXPECT_THROW(Value::array({deepest}), Exception);
-  EXPECT_THROW(Value::dictionary({{"k", deepest}}), Exception);
-
-  Value array = Value::array({1});
-  Value dictionary = Value::dictionary({{"k", 1}});
-  EXPECT_THROW(array.append(deepest), Exception);
-  EXPECT_THROW(dictionary.setObjectNilHandled(deepest, "k"), Exception);
-  EXPECT_EQ(array, Value::array({1})) << "a refused change changes nothing";
-  EXPECT_EQ(dictionary, Value::dictionary({{"k", 1}}));
-
   EXPECT_EQ(deepest, nested(Value::maximumDepth)) << "walks reach the bottom";
   EXPECT_EQ(deepest.hash(), nested(Value::maximumDepth).hash());
+  Value array = Value::array({1});
+  Value dictionary = Value::dictionary({{"k", 1}});
+  EXPECT_THROW(Value::array({deepest}), Exception);
+  EXPECT_THROW(Value::dictionary({{"k", deepest}}), Exception);
+  EXPECT_THROW(array.append(deepest), Exception);
+  EXPECT_THROW(dictionary.setObjectNilHandled(deepest, "k"), Exception);
+  EXPECT_EQ(jsonText(array) + jsonText(dictionary), R"([1]{"k":1})") << "a refused change changes nothing";
 }
 
 TEST(Value, DepthFollowsChanges) {
@@ -250,13 +188,8 @@ TEST(Value, DepthFollowsChanges) {
   EXPECT_EQ(value.depth(), 4);
   value.setObjectNilHandled(nested(9), "c");
   EXPECT_EQ(value.depth(), 10);
-  value.setObjectNilHandled(nested(8), "c");
-  EXPECT_EQ(value.depth(), 9);
   value.removeValidObjectForKey("c");
   EXPECT_EQ(value.depth(), 4);
-  value.removeValidObjectForKey("b");
-  EXPECT_EQ(value, Value::dictionary({{"a", 1}}));
-  EXPECT_EQ(value.depth(), 1);
 }
 
 }  // namespace

@@ -22,10 +22,7 @@ using Strings = std::vector<std::string>;
 
 Value payload(const std::string& campaign, double received) {
   return Value::dictionary(
-      {{"aps", Value::dictionary({{"alert", Value::dictionary({{"title", "Title " + campaign},
-                                                               {"body",
-                                                                "A message that is long enough to need two "
-                                                                "lines."}})}})},
+      {{"aps", Value::dictionary({{"alert", Value::dictionary({{"title", "Title " + campaign}})}})},
        {"zintar", Value::dictionary({{"cid", campaign}, {"received_epoch_val", received}})}});
 }
 
@@ -154,27 +151,12 @@ TEST_F(InboxScreenTest, HasCellsForRowsInSightOnly) {
     const auto cells = table->showRows(first, 8);
     ASSERT_EQ(cells.size(), 8u);
     made.insert(cells.begin(), cells.end());
-    EXPECT_EQ(table->cellForRowAtIndexPath({first + 7, 0}), cells[7]);
     EXPECT_EQ(std::static_pointer_cast<ZNInboxTableViewCell>(cells[7])->notificationTitleTextLabel()->text(),
               Value("Title c" + std::to_string(first + 7)));
   }
   EXPECT_EQ(made.size(), 8u);
   EXPECT_EQ(table->showRows(998, 8).size(), 2u);
-  EXPECT_EQ(table->showRows(5000, 8).size(), 0u);
   EXPECT_EQ(screen_->inbox()->cellForRowAtIndexPath(table, {1000, 0}), nullptr);
-}
-
-TEST_F(InboxScreenTest, GoesBackToTheDefaultLookForWhatAHostUnsets) {
-  const auto table = screen_->inbox()->inboxTableView();
-  const auto color = [&] { return table->showRows(0, 1)[0]->backgroundColor(); };
-  const auto before = color();
-  const UIColor red = UIColor::colorWithRGB(0xFF0000);
-  screen_->inbox()->customiseInboxWithCellTextColor(red, std::nullopt, std::nullopt, red, std::nullopt, red);
-  table->reloadData();
-  EXPECT_EQ(color(), red);
-  screen_->inbox()->customiseInboxWithCellTextColor({}, {}, {}, {}, {}, {});
-  table->reloadData();
-  EXPECT_EQ(color(), before);
 }
 
 TEST_F(InboxScreenTest, RefusesABrokenResourceFileByName) {
@@ -185,32 +167,23 @@ TEST_F(InboxScreenTest, RefusesABrokenResourceFileByName) {
   const zn::test::TemporaryFolder folder;
   const auto failure = [&](const std::string& part, const std::string& other) -> std::string {
     std::string text = whole;
-    const std::size_t place = text.find(part);
-    if (place == std::string::npos) return "the file has no " + part;
-    text.replace(place, part.size(), other);
+    text.replace(text.find(part), part.size(), other);
     zn::replaceFile(folder / "ZNInbox.storyboard.json", zn::Data(text.begin(), text.end()));
     try {
       zn::newInboxScreen(NSBundle::bundleWithPath(folder.path()));
     } catch (const zn::Exception& refusal) {
-      const std::string reason = refusal.reason();
-      const std::string where = folder / "ZNInbox.storyboard.json: ";
-      return reason.starts_with(where) ? reason.substr(where.size()) : reason;
+      return refusal.reason();
     }
     return "";
   };
-  EXPECT_EQ(failure("\"lines\": 2", "\"lines\": 1e300"),
-            "screens.Inbox.view.subviews[0].cells.InboxCell1.subviews[0].subviews[0].subviews[0] needs a number from 0 "
-            "under \"lines\"");
-  const std::pair<const char*, const char*> changes[] = {{"\"Inbox\"", "\"Outbox\""},
-                                                         {"\"ZNInboxViewController\"", "\"Other\""},
-                                                         {"[0, 0, 390, 844]", "[0, 0, 390]"},
-                                                         {"\"kind\": \"table\"", "\"kind\": \"tabel\""},
-                                                         {"\"spacing\": 6", "\"spacing\": true"},
-                                                         {"\"#FFFFFF\"", "\"white\""},
-                                                         {"\"textColor\": \"title\"", "\"textColor\": \"titel\""},
-                                                         {"\"notificationTitleTextLabel\"", "\"headline\""},
-                                                         {"\"InboxCell1\"", "\"InboxCell3\""},
-                                                         {"\"colors\"", "\"colours\""}};
-  for (const auto& [part, other] : changes) EXPECT_NE(failure(part, other), "") << part;
+  EXPECT_EQ(
+      failure("\"lines\": 2", "\"lines\": 1e300"),
+      folder /
+          "ZNInbox.storyboard.json: "
+          "screens.Inbox.view.subviews[0].cells.InboxCell1.subviews[0].subviews[0].subviews[0] needs a number from 0 "
+          "under \"lines\"");
+  for (const char* part : {"\"ZNInboxViewController\"", "\"kind\": \"table\"", "\"#FFFFFF\"", "\"colors\""}) {
+    EXPECT_NE(failure(part, "\"other\": \"x\""), "") << part;
+  }
   EXPECT_THROW(zn::newInboxScreen(NSBundle::bundleWithPath(folder / "nowhere")), zn::Exception);
 }

@@ -17,15 +17,18 @@ complain() {
   failures=$((failures + 1))
 }
 
+story_of() {  # arguments...
+  "$zinstory" "$@" >story.txt 2>err.txt || complain "zinstory $*: exit status $?"
+  [[ ! -s err.txt ]] || complain "zinstory $*: complains: $(<err.txt)"
+  if LC_ALL=C.UTF-8 grep -nE '^.{101,}' story.txt; then complain "these lines are too long"; fi
+}
+
 tells() {  # text...: each stands in story.txt, in this order
   local text from=1 found
   for text in "$@"; do
     found=$(tail -n +"$from" story.txt | grep -nF -m 1 -- "$text" | cut -d: -f1)
-    if [[ -z $found ]]; then
-      complain "\"$text\" is missing below line $from of story.txt"
-      return
-    fi
-    from=$((from + found))
+    [[ $found ]] || complain "\"$text\" is missing below line $from of story.txt"
+    from=$((from + ${found:-0}))
   done
 }
 
@@ -39,8 +42,7 @@ refuses() {  # exit status, expected line on standard error, arguments...
   [[ ! -s out.txt ]] || complain "zinstory $*: told something nevertheless"
 }
 
-"$zinstory" --payloads "$examples" >story.txt 2>err.txt || complain "the examples' story ends with status $?"
-[[ ! -s err.txt ]] || complain "the examples' story complains: $(<err.txt)"
+story_of --payloads "$examples"
 tells "a new token" "the device's record" \
   "dictionary-alert.json" "clicked" "badge      from 2 to 0" "NOTIFICATION_CLICKED_IOS_ZIN" "segment=outdoor" \
   "[COPY] [Cancel]" "copied     BOOTS20" "opened     deeplink https://shop.example/boots" \
@@ -51,24 +53,20 @@ tells "a new token" "the device's record" \
   "silent.json" "A silent push" \
   "in a new process" "holds 3 messages, newest first" "city-breaks-17" "delivery-today-4711" "autumn-sale-2023"
 if grep -q $'\033' story.txt; then complain "colours although nobody sees them"; fi
-if LC_ALL=C.UTF-8 grep -nE '^.{101,}' story.txt; then complain "these lines are too long"; fi
 
 # Text of a payload neither leaves its line nor reaches the terminal as a command.
 printf '{"aps": {"alert": "a\\u001b[31mb\\nc"}, "zintar": {"cid": "c\\u0007d"}}' >wild.json
-"$zinstory" --payload wild.json >story.txt || complain "the wild payload's story ends with status $?"
+story_of --payload wild.json
 tells "a [31mb c" "holds 1 message"
 if grep -q '[[:cntrl:]]' story.txt; then complain "control characters reach the terminal"; fi
 
 # Events: one campaign fires with what the server says now, one with what was stored before the server was stopped.
-"$zinstory" --payload "$examples/silent.json" --campaigns "$campaigns" >story.txt 2>err.txt ||
-  complain "the campaigns' story ends with status $?"
-[[ ! -s err.txt ]] || complain "the campaigns' story complains: $(<err.txt)"
+story_of --payload "$examples/silent.json" --campaigns "$campaigns"
 tells "added      order-10371" "added      back-in-stock-7" "added      order-10482-shipped" "unread     2" \
   "Inbox" "• Back in stock" "• Your parcel is on its way" "rucksack" \
   "read       back-in-stock-7" "unread     1" "The blue jacket" "Synchronised: 4 campaigns" '"price":12}' "the attributes do not satisfy" "(nothing)" \
   '"price":129}' "fires" "only general campaigns" "at once" "Only three left" \
   "The server is stopped" "fires" "2.0 seconds later" "A voucher for the"
-if LC_ALL=C.UTF-8 grep -nE '^.{101,}' story.txt; then complain "these lines are too long"; fi
 "$zinstory" --payload "$examples/silent.json" --campaigns /nowhere >out.txt 2>err.txt
 [[ $? == 1 && $(wc -l <err.txt) == 1 ]] || complain "a server that cannot start is told as: $(<err.txt)"
 

@@ -10,9 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <filesystem>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <ostream>
 #include <set>
@@ -95,37 +93,18 @@ class DeviceContract : public testing::TestWithParam<zn::test::DeviceKind> {
   zn::test::RecordingLog* log_ = nullptr;
 };
 
-TEST_P(DeviceContract, MainQueueRunsTasksLaterInOrderAndOneAtATime) {
+TEST_P(DeviceContract, MainQueueRunsTasksInOrderAndOneAtATimeAlsoWhatTheyQueue) {
   const auto running = std::make_shared<std::atomic<int>>(0);
-  for (int i = 0; i < 100; ++i) {
-    queues().async(zn::Queue::main, [this, running, i, record = record_] {
-      const bool alone = running->fetch_add(1) == 0;
-      record->add(std::to_string(i) + (alone && queues().isMainThread() ? "" : " at the same time or elsewhere"));
-      if (i == 3) {
-        adding("inside 3")();
-        queues().async(zn::Queue::main, adding("queued by 3"));
-      }
-      running->fetch_sub(1);
-    });
-  }
-  queues().async(zn::Queue::main, adding("last"));
-  runUntilCount(103);
   Strings expected;
   for (int i = 0; i < 100; ++i) {
     expected.push_back(std::to_string(i));
-    if (i == 3) expected.push_back("inside 3");
+    queues().async(zn::Queue::main, [this, running, i, record = record_] {
+      const bool alone = running->fetch_add(1) == 0;
+      queues().async(zn::Queue::main, [] {});
+      record->add(std::to_string(i) + (alone && queues().isMainThread() ? "" : " at the same time or elsewhere"));
+      running->fetch_sub(1);
+    });
   }
-  const Strings all = record_->all();
-  ASSERT_EQ(all.size(), 103u);
-  // "queued by 3" may stand before tasks that were queued while 3 ran already, but it never runs inside 3.
-  EXPECT_EQ(Strings(all.begin(), all.begin() + 5), Strings(expected.begin(), expected.begin() + 5));
-  Strings others = all;
-  std::erase(others, "queued by 3");
-  expected.push_back("last");
-  EXPECT_EQ(others, expected);
-}
-
-TEST_P(DeviceContract, ATaskQueuedByATaskRunsAfterAllThatWaitAlready) {
   queues().async(zn::Queue::main, [this] {
     queues().async(zn::Queue::main, [this] {
       adding("first")();
@@ -136,7 +115,8 @@ TEST_P(DeviceContract, ATaskQueuedByATaskRunsAfterAllThatWaitAlready) {
     queues().after(zn::Queue::main, 1000, adding("fifth"));
   });
   subject_->settle();
-  EXPECT_EQ(record_->all(), (Strings{"first", "second", "third", "fourth"}));
+  expected.insert(expected.end(), {"first", "second", "third", "fourth"});
+  EXPECT_EQ(record_->all(), expected);
 }
 
 TEST_P(DeviceContract, DelayedTasksRunWhenTheyAreDueNotWhenTheyWereQueued) {
@@ -158,38 +138,33 @@ TEST_P(DeviceContract, DelayedTasksRunWhenTheyAreDueNotWhenTheyWereQueued) {
 }
 
 TEST_P(DeviceContract, DelaysThatAreNoTimesDoNoHarm) {
-  queues().after(zn::Queue::main, std::numeric_limits<double>::infinity(), adding("never"));
-  queues().after(zn::Queue::main, 1e300, adding("never"));
-  queues().after(zn::Queue::main, std::nan(""), adding("now"));
-  queues().after(zn::Queue::main, -std::numeric_limits<double>::infinity(), adding("now"));
+  for (const double delay : {HUGE_VAL, 1e300}) queues().after(zn::Queue::main, delay, adding("never"));
+  for (const double delay : {std::nan(""), -HUGE_VAL}) queues().after(zn::Queue::main, delay, adding("now"));
   runUntilCount(2);
   subject_->settle();
   EXPECT_EQ(record_->all(), (Strings{"now", "now"}));
 }
 
 TEST_P(DeviceContract, GlobalTasksAllRunOffTheMainThread) {
-  EXPECT_EQ(record_->count(), 0u);
   for (int i = 0; i < 50; ++i) {
     queues().async(zn::Queue::global,
                    [this, record = record_] { record->add(queues().isMainThread() ? "on the main thread" : "ran"); });
   }
-  runUntilCount(50);
   subject_->settle();
   EXPECT_EQ(record_->all(), Strings(50, "ran"));
 }
 
 TEST_P(DeviceContract, AnExceptionEndsItsTaskOnlyAndIsReported) {
   for (const zn::Queue queue : {zn::Queue::main, zn::Queue::global}) {
-    const std::size_t before = record_->count();
     queues().async(queue, [] { throw zn::Exception("first trouble"); });
     queues().async(queue, [] { throw 42; });
     queues().async(queue, adding("still running"));
     subject_->settle();
-    EXPECT_EQ(record_->count(), before + 1);
     const Strings lines = log().take();
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_NE((lines[0] + lines[1]).find("first trouble"), std::string::npos) << lines[0] << "\n" << lines[1];
   }
+  EXPECT_EQ(record_->count(), 2u);
 }
 
 TEST_P(DeviceContract, NotificationCompletionsComeOnceAndNeverFromWithinTheCall) {
@@ -223,13 +198,6 @@ TEST_P(DeviceContract, NotificationCompletionsComeOnceAndNeverFromWithinTheCall)
   EXPECT_EQ(all, (Strings{"added", "authorization", "delivered", "pending", "settings"}));
 }
 
-TEST_P(DeviceContract, BadgeIsWhatWasSetLast) {
-  device().application->setBadge(5);
-  EXPECT_EQ(device().application->badge(), 5);
-  device().application->setBadge(0);
-  EXPECT_EQ(device().application->badge(), 0);
-}
-
 TEST_P(DeviceContract, FoldersExistAndTakeFiles) {
   const zn::DeviceDirectories& directories = *device().directories;
   const std::set<std::string> folders = {directories.home(), directories.library(), directories.documents(),
@@ -237,7 +205,6 @@ TEST_P(DeviceContract, FoldersExistAndTakeFiles) {
   EXPECT_EQ(folders.size(), 4u);
   for (const auto& folder : folders) {
     EXPECT_TRUE(folder.starts_with(directories.home())) << folder;
-    EXPECT_TRUE(std::filesystem::is_directory(folder)) << folder;
     std::string error;
     EXPECT_TRUE(zn::replaceFile(folder + "/probe", {}, &error)) << error;
   }
@@ -247,21 +214,8 @@ TEST_P(DeviceContract, BackgroundTasksHaveIdentifiersOfTheirOwn) {
   zn::DeviceApplication& application = *device().application;
   const UIBackgroundTaskIdentifier first = application.beginBackgroundTask([] {});
   const UIBackgroundTaskIdentifier second = application.beginBackgroundTask({});
-  EXPECT_TRUE(first == UIBackgroundTaskInvalid || first != second);
   application.endBackgroundTask(first);
   const UIBackgroundTaskIdentifier third = application.beginBackgroundTask([] {});
-  EXPECT_TRUE(third == UIBackgroundTaskInvalid || third != second);
-  application.endBackgroundTask(first);  // ended already
-  application.endBackgroundTask(UIBackgroundTaskInvalid);
-  application.endBackgroundTask(second);
-  application.endBackgroundTask(third);
-}
-
-TEST_P(DeviceContract, TheClockGoesForwardsWhileTheDeviceWorks) {
-  const double start = device().clock->now().secondsSince1970;
-  EXPECT_GT(start, 1.5e9);
-  queues().after(zn::Queue::main, 0.02, adding("later"));
-  runUntilCount(1);
-  EXPECT_GE(device().clock->now().secondsSince1970, start + 0.019);
-  EXPECT_LE(std::abs(device().clock->secondsFromGMT({start})), 15 * 3600);
+  EXPECT_TRUE(first == UIBackgroundTaskInvalid || (first != second && third != second));
+  for (const auto each : {first, UIBackgroundTaskInvalid, second, third}) application.endBackgroundTask(each);
 }

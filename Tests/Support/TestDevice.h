@@ -7,12 +7,15 @@
 
 #include "Tests/Support/TestHome.h"
 #include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/HeadlessDevice.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNLogger.h"
 
 namespace zn::test {
+
+inline Value json(std::string_view text) { return parseJson(text).value(); }
 
 /// A clock that stands still until a test moves it.
 class ManualClock : public DeviceClock {
@@ -70,6 +73,10 @@ class TestDevice {
 
   HeadlessDevice& device() { return *device_; }
   ManualClock& clock() { return *clock_; }
+  WatchedClock& watchClock() {
+    device_->clock = std::make_unique<WatchedClock>();
+    return static_cast<WatchedClock&>(*device_->clock);
+  }
   std::string home() const { return device_->directories->home(); }
   std::string inboxFile() const { return home() + "/Library/ZNInbox/InboxData"; }
 

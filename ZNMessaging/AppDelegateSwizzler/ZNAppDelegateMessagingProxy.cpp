@@ -1,8 +1,5 @@
-// Set-up, the application delegate's callbacks, and the observation of the centre's delegate.
-
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
 
-#include "ZNMessaging/AppDelegateSwizzler/ProxyFailure_p.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
@@ -63,36 +60,30 @@ const zn::Class& ZNAppDelegateMessagingProxy::isa() const {
   return *mine;
 }
 
-ZNAppDelegateMessagingProxy::ZNAppDelegateMessagingProxy() = default;
-
 ZNAppDelegateMessagingProxy::~ZNAppDelegateMessagingProxy() {
   unswizzleAllMethods();
   removeUserNotificationCenterDelegateObserver();
 }
 
 void ZNAppDelegateMessagingProxy::swizzleMethodsIfPossible() {
-  {
-    const zn::Lock lock(mutex_);
-    if (didSwizzleMethods_ || isSettingUp_) return;
-    isSettingUp_ = true;
-  }
+  const bool isFirst =
+      state_.update([](State& state) { return !state.didSwizzleMethods && !std::exchange(state.isSettingUp, true); });
+  if (!isFirst) return;
   const bool succeeded = zn::guarded("swizzleMethodsIfPossible", kProxyFailure, [&] {
     setUp();
     return true;
   });
   if (succeeded) ZNMessagingUtils::appDelegateProxyConfigured();
-  const zn::Lock lock(mutex_);
-  didSwizzleMethods_ = succeeded;
-  isSettingUp_ = false;
+  state_.update([&](State& state) {
+    state.didSwizzleMethods = succeeded;
+    state.isSettingUp = false;
+  });
 }
 
 void ZNAppDelegateMessagingProxy::setUp() {
   ZNAppDelegateSwizzler::proxyOriginalDelegateIncludingAPNSMethods();
-  const std::string identifier = ZNAppDelegateSwizzler::registerAppDelegateInterceptor(shared_from_this());
-  {
-    const zn::Lock lock(mutex_);
-    appDelegateInterceptorID_ = identifier;
-  }
+  state_.set(&State::appDelegateInterceptorID,
+             ZNAppDelegateSwizzler::registerAppDelegateInterceptor(shared_from_this()));
   zn::Class* const centerClass = zn::Class::named(kCenterClass);
   if (!centerClass) return;
   const auto center = getNamedPropertyFromObject(*centerClass, "currentNotificationCenter", centerClass);
@@ -136,8 +127,6 @@ void ZNAppDelegateMessagingProxy::didRegisterForRemoteNotificationsWithDeviceTok
   ZNNotificationHandler::sharedInstance()->setPushToken(token);
 }
 
-// Observation of the centre's delegate.
-
 void ZNAppDelegateMessagingProxy::listenForDelegateChangesInUserNotificationCenter(
     const std::shared_ptr<zn::Object>& center) {
   zn::guarded("listenForDelegateChangesInUserNotificationCenter:", kProxyFailure, [&] {
@@ -166,20 +155,16 @@ void ZNAppDelegateMessagingProxy::addDelegateObserverToUserNotificationCenter(
     if (!center) return;
     center->addObserver(shared_from_this(), kDelegateKeyPath,
                         NSKeyValueObservingOptionNew | NSKeyValueObservingOptionOld, UserNotificationObserverContext);
-    const zn::Lock lock(mutex_);
-    userNotificationCenter_ = center;
-    isObservingUserNotificationDelegateChanges_ = true;
+    state_.set(&State::userNotificationCenter, center);
   });
 }
 
 void ZNAppDelegateMessagingProxy::removeUserNotificationCenterDelegateObserver() {
   zn::guarded("removeUserNotificationCenterDelegateObserver", kRemoveObserverFailure, [&] {
     const auto center = userNotificationCenter();
-    if (!center || !isObservingUserNotificationDelegateChanges()) return;
+    if (!center) return;
     center->removeObserver(*this, kDelegateKeyPath, UserNotificationObserverContext);
-    const zn::Lock lock(mutex_);
-    userNotificationCenter_ = nullptr;
-    isObservingUserNotificationDelegateChanges_ = false;
+    state_.set(&State::userNotificationCenter, nullptr);
   });
 }
 
@@ -204,56 +189,18 @@ void ZNAppDelegateMessagingProxy::swizzleUserNotificationCenterDelegate(const st
     };
     replace(kSelectorWillPresentNotification, zin_swizzle_willPresentNotificationWithHandler());
     replace(kSelectorDidReceiveNotificationResponse, zin_swizzle_didReceiveNotificationResponseWithHandler());
-    auto kept = delegate;  // the one before ends after the lock
-    const zn::Lock lock(mutex_);
-    currentUserNotificationCenterDelegate_.swap(kept);
-    hasSwizzledUserNotificationDelegate_ = true;
+    state_.set(&State::currentUserNotificationCenterDelegate, delegate);
   });
 }
 
 void ZNAppDelegateMessagingProxy::unswizzleUserNotificationCenterDelegate(const std::shared_ptr<zn::Object>& delegate) {
   zn::guarded("unswizzleUserNotificationCenterDelegate:", kProxyFailure, [&] {
-    auto kept = currentUserNotificationCenterDelegate();
-    if (!delegate || delegate != kept) return;
+    if (!delegate || delegate != currentUserNotificationCenterDelegate()) return;
     for (const char* name : {kSelectorWillPresentNotification, kSelectorDidReceiveNotificationResponse}) {
       unswizzleSelector(zn::NSSelectorFromString(name), classOf(*delegate));
     }
-    const zn::Lock lock(mutex_);
-    currentUserNotificationCenterDelegate_ = nullptr;  // `kept` still holds it
-    hasSwizzledUserNotificationDelegate_ = false;
+    state_.set(&State::currentUserNotificationCenterDelegate, nullptr);
   });
-}
-
-// State.
-
-bool ZNAppDelegateMessagingProxy::didSwizzleMethods() const {
-  const zn::Lock lock(mutex_);
-  return didSwizzleMethods_;
-}
-
-bool ZNAppDelegateMessagingProxy::hasSwizzledUserNotificationDelegate() const {
-  const zn::Lock lock(mutex_);
-  return hasSwizzledUserNotificationDelegate_;
-}
-
-bool ZNAppDelegateMessagingProxy::isObservingUserNotificationDelegateChanges() const {
-  const zn::Lock lock(mutex_);
-  return isObservingUserNotificationDelegateChanges_;
-}
-
-std::shared_ptr<zn::Object> ZNAppDelegateMessagingProxy::userNotificationCenter() const {
-  const zn::Lock lock(mutex_);
-  return userNotificationCenter_;
-}
-
-std::shared_ptr<zn::Object> ZNAppDelegateMessagingProxy::currentUserNotificationCenterDelegate() const {
-  const zn::Lock lock(mutex_);
-  return currentUserNotificationCenterDelegate_;
-}
-
-std::string ZNAppDelegateMessagingProxy::appDelegateInterceptorID() const {
-  const zn::Lock lock(mutex_);
-  return appDelegateInterceptorID_;
 }
 
 ZNAppDelegateMessagingProxy::SelectorsByClass ZNAppDelegateMessagingProxy::swizzledSelectorsByClass() const {

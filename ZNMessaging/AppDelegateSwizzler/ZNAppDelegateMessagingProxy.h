@@ -13,6 +13,7 @@
 #include "ZNPlatform/Runtime/KeyValueObserving.h"
 #include "ZNPlatform/Runtime/Runtime.h"
 #include "ZNPlatform/UIKit/UIApplication.h"
+#include "ZintarCore/GuardedFields.h"
 
 /// Inserts the module into the host's delegates at run time, so that the host need not hand callbacks on.
 ///
@@ -92,14 +93,18 @@ class ZN_EXPORT ZNAppDelegateMessagingProxy : public zn::Object {
   /// `nonExistantMethodImplementationForClass:`: what the class has for a selector that no class implements.
   zn::MethodPtr nonExistantMethodImplementationForClass(const zn::Class& ofClass) const;
 
-  // State.
   using SelectorsByClass = std::map<std::string, std::vector<std::string>>;
-  bool didSwizzleMethods() const;
-  bool hasSwizzledUserNotificationDelegate() const;
-  bool isObservingUserNotificationDelegateChanges() const;
-  std::shared_ptr<zn::Object> userNotificationCenter() const;                 ///< the observed one, or null
-  std::shared_ptr<zn::Object> currentUserNotificationCenterDelegate() const;  ///< the intercepted one, or null
-  std::string appDelegateInterceptorID() const;                               ///< "" before the set-up
+  bool didSwizzleMethods() const { return state_.get(&State::didSwizzleMethods); }
+  bool hasSwizzledUserNotificationDelegate() const { return currentUserNotificationCenterDelegate() != nullptr; }
+  bool isObservingUserNotificationDelegateChanges() const { return userNotificationCenter() != nullptr; }
+  /// The observed one, or null.
+  std::shared_ptr<zn::Object> userNotificationCenter() const { return state_.get(&State::userNotificationCenter); }
+  /// The intercepted one, or null.
+  std::shared_ptr<zn::Object> currentUserNotificationCenterDelegate() const {
+    return state_.get(&State::currentUserNotificationCenterDelegate);
+  }
+  /// "" before the set-up.
+  std::string appDelegateInterceptorID() const { return state_.get(&State::appDelegateInterceptorID); }
   SelectorsByClass swizzledSelectorsByClass() const;
 
   /// What a replacement that is called for this receiver has to call: the saved implementation, or, where that is for
@@ -107,10 +112,20 @@ class ZN_EXPORT ZNAppDelegateMessagingProxy : public zn::Object {
   zn::MethodPtr previousImplementationFor(const zn::Object& receiver, zn::Selector selector) const;
 
   const zn::Class& isa() const override;
-  ZNAppDelegateMessagingProxy();
   ~ZNAppDelegateMessagingProxy() override;
 
  private:
+  /// What the exception guards log.
+  static constexpr const char* kProxyFailure = "Exception in the delegate proxy : %@";
+
+  struct State {
+    bool didSwizzleMethods = false;
+    bool isSettingUp = false;
+    std::shared_ptr<zn::Object> userNotificationCenter;
+    std::shared_ptr<zn::Object> currentUserNotificationCenterDelegate;
+    std::string appDelegateInterceptorID;
+  };
+
   void setUp();
   void listenTo(const std::shared_ptr<zn::Object>& center);
   void saveLocked(const zn::MethodPtr& implementation, zn::Selector selector) ZN_REQUIRES(mutex_);
@@ -121,16 +136,9 @@ class ZN_EXPORT ZNAppDelegateMessagingProxy : public zn::Object {
   mutable zn::Mutex mutex_;
   std::map<std::string, zn::MethodPtr> originalAppDelegateImps_ ZN_GUARDED_BY(mutex_);  // by selector name
   SelectorsByClass swizzledSelectorsByClass_ ZN_GUARDED_BY(mutex_);
-  bool didSwizzleMethods_ ZN_GUARDED_BY(mutex_) = false;
-  bool hasSwizzledUserNotificationDelegate_ ZN_GUARDED_BY(mutex_) = false;
-  bool isObservingUserNotificationDelegateChanges_ ZN_GUARDED_BY(mutex_) = false;
-  std::shared_ptr<zn::Object> userNotificationCenter_ ZN_GUARDED_BY(mutex_);
-  std::shared_ptr<zn::Object> currentUserNotificationCenterDelegate_ ZN_GUARDED_BY(mutex_);
-  std::string appDelegateInterceptorID_ ZN_GUARDED_BY(mutex_);
-
-  bool isSettingUp_ ZN_GUARDED_BY(mutex_) = false;
   /// What was replaced where, for receivers that the saved implementation does not take.
   std::map<std::pair<const zn::Class*, std::string>, zn::MethodPtr> ownImplementations_ ZN_GUARDED_BY(mutex_);
+  zn::GuardedFields<State> state_;
 };
 
 /// Context of the proxy's own observations.

@@ -1,7 +1,4 @@
-// Replacing implementations in classes, and the replacements.
-
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
-#include "ZNMessaging/AppDelegateSwizzler/ProxyFailure_p.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
@@ -64,9 +61,7 @@ void ZNAppDelegateMessagingProxy::swizzleSelector(zn::Selector selector, zn::Cla
       }
       trackLocked(selector, inClass);
     }
-    if (!isThere) {
-      zn::log("Could not add method for %@ to class %@", selector.name(), inClass.name());
-    }
+    if (!isThere) zn::log("Could not add method for %@ to class %@", selector.name(), inClass.name());
   });
 }
 

@@ -3,8 +3,9 @@
 #include "ZNPlatform/Export.h"
 #include "ZintarCore/ZNPayloadKeys.h"
 
-/// The module's vocabulary: every key, event name and storage key is spelled here and nowhere else. Values are
-/// case-sensitive and fixed: servers and hosts know them.
+/// The module's vocabulary: its keys, event names and storage keys are spelled here, those of the inbox in
+/// ZNInboxExposedConstants.h, those that other modules know too in ZNPayloadKeys.h. Values are case-sensitive and fixed:
+/// servers and hosts know them.
 
 // Names of tracked events. The push-preference event alone has another head and no platform word; keep it so.
 ZN_EXPORT extern const char* const kEventNameNotificationReceived;
@@ -69,6 +70,7 @@ inline constexpr const char* title = "title";
 inline constexpr const char* subtitle = "subtitle";
 inline constexpr const char* body = "body";
 inline constexpr const char* sound = "sound";
+inline constexpr const char* category = "category";
 inline constexpr const char* features = "zinFeatures";
 inline constexpr const char* richPush = "richPush";
 inline constexpr const char* displayName = "displayName";

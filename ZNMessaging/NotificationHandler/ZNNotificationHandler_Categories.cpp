@@ -16,7 +16,6 @@
 
 namespace {
 
-// Keys of a record.
 constexpr const char* kName = "name";
 constexpr const char* kActions = "actions";
 constexpr const char* kActionsIdentifier = "actionsIdentifier";

@@ -20,13 +20,17 @@
 
 namespace {
 
-/// Of card actions too: whoever reads the log knows clicks by this text.
+/// Logged for the actions of cards too, although it names the default ones: people search logs for failed clicks by it.
 constexpr const char* kActionsFailure = "Exception in handle Default Actions Push : %@";
 constexpr const char* kCouponAlertFailure = "Exception while showing coupon code alert : %@";
 constexpr const char* kSourceFailure = "Exception while updating the app source : %@";
 
 constexpr std::int64_t kCarriedOutHere = 0;  // the action name that is not the extension's
-enum ActionType : std::int64_t { landingPage = 0, deepLink = 1, screen = 2 };
+/// What a card's action does. Switches over it have no default, so that the compiler names those that forget one; other
+/// numbers, which newer senders may use, pass all of them.
+enum class ActionType : std::int64_t { landingPage = 0, deepLink = 1, screen = 2 };
+
+ActionType typeOf(const zn::CardAction& action) { return static_cast<ActionType>(action.actionType()); }
 
 zn::Value valueAt(const zn::Value& payload, const char* part, const char* key) {
   return payload.validObjectForKeyPath(zn::format("%@.%@", part, key));
@@ -54,11 +58,18 @@ SourcePtr linkSource(const zn::Value& link) {
   return link.length() > 0 ? ifValid(ZNSource::initSourceWithURL(link)) : nullptr;
 }
 
-/// The source that an action's link has itself, or else its key-value pairs.
-SourcePtr linkActionSource(const zn::CardAction& action) {
-  if (action.value().length() == 0) return nullptr;
-  const SourcePtr source = linkSource(action.value());
-  return source ? source : ifValid(ZNSource::initSourceWithSourceInfoDict(action.kvPairs()));
+/// The source that an action's link has itself, or else its key-value pairs; null where neither is valid.
+SourcePtr sourceOf(const zn::CardAction& action) {
+  switch (typeOf(action)) {
+    case ActionType::landingPage:
+    case ActionType::deepLink:
+      if (action.value().length() == 0) return nullptr;
+      if (const SourcePtr source = linkSource(action.value())) return source;
+      [[fallthrough]];
+    case ActionType::screen:
+      return ifValid(ZNSource::initSourceWithSourceInfoDict(action.kvPairs()));
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -109,18 +120,16 @@ bool ZNNotificationHandler::handleCardActionsWithCardID(const zn::Value& cardID,
 void ZNNotificationHandler::carryOut(const zn::CardAction& action, const zn::Value& payload) {
   if (action.actionName() != kCarriedOutHere) return;
   const zn::Value value = action.value();
-  switch (action.actionType()) {
-    case deepLink:
+  switch (typeOf(action)) {
+    case ActionType::deepLink:
       if (value.length() > 0) ZNCoreUtils::openDeeplink(urlOf(value));
       break;
-    case landingPage:
+    case ActionType::landingPage:
       if (!value.isNil()) ZNCoreUtils::openRichLandingLink(urlOf(value));
       break;
-    case screen:
+    case ActionType::screen:
       zn::log("Push - Card Screen Navigation Actions with screen name(%@) and KV Pairs(%@)", value, action.kvPairs());
       tellScreen(value, action.kvPairs(), payload);
-      break;
-    default:
       break;
   }
 }
@@ -133,7 +142,7 @@ void ZNNotificationHandler::invokeCallbackWithScreenName(const zn::Value& screen
 
 void ZNNotificationHandler::tellScreen(const zn::Value& screenName, const zn::Value& kvPairs,
                                        const zn::Value& payload) {
-  const auto delegate = zn::HostSettings::shared().messagingDelegate();
+  const auto delegate = zn::HostSettings::shared().messagingDelegate.all().lock();
   if (!delegate) return;
   delegate->notificationClickedWithScreenName(screenName, kvPairs);
   delegate->notificationClickedWithScreenNameKVPairsAndPushPayload(screenName, kvPairs, payload);
@@ -246,28 +255,13 @@ void ZNNotificationHandler::updateAppSourceForDefaultActionWithZinPushPayload(co
 
 void ZNNotificationHandler::updateAppSourceForCardActionWithActionsArray(const std::vector<zn::CardAction>& actions) {
   zn::guarded("updateAppSourceForCardActionWithActionsArray:", kSourceFailure, [&] {
-    SourcePtr deepLinkSource, landingPageSource, screenSource;
-    const auto replace = [](SourcePtr& kept, const SourcePtr& later) {
-      if (later) kept = later;
-    };
-    for (const zn::CardAction& action : actions) {
-      if (action.actionName() != kCarriedOutHere) continue;
-      switch (action.actionType()) {
-        case landingPage:
-          replace(landingPageSource, linkActionSource(action));
-          break;
-        case deepLink:
-          replace(deepLinkSource, linkActionSource(action));
-          break;
-        case screen:
-          replace(screenSource, ifValid(ZNSource::initSourceWithSourceInfoDict(action.kvPairs())));
-          break;
-        default:
-          break;
+    for (const ActionType type : {ActionType::deepLink, ActionType::landingPage, ActionType::screen}) {
+      SourcePtr last;
+      for (const zn::CardAction& action : actions) {
+        if (action.actionName() != kCarriedOutHere || typeOf(action) != type) continue;
+        if (const SourcePtr source = sourceOf(action)) last = source;
       }
-    }
-    for (const SourcePtr& source : {deepLinkSource, landingPageSource, screenSource}) {
-      if (source) return updateAnalyticsModuleWithSources({source});
+      if (last) return updateAnalyticsModuleWithSources({last});
     }
   });
 }

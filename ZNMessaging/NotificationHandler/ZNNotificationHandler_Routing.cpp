@@ -19,10 +19,6 @@
 
 namespace {
 
-void trackEvent(const char* name, const std::shared_ptr<ZNProperties>& properties) {
-  ZNAnalytics::sharedInstance()->trackEvent(name, properties);
-}
-
 /// Tries again while another writer keeps the store: the note was used, and must not be used for a later click.
 void removeClickInfoLater(const std::shared_ptr<NSUserDefaults>& defaults, const zn::Value& used, int attempts) {
   zn::dispatchAfter(zn::Queue::global, 1.0, [=] {
@@ -117,7 +113,7 @@ void ZNNotificationHandler::routeResponse(const UNNotificationResponse& response
   if (isDismissal) {
     const auto properties = ZNProperties::initWithAttributes(attributes);
     properties->setNonInteractive();
-    trackEvent(kEventNameNotificationDismissed, properties);
+    ZNAnalytics::sharedInstance()->trackEvent(kEventNameNotificationDismissed, properties);
     ZNAnalytics::sharedInstance()->flushWithCompletionBlock(nullptr);
   } else if (action == UNNotificationDefaultActionIdentifier) {
     handlePushNotificationInApplication(UIApplication::sharedApplication(), payload);
@@ -132,11 +128,8 @@ void ZNNotificationHandler::handlePushNotificationInApplication(const std::share
     if (!zn::isSwitchedOn() || payload.isNil()) return;
     const auto push = ZNPushPayload::initWithPushPayload(payload);
     const zn::Value cardID = takeCardIDForPush(*push);
-    bool handledByCard = false;
-    if (!cardID.isNil()) {
-      handledByCard = handleCardActionsWithCardID(cardID, push);
-      if (!handledByCard) zn::log("Push - Card Actions is Empty");
-    }
+    const bool handledByCard = !cardID.isNil() && handleCardActionsWithCardID(cardID, push);
+    if (!cardID.isNil() && !handledByCard) zn::log("Push - Card Actions is Empty");
     if (!handledByCard) handleDefaultActionsWithPayload(payload);
     updateBadgeForClick(application);
     if (!zn::HostSettings::shared().disableInbox) {
@@ -144,7 +137,8 @@ void ZNNotificationHandler::handlePushNotificationInApplication(const std::share
     }
     zn::Value attributes = ZNMessagingUtils::statsEventAttributesFromPayload(payload);
     attributes.setObjectNilHandled(cardID, zn::payload::clickInfoCardID);  // also when the card had no actions
-    trackEvent(kEventNameNotificationClicked, ZNProperties::initWithAttributes(attributes));
+    ZNAnalytics::sharedInstance()->trackEvent(kEventNameNotificationClicked,
+                                              ZNProperties::initWithAttributes(attributes));
   });
 }
 

@@ -1,7 +1,7 @@
 
+#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
@@ -64,13 +64,8 @@ void ZNNotificationHandler::didFailToRegisterForPush() {
 
 void ZNNotificationHandler::checkForPushPermission() {
   zn::guarded("checkForPushPermission", kPreferenceFailure, [&] {
-    checkPushNotificationsSettingsWithCompletionBlock([self = shared_from_this()](bool isAllowed) {
-      if (isAllowed) {
-        self->pushEnabled();
-      } else {
-        self->pushDisabled();
-      }
-    });
+    checkPushNotificationsSettingsWithCompletionBlock(
+        [self = shared_from_this()](bool isAllowed) { isAllowed ? self->pushEnabled() : self->pushDisabled(); });
   });
 }
 

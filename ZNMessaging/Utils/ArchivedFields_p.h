@@ -9,16 +9,25 @@
 namespace zn {
 
 /// One field of a record that is archived: its key, where the record keeps it, and, for a value that must have a
-/// certain type to be of use, what makes nil of any other. A record names its fields once, in a std::tuple of these, in
-/// the order in which they are written.
+/// certain type to be of use, whether it has; any other is read as nil. A record names its fields once, in a std::tuple
+/// of these, in the order in which they are written.
 template <class Fields, class T>
 struct ArchivedField {
   const char* key;
   T Fields::*member;
-  Value (*usable)(const Value& read) = nullptr;
+  bool (*isUsable)(const Value& read) = nullptr;
 };
-template <class Fields, class T, class... Usable>
-ArchivedField(const char*, T Fields::*, Usable...) -> ArchivedField<Fields, T>;
+template <class Fields, class T, class... IsUsable>
+ArchivedField(const char*, T Fields::*, IsUsable...) -> ArchivedField<Fields, T>;
+
+/// For `isUsable`.
+inline bool isDate(const Value& read) { return read.isDate(); }
+
+/// How a reader of archives makes a record, for its zn::ArchivedClass.
+template <class Record>
+std::shared_ptr<Coding> decoded(NSKeyedUnarchiver& coder) {
+  return Record::initWithCoder(coder);
+}
 
 inline void encodeField(NSKeyedArchiver& coder, const Value& value, const char* key) { coder.encodeObject(value, key); }
 inline void encodeField(NSKeyedArchiver& coder, bool value, const char* key) { coder.encodeBool(value, key); }
@@ -67,7 +76,7 @@ void decodeFields(NSKeyedUnarchiver& coder, Fields& fields, const std::tuple<Arc
   const auto decode = [&](const auto& each) {
     decodeField(coder, fields.*each.member, each.key);
     if constexpr (std::is_same_v<std::decay_t<decltype(fields.*each.member)>, Value>) {
-      if (each.usable) fields.*each.member = each.usable(fields.*each.member);
+      if (each.isUsable && !each.isUsable(fields.*each.member)) fields.*each.member = nil;
     }
   };
   std::apply([&](const auto&... each) { (decode(each), ...); }, all);

@@ -1,7 +1,5 @@
 #pragma once
 
-// Which of the module's pushes are shown and counted.
-
 #include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {

@@ -16,14 +16,4 @@ HostSettings& HostSettings::shared() {
   return *settings;
 }
 
-std::shared_ptr<ZNMessagingDelegate> HostSettings::messagingDelegate() const {
-  const Lock lock(mutex_);
-  return messagingDelegate_.lock();
-}
-
-void HostSettings::setMessagingDelegate(const std::shared_ptr<ZNMessagingDelegate>& delegate) {
-  const Lock lock(mutex_);
-  messagingDelegate_ = delegate;
-}
-
 }  // namespace zn

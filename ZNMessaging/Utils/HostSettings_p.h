@@ -3,7 +3,7 @@
 #include <atomic>
 #include <memory>
 
-#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZintarCore/GuardedFields.h"
 
 class ZNMessagingDelegate;
 
@@ -19,12 +19,7 @@ class HostSettings {
 
   std::atomic<bool> disableInbox{false};
   std::atomic<bool> disableBadgeReset{false};
-  std::shared_ptr<ZNMessagingDelegate> messagingDelegate() const;  ///< null once it has gone
-  void setMessagingDelegate(const std::shared_ptr<ZNMessagingDelegate>& delegate);
-
- private:
-  mutable Mutex mutex_;
-  std::weak_ptr<ZNMessagingDelegate> messagingDelegate_ ZN_GUARDED_BY(mutex_);
+  GuardedFields<std::weak_ptr<ZNMessagingDelegate>> messagingDelegate;
 };
 
 }  // namespace zn

@@ -1,7 +1,5 @@
 #pragma once
 
-// What all parts of the module ask before they act.
-
 #include <functional>
 
 namespace zn {

@@ -57,8 +57,7 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   zn::Value getUnreadNotificationPayloads() const;  ///< `getUnreadNotificationPayloads`
   zn::Value getReadNotificationPayloads() const;    ///< `getReadNotificationPayloads`
   std::size_t getAllNotificationCount() const;      ///< `getAllNotificationCount`
-  std::size_t getUnreadNotifictionCount()
-      const;  ///< `getUnreadNotifictionCount` (spelled so; hosts call it by this name)
+  std::size_t getUnreadNotifictionCount() const;    ///< `getUnreadNotifictionCount` (spelled so; hosts call it)
 
   /// `fetchInboxEntryForCampaignID:`: the first entry of that campaign, or null. Ids are strings, or nil.
   std::shared_ptr<ZNInboxModel> fetchInboxEntryForCampaignID(const zn::Value& campaignID) const;

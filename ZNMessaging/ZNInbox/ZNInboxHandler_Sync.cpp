@@ -52,9 +52,16 @@ zn::Value readOlderFile(const std::string& path, bool* isDamaged = nullptr) {
 
 std::shared_ptr<ZNInboxModel> entryOf(const InboxBatch& batch, const zn::Value& payload) {
   const zn::Date taken{batch.taken};
-  if (batch.source == InboxBatch::Source::older) return ZNInboxModel::initWithLegacyInboxPlistPayload(payload, taken);
+  switch (batch.source) {
+    case InboxBatch::Source::older:
+      return ZNInboxModel::initWithLegacyInboxPlistPayload(payload, taken);
+    case InboxBatch::Source::extension:
+      return ZNInboxModel::initWithNotificationPayload(payload, taken);
+    case InboxBatch::Source::click:
+      break;
+  }
   auto entry = ZNInboxModel::initWithNotificationPayload(payload, taken);
-  if (batch.source == InboxBatch::Source::click) entry->updateClickedDate(taken);
+  entry->updateClickedDate(taken);
   return entry;
 }
 
@@ -167,12 +174,11 @@ void ZNInboxHandler::syncNotificationFromOlderPlist(const SyncCompletion& comple
   const bool done = zn::guarded(kSelector, kFailure, [&] {
     constexpr auto kSource = InboxBatch::Source::older;
     const zn::Value entries = readOlderFile(getOlderInboxMessagesPlistFile()).validObjectForKey(ZN_PUSH_MESSAGES_INFO);
-    const bool fileHasEntries = holdsEntries(entries);
-    const std::string origin = fileHasEntries ? zn::InboxBatches::originOf(entries) : "";
-    if (fileHasEntries && !batches_->isComplete()) throw zn::Exception("earlier batches cannot be read now");
     std::optional<InboxBatch> fresh;
-    if (fileHasEntries && !batches_->holds(kSource, origin)) {
-      fresh = batches_->keep({.source = kSource, .payloads = entries, .origin = origin});
+    if (holdsEntries(entries)) {
+      if (!batches_->isComplete()) throw zn::Exception("earlier batches cannot be read now");
+      InboxBatch batch{.source = kSource, .payloads = entries, .origin = zn::InboxBatches::originOf(entries)};
+      if (!batches_->holds(kSource, batch.origin)) fresh = batches_->keep(std::move(batch));
     }
     std::vector<InboxBatch> batches = batches_->take(kSource);  // left over, of this file or of one that is gone
     if (fresh) batches.push_back(std::move(*fresh));
@@ -207,7 +213,7 @@ void ZNInboxHandler::removeOldInboxPlistFile() {
       if (isDamaged) zn::Device::current().systemLog->diagnostic("cannot use " + path + "; it is kept as " + aside);
       return;
     }
-    // No exception, so an ordinary line, with the place in front as those of the guard have it.
+    // Nothing was thrown, so no guard tells of it: an ordinary line that names its place as those of guards do.
     zn::logError("ZNInboxHandler_Sync.cpp %d %@ %@", __LINE__, kSelector, zn::format(kFailure, error));
   });
 }

@@ -6,7 +6,7 @@
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/InboxList.h"
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
-#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZintarCore/GuardedFields.h"
 
 /// The inbox as a whole, and the root object of the inbox file: the entries and the time of the last synchronisation
 /// with the server that brought any. Thread: any; each property is read and replaced as one step.
@@ -20,20 +20,22 @@ class ZN_EXPORT ZNInboxData : public zn::Coding {
   /// The classes that an inbox file holds.
   static std::span<const zn::ArchivedClass> archivedClasses();
 
-  zn::InboxListPtr inboxMessages() const;  ///< newest first; null stands for no list and counts as empty
+  /// Newest first; null stands for no list and counts as empty.
+  zn::InboxListPtr inboxMessages() const { return fields_.get(&Fields::inboxMessages); }
   void setInboxMessages(zn::InboxListPtr messages);
-  zn::Value lastUpdatedFromServerSync() const;  ///< a date, or nil from an archive without it
-  void setLastUpdatedFromServerSync(const zn::Value& date);
+  /// A date, or nil from an archive without it.
+  ZN_PROPERTY(zn::Value, lastUpdatedFromServerSync, setLastUpdatedFromServerSync)
   /// A container of its own with the list and the time of this moment; the entries are shared.
-  std::shared_ptr<ZNInboxData> snapshot() const;
+  std::shared_ptr<ZNInboxData> snapshot() const { return std::make_shared<ZNInboxData>(*this); }
 
   const char* archivedClassName() const override { return "ZNInboxData"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
 
-  ZNInboxData() = default;
-
  private:
-  mutable zn::Mutex mutex_;
-  zn::InboxListPtr inboxMessages_ ZN_GUARDED_BY(mutex_);
-  zn::Value lastUpdatedFromServerSync_ ZN_GUARDED_BY(mutex_);
+  struct Archived;
+  struct Fields {
+    zn::InboxListPtr inboxMessages = std::make_shared<const zn::InboxList>();
+    zn::Value lastUpdatedFromServerSync;
+  };
+  zn::GuardedFields<Fields> fields_;
 };

@@ -33,9 +33,7 @@ const KeyPaths& keyPaths() {
 
 zn::Value dateFromSeconds(const zn::Value& seconds) { return zn::Date{seconds.doubleValue()}; }
 
-/// A field of an archive that must have a certain type to be of use.
-zn::Value dateOrNil(const zn::Value& read) { return read.isDate() ? read : zn::nil; }
-zn::Value dictionaryOrNil(const zn::Value& read) { return read.isDictionary() ? read : zn::nil; }
+bool isDictionary(const zn::Value& read) { return read.isDictionary(); }
 
 }  // namespace
 
@@ -197,29 +195,28 @@ void ZNInboxModel::Fields::click(zn::Date now) {
 
 zn::Value ZNInboxModel::getLegacyInboxPayload() const {
   const Fields fields = fields_.all();
-  zn::Value entry = zn::Value::dictionary().mutableCopy();
-  entry.setObjectNilHandled(fields.notificationPayloadDict, ZN_DATA);
-  entry.setObjectNilHandled(fields.campaignID, kNotificationPayloadKeyCampaignID);
-  entry.setObjectNilHandled(zn::format("%f", fields.receivedDate.date().secondsSince1970), ZN_PUSH_TIME);
-  entry.setObjectNilHandled(fields.isRead, ZN_PUSH_IS_READ);
-  entry.setObjectNilHandled(true, ZN_PUSH_IS_GIVEN);
-  return entry;
+  return zn::Value::dictionary({{ZN_DATA, fields.notificationPayloadDict},
+                                {kNotificationPayloadKeyCampaignID, fields.campaignID},
+                                {ZN_PUSH_TIME, zn::format("%f", fields.receivedDate.date().secondsSince1970)},
+                                {ZN_PUSH_IS_READ, fields.isRead},
+                                {ZN_PUSH_IS_GIVEN, true}})
+      .mutableCopy();
 }
 
 struct ZNInboxModel::Archived {
   static constexpr std::tuple fields{
       zn::ArchivedField{"cid", &Fields::campaignID},
-      zn::ArchivedField{"notificationPayload", &Fields::notificationPayloadDict, dictionaryOrNil},
+      zn::ArchivedField{"notificationPayload", &Fields::notificationPayloadDict, isDictionary},
       zn::ArchivedField{"screenData", &Fields::screenDataDict},
-      zn::ArchivedField{"zintarDict", &Fields::zintarDict, dictionaryOrNil},
+      zn::ArchivedField{"zintarDict", &Fields::zintarDict, isDictionary},
       zn::ArchivedField{"title", &Fields::notificationTitle},
       zn::ArchivedField{"subTitle", &Fields::notificationSubTitle},
       zn::ArchivedField{"body", &Fields::notificationBody},
       zn::ArchivedField{"sound", &Fields::notificationSound},
       zn::ArchivedField{"mediaURL", &Fields::notificationMediaURL},
-      zn::ArchivedField{"receivedDate", &Fields::receivedDate, dateOrNil},
-      zn::ArchivedField{"inboxExpiryDate", &Fields::inboxExpiryDate, dateOrNil},
-      zn::ArchivedField{"clickedDate", &Fields::clickedDate, dateOrNil},
+      zn::ArchivedField{"receivedDate", &Fields::receivedDate, zn::isDate},
+      zn::ArchivedField{"inboxExpiryDate", &Fields::inboxExpiryDate, zn::isDate},
+      zn::ArchivedField{"clickedDate", &Fields::clickedDate, zn::isDate},
       zn::ArchivedField{"isRead", &Fields::isRead},
       zn::ArchivedField{"screenName", &Fields::screenName},
       zn::ArchivedField{"deepLinkURL", &Fields::deepLinkURL},

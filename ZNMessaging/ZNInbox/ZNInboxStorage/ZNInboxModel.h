@@ -2,10 +2,10 @@
 
 #include <memory>
 
-#include "ZNMessaging/Utils/GuardedFields.h"
 #include "ZNPlatform/Export.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
 #include "ZNPlatform/Foundation/Value.h"
+#include "ZintarCore/GuardedFields.h"
 
 /// One notification in the inbox: the push payload as received, the fields that the inbox screen shows, read state and
 /// dates. Made from a payload or an archive; fields hold whatever the payload has there, unchecked, and nil where it
@@ -43,9 +43,8 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   /// `setNotificationDeepLinkingPropertiesWithPayload:`: deep link, landing page and screen.
   void setNotificationDeepLinkingPropertiesWithPayload(const zn::Value& payload);
 
-  zn::Value campaignID() const {
-    return fields_.get(&Fields::campaignID);
-  }  ///< what makes an entry the one of its campaign
+  /// What makes an entry the one of its campaign.
+  zn::Value campaignID() const { return fields_.get(&Fields::campaignID); }
   void setCampaignID(const zn::Value& campaignID);
   /// The campaign id with its hash, for looking entries up: equal for entries of one campaign, also where both have no
   /// id.
@@ -59,38 +58,21 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
 
   // Setters change the property alone, not what the stored payload says.
 
-  zn::Value notificationPayloadDict() const { return fields_.get(&Fields::notificationPayloadDict); }
-  void setNotificationPayloadDict(const zn::Value& value) { fields_.set(&Fields::notificationPayloadDict, value); }
-  zn::Value screenDataDict() const { return fields_.get(&Fields::screenDataDict); }
-  void setScreenDataDict(const zn::Value& value) { fields_.set(&Fields::screenDataDict, value); }
-  zn::Value zintarDict() const { return fields_.get(&Fields::zintarDict); }
-  void setZintarDict(const zn::Value& value) { fields_.set(&Fields::zintarDict, value); }
-  zn::Value notificationTitle() const { return fields_.get(&Fields::notificationTitle); }
-  void setNotificationTitle(const zn::Value& value) { fields_.set(&Fields::notificationTitle, value); }
-  zn::Value notificationSubTitle() const { return fields_.get(&Fields::notificationSubTitle); }
-  void setNotificationSubTitle(const zn::Value& value) { fields_.set(&Fields::notificationSubTitle, value); }
-  zn::Value notificationBody() const { return fields_.get(&Fields::notificationBody); }
-  void setNotificationBody(const zn::Value& value) { fields_.set(&Fields::notificationBody, value); }
-  zn::Value notificationSound() const { return fields_.get(&Fields::notificationSound); }
-  void setNotificationSound(const zn::Value& value) { fields_.set(&Fields::notificationSound, value); }
-  zn::Value notificationMediaURL() const { return fields_.get(&Fields::notificationMediaURL); }
-  void setNotificationMediaURL(const zn::Value& value) { fields_.set(&Fields::notificationMediaURL, value); }
-  zn::Value screenName() const { return fields_.get(&Fields::screenName); }
-  void setScreenName(const zn::Value& value) { fields_.set(&Fields::screenName, value); }
-  zn::Value deepLinkURL() const { return fields_.get(&Fields::deepLinkURL); }
-  void setDeepLinkURL(const zn::Value& value) { fields_.set(&Fields::deepLinkURL, value); }
-  zn::Value richLandingURL() const { return fields_.get(&Fields::richLandingURL); }
-  void setRichLandingURL(const zn::Value& value) { fields_.set(&Fields::richLandingURL, value); }
-  zn::Value receivedDate() const { return fields_.get(&Fields::receivedDate); }  ///< date or nil, like the next two
-  void setReceivedDate(const zn::Value& date) { fields_.set(&Fields::receivedDate, date); }
-  zn::Value clickedDate() const { return fields_.get(&Fields::clickedDate); }
-  void setClickedDate(const zn::Value& date) { fields_.set(&Fields::clickedDate, date); }
-  zn::Value inboxExpiryDate() const {
-    return fields_.get(&Fields::inboxExpiryDate);
-  }  ///< after it the entry is removed
-  void setInboxExpiryDate(const zn::Value& date) { fields_.set(&Fields::inboxExpiryDate, date); }
-  bool isRead() const { return fields_.get(&Fields::isRead); }
-  void setIsRead(bool isRead) { fields_.set(&Fields::isRead, isRead); }
+  ZN_PROPERTY(zn::Value, notificationPayloadDict, setNotificationPayloadDict)
+  ZN_PROPERTY(zn::Value, screenDataDict, setScreenDataDict)
+  ZN_PROPERTY(zn::Value, zintarDict, setZintarDict)
+  ZN_PROPERTY(zn::Value, notificationTitle, setNotificationTitle)
+  ZN_PROPERTY(zn::Value, notificationSubTitle, setNotificationSubTitle)
+  ZN_PROPERTY(zn::Value, notificationBody, setNotificationBody)
+  ZN_PROPERTY(zn::Value, notificationSound, setNotificationSound)
+  ZN_PROPERTY(zn::Value, notificationMediaURL, setNotificationMediaURL)
+  ZN_PROPERTY(zn::Value, screenName, setScreenName)
+  ZN_PROPERTY(zn::Value, deepLinkURL, setDeepLinkURL)
+  ZN_PROPERTY(zn::Value, richLandingURL, setRichLandingURL)
+  ZN_PROPERTY(zn::Value, receivedDate, setReceivedDate)  ///< date or nil, like the next two
+  ZN_PROPERTY(zn::Value, clickedDate, setClickedDate)
+  ZN_PROPERTY(zn::Value, inboxExpiryDate, setInboxExpiryDate)  ///< after it the entry is removed
+  ZN_PROPERTY(bool, isRead, setIsRead)
 
   const char* archivedClassName() const override { return "ZNInboxModel"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;

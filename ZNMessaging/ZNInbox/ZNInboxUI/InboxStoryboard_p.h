@@ -1,7 +1,5 @@
 #pragma once
 
-// How the inbox screen is made from its resource file.
-
 #include <memory>
 
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"

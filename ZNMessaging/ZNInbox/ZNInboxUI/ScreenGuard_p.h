@@ -1,7 +1,5 @@
 #pragma once
 
-// The exception guard of the inbox screen.
-
 #include <type_traits>
 #include <utility>
 

@@ -19,7 +19,7 @@ constexpr const char* kCellWithoutTitle = "InboxCell2";
 /// Whether a synchronisation put a new entry in the store in this one's place, and that one is read.
 bool isReplacedByReadEntry(const std::shared_ptr<ZNInboxModel>& entry) {
   const zn::InboxListPtr list = ZNInboxHandler::sharedInstance()->getAllNotificationModelObjs();
-  if (!list || !entry->campaignID() || std::find(list->begin(), list->end(), entry) != list->end()) return false;
+  if (!entry->campaignID() || std::find(list->begin(), list->end(), entry) != list->end()) return false;
   const auto found =
       std::find_if(list->begin(), list->end(), [&](const auto& each) { return each->isOfSameCampaign(*entry); });
   return found != list->end() && (*found)->isRead();
@@ -30,8 +30,6 @@ bool isReplacedByReadEntry(const std::shared_ptr<ZNInboxModel>& entry) {
 ZNInboxCellSelectedDelegate::~ZNInboxCellSelectedDelegate() = default;
 void ZNInboxCellSelectedDelegate::inboxCellSelectedWithData(const zn::Value&) {}
 void ZNInboxCellSelectedDelegate::inboxCellSelectedWithPushDict(const zn::Value&) {}
-
-// Start and look.
 
 void ZNInboxViewController::connectOutlet(const std::string& name, const std::shared_ptr<UIView>& view) {
   const auto table = std::dynamic_pointer_cast<UITableView>(view);
@@ -53,8 +51,7 @@ void ZNInboxViewController::awakeFromNib() {
 void ZNInboxViewController::viewDidLoad() {
   zn::guardedOnScreen(kScreenFailure, [&] {
     setTitle(inboxTitle_ ? inboxTitle_ : zn::Value("Inbox"));
-    const zn::InboxListPtr list = ZNInboxHandler::sharedInstance()->getAllNotificationModelObjs();
-    inboxMessagesArray_ = list ? *list : zn::InboxList();
+    inboxMessagesArray_ = *ZNInboxHandler::sharedInstance()->getAllNotificationModelObjs();
     if (const auto table = inboxTableView()) {
       table->setEstimatedRowHeight(100);
       table->setRowHeight(UITableView::automaticDimension);
@@ -126,8 +123,6 @@ void ZNInboxViewController::setPropertiesForCell(const std::shared_ptr<ZNInboxTa
     if (dateTextLabelFont_) label->setFont(dateTextLabelFont_);
   }
 }
-
-// Rows.
 
 ZNInboxViewController::Entry ZNInboxViewController::entryAt(const NSIndexPath& indexPath) const {
   const bool isThere = indexPath.section == 0 && indexPath.row >= 0 &&

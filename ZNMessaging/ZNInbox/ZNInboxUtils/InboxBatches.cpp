@@ -19,7 +19,7 @@ namespace zn {
 
 namespace {
 
-constexpr const char* kSourceNames[] = {"older", "extension", "click"};
+constexpr auto& kSourceNames = InboxBatch::kSourceNames;
 constexpr std::string_view kExtension = ".plist";
 
 /// FNV-1a: it has to tell one state of the file from the next, not to withstand anybody.

@@ -1,7 +1,5 @@
 #pragma once
 
-// What is on its way into the inbox file.
-
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -16,6 +14,7 @@ namespace zn {
 
 struct InboxBatch {
   enum class Source { older, extension, click };
+  static constexpr const char* kSourceNames[] = {"older", "extension", "click"};  ///< in that order, as files have them
   std::uint64_t number = 0;
   Source source = Source::older;
   Value payloads{};      ///< array: legacy entries from the older file, push payloads from elsewhere
@@ -66,16 +65,18 @@ class InboxBatches {
   /// Tells a list from others.
   static std::string originOf(const Value& list);
 
-  // The inbox in memory calls these as one step with its own change.
+  // What the list in memory contains. The inbox calls these under the lock under which it changes that list, so that a
+  // save writes a list and names just the batches in it.
 
-  void nowContains(const Numbers& numbers);  ///< those that are still there
-  void nowContainsAll();
+  void nowContains(const Numbers& numbers);  ///< these were merged; numbers that are gone meanwhile are passed over
+  void nowContainsAll();                     ///< the list was cleared, and what is kept goes with it
   Numbers contained() const;
 
-  // Steps of a save that contains these.
+  // Around the moment in which a save puts `bytes`, a list that contains these batches, in the inbox file's place.
 
+  /// Writes the record. False, with the reason, where it cannot: the inbox file must stay then.
   bool willReplace(std::span<const std::uint8_t> bytes, const Numbers& contained, std::string& error);
-  void didReplace(const Numbers& contained);
+  void didReplace(const Numbers& contained);  ///< removes the batches' files
 
  private:
   enum class State { waiting, taken, contained };

@@ -1,7 +1,5 @@
 #pragma once
 
-// Finds out what changed in the inbox and tells its observers.
-
 #include <atomic>
 #include <deque>
 #include <functional>
@@ -14,7 +12,8 @@
 
 namespace zn {
 
-/// Compares the list with the one that was told last, so a change is told once, whoever notices it. Thread: any.
+/// Tells observers what changed in the inbox: compares the list with the one that was told last, so a change is told
+/// once, whoever notices it. Thread: any.
 class InboxObservers : public std::enable_shared_from_this<InboxObservers> {
  public:
   using Newest = std::function<InboxListPtr()>;

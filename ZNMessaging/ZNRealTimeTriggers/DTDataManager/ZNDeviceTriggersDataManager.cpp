@@ -25,10 +25,8 @@ std::int64_t timeIn(const zn::Value& value) { return zn::numberOrNil(value).long
 bool isOver(const zn::Value& expiry, std::int64_t now) { return timeIn(expiry) < now; }
 
 std::shared_ptr<ZNDeviceTriggerStatus> freshStatus(const ZNDeviceTriggerCampaign& campaign) {
-  zn::Value dictionary = zn::Value::dictionary();
-  dictionary.setObjectNilHandled(campaign.campaignID(), "campaign_id");
-  dictionary.setObjectNilHandled(campaign.expiry(), "expiry");
-  return ZNDeviceTriggerStatus::initWithDictionary(dictionary);
+  return ZNDeviceTriggerStatus::initWithDictionary(
+      zn::Value::dictionary({{"campaign_id", campaign.campaignID()}, {"expiry", campaign.expiry()}}));
 }
 
 /// A campaign whose expiry is no number counts as expired. It alone is lost, but not silently.

@@ -1,7 +1,5 @@
 #pragma once
 
-// Where a tracked event came from.
-
 #include <atomic>
 #include <memory>
 

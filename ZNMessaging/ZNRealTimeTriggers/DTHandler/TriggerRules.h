@@ -23,10 +23,10 @@ struct RuleInput {
 
 struct Verdict {
   bool passes = false;
-  std::string line;     ///< for the log; a refusal is traceable to its rule by it
-  std::string because;  ///< the numbers compared, for people
+  std::string line{};     ///< for the log; a refusal is traceable to its rule by it
+  std::string because{};  ///< the numbers compared, for people
   /// Of a refusal that time alone lifts: from when on, in milliseconds since 1970.
-  std::optional<double> passesAt;
+  std::optional<double> passesAt{};
 };
 
 struct Rule {

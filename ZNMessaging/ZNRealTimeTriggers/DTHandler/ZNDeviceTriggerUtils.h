@@ -15,8 +15,7 @@ class ZN_EXPORT ZNDeviceTriggerUtils {
   /// `DNDTimeStringFromNumber:`: hhmm as a number to "H:m" without padding (905 is "9:5"); "NA" for nil, "" for what is
   /// no number.
   static std::string DNDTimeStringFromNumber(const zn::Value& number);
-  static std::int64_t hourFromDNDString(
-      const zn::Value& text);  ///< `hourFromDNDString:`; -1 unless there are two parts
+  static std::int64_t hourFromDNDString(const zn::Value& text);    ///< `hourFromDNDString:`; -1 without two parts
   static std::int64_t minuteFromDNDString(const zn::Value& text);  ///< `minuteFromDNDString:`; likewise
 
   // Events about a campaign's notification, all non-interactive. The first three carry "scheduledDate", when it is to

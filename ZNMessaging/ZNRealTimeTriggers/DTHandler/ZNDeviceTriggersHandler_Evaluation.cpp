@@ -18,8 +18,7 @@ void ZNDeviceTriggersHandler::checkDeviceTriggerForEvent(const zn::Value& name, 
     if (name.isNil()) return;
     const zn::EventOrigin origin = zn::EventOrigin::here();  // before the store, which a reset empties
     if (!store()->activeDeviceTriggers()->waitsForEvent(name)) {
-      zn::log("Device Triggers -- No Device Triggers for %@", name);
-      return;
+      return zn::log("Device Triggers -- No Device Triggers for %@", name);
     }
     if (origin.chain && origin.chain->isOver()) return origin.chain->tellEnd(name);
     zn::log("Device Triggers -- Event %@ contains a Device trigger ✅", name);
@@ -65,8 +64,7 @@ void ZNDeviceTriggersHandler::checkPreconditionsForDeviceTriggerWithEvent(const 
   zn::guarded("checkPreconditionsForDeviceTriggerWithEvent:withEventAttributes:",
               "exception while checking device trigger : %@", [&] {
                 if (!checkForGlobalDelay()) {
-                  zn::log("Device Triggers -- Device Trigger Global Delay check failed 🛑");
-                  return;
+                  return zn::log("Device Triggers -- Device Trigger Global Delay check failed 🛑");
                 }
                 zn::log("Device Triggers -- Device Trigger Global Delay check passed ✅");
                 const zn::CampaignList campaigns = store()->getCampaignsForEvent(name, attributes);

@@ -18,12 +18,6 @@ namespace {
 
 using zn::Value;
 
-constexpr const char* kFailure = "exception while explaining an event : %@";
-
-Value gate(const char* name, bool passes, const std::string& because) {
-  return Value::dictionary({{"gate", name}, {"passes", passes}, {"because", because}});
-}
-
 Value secondsOrNull(const std::optional<double>& milliseconds) {
   return milliseconds ? Value(*milliseconds / 1000.0) : Value::null();
 }
@@ -50,7 +44,7 @@ struct Explanation {
   bool allPass = true;
 
   void add(const char* name, bool passes, const std::string& because) {
-    gates.append(gate(name, passes, because));
+    gates.append(Value::dictionary({{"gate", name}, {"passes", passes}, {"because", because}}));
     allPass = allPass && passes;
   }
 };
@@ -124,6 +118,8 @@ Value explained(const Value& name, const Value& attributes, bool alertsAllowed) 
 
 void ZNDeviceTriggersHandler::explainEvent(const Value& name, const Value& attributes,
                                            std::function<void(const Value& explanation)> completion) const {
-  zn::checkAlertsAllowed([name, attributes, answer = zn::guardedOnce("explainEvent", kFailure, std::move(completion))](
-                             bool isAllowed) { answer(explained(name, attributes, isAllowed)); });
+  const auto answer =
+      zn::guardedOnce("explainEvent", "exception while explaining an event : %@", std::move(completion));
+  zn::checkAlertsAllowed(
+      [name, attributes, answer](bool isAllowed) { answer(explained(name, attributes, isAllowed)); });
 }

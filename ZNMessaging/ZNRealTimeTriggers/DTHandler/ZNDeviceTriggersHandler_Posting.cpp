@@ -28,10 +28,6 @@ bool isStillThere(const zn::EventOrigin& origin) {
   return false;
 }
 
-bool hasContents(const std::shared_ptr<const ZNDeviceTriggerPayload>& payload) {
-  return payload && !payload->pushDict().isEmpty();
-}
-
 zn::Value textOrNil(const zn::Value& value) { return value.isString() ? value : zn::nil; }
 
 /// A sound is a name, or a critical alert's dictionary with one. What names none costs the sound, not the notification.
@@ -50,17 +46,14 @@ bool isOwn(const UNNotificationRequest& request) {
          request.identifier.starts_with(nameless);
 }
 
-/// The value under a key as JSON text, where it can be written so.
-void turnIntoJsonText(zn::Value& body, const char* key) {
-  body.setObjectNilHandled(ZNCoreUtils::getJSONStringFromDictionary(body.validObjectForKey(key)), key);
-}
-
 zn::Value segmentRequestBody(const zn::Value& campaignID, const zn::Value& eventDict) {
   zn::Value body = zn::Value::dictionary();
   body.setObjectNilHandled(campaignID, "campaign_id");
   // Keys of the event replace ours of the same name.
   for (const auto& entry : eventDict.entries()) body.setObjectNilHandled(entry.value, entry.name());
-  for (const char* key : {zn::kEventAttributes, zn::kCustomEventAttributes}) turnIntoJsonText(body, key);
+  for (const char* key : {zn::kEventAttributes, zn::kCustomEventAttributes}) {
+    body.setObjectNilHandled(ZNCoreUtils::getJSONStringFromDictionary(body.validObjectForKey(key)), key);
+  }
   body.setObjectNilHandled(
       ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::userInSegment),
       "query_params");
@@ -75,8 +68,7 @@ void ZNDeviceTriggersHandler::checkUserInSegmentForDTCampaign(const std::shared_
   zn::guarded("checkUserInSegmentForDTCampaign:withEventDict:", kSegmentFailure, [&] {
     if (!campaign || !isStillThere(origin)) return;
     if (ZNConfigDataManager::sharedInstance()->getZinAppID().length() == 0) {
-      zn::log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
-      return;
+      return zn::log("RealTime Trigger User In Segment API not called. AppID not present 🛑");
     }
     const zn::Value body = segmentRequestBody(campaign->campaignID(), eventDict);
     zn::log("User In Segment request initiated:");
@@ -115,28 +107,24 @@ void ZNDeviceTriggersHandler::handleSegmentAnswer(const std::shared_ptr<ZNDevice
 
 void ZNDeviceTriggersHandler::postOffline(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign) {
   if (!campaign->shouldSupportOffline()) {
-    zn::log(
+    return zn::log(
         "Device Triggers -- User in Segment failed --> Show Offline disabled. Device Trigger will not be posted 🛑");
-    return;
   }
   zn::log("Device Triggers -- User in Segment failed --> Device Trigger in Offline mode. ✅");
-  if (!checkIfDNDForCampaign(*campaign)) {
-    zn::log("Device Triggers -- Campaign(%@) Offline DND check passed ✅", campaign->campaignID());
-    postDeviceTriggerCampaign(campaign, true);
-  } else if (campaign->shouldIgnoreDND()) {
-    zn::log("Device Triggers -- Campaign(%@) Offline DND check failed and shouldIgnoreDND is true ✅",
-            campaign->campaignID());
-    postDeviceTriggerCampaign(campaign, true);
-  } else {
-    zn::log("Device Triggers -- Campaign(%@) Not shown because DND check failed and shouldIgnoreDND is false 🛑",
-            campaign->campaignID());
-  }
+  const bool passes = !checkIfDNDForCampaign(*campaign);
+  const bool isShown = passes || campaign->shouldIgnoreDND();
+  zn::log(passes ? "Device Triggers -- Campaign(%@) Offline DND check passed ✅"
+          : isShown
+              ? "Device Triggers -- Campaign(%@) Offline DND check failed and shouldIgnoreDND is true ✅"
+              : "Device Triggers -- Campaign(%@) Not shown because DND check failed and shouldIgnoreDND is false 🛑",
+          campaign->campaignID());
+  if (isShown) postDeviceTriggerCampaign(campaign, true);
 }
 
 std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggersHandler::getPayloadToShow(
     const ZNDeviceTriggerCampaign& campaign, bool isOffline) const {
   const auto payload = isOffline ? campaign.payload() : campaign.updated_payload();
-  return hasContents(payload) ? payload : nullptr;
+  return payload && !payload->pushDict().isEmpty() ? payload : nullptr;
 }
 
 void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign,
@@ -144,9 +132,8 @@ void ZNDeviceTriggersHandler::postDeviceTriggerCampaign(const std::shared_ptr<ZN
   zn::guarded("postDeviceTriggerCampaign:isOffline:", kPostingFailure, [&] {
     const auto payload = campaign ? getPayloadToShow(*campaign, isOffline) : nullptr;
     if (!payload) {
-      zn::log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑",
-              campaign ? campaign->campaignID() : zn::nil);
-      return;
+      return zn::log("Device Triggers -- Campaign(%@) Not shown because Payload is empty 🛑",
+                     campaign ? campaign->campaignID() : zn::nil);
     }
     processDeviceTriggerWithInfo(ZNDTPostInfo::initWithCampaign(campaign, payload, isOffline));
   });

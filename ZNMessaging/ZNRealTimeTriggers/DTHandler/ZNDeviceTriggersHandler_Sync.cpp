@@ -53,16 +53,15 @@ zn::Value ZNDeviceTriggersHandler::getExistingCampaignList() const {
 }
 
 zn::Value ZNDeviceTriggersHandler::getDeviceTriggerSyncRequestPayload() const {
-  zn::Value body = zn::Value::dictionary(
-      {{"campaign_ids", getExistingCampaignList()}, {"last_sync_time", store()->getDeviceTriggerLastUpdatedTime()}});
   const zn::Value params =
       ZNNetworkConfiguration::sharedInstance()->getQueryParamsBodyDictForService(ZNService::triggerSync);
   if (params.isNil()) {
     zn::log("Query Params are nil");
     return zn::nil;
   }
-  body.setObjectNilHandled(params, "query_params");
-  return body;
+  return zn::Value::dictionary({{"campaign_ids", getExistingCampaignList()},
+                                {"last_sync_time", store()->getDeviceTriggerLastUpdatedTime()},
+                                {"query_params", params}});
 }
 
 void ZNDeviceTriggersHandler::syncDeviceTriggersWithCompletionBlock(std::function<void(bool)> completion) {

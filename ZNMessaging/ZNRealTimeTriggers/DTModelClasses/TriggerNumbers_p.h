@@ -1,7 +1,5 @@
 #pragma once
 
-// Numbers of device triggers as servers and files give them.
-
 #include <cstdint>
 #include <limits>
 
@@ -11,7 +9,8 @@ namespace zn {
 
 /// A time, delay or count; what has no number in it counts as none, so that one odd value does not stop the decision
 /// about all others.
-inline Value numberOrNil(const Value& value) { return value.isNumber() || value.isString() ? value : nil; }
+inline bool holdsNumber(const Value& value) { return value.isNumber() || value.isString(); }
+inline Value numberOrNil(const Value& value) { return holdsNumber(value) ? value : nil; }
 
 /// A sum that stops at the largest and smallest numbers: delays come from servers.
 inline std::int64_t boundedSum(std::int64_t a, std::int64_t b) {

@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "ZNMessaging/Utils/GuardedFields.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 #include "ZNPlatform/Export.h"
+#include "ZintarCore/GuardedFields.h"
 
 namespace zn {
 struct EventOrigin;
@@ -19,17 +19,10 @@ class ZN_EXPORT ZNDTPostInfo {
                                                         const std::shared_ptr<ZNDeviceTriggerPayload>& payload,
                                                         bool isOffline);
 
-  std::shared_ptr<ZNDeviceTriggerCampaign> rtCampaign() const { return fields_.get(&Fields::rtCampaign); }
-  void setRtCampaign(const std::shared_ptr<ZNDeviceTriggerCampaign>& campaign) {
-    fields_.set(&Fields::rtCampaign, campaign);
-  }
+  ZN_PROPERTY(std::shared_ptr<ZNDeviceTriggerCampaign>, rtCampaign, setRtCampaign)
   /// What will be shown.
-  std::shared_ptr<ZNDeviceTriggerPayload> finalPayload() const { return fields_.get(&Fields::finalPayload); }
-  void setFinalPayload(const std::shared_ptr<ZNDeviceTriggerPayload>& payload) {
-    fields_.set(&Fields::finalPayload, payload);
-  }
-  bool isOffline() const { return fields_.get(&Fields::isOffline); }  ///< without the server's word on the segment
-  void setIsOffline(bool isOffline) { fields_.set(&Fields::isOffline, isOffline); }
+  ZN_PROPERTY(std::shared_ptr<ZNDeviceTriggerPayload>, finalPayload, setFinalPayload)
+  ZN_PROPERTY(bool, isOffline, setIsOffline)  ///< without the server's word on the segment
 
   ZNDTPostInfo();  ///< without a campaign and contents; such a record is not posted
 

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "ZNAnalytics/ZNEventCondition.h"
-#include "ZNMessaging/Utils/GuardedFields.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerPayload.h"
 #include "ZNPlatform/Export.h"
+#include "ZintarCore/GuardedFields.h"
 #include "ZintarCore/ZNModelObject.h"
 
 /// One campaign that the server sent: what event it waits for, what it shows, and the limits that it is shown under.
@@ -45,43 +45,25 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   /// Why the condition cannot be understood; empty for one that can.
   std::string conditionProblem() const { return condition()->problem(); }
 
-  zn::Value campaignID() const { return fields_.get(&Fields::campaignID); }
-  void setCampaignID(const zn::Value& value) { fields_.set(&Fields::campaignID, value); }
-  std::shared_ptr<ZNDeviceTriggerPayload> payload() const {
-    return fields_.get(&Fields::payload);
-  }  ///< null without one
-  void setPayload(const std::shared_ptr<ZNDeviceTriggerPayload>& value) { fields_.set(&Fields::payload, value); }
+  ZN_PROPERTY(zn::Value, campaignID, setCampaignID)
+  ZN_PROPERTY(std::shared_ptr<ZNDeviceTriggerPayload>, payload, setPayload)  ///< null without one
   /// What the segment check gave; null without; never archived.
-  std::shared_ptr<ZNDeviceTriggerPayload> updated_payload() const { return fields_.get(&Fields::updated_payload); }
-  void setUpdated_payload(const std::shared_ptr<ZNDeviceTriggerPayload>& value) {
-    fields_.set(&Fields::updated_payload, value);
-  }
+  ZN_PROPERTY(std::shared_ptr<ZNDeviceTriggerPayload>, updated_payload, setUpdated_payload)
   zn::Value triggerEvent() const { return fields_.get(&Fields::triggerEvent); }
   void setTriggerEvent(const zn::Value& value);
   zn::Value attrConditions() const { return fields_.get(&Fields::attrConditions); }
   void setAttrConditions(const zn::Value& value);
-  std::int32_t campaignType() const { return fields_.get(&Fields::campaignType); }  ///< 1: test
-  void setCampaignType(std::int32_t value) { fields_.set(&Fields::campaignType, value); }
-  zn::Value status() const { return fields_.get(&Fields::status); }
-  void setStatus(const zn::Value& value) { fields_.set(&Fields::status, value); }
-  zn::Value expiry() const { return fields_.get(&Fields::expiry); }
-  void setExpiry(const zn::Value& value) { fields_.set(&Fields::expiry, value); }
-  zn::Value maxTimes() const { return fields_.get(&Fields::maxTimes); }
-  void setMaxTimes(const zn::Value& value) { fields_.set(&Fields::maxTimes, value); }
-  zn::Value priority() const { return fields_.get(&Fields::priority); }
-  void setPriority(const zn::Value& value) { fields_.set(&Fields::priority, value); }
-  zn::Value triggerDelay() const { return fields_.get(&Fields::triggerDelay); }
-  void setTriggerDelay(const zn::Value& value) { fields_.set(&Fields::triggerDelay, value); }
-  zn::Value maxSyncDelay() const { return fields_.get(&Fields::maxSyncDelay); }
-  void setMaxSyncDelay(const zn::Value& value) { fields_.set(&Fields::maxSyncDelay, value); }
-  zn::Value campaignDelay() const { return fields_.get(&Fields::campaignDelay); }
-  void setCampaignDelay(const zn::Value& value) { fields_.set(&Fields::campaignDelay, value); }
-  zn::Value lastUpdatedTime() const { return fields_.get(&Fields::lastUpdatedTime); }
-  void setLastUpdatedTime(const zn::Value& value) { fields_.set(&Fields::lastUpdatedTime, value); }
-  bool shouldSupportOffline() const { return fields_.get(&Fields::shouldSupportOffline); }
-  void setShouldSupportOffline(bool value) { fields_.set(&Fields::shouldSupportOffline, value); }
-  bool shouldIgnoreDND() const { return fields_.get(&Fields::shouldIgnoreDND); }
-  void setShouldIgnoreDND(bool value) { fields_.set(&Fields::shouldIgnoreDND, value); }
+  ZN_PROPERTY(std::int32_t, campaignType, setCampaignType)  ///< 1: test
+  ZN_PROPERTY(zn::Value, status, setStatus)
+  ZN_PROPERTY(zn::Value, expiry, setExpiry)
+  ZN_PROPERTY(zn::Value, maxTimes, setMaxTimes)
+  ZN_PROPERTY(zn::Value, priority, setPriority)
+  ZN_PROPERTY(zn::Value, triggerDelay, setTriggerDelay)
+  ZN_PROPERTY(zn::Value, maxSyncDelay, setMaxSyncDelay)
+  ZN_PROPERTY(zn::Value, campaignDelay, setCampaignDelay)
+  ZN_PROPERTY(zn::Value, lastUpdatedTime, setLastUpdatedTime)
+  ZN_PROPERTY(bool, shouldSupportOffline, setShouldSupportOffline)
+  ZN_PROPERTY(bool, shouldIgnoreDND, setShouldIgnoreDND)
   bool isActive() const { return status() == kActiveValue(); }
 
   const char* archivedClassName() const override { return "ZNDeviceTriggerCampaign"; }

@@ -1,24 +1,27 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerPayload.h"
 
+#include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/ArchivedFields_p.h"
-#include "ZintarCore/ZNPayloadKeys.h"
 
 std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggerPayload::initWithDictionary(const zn::Value& dictionary) {
+  namespace key = zn::payload;
   const auto payload = std::make_shared<ZNDeviceTriggerPayload>();
-  payload->setCampaignID(dictionary.validObjectForKeyPath(kNotificationPayloadKeyPathCampaignID));
-  const zn::Value alert = dictionary.validObjectForKeyPath("aps.alert");
+  const zn::Value zintar = dictionary.validObjectForKey(kNotificationPayloadKeyZintar);
+  const zn::Value aps = dictionary.validObjectForKey(key::aps);
+  const zn::Value alert = aps.validObjectForKey(key::alert);
+  payload->setCampaignID(zintar.validObjectForKey(kNotificationPayloadKeyCampaignID));
   if (alert.isDictionary()) {
-    payload->setAlertTitle(alert.validObjectForKey("title"));
-    payload->setAlertSubTitle(alert.validObjectForKey("subtitle"));
-    payload->setAlertBody(alert.validObjectForKey("body"));
+    payload->setAlertTitle(alert.validObjectForKey(key::title));
+    payload->setAlertSubTitle(alert.validObjectForKey(key::subtitle));
+    payload->setAlertBody(alert.validObjectForKey(key::body));
   } else if (alert.isString()) {
     payload->setAlertBody(alert);
     payload->setAlertTitle("");  // set and empty, not nil
     payload->setAlertSubTitle("");
   }
-  payload->setAlertSound(dictionary.validObjectForKeyPath("aps.sound"));
-  payload->setCategory(dictionary.validObjectForKeyPath("aps.category"));
-  payload->setAttachmentURL(dictionary.validObjectForKeyPath("zintar.media-attachment"));
+  payload->setAlertSound(aps.validObjectForKey(key::sound));
+  payload->setCategory(aps.validObjectForKey(key::category));
+  payload->setAttachmentURL(zintar.validObjectForKey(kNotificationPayloadKeyMediaAttachmentURL));
   payload->setPushDict(dictionary.mutableCopy());
   return payload;
 }

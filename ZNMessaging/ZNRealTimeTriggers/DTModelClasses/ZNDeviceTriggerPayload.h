@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "ZNMessaging/Utils/GuardedFields.h"
 #include "ZNPlatform/Export.h"
+#include "ZintarCore/GuardedFields.h"
 #include "ZintarCore/ZNModelObject.h"
 
 /// What a device-trigger notification shows. Fields hold whatever the dictionary has there, unchecked, nil where it has
@@ -15,22 +15,14 @@ class ZN_EXPORT ZNDeviceTriggerPayload : public ZNModelObject {
   /// `initWithCoder:`
   static std::shared_ptr<ZNDeviceTriggerPayload> initWithCoder(zn::NSKeyedUnarchiver& coder);
 
-  zn::Value campaignID() const { return fields_.get(&Fields::campaignID); }
-  void setCampaignID(const zn::Value& campaignID) { fields_.set(&Fields::campaignID, campaignID); }
-  zn::Value alertTitle() const { return fields_.get(&Fields::alertTitle); }
-  void setAlertTitle(const zn::Value& title) { fields_.set(&Fields::alertTitle, title); }
-  zn::Value alertSubTitle() const { return fields_.get(&Fields::alertSubTitle); }
-  void setAlertSubTitle(const zn::Value& subTitle) { fields_.set(&Fields::alertSubTitle, subTitle); }
-  zn::Value alertBody() const { return fields_.get(&Fields::alertBody); }
-  void setAlertBody(const zn::Value& body) { fields_.set(&Fields::alertBody, body); }
-  zn::Value alertSound() const { return fields_.get(&Fields::alertSound); }
-  void setAlertSound(const zn::Value& sound) { fields_.set(&Fields::alertSound, sound); }
-  zn::Value attachmentURL() const { return fields_.get(&Fields::attachmentURL); }
-  void setAttachmentURL(const zn::Value& url) { fields_.set(&Fields::attachmentURL, url); }
-  zn::Value category() const { return fields_.get(&Fields::category); }
-  void setCategory(const zn::Value& category) { fields_.set(&Fields::category, category); }
-  zn::Value pushDict() const { return fields_.get(&Fields::pushDict); }  ///< all of it: the notification's user info
-  void setPushDict(const zn::Value& dictionary) { fields_.set(&Fields::pushDict, dictionary); }
+  ZN_PROPERTY(zn::Value, campaignID, setCampaignID)
+  ZN_PROPERTY(zn::Value, alertTitle, setAlertTitle)
+  ZN_PROPERTY(zn::Value, alertSubTitle, setAlertSubTitle)
+  ZN_PROPERTY(zn::Value, alertBody, setAlertBody)
+  ZN_PROPERTY(zn::Value, alertSound, setAlertSound)
+  ZN_PROPERTY(zn::Value, attachmentURL, setAttachmentURL)
+  ZN_PROPERTY(zn::Value, category, setCategory)
+  ZN_PROPERTY(zn::Value, pushDict, setPushDict)  ///< all of it: the notification's user info
 
   const char* archivedClassName() const override { return "ZNDeviceTriggerPayload"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;

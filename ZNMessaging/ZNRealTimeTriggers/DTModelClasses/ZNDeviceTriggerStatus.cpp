@@ -16,9 +16,9 @@ std::shared_ptr<ZNDeviceTriggerStatus> ZNDeviceTriggerStatus::initWithDictionary
 struct ZNDeviceTriggerStatus::Archived {
   static constexpr std::tuple fields{
       zn::ArchivedField{"campaignID", &Fields::campaignID},
-      zn::ArchivedField{"expiry", &Fields::expiry, zn::numberOrNil},
-      zn::ArchivedField{"lastShownTime", &Fields::lastShownTime, zn::numberOrNil},
-      zn::ArchivedField{"numberOfTimesShown", &Fields::numberOfTimesShown, zn::numberOrNil}};
+      zn::ArchivedField{"expiry", &Fields::expiry, zn::holdsNumber},
+      zn::ArchivedField{"lastShownTime", &Fields::lastShownTime, zn::holdsNumber},
+      zn::ArchivedField{"numberOfTimesShown", &Fields::numberOfTimesShown, zn::holdsNumber}};
 };
 
 void ZNDeviceTriggerStatus::encodeWithCoder(zn::NSKeyedArchiver& coder) const {

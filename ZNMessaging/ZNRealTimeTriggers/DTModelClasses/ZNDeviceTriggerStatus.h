@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "ZNMessaging/Utils/GuardedFields.h"
 #include "ZNPlatform/Export.h"
+#include "ZintarCore/GuardedFields.h"
 #include "ZintarCore/ZNModelObject.h"
 
 /// How often and when a campaign was shown. Times are milliseconds since 1970. Thread: any; every property is guarded.
@@ -15,14 +15,10 @@ class ZN_EXPORT ZNDeviceTriggerStatus : public ZNModelObject {
   /// `initWithCoder:`
   static std::shared_ptr<ZNDeviceTriggerStatus> initWithCoder(zn::NSKeyedUnarchiver& coder);
 
-  zn::Value campaignID() const { return fields_.get(&Fields::campaignID); }
-  void setCampaignID(const zn::Value& campaignID) { fields_.set(&Fields::campaignID, campaignID); }
-  zn::Value numberOfTimesShown() const { return fields_.get(&Fields::numberOfTimesShown); }
-  void setNumberOfTimesShown(const zn::Value& count) { fields_.set(&Fields::numberOfTimesShown, count); }
-  zn::Value lastShownTime() const { return fields_.get(&Fields::lastShownTime); }  ///< of appearing; 0: never shown
-  void setLastShownTime(const zn::Value& time) { fields_.set(&Fields::lastShownTime, time); }
-  zn::Value expiry() const { return fields_.get(&Fields::expiry); }  ///< the campaign's
-  void setExpiry(const zn::Value& expiry) { fields_.set(&Fields::expiry, expiry); }
+  ZN_PROPERTY(zn::Value, campaignID, setCampaignID)
+  ZN_PROPERTY(zn::Value, numberOfTimesShown, setNumberOfTimesShown)
+  ZN_PROPERTY(zn::Value, lastShownTime, setLastShownTime)  ///< of appearing; 0: never shown
+  ZN_PROPERTY(zn::Value, expiry, setExpiry)                ///< the campaign's
 
   const char* archivedClassName() const override { return "ZNDeviceTriggerStatus"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;

@@ -62,22 +62,10 @@ std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggers::init() {
 }
 
 std::span<const zn::ArchivedClass> ZNDeviceTriggers::archivedClasses() {
-  static constexpr zn::ArchivedClass classes[] = {
-      {"ZNDeviceTriggers",
-       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
-         return ZNDeviceTriggers::initWithCoder(coder);
-       }},
-      {"ZNDeviceTriggerCampaign",
-       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
-         return ZNDeviceTriggerCampaign::initWithCoder(coder);
-       }},
-      {"ZNDeviceTriggerPayload",
-       [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
-         return ZNDeviceTriggerPayload::initWithCoder(coder);
-       }},
-      {"ZNDeviceTriggerStatus", [](zn::NSKeyedUnarchiver& coder) -> std::shared_ptr<zn::Coding> {
-         return ZNDeviceTriggerStatus::initWithCoder(coder);
-       }}};
+  static constexpr zn::ArchivedClass classes[] = {{"ZNDeviceTriggers", zn::decoded<ZNDeviceTriggers>},
+                                                  {"ZNDeviceTriggerCampaign", zn::decoded<ZNDeviceTriggerCampaign>},
+                                                  {"ZNDeviceTriggerPayload", zn::decoded<ZNDeviceTriggerPayload>},
+                                                  {"ZNDeviceTriggerStatus", zn::decoded<ZNDeviceTriggerStatus>}};
   return classes;
 }
 
@@ -117,14 +105,6 @@ std::shared_ptr<const ZNDeviceTriggers::Index> ZNDeviceTriggers::index() const {
   return index_;
 }
 
-void ZNDeviceTriggers::setDeviceTriggers(const zn::CampaignListPtr& campaigns) {
-  set(&Fields::deviceTriggers, campaigns);
-}
-
-void ZNDeviceTriggers::setDeviceTriggerStatus(const zn::StatusListPtr& statuses) {
-  set(&Fields::deviceTriggerStatus, statuses);
-}
-
 bool ZNDeviceTriggers::waitsForEvent(const zn::Value& name) const {
   const auto current = index();
   return current && current->eventNames.contains(name);
@@ -151,9 +131,9 @@ struct ZNDeviceTriggers::Archived {
       zn::ArchivedField{"deviceTriggerStatus", &Fields::deviceTriggerStatus},
       zn::ArchivedField{"DTdndStartTime", &Fields::dndStartTime},
       zn::ArchivedField{"DTdndEndTime", &Fields::dndEndTime},
-      zn::ArchivedField{"DTglobalDelay", &Fields::globalDelay, zn::numberOrNil},
-      zn::ArchivedField{"DTLastUpdateTime", &Fields::deviceTriggerLastUpdatedTime, zn::numberOrNil},
-      zn::ArchivedField{"DTLastPostTime", &Fields::deviceTriggerLastPostedTime, zn::numberOrNil}};
+      zn::ArchivedField{"DTglobalDelay", &Fields::globalDelay, zn::holdsNumber},
+      zn::ArchivedField{"DTLastUpdateTime", &Fields::deviceTriggerLastUpdatedTime, zn::holdsNumber},
+      zn::ArchivedField{"DTLastPostTime", &Fields::deviceTriggerLastPostedTime, zn::holdsNumber}};
 };
 
 void ZNDeviceTriggers::encodeWithCoder(zn::NSKeyedArchiver& coder) const {

@@ -51,13 +51,13 @@ class ZN_EXPORT ZNDeviceTriggers : public zn::Coding {
   /// Changes properties as one step. `change` must not call out. Null records in the lists are left out.
   void update(const std::function<void(Fields& fields)>& change);
 
-  // Each property by its name; what they mean stands at Fields.
+  // Each property by its name; what they mean stands at Fields. Null elements of the lists are left out.
   zn::CampaignListPtr deviceTriggers() const { return get(&Fields::deviceTriggers); }
-  void setDeviceTriggers(const zn::CampaignListPtr& campaigns);  ///< null elements are left out, as in the status list
+  void setDeviceTriggers(const zn::CampaignListPtr& campaigns) { set(&Fields::deviceTriggers, campaigns); }
   zn::Value deviceTriggerEvents() const { return get(&Fields::deviceTriggerEvents); }
   void setDeviceTriggerEvents(const zn::Value& names) { set(&Fields::deviceTriggerEvents, names); }
   zn::StatusListPtr deviceTriggerStatus() const { return get(&Fields::deviceTriggerStatus); }
-  void setDeviceTriggerStatus(const zn::StatusListPtr& statuses);
+  void setDeviceTriggerStatus(const zn::StatusListPtr& statuses) { set(&Fields::deviceTriggerStatus, statuses); }
   zn::Value dndStartTime() const { return get(&Fields::dndStartTime); }
   void setDndStartTime(const zn::Value& time) { set(&Fields::dndStartTime, time); }
   zn::Value dndEndTime() const { return get(&Fields::dndEndTime); }

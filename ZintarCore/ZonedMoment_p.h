@@ -17,8 +17,7 @@ struct ZoneName {
 };
 
 /// A moment taken apart in GMT or in the device's time zone: in the Gregorian calendar, and in the Julian one before
-/// 15 October 1582. Weeks begin on Sunday; the first week of a year or month is the one that holds its first day. Not
-/// installed API.
+/// 15 October 1582. Weeks begin on Sunday; the first week of a year or month is the one that holds its first day.
 class ZonedMoment {
  public:
   /// The date must be finite; moments too far away for whole days count as the last or first one that is near enough.

@@ -7,8 +7,8 @@
 
 namespace zn {
 
-/// The fields of a record that several threads share: each is read and replaced as one step, and `update` changes
-/// several as one. A copy holds the fields of that moment.
+/// The fields of an object that several threads share, or a single value: each is read and replaced as one step, and
+/// `update` changes several as one. A copy holds the fields of that moment. What is replaced ends after the lock.
 template <class Fields>
 class GuardedFields {
  public:
@@ -19,6 +19,10 @@ class GuardedFields {
   Fields all() const {
     Lock lock(mutex_);
     return fields_;
+  }
+  void replace(Fields fields) {
+    Lock lock(mutex_);
+    std::swap(fields_, fields);
   }
   /// What `look` makes of them; it must not call out.
   template <class Look>
@@ -34,7 +38,7 @@ class GuardedFields {
   template <class T>
   void set(T Fields::*field, std::type_identity_t<T> value) {
     Lock lock(mutex_);
-    std::swap(fields_.*field, value);  // the old one ends with the argument, after the lock
+    std::swap(fields_.*field, value);
   }
   /// `change` must not call out.
   template <class Change>
@@ -49,3 +53,8 @@ class GuardedFields {
 };
 
 }  // namespace zn
+
+/// A property of a record whose `fields_` are guarded: a getter that bears its field's name, and a setter.
+#define ZN_PROPERTY(Type, name, setName)                   \
+  Type name() const { return fields_.get(&Fields::name); } \
+  void setName(const Type& value) { fields_.set(&Fields::name, value); }

@@ -1,5 +1,0 @@
-#pragma once
-
-// What the delegate proxy's exception guards log.
-
-inline constexpr const char* kProxyFailure = "Exception in the delegate proxy : %@";
