@@ -27,15 +27,13 @@ double DeviceRandom::fraction() {
   return std::ldexp(static_cast<double>(bits >> 11), -53);
 }
 
-void DeviceNotifications::requestAuthorization(
-    unsigned, std::function<void(bool, const std::optional<std::string>&)> completion) {
+void DeviceNotifications::requestAuthorization(unsigned, AuthorizationCompletion completion) {
   answer(std::move(completion), false, std::nullopt);
 }
 void DeviceNotifications::getSettings(std::function<void(const UNNotificationSettings&)> completion) {
   answer(std::move(completion), UNNotificationSettings());
 }
-void DeviceNotifications::add(const UNNotificationRequest&,
-                              std::function<void(const std::optional<std::string>& error)> completion) {
+void DeviceNotifications::add(const UNNotificationRequest&, ErrorCompletion completion) {
   answer(std::move(completion), "this device shows no notifications");
 }
 void DeviceNotifications::getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) {

@@ -81,15 +81,16 @@ class ZN_EXPORT DeviceApplication {
 
 class ZN_EXPORT DeviceNotifications {
  public:
+  using ErrorCompletion = std::function<void(const std::optional<std::string>& error)>;
+  using AuthorizationCompletion = std::function<void(bool granted, const std::optional<std::string>& error)>;
+
   virtual ~DeviceNotifications() = default;
   /// Completions are called exactly once, later, never from within the call. none: not granted, without an error.
-  virtual void requestAuthorization(unsigned options,
-                                    std::function<void(bool, const std::optional<std::string>&)> completion);
+  virtual void requestAuthorization(unsigned options, AuthorizationCompletion completion);
   virtual void getSettings(std::function<void(const UNNotificationSettings&)> completion);  ///< none: not determined
   virtual void setCategories(const std::vector<UNNotificationCategory>& /*categories*/) {}
   /// none: fails with "this device shows no notifications".
-  virtual void add(const UNNotificationRequest& request,
-                   std::function<void(const std::optional<std::string>& error)> completion);
+  virtual void add(const UNNotificationRequest& request, ErrorCompletion completion);
 
   // What was added before and still waits for its trigger, or was delivered and still stands there. The lists are those
   // of the moment of the call; their completions follow the rule above. Removing names identifiers, or nothing for all.

@@ -12,8 +12,7 @@ NotificationRecorder::NotificationRecorder(std::function<void(const UNNotificati
                                            std::function<void(const Identifiers&)> onRemoval)
     : onRequest_(std::move(onRequest)), onRemoval_(std::move(onRemoval)) {}
 
-void NotificationRecorder::requestAuthorization(
-    unsigned, std::function<void(bool, const std::optional<std::string>&)> completion) {
+void NotificationRecorder::requestAuthorization(unsigned, AuthorizationCompletion completion) {
   answer(std::move(completion), true, std::nullopt);
 }
 
@@ -21,8 +20,7 @@ void NotificationRecorder::getSettings(std::function<void(const UNNotificationSe
   answer(std::move(completion), UNNotificationSettings{UNNotificationSetting::enabled});
 }
 
-void NotificationRecorder::add(const UNNotificationRequest& request,
-                               std::function<void(const std::optional<std::string>& error)> completion) {
+void NotificationRecorder::add(const UNNotificationRequest& request, ErrorCompletion completion) {
   list_.add(request, now());
   dispatchAsync(Queue::global, [onRequest = onRequest_, request, completion = std::move(completion)] {
     if (onRequest) onRequest(request);

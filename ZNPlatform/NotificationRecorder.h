@@ -31,11 +31,9 @@ class ZN_EXPORT NotificationRecorder : public DeviceNotifications {
   explicit NotificationRecorder(std::function<void(const UNNotificationRequest&)> onRequest = nullptr,
                                 std::function<void(const Identifiers&)> onRemoval = nullptr);
 
-  void requestAuthorization(unsigned options,
-                            std::function<void(bool, const std::optional<std::string>&)> completion) override;
+  void requestAuthorization(unsigned options, AuthorizationCompletion completion) override;
   void getSettings(std::function<void(const UNNotificationSettings&)> completion) override;
-  void add(const UNNotificationRequest& request,
-           std::function<void(const std::optional<std::string>& error)> completion) override;
+  void add(const UNNotificationRequest& request, ErrorCompletion completion) override;
   void getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) override;
   void getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) override;
   void removePending(const std::optional<Identifiers>& identifiers) override;

@@ -62,7 +62,9 @@ void TaskQueue::openDescriptor() {
   if (!descriptor_) throw Exception("cannot make a timer: " + std::generic_category().message(errno));
 }
 
-void TaskQueue::push(Clock::time_point due, bool isDelayed, Task task) {
+void TaskQueue::push(double seconds, Task task) {
+  const auto due = timeAfter(seconds);
+  const bool isDelayed = seconds > 0;
   {
     const Lock lock(mutex_);
     if (closed_) return;

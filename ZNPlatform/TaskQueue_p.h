@@ -4,7 +4,6 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 #include "ZNPlatform/Foundation/Descriptor_p.h"
@@ -48,8 +47,7 @@ class TaskQueue {
   void openDescriptor();
   int descriptor() const { return descriptor_.get(); }
 
-  void push(Task task) { push(Clock::now(), false, std::move(task)); }
-  void pushAfter(double seconds, Task task) { push(timeAfter(seconds), seconds > 0, std::move(task)); }
+  void push(double seconds, Task task);
 
   /// The next task, when it is due; waits for one. Empty once the queue is closed. Call `hasEnded` after running it.
   Task take();
@@ -76,7 +74,6 @@ class TaskQueue {
     return a.due != b.due ? a.due > b.due : a.number > b.number;
   }
 
-  void push(Clock::time_point due, bool isDelayed, Task task);
   bool isDueLocked(Clock::time_point now) const ZN_REQUIRES(mutex_);
   Task popLocked() ZN_REQUIRES(mutex_);
   void waitLocked(Clock::time_point atMost) ZN_REQUIRES(mutex_);

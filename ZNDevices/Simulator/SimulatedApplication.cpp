@@ -10,7 +10,7 @@
 namespace zn {
 
 void SimulatedApplication::setBadge(long number) {
-  badge_ = number;
+  setBadgeSilently(number);
   effects_->emit("badge", number);
 }
 

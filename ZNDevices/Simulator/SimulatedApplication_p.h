@@ -16,7 +16,6 @@ class SimulatedApplication : public DeviceApplication {
   explicit SimulatedApplication(EffectSinkPtr effects) : effects_(std::move(effects)) {}
 
   UIApplicationState state() const override { return state_; }
-  long badge() const override { return badge_; }
   void setBadge(long number) override;
   bool isRegisteredForRemoteNotifications() const override { return registered_; }
   void registerForRemoteNotifications() override;
@@ -24,7 +23,7 @@ class SimulatedApplication : public DeviceApplication {
   void endBackgroundTask(UIBackgroundTaskIdentifier identifier) override;
 
   void setState(UIApplicationState state) { state_ = state; }
-  void setBadgeSilently(long number) { badge_ = number; }
+  void setBadgeSilently(long number) { DeviceApplication::setBadge(number); }
   void setRegistered(bool registered) { registered_ = registered; }
   /// Exceptions that leave a handler go to `log`.
   void expireBackgroundTasks(DeviceSystemLog& log);
@@ -32,7 +31,6 @@ class SimulatedApplication : public DeviceApplication {
  private:
   const EffectSinkPtr effects_;
   std::atomic<UIApplicationState> state_{UIApplicationState::active};
-  std::atomic<long> badge_{0};
   std::atomic<bool> registered_{false};
   Mutex mutex_;
   UIBackgroundTaskIdentifier lastTask_ ZN_GUARDED_BY(mutex_) = UIBackgroundTaskInvalid;

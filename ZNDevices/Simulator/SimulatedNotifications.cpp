@@ -23,8 +23,7 @@ Value soundValue(const std::optional<UNNotificationSound>& sound) {
 
 }  // namespace
 
-void SimulatedNotifications::requestAuthorization(
-    unsigned options, std::function<void(bool, const std::optional<std::string>&)> completion) {
+void SimulatedNotifications::requestAuthorization(unsigned options, AuthorizationCompletion completion) {
   effects_->emit("authorization", options);
   Lock lock(mutex_);
   answer(std::move(completion), isAuthorizationGranted_, authorizationError_);
@@ -44,8 +43,7 @@ void SimulatedNotifications::setCategories(const std::vector<UNNotificationCateg
   effects_->emit("categories", list);
 }
 
-void SimulatedNotifications::add(const UNNotificationRequest& request,
-                                 std::function<void(const std::optional<std::string>& error)> completion) {
+void SimulatedNotifications::add(const UNNotificationRequest& request, ErrorCompletion completion) {
   const UNNotificationContent& content = request.content;
   effects_->emit("notification", request.identifier,
                  {{"title", content.title},

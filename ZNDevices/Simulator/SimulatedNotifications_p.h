@@ -18,12 +18,10 @@ class SimulatedNotifications : public DeviceNotifications {
   SimulatedNotifications(EffectSinkPtr effects, std::shared_ptr<TaskLine> line)
       : effects_(std::move(effects)), line_(std::move(line)) {}
 
-  void requestAuthorization(unsigned options,
-                            std::function<void(bool, const std::optional<std::string>&)> completion) override;
+  void requestAuthorization(unsigned options, AuthorizationCompletion completion) override;
   void getSettings(std::function<void(const UNNotificationSettings&)> completion) override;
   void setCategories(const std::vector<UNNotificationCategory>& categories) override;
-  void add(const UNNotificationRequest& request,
-           std::function<void(const std::optional<std::string>& error)> completion) override;
+  void add(const UNNotificationRequest& request, ErrorCompletion completion) override;
   void getPending(std::function<void(const std::vector<UNNotificationRequest>&)> completion) override;
   void getDelivered(std::function<void(const std::vector<UNNotification>&)> completion) override;
   void removePending(const std::optional<std::vector<std::string>>& identifiers) override;

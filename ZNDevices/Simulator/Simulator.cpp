@@ -146,8 +146,6 @@ Simulator::Simulator(Options options) : parts_(std::make_unique<Parts>(*this)) {
 
 Simulator::~Simulator() = default;
 
-std::shared_ptr<Simulator> Simulator::install() { return install(Options{}); }
-
 std::shared_ptr<Simulator> Simulator::install(Options options) {
   const auto simulator = std::make_shared<Simulator>(std::move(options));
   Device::install(simulator);
@@ -192,8 +190,6 @@ void Simulator::shutDown() {
   parts_->directories->removeIfTemporary();
 }
 
-// Time.
-
 std::size_t Simulator::runUntilIdle() { return parts_->line->advanceTo(now()); }
 
 std::size_t Simulator::advance(double seconds) {
@@ -212,8 +208,6 @@ std::size_t Simulator::moveClock(double to) {
 double Simulator::now() const { return parts_->line->now(); }
 void Simulator::setTimeZone(const std::string& zone) { SimulatedClock::setZone(zone); }
 void Simulator::runInBackground(const std::function<void()>& body) { parts_->line->runInBackground(body); }
-
-// Application and user.
 
 void Simulator::setApplicationState(UIApplicationState state) { parts_->application->setState(state); }
 
@@ -249,8 +243,6 @@ void Simulator::expireBackgroundTasks() { parts_->application->expireBackgroundT
 
 bool Simulator::press(const std::string& button) { return parts_->screen->press(button, *systemLog); }
 
-// Server and host objects.
-
 void Simulator::setServerAnswer(int service, const Value& answer) { parts_->server->setAnswer(service, answer); }
 void Simulator::holdRequests(int service) { parts_->server->hold(service); }
 
@@ -265,8 +257,6 @@ std::shared_ptr<Object> Simulator::hostObject(const HostClass& description) {
 std::shared_ptr<Object> Simulator::hostObjectNamed(const std::string& className) const {
   return parts_->hostObjects.find(className);
 }
-
-// What the machine reports.
 
 void Simulator::show(Delivery delivery, const char* selector) {
   if (delivery == Delivery::unrecognized) parts_->effects->emit("unhandled", selector);

@@ -74,8 +74,7 @@ class ZN_EXPORT Simulator : public Device {
   /// Makes the simulator and installs it: as the process's device, as the transport of network requests, and as
   /// observer of the logger, the analytics module and the default notification centre. Throws Exception when the home
   /// cannot be made or is in use by another process, or when a device is installed already.
-  static std::shared_ptr<Simulator> install(Options options);
-  static std::shared_ptr<Simulator> install();
+  static std::shared_ptr<Simulator> install(Options options = {});
 
   /// Called on the thread where the effect happens, at once. It must not call the module. Replaces the observer before
   /// it.

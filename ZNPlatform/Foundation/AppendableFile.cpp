@@ -20,13 +20,6 @@ namespace {
 
 constexpr std::uint64_t kLargestFile = 48 << 20;  // readers read 64 MB of XML
 
-Descriptor opened(const std::string& path, int flags) {
-  int descriptor;
-  do descriptor = ::open(path.c_str(), flags | O_CLOEXEC, 0600);
-  while (descriptor < 0 && errno == EINTR);
-  return Descriptor(descriptor);
-}
-
 /// Less than asked for where the file ends or cannot be read.
 std::string readAt(int file, std::uint64_t offset, std::uint64_t size) {
   std::string bytes(size, '\0');
@@ -118,21 +111,20 @@ struct AppendableFile::Change {
   }
 };
 
-AppendableFile::AppendableFile(std::string path)
-    : path_(std::move(path)), folder_(folderOf(path_)), notePath_(notePathOf(path_)) {}
+AppendableFile::AppendableFile(std::string path) : path_(std::move(path)), notePath_(notePathOf(path_)) {}
 
 Descriptor AppendableFile::openNote() const {
-  if (Descriptor note = opened(notePath_, O_RDWR)) return note;
-  Descriptor note = opened(notePath_, O_RDWR | O_CREAT);
+  if (Descriptor note = openFile(notePath_.c_str(), O_RDWR)) return note;
+  Descriptor note = openFile(notePath_.c_str(), O_RDWR | O_CREAT);
   if (!note) return note;
   // Its name must outlive a power cut as surely as what it says; where folders cannot be synced, nothing can do more.
-  const Descriptor folder = opened(folder_, O_RDONLY | O_DIRECTORY);
+  const Descriptor folder = openFile(folderOf(path_).c_str(), O_RDONLY | O_DIRECTORY);
   if (folder) ::fsync(folder.get());
   return note;
 }
 
 AppendableFile::Outcome AppendableFile::append(const ListPath& list, const Value& element, std::string& error) const {
-  const Descriptor file = opened(path_, O_RDWR);
+  const Descriptor file = openFile(path_.c_str(), O_RDWR);
   struct stat status {};
   if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return Outcome::unfit;
   const std::string end = endAfter(list);
@@ -180,7 +172,7 @@ bool AppendableFile::finishInterrupted(std::string& error) const {
     return false;
   }
   const auto change = Change::of({reinterpret_cast<const char*>(noted.bytes.data()), noted.bytes.size()});
-  const Descriptor file = opened(path_, O_RDWR);
+  const Descriptor file = openFile(path_.c_str(), O_RDWR);
   if (change && file && change->isOf(file.get()) && !change->apply(file.get())) {
     error = "cannot write " + path_ + ": " + std::generic_category().message(errno);
     return false;
@@ -189,7 +181,7 @@ bool AppendableFile::finishInterrupted(std::string& error) const {
     error = "cannot read " + path_ + ": " + std::generic_category().message(errno);
     return false;
   }
-  if (const Descriptor note = opened(notePath_, O_RDWR)) cutTo(note.get(), 0);
+  if (const Descriptor note = openFile(notePath_.c_str(), O_RDWR)) cutTo(note.get(), 0);
   return true;
 }
 

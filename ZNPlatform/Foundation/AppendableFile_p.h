@@ -44,7 +44,6 @@ class AppendableFile {
   Descriptor openNote() const;
 
   const std::string path_;
-  const std::string folder_;
   const std::string notePath_;
 };
 

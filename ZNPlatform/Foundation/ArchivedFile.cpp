@@ -8,7 +8,6 @@
 #include <system_error>
 #include <utility>
 
-#include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Storage.h"
@@ -29,7 +28,7 @@ void ArchivedFile::load(std::span<const ArchivedClass> classes, IsWanted isWante
     noteStateLocked(reports);
     if (file_.contents != Contents::present && later_.contents != Contents::present) adopt_(nullptr);
   }
-  tell(reports);
+  Storage::report(reports);
 }
 
 /// The newest first: each goes below what is there already.
@@ -99,7 +98,7 @@ bool ArchivedFile::save(const std::function<std::shared_ptr<const Coding>()>& ne
     failure_ = saved ? "" : error;
     noteStateLocked(reports);
   }
-  tell(reports);
+  Storage::report(reports);
   if (thrown) std::rethrow_exception(thrown);
   return saved;
 }
@@ -142,31 +141,28 @@ bool ArchivedFile::retry() {
     noteStateLocked(reports);
     isDue = !failure_.empty() || (file_.contents != Contents::unread && later_.contents == Contents::present);
   }
-  tell(reports);
+  Storage::report(reports);
   return isDue;
 }
 
 void ArchivedFile::replaceUnread() {
   Lock lock(mutex_);
-  for (Part* const part : {&file_, &later_}) {
-    if (part->contents == Contents::unread) part->contents = Contents::present;
-  }
+  replaceLocked(Contents::unread);
 }
 
 void ArchivedFile::forgetUnreadable() {
-  replaceUnread();
   Lock lock(mutex_);
+  replaceLocked(Contents::unread);
+  replaceLocked(Contents::damaged);
   const std::string path = path_();
-  for (Part* const part : {&file_, &later_}) {
-    if (part->contents == Contents::damaged) part->contents = Contents::present;
-  }
   removeKeptAside(path);
   removeKeptAside(laterPath(path));
 }
 
-void ArchivedFile::tell(const Reports& reports) {
-  // Without the lock: the device's log is foreign code, and may use the store.
-  for (const std::string& report : reports) Device::current().systemLog->diagnostic(report);
+void ArchivedFile::replaceLocked(Contents contents) {
+  for (Part* const part : {&file_, &later_}) {
+    if (part->contents == contents) part->contents = Contents::present;
+  }
 }
 
 }  // namespace zn

@@ -79,7 +79,7 @@ class ZN_EXPORT ArchivedFile {
   bool keepAsideLocked(Part& part, const std::string& path, Reports& reports, std::string& error) ZN_REQUIRES(mutex_);
   bool saveLocked(const std::function<std::shared_ptr<const Coding>()>& newest, std::string& error, const Steps& steps,
                   Reports& reports) ZN_REQUIRES(mutex_);
-  static void tell(const Reports& reports);
+  void replaceLocked(Contents contents) ZN_REQUIRES(mutex_);
 
   const std::function<std::string()> path_;
   const std::size_t maximumSize_;

@@ -20,11 +20,6 @@ namespace zn {
 
 namespace {
 
-struct Stores {
-  Mutex mutex;
-  std::map<std::string, std::shared_ptr<DefaultsStore>> bySuite ZN_GUARDED_BY(mutex);
-};
-
 std::optional<FileLock> lockFile(const std::string& path, std::optional<std::chrono::steady_clock::time_point> deadline,
                                  std::string& error) {
   if (!deadline) return FileLock::wait(path, &error);
@@ -46,10 +41,11 @@ bool isSameInPropertyList(const Value& a, const Value& b) {
 }
 
 std::shared_ptr<DefaultsStore> DefaultsStore::named(const std::string& suite) {
-  static NeverDestroyed<Stores> stores;
+  static Mutex mutex;
+  static NeverDestroyed<std::map<std::string, std::shared_ptr<DefaultsStore>>> bySuite;
   const std::shared_ptr<DefaultsStore> made(new DefaultsStore(suite));
-  const Lock lock(stores->mutex);
-  return stores->bySuite.try_emplace(suite, made).first->second;
+  const Lock lock(mutex);
+  return bySuite->try_emplace(suite, made).first->second;
 }
 
 DefaultsStore::DefaultsStore(const std::string& suite)
@@ -57,21 +53,10 @@ DefaultsStore::DefaultsStore(const std::string& suite)
       lockPath_(Device::current().directories->preferences() + "/." + suite + ".lock"),
       file_(path_) {}
 
-bool DefaultsStore::FileVersion::operator==(const FileVersion& other) const {
-  return exists == other.exists && device == other.device && inode == other.inode && size == other.size &&
-         modified.tv_sec == other.modified.tv_sec && modified.tv_nsec == other.modified.tv_nsec;
-}
-
-DefaultsStore::FileVersion DefaultsStore::versionOf(const std::string& path) {
+DefaultsStore::FileVersion DefaultsStore::versionOf(int file, const char* path) {
   struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) return {};
-  return {true, status.st_dev, status.st_ino, status.st_size, status.st_mtim};
-}
-
-DefaultsStore::FileVersion DefaultsStore::versionOf(int descriptor) {
-  struct stat status {};
-  if (::fstat(descriptor, &status) != 0) return {};
-  return {true, status.st_dev, status.st_ino, status.st_size, status.st_mtim};
+  if (::fstatat(file, path, &status, AT_EMPTY_PATH) != 0) return {};
+  return {true, status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
 DefaultsStore::Loaded DefaultsStore::load() const {
@@ -79,7 +64,7 @@ DefaultsStore::Loaded DefaultsStore::load() const {
   fresh.open = Descriptor(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   // First the version, then the contents: should the file grow between the two, the contents are newer than the version
   // says, and the next look reads them again.
-  if (fresh.open) fresh.version = versionOf(fresh.open.get());
+  if (fresh.open) fresh.version = versionOf(fresh.open.get(), "");
   StateFile file = fresh.open ? readStateFile(fresh.open.get(), path_, kMaximumMessageFile)
                               : readStateFile(path_, kMaximumMessageFile);
   if (file.outcome == StateFile::Outcome::unread) fresh.readError = std::move(file.error);
@@ -104,7 +89,7 @@ DefaultsStore::Loaded DefaultsStore::loadBetweenAppends() const {
 }
 
 DefaultsStore::Snapshot DefaultsStore::look(bool holdsFileLock) {
-  const FileVersion now = versionOf(path_);
+  const FileVersion now = versionOf(AT_FDCWD, path_.c_str());
   {
     const Lock lock(state_);
     if (isLoaded_ && now == loaded_.version) return snapshotLocked();
@@ -172,13 +157,8 @@ DefaultsStore::Outcome DefaultsStore::transaction(const std::function<void(Value
     if (fileLock || !error.empty()) outcome = change(body, {.orNothing = terms.orNothing}, error, reports);
   }
   if (outcome == Outcome::busy) error = path_ + " is kept by another writer";
-  report(reports);
+  Storage::report(reports);
   return outcome;
-}
-
-/// Without a lock: the device's log is foreign code, and may use this very store.
-void DefaultsStore::report(const Reports& reports) {
-  for (const std::string& each : reports) Device::current().systemLog->diagnostic(each);
 }
 
 bool DefaultsStore::append(const ListPath& list, const Value& element, std::string& error) {
@@ -189,7 +169,7 @@ bool DefaultsStore::append(const ListPath& list, const Value& element, std::stri
     const std::optional<FileLock> fileLock = FileLock::wait(lockPath_, &error);
     appended = fileLock && appendLocked(list, element, error, reports);
   }
-  report(reports);
+  Storage::report(reports);
   return appended;
 }
 

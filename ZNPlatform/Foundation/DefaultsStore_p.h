@@ -46,8 +46,9 @@ class DefaultsStore {
     dev_t device = 0;
     ino_t inode = 0;
     off_t size = 0;
-    timespec modified{};
-    bool operator==(const FileVersion& other) const;
+    time_t modified = 0;
+    long modifiedNanoseconds = 0;
+    bool operator==(const FileVersion&) const = default;
   };
   struct Loaded {
     FileVersion version;
@@ -71,8 +72,8 @@ class DefaultsStore {
   using Reports = std::vector<std::string>;
 
   explicit DefaultsStore(const std::string& suite);
-  static FileVersion versionOf(const std::string& path);
-  static FileVersion versionOf(int descriptor);
+  /// Of an open file, with an empty path; or of the file of that path, with AT_FDCWD.
+  static FileVersion versionOf(int file, const char* path);
   static std::vector<Change> changesBetween(const Value& from, const Value& to);
   Loaded load() const;
   Loaded loadBetweenAppends() const;
@@ -91,7 +92,6 @@ class DefaultsStore {
       ZN_REQUIRES(saving_) ZN_EXCLUDES(state_);
   bool write(const Data& bytes, const std::string& unreadable, std::string& error, Reports& reports)
       ZN_REQUIRES(saving_);
-  static void report(const Reports& reports);
   void adoptLocked(Loaded& fresh) ZN_REQUIRES(state_);
   void mergeLocked() ZN_REQUIRES(state_);
 

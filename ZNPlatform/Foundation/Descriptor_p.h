@@ -1,7 +1,9 @@
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace zn {
@@ -26,5 +28,14 @@ class Descriptor {
  private:
   int number_ = -1;
 };
+
+/// Opens a file, which the processes that this one starts do not get; none, with errno, where it cannot. What is made
+/// is for its owner only.
+inline Descriptor openFile(const char* path, int flags, int folder = AT_FDCWD) {
+  int number;
+  do number = ::openat(folder, path, flags | O_CLOEXEC, 0600);
+  while (number < 0 && errno == EINTR);
+  return Descriptor(number);
+}
 
 }  // namespace zn

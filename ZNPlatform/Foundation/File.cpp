@@ -51,13 +51,6 @@ SplitPath split(const std::string& path) {
   return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
 }
 
-int openRetrying(int folder, const char* path, int flags, mode_t mode = 0) {
-  int descriptor;
-  do descriptor = ::openat(folder, path, flags | O_CLOEXEC, mode);
-  while (descriptor < 0 && errno == EINTR);
-  return descriptor;
-}
-
 bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
     const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
@@ -70,8 +63,7 @@ bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
 
 /// Writes a new file to the disk. 0, or the error's number; then the file is gone again.
 int writeNewFile(int folder, const std::string& name, std::span<const std::uint8_t> bytes) {
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL;
-  Descriptor file(openRetrying(folder, name.c_str(), kFlags, 0600));
+  Descriptor file = openFile(name.c_str(), O_WRONLY | O_CREAT | O_EXCL, folder);
   if (!file) return errno;
   if (writeAll(file.get(), bytes) && ::fdatasync(file.get()) == 0 && file.close()) return 0;
   const int code = errno;
@@ -102,8 +94,6 @@ int readAll(int descriptor, std::size_t likelySize, std::size_t maximumSize, Dat
   }
 }
 
-std::string temporaryPrefix(const std::string& name) { return "." + name + ".tmp-"; }
-
 /// The temporary file's name ends with its writer's process number; without the process nobody will finish it.
 bool isAbandoned(std::string_view fileName, const std::string& prefix) {
   if (!fileName.starts_with(prefix)) return false;
@@ -115,7 +105,7 @@ bool isAbandoned(std::string_view fileName, const std::string& prefix) {
 }
 
 void removeAbandonedFiles(int folder, const std::string& prefix) {
-  Descriptor listing(openRetrying(folder, ".", O_RDONLY | O_DIRECTORY));
+  Descriptor listing = openFile(".", O_RDONLY | O_DIRECTORY, folder);
   if (!listing) return;
   struct Close {
     void operator()(DIR* folderEntries) const { ::closedir(folderEntries); }
@@ -167,7 +157,7 @@ std::optional<Data> readFile(const std::string& path, std::string* error) {
     fail(error, "read", path, code);
     return std::nullopt;
   };
-  const Descriptor file(openRetrying(AT_FDCWD, path.c_str(), O_RDONLY));
+  const Descriptor file = openFile(path.c_str(), O_RDONLY);
   if (!file) {
     if (errno == ENOENT) return std::nullopt;
     return failed(errno);
@@ -181,7 +171,7 @@ std::optional<Data> readFile(const std::string& path, std::string* error) {
 }
 
 StateFile readStateFile(const std::string& path, std::size_t maximumSize) {
-  const Descriptor file(openRetrying(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY));
+  const Descriptor file = openFile(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
   const int code = errno;
   if (file) return readStateFile(file.get(), path, maximumSize);
   if (code == ENOENT) return {StateFile::Outcome::absent};
@@ -194,28 +184,22 @@ StateFile readStateFile(const std::string& path, std::size_t maximumSize) {
 StateFile readStateFile(int descriptor, const std::string& path, std::size_t maximumSize) {
   StateFile result;
   const auto refused = [&](const std::string& reason) {
-    result = {StateFile::Outcome::refused, {}, "cannot read " + path + ": " + reason};
+    return StateFile{StateFile::Outcome::refused, {}, "cannot read " + path + ": " + reason};
+  };
+  const auto unread = [&](int code) {
+    fail(&result.error, "read", path, code);
     return result;
   };
   struct stat status {};
-  if (::fstat(descriptor, &status) != 0) {
-    fail(&result.error, "read", path, errno);
-    return result;
-  }
-  if (S_ISDIR(status.st_mode)) {
-    fail(&result.error, "read", path, EISDIR);
-    return result;
-  }
+  if (::fstat(descriptor, &status) != 0) return unread(errno);
+  if (S_ISDIR(status.st_mode)) return unread(EISDIR);
   const std::string tooLarge = "it is larger than " + std::to_string(maximumSize >> 20) + " MB";
   if (!S_ISREG(status.st_mode)) return refused("it is no regular file");
   if (static_cast<std::uintmax_t>(status.st_size) > maximumSize) return refused(tooLarge);
   const int code = readAll(descriptor, static_cast<std::size_t>(status.st_size), maximumSize, result.bytes);
   if (code == EFBIG) return refused(tooLarge);  // it grew meanwhile
-  if (code == 0) {
-    result.outcome = StateFile::Outcome::read;
-  } else {
-    fail(&result.error, "read", path, code);
-  }
+  if (code != 0) return unread(code);
+  result.outcome = StateFile::Outcome::read;
   return result;
 }
 
@@ -228,10 +212,10 @@ bool fitsStateFile(const std::string& path, std::size_t size, std::size_t maximu
 bool replaceFile(const std::string& path, std::span<const std::uint8_t> bytes, std::string* error) {
   const SplitPath target = split(path);
   if (target.name.empty()) return fail(error, "write", path, EISDIR);
-  const Descriptor folder(openRetrying(AT_FDCWD, target.folder.c_str(), O_RDONLY | O_DIRECTORY));
+  const Descriptor folder = openFile(target.folder.c_str(), O_RDONLY | O_DIRECTORY);
   if (!folder) return fail(error, "write", path, errno);
 
-  const std::string prefix = temporaryPrefix(target.name);
+  const std::string prefix = "." + target.name + ".tmp-";
   removeAbandonedFiles(folder.get(), prefix);
   const std::string temporary = prefix + std::to_string(::getpid());
   int code = writeNewFile(folder.get(), temporary, bytes);
@@ -250,11 +234,12 @@ bool replaceFile(const std::string& path, std::span<const std::uint8_t> bytes, s
 
 std::string keepAside(const std::string& path, std::string* error) {
   constexpr int kMostAsideFiles = 1000;
+  const auto failed = [&](int code) {
+    fail(error, "keep aside", path, code);
+    return std::string();
+  };
   struct stat original {};
-  if (::lstat(path.c_str(), &original) != 0) {
-    fail(error, "keep aside", path, errno);
-    return {};
-  }
+  if (::lstat(path.c_str(), &original) != 0) return failed(errno);
   for (int number = 1; number <= kMostAsideFiles; ++number) {
     const std::string aside = path + kAside + (number == 1 ? "" : "-" + std::to_string(number));
     if (::link(path.c_str(), aside.c_str()) == 0) return aside;
@@ -265,16 +250,13 @@ std::string keepAside(const std::string& path, std::string* error) {
       }
       continue;
     }
-    if (errno != EPERM && errno != ENOTSUP && errno != ENOSYS && errno != EMLINK && errno != EACCES) {
-      fail(error, "keep aside", path, errno);
-      return {};
-    }
+    if (errno != EPERM && errno != ENOTSUP && errno != ENOSYS && errno != EMLINK && errno != EACCES)
+      return failed(errno);
     bool taken = false;
     const std::string copy = copyAside(path, aside, taken, error);
     if (!taken) return copy;
   }
-  fail(error, "keep aside", path, EEXIST);
-  return {};
+  return failed(EEXIST);
 }
 
 void removeKeptAside(const std::string& path) {
@@ -315,7 +297,7 @@ bool createDirectoryAtPath(const std::string& path, bool intermediate, std::stri
 }
 
 bool syncDirectoryAtPath(const std::string& path, std::string* error) {
-  const Descriptor folder(openRetrying(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY));
+  const Descriptor folder = openFile(path.c_str(), O_RDONLY | O_DIRECTORY);
   if (!folder && errno == ENOENT) return true;
   return (folder && syncFolder(folder.get())) || fail(error, "sync", path, errno);
 }

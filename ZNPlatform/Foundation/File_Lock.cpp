@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -8,39 +7,35 @@
 #include <thread>
 #include <utility>
 
+#include "ZNPlatform/Foundation/Descriptor_p.h"
 #include "ZNPlatform/Foundation/File.h"
 
 namespace zn {
 
 namespace {
 
-/// A descriptor that holds the lock, or -1; `error` is then empty where another holder is the reason.
-int openLocked(const std::string& path, int operation, std::string* error) {
+/// One that holds the lock, or none; `error` is then empty where another holder is the reason.
+Descriptor openLocked(const std::string& path, int operation, std::string* error) {
   if (error) error->clear();
   const auto failed = [&](int code) {
     if (error) *error = "cannot lock " + path + ": " + std::generic_category().message(code);
-    return -1;
+    return Descriptor();
   };
-  int descriptor;
-  do descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  while (descriptor < 0 && errno == EINTR);
-  if (descriptor < 0) return failed(errno);
+  Descriptor file = openFile(path.c_str(), O_RDWR | O_CREAT);
+  if (!file) return failed(errno);
   // flock belongs to the open file, not to the process, so it also excludes other holders of this process.
-  while (::flock(descriptor, operation) != 0) {
-    const int code = errno;
-    if (code == EINTR) continue;
-    ::close(descriptor);
-    return code == EWOULDBLOCK ? -1 : failed(code);
+  while (::flock(file.get(), operation) != 0) {
+    if (errno == EINTR) continue;
+    return errno == EWOULDBLOCK ? Descriptor() : failed(errno);
   }
-  return descriptor;
+  return file;
 }
 
 }  // namespace
 
 std::optional<FileLock> FileLock::wait(const std::string& path, std::string* error) {
-  const int descriptor = openLocked(path, LOCK_EX, error);
-  if (descriptor < 0) return std::nullopt;
-  return FileLock(descriptor);
+  Descriptor file = openLocked(path, LOCK_EX, error);
+  return file ? std::optional(FileLock(file.release())) : std::nullopt;
 }
 
 std::optional<FileLock> FileLock::wait(const std::string& path, std::chrono::milliseconds patience,
@@ -59,9 +54,8 @@ std::optional<FileLock> FileLock::wait(const std::string& path, std::chrono::mil
 }
 
 std::optional<FileLock> FileLock::tryNow(const std::string& path, std::string* error) {
-  const int descriptor = openLocked(path, LOCK_EX | LOCK_NB, error);
-  if (descriptor < 0) return std::nullopt;
-  return FileLock(descriptor);
+  Descriptor file = openLocked(path, LOCK_EX | LOCK_NB, error);
+  return file ? std::optional(FileLock(file.release())) : std::nullopt;
 }
 
 FileLock::FileLock(FileLock&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}

@@ -5,7 +5,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <variant>
 
 #include "ZNPlatform/Export.h"

@@ -16,7 +16,7 @@ class Reader {
 
   bool failed() const { return failed_; }
   bool atEnd() const { return rest_.empty(); }
-  bool next(char c) const { return !rest_.empty() && rest_.front() == c; }
+  bool next(char c) const { return rest_.starts_with(c); }
 
   bool take(char c) {
     if (!next(c)) return false;

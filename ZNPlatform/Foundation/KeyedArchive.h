@@ -19,7 +19,7 @@ class NSKeyedUnarchiver;
 /// (records copy their fields under their own lock).
 class ZN_EXPORT Coding {
  public:
-  virtual ~Coding();
+  virtual ~Coding() = default;
   /// The class name that the archive carries, such as "ZNInboxModel". Must be a string literal.
   virtual const char* archivedClassName() const = 0;
   virtual void encodeWithCoder(NSKeyedArchiver& coder) const = 0;

@@ -54,8 +54,6 @@ class AddressTable {
 
 }  // namespace
 
-Coding::~Coding() = default;
-
 /// What is referenced is given its place in "$objects" at once and written later, so nesting costs no stack: records in
 /// their order, the containers of each right after it, while they are at hand. What fields handed in is kept until the
 /// end: `containers` points into it, and addresses in `seen` stay those of living objects.
@@ -83,7 +81,7 @@ struct NSKeyedArchiver::State {
   GrowingBuffer<Ref> references;    // of the container that is being written
   int level = 0;                    // of that record
   Ref nil, truth[2] = {kNone, kNone}, null = kNone;
-  Ref containerClasses[2][2] = {{kNone, kNone}, {kNone, kNone}};  // arrays and dictionaries, immutable and mutable
+  Ref containerClasses[2][2] = {{kNone, kNone}, {kNone, kNone}};  // dictionaries and arrays, immutable and mutable
   Ref classKey, keysKey, objectsKey, timeKey;
   Ref dateClass = kNone;
 
@@ -122,15 +120,10 @@ struct NSKeyedArchiver::State {
     return ref;
   }
 
-  Ref arrayClass(bool isMutable) {
-    Ref& known = containerClasses[0][isMutable];
-    if (known == kNone) known = isMutable ? classNamed("NSMutableArray", "NSArray") : classNamed("NSArray");
-    return known;
-  }
-  Ref dictionaryClass(bool isMutable) {
-    Ref& known = containerClasses[1][isMutable];
-    if (known == kNone)
-      known = isMutable ? classNamed("NSMutableDictionary", "NSDictionary") : classNamed("NSDictionary");
+  Ref containerClass(bool isArray, bool isMutable) {
+    constexpr const char* kNames[2][2] = {{"NSDictionary", "NSMutableDictionary"}, {"NSArray", "NSMutableArray"}};
+    Ref& known = containerClasses[isArray][isMutable];
+    if (known == kNone) known = classNamed(kNames[isArray][isMutable], isMutable ? kNames[isArray][0] : nullptr);
     return known;
   }
 
@@ -200,7 +193,7 @@ struct NSKeyedArchiver::State {
   /// The object of an array whose elements are `references`.
   Ref arrayObject(bool isMutable) {
     const std::array keyList{objectsKey, classKey};
-    const std::array valueList{writer.array(references), arrayClass(isMutable)};
+    const std::array valueList{writer.array(references), containerClass(true, isMutable)};
     return writer.dictionary(keyList, valueList);
   }
 
@@ -216,7 +209,7 @@ struct NSKeyedArchiver::State {
     const std::array keyList{keysKey, objectsKey, classKey};
     const std::size_t count = container.entries().size();
     const std::array valueList{writer.array(all.first(count)), writer.array(all.subspan(count)),
-                               dictionaryClass(container.isMutable())};
+                               containerClass(false, container.isMutable())};
     return writer.dictionary(keyList, valueList);
   }
 

@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <map>
 
+#include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZNPlatform/Foundation/SameOwner_p.h"
 
 namespace zn {
-
-StorageObserver::~StorageObserver() = default;
 
 namespace {
 
@@ -99,6 +98,10 @@ void Storage::succeeded(const std::string& file) {
   State& all = state();
   const Lock lock(all.mutex);
   if (all.problems.erase(file) > 0) all.noteChangeLocked();
+}
+
+void Storage::report(const std::vector<std::string>& reports) {
+  for (const std::string& each : reports) Device::current().systemLog->diagnostic(each);
 }
 
 }  // namespace zn

@@ -23,7 +23,7 @@ struct StorageProblem {
 /// Thread: the main queue. Each change is told once, soon after it; `problems` is the list after that change.
 class ZN_EXPORT StorageObserver {
  public:
-  virtual ~StorageObserver();
+  virtual ~StorageObserver() = default;
   virtual void storageChanged(const std::vector<StorageProblem>& problems) = 0;
 };
 
@@ -44,6 +44,8 @@ class ZN_EXPORT Storage {
   static bool failed(const std::string& file, const std::string& reason);
   static void succeeded(const std::string& file);
   static void didReplace(const std::string& file);
+  /// Into the device's system log: foreign code, which may use the store, so no lock may be held.
+  static void report(const std::vector<std::string>& reports);
 };
 
 }  // namespace zn

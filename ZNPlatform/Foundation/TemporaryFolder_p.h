@@ -11,28 +11,27 @@
 
 namespace zn {
 
-/// Makes a fresh folder in `parent`, for its owner only, whose name begins with `prefix`. Throws Exception.
-inline std::string makeTemporaryFolder(const std::string& prefix, const std::filesystem::path& parent) {
+/// Throws Exception where there is none.
+inline std::filesystem::path systemTemporaryFolder() {
+  std::error_code failure;
+  auto folder = std::filesystem::temp_directory_path(failure);
+  if (failure) throw Exception("no temporary folder: " + failure.message());
+  return folder;
+}
+
+/// Makes a fresh folder, for its owner only, whose name begins with `prefix`. Throws Exception.
+inline std::string makeTemporaryFolder(const std::string& prefix,
+                                       const std::filesystem::path& parent = systemTemporaryFolder()) {
   std::string path = (parent / (prefix + "-XXXXXX")).string();
   if (!::mkdtemp(path.data())) throw Exception(path + ": " + std::generic_category().message(errno));
   return path;
 }
 
-/// In the system's temporary folder. Throws Exception, also where there is none.
-inline std::string makeTemporaryFolder(const std::string& prefix) {
-  std::error_code failure;
-  const auto parent = std::filesystem::temp_directory_path(failure);
-  if (failure) throw Exception("no temporary folder: " + failure.message());
-  return makeTemporaryFolder(prefix, parent);
-}
-
 /// A fresh folder for its owner only; removed at the end with all that is in it.
 class TemporaryFolder {
  public:
-  /// In the system's temporary folder, or in `parent`. Its name begins with `prefix`. Throws Exception when it cannot
-  /// be made.
-  explicit TemporaryFolder(const std::string& prefix) : path_(makeTemporaryFolder(prefix)) {}
-  TemporaryFolder(const std::string& prefix, const std::filesystem::path& parent)
+  /// As `makeTemporaryFolder`.
+  explicit TemporaryFolder(const std::string& prefix, const std::filesystem::path& parent = systemTemporaryFolder())
       : path_(makeTemporaryFolder(prefix, parent)) {}
   ~TemporaryFolder() {
     std::error_code ignored;

@@ -7,24 +7,11 @@ namespace zn {
 
 namespace {
 
-constexpr char32_t kReplacement = 0xFFFD;
-
 void appendUtf8(char32_t point, std::string& out) {
-  if (point < 0x80) {
-    out += static_cast<char>(point);
-  } else if (point < 0x800) {
-    out += static_cast<char>(0xC0 | point >> 6);
-    out += static_cast<char>(0x80 | (point & 0x3F));
-  } else if (point < 0x10000) {
-    out += static_cast<char>(0xE0 | point >> 12);
-    out += static_cast<char>(0x80 | (point >> 6 & 0x3F));
-    out += static_cast<char>(0x80 | (point & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | point >> 18);
-    out += static_cast<char>(0x80 | (point >> 12 & 0x3F));
-    out += static_cast<char>(0x80 | (point >> 6 & 0x3F));
-    out += static_cast<char>(0x80 | (point & 0x3F));
-  }
+  constexpr std::uint8_t kLeads[] = {0, 0xC0, 0xE0, 0xF0};
+  const int following = point < 0x80 ? 0 : point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
+  out += static_cast<char>(kLeads[following] | point >> 6 * following);
+  for (int left = following; left-- > 0;) out += static_cast<char>(0x80 | (point >> 6 * left & 0x3F));
 }
 
 constexpr std::uint32_t kLineSeparator = 0x2028;
@@ -90,7 +77,7 @@ std::string utf8FromUtf16BigEndian(std::span<const std::uint8_t> units) {
         point = 0x10000 + ((point - 0xD800) << 10) + (next - 0xDC00);
         at += 2;
       } else {
-        point = kReplacement;  // half of a pair
+        point = 0xFFFD;  // half of a pair
       }
     }
     appendUtf8(point, out);

@@ -73,13 +73,9 @@ const std::string& Selector::name() const {
   return name_ ? *name_ : *none;
 }
 
-Object::~Object() = default;
-
 bool Object::isKindOfClass(const Class& other) const { return isa().isSubclassOf(other); }
 bool Object::respondsToSelector(Selector selector) const { return isa().instanceMethod(selector) != nullptr; }
 bool Object::conformsToProtocol(std::string_view protocol) const { return isa().conformsToProtocol(protocol); }
-
-Method::~Method() = default;
 
 const MethodPtr& Method::missing() {
   static const NeverDestroyed<MethodPtr> one(std::make_shared<const MissingMethod>());
@@ -124,8 +120,6 @@ Class::Class(Kind kind, std::string name, Class* superclass, std::vector<std::st
       metaclass_(kind == Kind::meta
                      ? nullptr
                      : new Class(Kind::meta, name_, superclass ? superclass->metaclass_.get() : nullptr, {})) {}
-
-Class::~Class() = default;
 
 Class* Class::define(std::string name, const Class* superclass, std::vector<std::string> protocols) {
   // No class is const: all are made here. One is handed out as const where nobody shall change its table by mistake.

@@ -53,7 +53,7 @@ class ZN_EXPORT UnrecognizedSelector : public Exception {
 /// std::shared_ptr, but for classes, which live for the process.
 class ZN_EXPORT Object : public std::enable_shared_from_this<Object> {
  public:
-  virtual ~Object();
+  virtual ~Object() = default;
   virtual const Class& isa() const = 0;
 
   bool isKindOfClass(const Class& other) const;
@@ -87,7 +87,7 @@ class ZN_EXPORT Method : public std::enable_shared_from_this<Method> {
   /// The implementation that another one stands in front of for this receiver; null when there is none.
   using PreviousFor = std::function<MethodPtr(const Object& receiver, Selector)>;
 
-  virtual ~Method();
+  virtual ~Method() = default;
 
   /// An implementation for receivers of `receiverClass` (or a subclass). Signatures compare by decayed argument types:
   /// `const std::string&` and `std::string` are the same.
@@ -187,7 +187,6 @@ class ZN_EXPORT Class : public Object {
   /// Signatures are not compared: a call that does not fit is an error when it is made.
   MethodPtr replaceMethod(Selector selector, MethodPtr method);
 
-  ~Class() override;
   Class(const Class&) = delete;
   Class& operator=(const Class&) = delete;
 
@@ -290,8 +289,6 @@ class ClassBuilder {
   std::vector<std::string> protocols_;
   std::vector<std::function<void(Class&)>> additions_;
 };
-
-// Implementation of the templates.
 
 namespace detail {
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ZNPlatform/Export.h"
@@ -15,15 +16,20 @@ class ZN_EXPORT UIAlertAction {
   using Handler = std::function<void(const UIAlertAction& action)>;
 
   /// `actionWithTitle:style:handler:`
-  static std::shared_ptr<UIAlertAction> actionWithTitle(std::string title, Style style, Handler handler);
+  static std::shared_ptr<UIAlertAction> actionWithTitle(std::string title, Style style, Handler handler) {
+    return std::make_shared<UIAlertAction>(std::move(title), style, std::move(handler));
+  }
 
   const std::string& title() const { return title_; }
   Style style() const { return style_; }
   /// What a device calls when the user presses the button, on the main thread, after the alert closed. Passes on what
   /// the handler throws.
-  void perform() const;
+  void perform() const {
+    if (handler_) handler_(*this);
+  }
 
-  UIAlertAction(std::string title, Style style, Handler handler);
+  UIAlertAction(std::string title, Style style, Handler handler)
+      : title_(std::move(title)), style_(style), handler_(std::move(handler)) {}
 
  private:
   const std::string title_;
@@ -49,7 +55,8 @@ class ZN_EXPORT UIAlertController : public UIViewController {
   void addAction(const std::shared_ptr<UIAlertAction>& action) { actions_.push_back(action); }
   const std::vector<std::shared_ptr<UIAlertAction>>& actions() const { return actions_; }  ///< in order of adding
 
-  UIAlertController(std::string message, Style preferredStyle);
+  UIAlertController(std::string message, Style preferredStyle)
+      : message_(std::move(message)), preferredStyle_(preferredStyle) {}
 
  private:
   const std::string message_;

@@ -62,14 +62,15 @@ class Description {
     if (!object_[key].isBoolean()) refuse("needs true or false under \"" + std::string(key) + "\"");
     return object_[key].boolean();
   }
-  /// Four of them.
-  std::vector<double> numbers(std::string_view key) const {
+  /// What four numbers make.
+  template <class Sides>
+  Sides sides(std::string_view key) const {
     std::vector<double> all;
     for (const Value& each : object_[key].elements()) {
       if (each.isNumber() && !each.isBoolean()) all.push_back(each.doubleValue());
     }
     if (all.size() != 4 || object_[key].size() != 4) refuse("needs four numbers under \"" + std::string(key) + "\"");
-    return all;
+    return {all[0], all[1], all[2], all[3]};
   }
   /// Which of the choices.
   std::size_t choice(std::string_view key, std::initializer_list<std::string_view> choices) const {
@@ -115,10 +116,7 @@ std::shared_ptr<UIView> makeView(const Description& description, const Connect& 
 
 /// What all kinds of views may say.
 void applyCommon(const Description& description, const std::shared_ptr<UIView>& view, const Connect& connect) {
-  if (description.has("frame")) {
-    const auto sides = description.numbers("frame");
-    view->setFrame({sides[0], sides[1], sides[2], sides[3]});
-  }
+  if (description.has("frame")) view->setFrame(description.sides<CGRect>("frame"));
   if (description.has("backgroundColor")) view->setBackgroundColor(description.color("backgroundColor"));
   for (const Description& each : description.objects("subviews")) view->addSubview(makeView(each, connect));
   if (description.has("outlet")) connect(description.text("outlet"), view);
@@ -146,10 +144,7 @@ std::shared_ptr<UIView> makeStack(const Description& description) {
   const auto stack = std::make_shared<UIStackView>();
   stack->setAxis(static_cast<UILayoutConstraintAxis>(description.choice("axis", {"horizontal", "vertical"})));
   if (description.has("spacing")) stack->setSpacing(description.number("spacing"));
-  if (description.has("margins")) {
-    const auto sides = description.numbers("margins");
-    stack->setLayoutMargins({sides[0], sides[1], sides[2], sides[3]});
-  }
+  if (description.has("margins")) stack->setLayoutMargins(description.sides<UIEdgeInsets>("margins"));
   return stack;
 }
 

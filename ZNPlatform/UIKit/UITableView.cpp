@@ -5,22 +5,6 @@
 
 #include "ZNPlatform/Foundation/Exception.h"
 
-UITableViewDataSource::~UITableViewDataSource() = default;
-bool UITableViewDataSource::canEditRowAtIndexPath(const std::shared_ptr<UITableView>&, const NSIndexPath&) {
-  return false;
-}
-void UITableViewDataSource::commitEditingStyle(const std::shared_ptr<UITableView>&, UITableViewCellEditingStyle,
-                                               const NSIndexPath&) {}
-UITableViewDelegate::~UITableViewDelegate() = default;
-void UITableViewDelegate::didSelectRowAtIndexPath(const std::shared_ptr<UITableView>&, const NSIndexPath&) {}
-
-namespace zn {
-TableDisplay::~TableDisplay() = default;
-void TableDisplay::rowsReloaded(const std::vector<NSIndexPath>&, UITableViewRowAnimation) {}
-void TableDisplay::rowsDeleted(const std::vector<NSIndexPath>&, UITableViewRowAnimation) {}
-void TableDisplay::selectionChanged(bool) {}
-}  // namespace zn
-
 std::shared_ptr<UITableView> UITableView::self() { return std::static_pointer_cast<UITableView>(shared_from_this()); }
 
 void UITableView::registerCell(const std::string& identifier, std::function<std::shared_ptr<UITableViewCell>()> make) {

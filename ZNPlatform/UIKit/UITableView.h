@@ -20,25 +20,29 @@ enum class UITableViewRowAnimation { fade = 2, automatic = 100 };
 /// What a table shows. The table holds it weakly and calls it on the main thread.
 class ZN_EXPORT UITableViewDataSource {
  public:
-  virtual ~UITableViewDataSource();
+  virtual ~UITableViewDataSource() = default;
   /// `tableView:numberOfRowsInSection:`
   virtual long numberOfRowsInSection(const std::shared_ptr<UITableView>& tableView, long section) = 0;
   /// `tableView:cellForRowAtIndexPath:`; null leaves the row empty.
   virtual std::shared_ptr<UITableViewCell> cellForRowAtIndexPath(const std::shared_ptr<UITableView>& tableView,
                                                                  const NSIndexPath& indexPath) = 0;
   /// `tableView:canEditRowAtIndexPath:`
-  virtual bool canEditRowAtIndexPath(const std::shared_ptr<UITableView>& tableView, const NSIndexPath& indexPath);
+  virtual bool canEditRowAtIndexPath(const std::shared_ptr<UITableView>& /*tableView*/,
+                                     const NSIndexPath& /*indexPath*/) {
+    return false;
+  }
   /// `tableView:commitEditingStyle:forRowAtIndexPath:`
-  virtual void commitEditingStyle(const std::shared_ptr<UITableView>& tableView, UITableViewCellEditingStyle style,
-                                  const NSIndexPath& indexPath);
+  virtual void commitEditingStyle(const std::shared_ptr<UITableView>& /*tableView*/,
+                                  UITableViewCellEditingStyle /*style*/, const NSIndexPath& /*indexPath*/) {}
 };
 
 /// Who is told what the user does with a table. The table holds it weakly and calls it on the main thread.
 class ZN_EXPORT UITableViewDelegate {
  public:
-  virtual ~UITableViewDelegate();
+  virtual ~UITableViewDelegate() = default;
   /// `tableView:didSelectRowAtIndexPath:`
-  virtual void didSelectRowAtIndexPath(const std::shared_ptr<UITableView>& tableView, const NSIndexPath& indexPath);
+  virtual void didSelectRowAtIndexPath(const std::shared_ptr<UITableView>& /*tableView*/,
+                                       const NSIndexPath& /*indexPath*/) {}
 };
 
 namespace zn {
@@ -47,11 +51,11 @@ namespace zn {
 /// ask the table for cells, now or later.
 class ZN_EXPORT TableDisplay {
  public:
-  virtual ~TableDisplay();
+  virtual ~TableDisplay() = default;
   virtual void tableReloaded() {}
-  virtual void rowsReloaded(const std::vector<NSIndexPath>& rows, UITableViewRowAnimation animation);
-  virtual void rowsDeleted(const std::vector<NSIndexPath>& rows, UITableViewRowAnimation animation);
-  virtual void selectionChanged(bool animated);
+  virtual void rowsReloaded(const std::vector<NSIndexPath>& /*rows*/, UITableViewRowAnimation /*animation*/) {}
+  virtual void rowsDeleted(const std::vector<NSIndexPath>& /*rows*/, UITableViewRowAnimation /*animation*/) {}
+  virtual void selectionChanged(bool /*animated*/) {}
 };
 
 }  // namespace zn

@@ -2,8 +2,6 @@
 
 #include "ZNPlatform/Foundation/Exception.h"
 
-UIView::~UIView() = default;
-
 void UIView::addSubview(const std::shared_ptr<UIView>& view) {
   if (!view) return;
   const auto self = shared_from_this();

@@ -23,7 +23,7 @@ struct CGRect {
 class ZN_EXPORT UIView : public std::enable_shared_from_this<UIView> {
  public:
   UIView() = default;
-  virtual ~UIView();
+  virtual ~UIView() = default;
   UIView(const UIView&) = delete;
   UIView& operator=(const UIView&) = delete;
 

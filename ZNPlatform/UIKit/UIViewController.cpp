@@ -5,8 +5,6 @@
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
-UIViewController::~UIViewController() = default;
-
 std::shared_ptr<UIView> UIViewController::view() {
   if (!view_) {
     loadView();
@@ -19,9 +17,6 @@ void UIViewController::loadView() {
   auto made = std::exchange(storyboardView_, nullptr);
   setView(made ? std::move(made) : std::make_shared<UIView>());
 }
-
-void UIViewController::viewWillAppear(bool) {}
-void UIViewController::didMoveToParentViewController(const std::shared_ptr<UIViewController>&) {}
 
 void UIViewController::addChildViewController(const std::shared_ptr<UIViewController>& child) {
   if (!child || child.get() == this) return;

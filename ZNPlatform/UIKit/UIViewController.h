@@ -16,7 +16,7 @@
 class ZN_EXPORT UIViewController : public std::enable_shared_from_this<UIViewController> {
  public:
   UIViewController() = default;
-  virtual ~UIViewController();
+  virtual ~UIViewController() = default;
   UIViewController(const UIViewController&) = delete;
   UIViewController& operator=(const UIViewController&) = delete;
 
@@ -29,8 +29,8 @@ class ZN_EXPORT UIViewController : public std::enable_shared_from_this<UIViewCon
   void setView(const std::shared_ptr<UIView>& view) { view_ = view; }
   /// Makes the view: the one from the storyboard, or an empty one.
   virtual void loadView();
-  virtual void viewDidLoad() {}                ///< `viewDidLoad`: once, after the view was made
-  virtual void viewWillAppear(bool animated);  ///< `viewWillAppear:`: before each time that the view is shown
+  virtual void viewDidLoad() {}                      ///< `viewDidLoad`: once, after the view was made
+  virtual void viewWillAppear(bool /*animated*/) {}  ///< `viewWillAppear:`: before each time that the view is shown
 
   /// `addChildViewController:`: a child of another controller leaves that first; null does nothing. Adding its view,
   /// and `didMoveToParentViewController` afterwards, is the caller's.
@@ -38,7 +38,7 @@ class ZN_EXPORT UIViewController : public std::enable_shared_from_this<UIViewCon
   /// `removeFromParentViewController`
   void removeFromParentViewController();
   /// `didMoveToParentViewController:`; null when it left its parent.
-  virtual void didMoveToParentViewController(const std::shared_ptr<UIViewController>& parent);
+  virtual void didMoveToParentViewController(const std::shared_ptr<UIViewController>& /*parent*/) {}
   const std::vector<std::shared_ptr<UIViewController>>& childViewControllers() const { return children_; }
   std::shared_ptr<UIViewController> parentViewController() const { return parent_.lock(); }
 

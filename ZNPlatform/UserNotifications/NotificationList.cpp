@@ -42,18 +42,14 @@ std::vector<UNNotification> NotificationList::delivered(Date now) const {
 }
 
 NotificationList::Identifiers NotificationList::removePending(const std::optional<Identifiers>& identifiers, Date now) {
-  return remove(identifiers, true, now);
+  const Lock lock(mutex_);
+  return removeLocked(identifiers, true, now);
 }
 
 NotificationList::Identifiers NotificationList::removeDelivered(const std::optional<Identifiers>& identifiers,
                                                                 Date now) {
-  return remove(identifiers, false, now);
-}
-
-NotificationList::Identifiers NotificationList::remove(const std::optional<Identifiers>& identifiers, bool waiting,
-                                                       Date now) {
   const Lock lock(mutex_);
-  return removeLocked(identifiers, waiting, now);
+  return removeLocked(identifiers, false, now);
 }
 
 NotificationList::Identifiers NotificationList::removeLocked(const std::optional<Identifiers>& identifiers,

@@ -34,7 +34,6 @@ class ZN_EXPORT NotificationList {
     UNNotificationRequest request;
     Date due;
   };
-  Identifiers remove(const std::optional<Identifiers>& identifiers, bool waiting, Date now);
   Identifiers removeLocked(const std::optional<Identifiers>& identifiers, bool waiting, Date now) ZN_REQUIRES(mutex_);
 
   mutable Mutex mutex_;
