@@ -87,9 +87,7 @@ TEST_P(FileFaults, LoseNothingAndAreSaid) {
   ASSERT_EQ(zn::test::problemWith(before, clean.lines, checker.check(home), false), "");
 
   const std::vector<Fault> faults = faultsIn(operationsIn(trace));
-  const char* const scope = std::getenv("ZN_FAULTS");
-  const bool all = scope && std::string(scope) == "all";
-  const std::size_t step = all ? 1 : faults.size() / kSample + 1;
+  const std::size_t step = zn::test::triesAll() ? 1 : faults.size() / kSample + 1;
   std::size_t runs = 0;
   for (std::size_t i = 0; i < faults.size(); i += step, ++runs) {
     const Fault& fault = faults[i];

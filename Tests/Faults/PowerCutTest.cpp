@@ -33,8 +33,7 @@ TEST_P(PowerCut, LeavesWhatWasAcknowledged) {
   PowerCuts cuts(zn::test::readFolder(home));
   ASSERT_EQ(zn::test::runWorker(home, GetParam(), {{"ZN_FILES_HOME", home}, {"ZN_FILES_TRACE", trace}}).status, 0);
 
-  const char* const scope = std::getenv("ZN_FAULTS");
-  const std::size_t step = scope && std::string(scope) == "all" ? 1 : kSample;
+  const std::size_t step = zn::test::triesAll() ? 1 : kSample;
   std::size_t found = 0;
   std::size_t tried = 0;
   std::vector<std::string> acknowledged;

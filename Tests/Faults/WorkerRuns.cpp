@@ -80,6 +80,11 @@ std::multiset<std::string> thingsIn(const std::vector<std::string>& run, const s
 
 }  // namespace
 
+bool triesAll() {
+  const char* const scope = std::getenv("ZN_FAULTS");
+  return scope && std::string(scope) == "all";
+}
+
 bool WorkerRun::hung() const { return WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM; }
 
 bool WorkerRun::saidAnything() const {

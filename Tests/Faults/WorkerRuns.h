@@ -48,6 +48,9 @@ class PreparedHome {
   MemoryFolder folder_;
 };
 
+/// Whether ZN_FAULTS=all is in the environment: then nothing is left out.
+bool triesAll();
+
 /// What is wrong with what a home holds after a run, or "": everything that was there before, and all that the run said
 /// to be stored, is there once. `mayBeMissing`: what the run did and did not call stored may be missing, since it gave
 /// notice, or since power was cut before.

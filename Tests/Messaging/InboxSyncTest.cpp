@@ -84,12 +84,10 @@ TEST_F(InboxSync, WhatWasTakenButNotSavedComesInWithTheNextProcess) {
   EXPECT_EQ(pendingFiles(), 4u);
   EXPECT_FALSE(std::filesystem::exists(device.inboxFile()));
 
-  {  // a click that waits in a process after that one gets a file of its own
-    const auto killed = relaunch();
-    killed->setSyncInProgress(true);
-    killed->updateClickedNotificationInStorageWithPayload(json(R"({"zintar": {"cid": "later"}})"));
-    EXPECT_EQ(pendingFiles(), 5u);
-  }
+  const auto killed = relaunch();  // a click that waits in a process after that one gets a file of its own
+  killed->setSyncInProgress(true);
+  killed->updateClickedNotificationInStorageWithPayload(json(R"({"zintar": {"cid": "later"}})"));
+  EXPECT_EQ(pendingFiles(), 5u);
   // Everything is of the time when it was taken.
   device.clock().set(1700086400);
   const auto second = relaunch();

@@ -64,16 +64,9 @@ class Clearing : public zn::Object {
 };
 
 std::shared_ptr<zn::Object> freshDelegate(int number) {
-  switch (number % 4) {
-    case 0:
-      return std::make_shared<First>();
-    case 1:
-      return std::make_shared<Second>();
-    case 2:
-      return std::make_shared<Child>();
-    default:
-      return nullptr;
-  }
+  const std::shared_ptr<zn::Object> fresh[] = {std::make_shared<First>(), std::make_shared<Second>(),
+                                               std::make_shared<Child>(), nullptr};
+  return fresh[number % 4];
 }
 
 TEST(Stress, EveryResponseMeetsOneDelegateInterceptedOnceWhileDelegatesChange) {

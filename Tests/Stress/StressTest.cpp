@@ -33,60 +33,40 @@ UNNotificationResponse click(const std::string& campaign, const char* action) {
   return response;
 }
 
-class Listener : public ZNMessagingDelegate {};
-
 /// Calls one public operation, chosen at random.
 void anyOperation(std::mt19937& random) {
   const auto& facade = ZNMessaging::sharedInstance();
   const auto& store = ZNInboxHandler::sharedInstance();
   const auto center = UNUserNotificationCenter::currentNotificationCenter();
   const std::string campaign = "c" + std::to_string(random() % 20);
-  switch (random() % 17) {
-    case 0:
-      return facade->initializeMessagingWithLaunchOptions(zn::nil);
-    case 1:
-      return facade->didReceiveNotificationResponse(center, click(campaign, UNNotificationDefaultActionIdentifier));
-    case 2:
-      return facade->didReceiveNotificationResponse(center, click(campaign, UNNotificationDismissActionIdentifier));
-    case 3:
-      return facade->didReceieveNotificationinApplication(UIApplication::sharedApplication(),
-                                                          zn::test::realisticPayload(campaign));
-    case 4:
-      return store->markInboxNotificationReadForCampaignID(campaign);
-    case 5:
-      return store->trackInboxNotificationClickForCampaignID(campaign);
-    case 6:
-      return store->removeNotificationForCampaignID(campaign);
-    case 7:
-      return (void)store->getAllNotificationPayloads();
-    case 8:
-      return (void)store->getUnreadNotifictionCount();
-    case 9:
-      return store->removeExpiredInboxMessages();
-    case 10:
-      return (void)store->updateInboxStorage();
-    case 11:
-      return NSNotificationCenter::defaultCenter()->postNotificationName(kNotificationNameUpdateModules);
-    case 12:
-      if (random() % 20 == 0) NSNotificationCenter::defaultCenter()->postNotificationName(kNotificationNameUserReset);
-      return;
-    case 13: {
-      const auto listener = std::make_shared<Listener>();
-      return facade->setMessagingDelegate(listener);
-    }
-    case 14:
-      return facade->setDisableInbox(random() % 10 == 0);
-    case 15:
-      return store->setSyncInProgress(random() % 10 == 0);
-    default: {
-      center->setDelegate(random() % 2 ? facade : nullptr);
-      const auto entries = store->getAllNotificationModelObjs();  // holds the list while it is walked
-      for (const auto& entry : *entries) {
-        (void)entry->getLegacyInboxPayload();
-        entry->setCampaignID(entry->campaignID());  // what a merge on another thread compares
-      }
-    }
-  }
+  const auto application = UIApplication::sharedApplication();
+  const auto post = [](const char* name) { NSNotificationCenter::defaultCenter()->postNotificationName(name); };
+  const std::function<void()> operations[] = {
+      [&] { facade->initializeMessagingWithLaunchOptions(zn::nil); },
+      [&] { facade->didReceiveNotificationResponse(center, click(campaign, UNNotificationDefaultActionIdentifier)); },
+      [&] { facade->didReceiveNotificationResponse(center, click(campaign, UNNotificationDismissActionIdentifier)); },
+      [&] { facade->didReceieveNotificationinApplication(application, zn::test::realisticPayload(campaign)); },
+      [&] { store->markInboxNotificationReadForCampaignID(campaign); },
+      [&] { store->trackInboxNotificationClickForCampaignID(campaign); },
+      [&] { store->removeNotificationForCampaignID(campaign); },
+      [&] { store->getAllNotificationPayloads(); },
+      [&] { store->getUnreadNotifictionCount(); },
+      [&] { store->removeExpiredInboxMessages(); },
+      [&] { store->updateInboxStorage(); },
+      [&] { post(kNotificationNameUpdateModules); },
+      [&] { random() % 20 == 0 ? post(kNotificationNameUserReset) : void(); },
+      [&] { facade->setMessagingDelegate(std::make_shared<ZNMessagingDelegate>()); },
+      [&] { facade->setDisableInbox(random() % 10 == 0); },
+      [&] { store->setSyncInProgress(random() % 10 == 0); },
+      [&] {
+        center->setDelegate(random() % 2 ? facade : nullptr);
+        const auto entries = store->getAllNotificationModelObjs();  // holds the list while it is walked
+        for (const auto& entry : *entries) {
+          (void)entry->getLegacyInboxPayload();
+          entry->setCampaignID(entry->campaignID());  // what a merge on another thread compares
+        }
+      }};
+  operations[random() % std::size(operations)]();
 }
 
 /// Answers at once, on the global queue: campaigns for a synchronisation, a yes for a segment check.
@@ -95,21 +75,12 @@ class EagerServer : public ZNNetworkTransport {
   void execute(const ZNNetworkRequest& request, std::function<void(Value)> completion) override {
     const bool isSync = request.service() == ZNService::triggerSync;
     zn::dispatchAsync(zn::Queue::global, [isSync, completion = std::move(completion)] {
-      completion(isSync ? campaigns()
-                        : Value::dictionary({{"user_in_segment", true},
-                                             {"show_notification", true},
-                                             {"payload", zn::test::realisticPayload("trigger")}}));
+      completion(zn::test::json(
+          isSync ? R"({"min_delay_across_campaigns": 0, "campaigns": [{"campaign_id": "trigger", "status": "active",
+                       "trigger_event_name": "E", "expiry": 4070908800000, "max_times": -9090909}]})"
+                 : R"({"user_in_segment": true, "show_notification": true,
+                       "payload": {"aps": {"alert": "Hi"}, "zintar": {"cid": "trigger"}}})"));
     });
-  }
-
- private:
-  static Value campaigns() {
-    return Value::dictionary({{"min_delay_across_campaigns", 0},
-                              {"campaigns", Value::array({Value::dictionary({{"campaign_id", "trigger"},
-                                                                             {"trigger_event_name", "E"},
-                                                                             {"status", "active"},
-                                                                             {"expiry", 4070908800000},
-                                                                             {"max_times", -9090909}})})}});
   }
 };
 

@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -67,22 +68,12 @@ enum Ways : unsigned { kEio = 1, kEnospc = 2, kEmfile = 4, kEacces = 8, kErofs =
 constexpr unsigned kChange = kEio | kEnospc | kEacces | kErofs;
 
 unsigned wayOf(int error) {
-  switch (error) {
-    case EIO:
-      return kEio;
-    case ENOSPC:
-      return kEnospc;
-    case EMFILE:
-      return kEmfile;
-    case EACCES:
-      return kEacces;
-    case EROFS:
-      return kErofs;
-    case EINTR:
-      return kEintr;
-    default:
-      return kShort;
+  constexpr std::pair<int, unsigned> kWays[] = {{EIO, kEio},       {ENOSPC, kEnospc}, {EMFILE, kEmfile},
+                                                {EACCES, kEacces}, {EROFS, kErofs},   {EINTR, kEintr}};
+  for (const auto& [number, way] : kWays) {
+    if (number == error) return way;
   }
+  return kShort;
 }
 
 /// The path below the home, or "" for a path elsewhere.
