@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "Tests/Support/DeviceContract.h"
 #include "Tests/Support/TestHome.h"
 #include "ZNMessaging/ZNMessaging.h"
@@ -89,6 +91,19 @@ TEST_F(SimulatorTest, TheLineRefusesToBeRunByATask) {
   EXPECT_THROW(simulator().advance(-1), zn::Exception);
   EXPECT_THROW(simulator().runInBackground([] { throw 1; }), int);
   EXPECT_TRUE(zn::isMainThread());
+}
+
+TEST_F(SimulatorTest, OtherThreadsMayQueueAndAreNotTheMainThread) {
+  const auto queueMany = [] {
+    for (int i = 0; i < 100; ++i) zn::dispatchAsync(Queue::main, [] {});
+  };
+  std::thread other([&] {
+    EXPECT_FALSE(zn::isMainThread());
+    queueMany();
+  });
+  queueMany();
+  other.join();
+  EXPECT_EQ(simulator().runUntilIdle(), 200u);
 }
 
 TEST_F(SimulatorTest, WhatWaitsForItsDelayCanBeTakenBackUnseen) {
