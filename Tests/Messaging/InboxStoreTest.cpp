@@ -166,7 +166,8 @@ TEST(InboxStore, AFileThatCannotBeWrittenIsLoggedAndMemoryKeepsItsState) {
   std::rename((device.home() + "/Library").c_str(), (device.home() + "/Away").c_str());
   std::ofstream(device.home() + "/Library") << "in the way";
   const auto observer = std::make_shared<StorageRecorder>();
-  zn::Storage::addObserver(observer);
+  const auto removed = std::make_shared<StorageRecorder>();
+  for (const auto& each : {observer, removed}) zn::Storage::addObserver(each);
   testing::internal::CaptureStderr();
   store->updateClickedNotificationInStorageWithPayload(realisticPayload("c2"));
   EXPECT_EQ(store->getAllNotificationCount(), 2u);
@@ -187,8 +188,10 @@ TEST(InboxStore, AFileThatCannotBeWrittenIsLoggedAndMemoryKeepsItsState) {
   store->retryStorage();
   EXPECT_EQ(launched()->getAllNotificationCount(), 2u);
   EXPECT_TRUE(zn::Storage::problems().empty());
+  zn::Storage::removeObserver(removed);
   device.device().runPending();
   EXPECT_EQ(observer->counts, (std::vector<std::size_t>{1, 0}));
+  EXPECT_TRUE(removed->counts.empty());
 }
 
 TEST(InboxStore, TheTimeOfTheLastSynchronisationMovesInFromOlderVersionsOnce) {

@@ -185,6 +185,13 @@ TEST_F(Delegates, ObserversAreToldBeforeResponsesGoToANewDelegate) {
   EXPECT_THROW(center_->removeObserver(*watcher, "delegate", nullptr), zn::Exception) << "not this context";
   EXPECT_THROW(center_->addObserver(watcher, "badge", both, nullptr), zn::Exception);
   center_->removeObserver(*watcher, "delegate", &both);
+
+  center_->addObserver(watcher, "delegate", 0, nullptr);
+  const auto last = std::make_shared<Watcher>();
+  center_->addObserver(last, "delegate", 0, nullptr);
+  watcher->then = [&] { center_->removeObserver(*last, "delegate", nullptr); };
+  center_->setDelegate(nullptr);
+  EXPECT_TRUE(last->told.empty()) << "it was removed while others were told";
 }
 
 }  // namespace
