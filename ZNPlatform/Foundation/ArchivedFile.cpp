@@ -86,7 +86,8 @@ bool ArchivedFile::save(const std::function<std::shared_ptr<const Coding>()>& ne
   {
     Lock lock(mutex_);
     saved = stopExceptions(
-        [&]() ZN_REQUIRES(mutex_) {
+        [&] {
+          mutex_.assertHeld();
           readLocked();
           return saveLocked(newest, error, steps, reports);
         },

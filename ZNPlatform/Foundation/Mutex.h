@@ -17,6 +17,9 @@ class ZN_THREAD_ANNOTATION(capability("mutex")) Mutex {
   void unlock() ZN_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
   bool try_lock() ZN_THREAD_ANNOTATION(try_acquire_capability(true)) { return mutex_.try_lock(); }
 
+  /// Tells the analysis that the lock is held, in code that is called by way of a function object.
+  void assertHeld() const ZN_THREAD_ANNOTATION(assert_capability(this)) {}
+
   /// For std::condition_variable; the analysis does not follow it.
   std::mutex& native() { return mutex_; }
 
