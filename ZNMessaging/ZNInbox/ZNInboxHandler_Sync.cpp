@@ -111,7 +111,7 @@ void ZNInboxHandler::syncInboxNotificationsWithCompletionHandler(SyncCompletion 
 void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, const SyncCompletion& completion) {
   retryStorage();  // the server is asked for what came after what the file holds
   setSyncInProgress(true);
-  const auto finish = [self, completion, owner = zn::OwnerToken::ofUser()](bool success) {
+  const auto finish = [self, completion](const zn::OwnerToken& owner, bool success) {
     if (!owner.holds()) {
       zn::log("Inbox Sync: the server's answer is left unused, the user was reset meanwhile");
     } else if (!success) {
@@ -129,7 +129,9 @@ void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, co
     syncNotificationsFromExtension([&](bool succeeded) {
       if (!succeeded) zn::log("Inbox Sync Failed from Extension");
       takeInLeftClicks();  // of messages that the steps before brought in
-      syncNotificationsFromServer(finish);
+      // The token of whom the request is made for: a reset during the steps above does not make its answer useless.
+      const auto answered = [finish, owner = zn::OwnerToken::ofUser()](bool success) { finish(owner, success); };
+      syncNotificationsFromServer(answered);
     });
   });
 }
