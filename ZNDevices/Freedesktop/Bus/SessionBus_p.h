@@ -63,7 +63,7 @@ class SessionBus {
   /// `address`: empty for the session's. Nothing is connected before `connect`. Throws what a thread that cannot be
   /// made throws.
   SessionBus(Device& device, std::string address);
-  ~SessionBus() { stop(); }
+  ~SessionBus();
   SessionBus(const SessionBus&) = delete;
   SessionBus& operator=(const SessionBus&) = delete;
 
