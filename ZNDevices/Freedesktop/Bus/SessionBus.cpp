@@ -95,6 +95,8 @@ SessionBus::SessionBus(Device& device, std::string address)
   }
 }
 
+SessionBus::~SessionBus() { stop(); }
+
 void SessionBus::connect(std::vector<Part*> parts) {
   perform([this, parts = std::move(parts)] {
     if (!parts_.empty()) return;
@@ -151,9 +153,8 @@ void SessionBus::open() {
 }
 
 void SessionBus::close() {
-  if (std::exchange(isConnected_, false)) {
-    for (Part* part : parts_) runTask([part] { part->disconnected(); }, *device_.systemLog);
-  }
+  isConnected_ = false;
+  for (Part* part : parts_) runTask([part] { part->disconnected(); }, *device_.systemLog);
   if (bus_) sd_bus_close(bus_);
   bus_ = sd_bus_unref(bus_);
   exported_.clear();

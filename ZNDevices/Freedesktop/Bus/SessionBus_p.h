@@ -57,13 +57,15 @@ class SessionBus {
    public:
     virtual ~Part() = default;
     virtual void connected() {}
-    virtual void disconnected() {}  ///< answers that were waited for have been told that they will not come
+    /// The connection ended, or there is none to be had for now. Answers that were waited for have been told that they
+    /// will not come.
+    virtual void disconnected() {}
   };
 
   /// `address`: empty for the session's. Nothing is connected before `connect`. Throws what a thread that cannot be
   /// made throws.
   SessionBus(Device& device, std::string address);
-  ~SessionBus() { stop(); }
+  ~SessionBus();
   SessionBus(const SessionBus&) = delete;
   SessionBus& operator=(const SessionBus&) = delete;
 
