@@ -250,10 +250,15 @@ void DesktopNotifications::takeFromScreen(const Kept& kept) {
 }
 
 void DesktopNotifications::showWhatIsDue() {
-  if (!server_ || !isStarted_) return;
+  if (!isStarted_) return;
+  std::vector<Task> told;
   for (Place each = kept_.begin(); each != kept_.end() && underWay_ < kMostUnderWay; ++each) {
-    if (each->stage == Stage::due && !each->isUnderWay) show(each);
+    if (each->stage != Stage::due) continue;
+    if (server_ && !each->isUnderWay) show(each);
+    // Nobody waits for a server that is not there, or for the answer of one.
+    if (const Task shown = std::exchange(each->shown, nullptr)) told.push_back(shown);
   }
+  for (const Task& shown : told) shown();
 }
 
 void DesktopNotifications::show(Place place) {
@@ -281,7 +286,6 @@ void DesktopNotifications::wasShown(std::uint64_t number, const std::string& ins
     takeFromScreen(*place);
     return hasEnded(place);
   }
-  if (const Task shown = std::exchange(place->shown, nullptr)) shown();
   store_.changed();
 }
 

@@ -52,7 +52,8 @@ class DesktopNotifications : public DeviceNotifications, public NotificationServ
   void useServers(std::vector<NotificationServer*> servers);
   /// Shows what is there from now on, on a server once one is known.
   void start();
-  /// Shows what a push asks for; `shown` is called once it was handed to a server or is not to be shown.
+  /// Shows what a push asks for. `shown` is called once it was handed to a server, waits for one that is not there, or
+  /// is not to be shown.
   void showPush(const UNNotificationRequest& request, Task shown);
   /// A click that came another way than through a server: on the notification (action "") or one of its buttons.
   void respond(const std::string& identifier, const std::string& action, const std::string& token);
