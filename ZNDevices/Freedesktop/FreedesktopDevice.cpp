@@ -1,6 +1,7 @@
 #include "ZNDevices/Freedesktop/FreedesktopDevice.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <future>
 #include <utility>
 
@@ -39,23 +40,65 @@ Data tokenOf(const std::string& endpoint) {
   return {text.begin(), text.end()};
 }
 
+/// The request to another process to do what this one was started for.
+struct HandOver : SessionBus::Part {
+  HandOver(SessionBus& through, std::string applicationID, std::vector<std::string> opened)
+      : bus(through), name(std::move(applicationID)), links(std::move(opened)) {
+    for (const auto& [variable, key] : {std::pair("XDG_ACTIVATION_TOKEN", "activation-token"),
+                                        std::pair("DESKTOP_STARTUP_ID", "desktop-startup-id")}) {
+      if (const char* token = std::getenv(variable)) platformData.setObjectNilHandled(token, key);
+    }
+  }
+  void connected() override {
+    BusMessage call = bus.makeCall(name.c_str(), DesktopApplication::pathOf(name).c_str(),
+                                   DesktopApplication::kInterface, links.empty() ? "Activate" : "Open");
+    if (!links.empty()) {
+      call.container('a', "s", [&] {
+        for (const std::string& link : links) call.append("s", link.c_str());
+      });
+    }
+    call.appendDictionary(platformData);
+    bus.call(std::move(call), static_cast<double>(kPatience.count()),
+             [this](BusMessage&, const std::string& failure) { end(failure.empty()); });
+  }
+  void disconnected() override { end(false); }
+  void end(bool isTaken) {
+    if (!std::exchange(hasEnded, true)) taken.set_value(isTaken);
+  }
+
+  static constexpr std::chrono::seconds kPatience{5};
+  SessionBus& bus;
+  const std::string name;
+  const std::vector<std::string> links;
+  Value platformData = Value::dictionary();
+  std::promise<bool> taken;
+  bool hasEnded = false;
+};
+
+/// Gives the device one of its parts, and keeps a reference.
+template <class T, class Slot>
+T& placed(std::unique_ptr<Slot>& slot, std::unique_ptr<T> made) {
+  T& part = *made;
+  slot = std::move(made);
+  return part;
+}
+
 }  // namespace
 
 struct FreedesktopDevice::Parts {
   Parts(FreedesktopDevice& owner, const Options& options)
       : device(owner),
         bus(owner, options.busAddress),
-        notifications(*new DesktopNotifications(
-            owner, bus, file("DesktopNotifications"), options.name,
-            {[this] { return application.state() == UIApplicationState::active; },
-             [this](const std::string& token, Task task) { application.open(token, std::move(task)); }})),
+        notifications(
+            placed(owner.notifications, std::make_unique<DesktopNotifications>(owner, bus, file("DesktopNotifications"),
+                                                                               options.name, surroundings()))),
         daemon(bus, {options.applicationID, options.name, options.icon}, notifications),
         portal(bus, notifications, isSandboxed()),
         delivery(owner, bus, notifications),
         push(owner, bus, file("DesktopPush"), options.applicationID, options.name, receiver()),
-        application(*new DesktopApplication(owner, bus, file("DesktopApplication"), options.applicationID, hooks())) {
-    owner.notifications.reset(&notifications);
-    owner.application.reset(&application);
+        application(
+            placed(owner.application, std::make_unique<DesktopApplication>(owner, bus, file("DesktopApplication"),
+                                                                           options.applicationID, hooks()))) {
     owner.screen = std::make_unique<DesktopLinks>(owner, bus, options.linkSchemes, isSandboxed());
     if (isSandboxed()) {
       notifications.useServers({&portal});
@@ -65,6 +108,11 @@ struct FreedesktopDevice::Parts {
   }
 
   std::string file(const char* name) const { return device.directories->library() + "/" + name; }
+
+  DesktopNotifications::Surroundings surroundings() {
+    return {[this] { return application.state() == UIApplicationState::active; },
+            [this](const std::string& token, Task task) { application.open(token, std::move(task)); }};
+  }
 
   PushConnector::Receiver receiver() {
     const auto onMain = [this](auto tell) { device.queues->async(Queue::main, std::move(tell)); };
@@ -115,51 +163,18 @@ void FreedesktopDevice::start() {
 }
 
 bool FreedesktopDevice::handOver(const Options& options, const std::vector<std::string>& links) {
-  constexpr std::chrono::seconds kPatience(5);
   if (!DesktopApplication::isBusName(options.applicationID)) return false;
   const std::string home =
       options.home.empty() ? HomeDirectories::homeOfApplication(options.applicationID) : absolutePath(options.home);
   std::string error;
   if (!fileExistsAtPath(home) || FileLock::tryNow(home + "/.lock", &error) || !error.empty()) return false;
 
-  struct Request : SessionBus::Part {
-    void connected() override {
-      BusMessage call = bus->makeCall(name.c_str(), DesktopApplication::pathOf(name).c_str(),
-                                      DesktopApplication::kInterface, links.empty() ? "Activate" : "Open");
-      if (!links.empty()) {
-        call.container('a', "s", [&] {
-          for (const std::string& link : links) call.append("s", link.c_str());
-        });
-      }
-      call.appendDictionary(platformData);
-      bus->call(std::move(call), static_cast<double>(kPatience.count()),
-                [this](BusMessage&, const std::string& failure) { end(failure.empty()); });
-    }
-    void disconnected() override { end(false); }
-    void end(bool isTaken) {
-      if (!std::exchange(hasEnded, true)) done.set_value(isTaken);
-    }
-    SessionBus* bus = nullptr;
-    std::string name;
-    std::vector<std::string> links;
-    Value platformData = Value::dictionary();
-    std::promise<bool> done;
-    bool hasEnded = false;
-  } request;
   Device bare;
   SessionBus bus(bare, options.busAddress);
-  request.bus = &bus;
-  request.name = options.applicationID;
-  request.links = links;
-  if (const char* token = std::getenv("XDG_ACTIVATION_TOKEN")) {
-    request.platformData.setObjectNilHandled(token, "activation-token");
-  }
-  if (const char* token = std::getenv("DESKTOP_STARTUP_ID")) {
-    request.platformData.setObjectNilHandled(token, "desktop-startup-id");
-  }
-  std::future<bool> isDone = request.done.get_future();
+  HandOver request(bus, options.applicationID, links);
   bus.connect({&request});
-  const bool isTaken = isDone.wait_for(kPatience) == std::future_status::ready && isDone.get();
+  std::future<bool> isDone = request.taken.get_future();
+  const bool isTaken = isDone.wait_for(HandOver::kPatience) == std::future_status::ready && isDone.get();
   bus.stop();
   return isTaken;
 }
