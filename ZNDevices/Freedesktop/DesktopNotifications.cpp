@@ -107,7 +107,8 @@ void DesktopNotifications::serverChanged() {
       break;
     }
     if (each->state() == State::unknown) {
-      isKnown = false;  // the ones after it are for where it is not there
+      isKnown = false;
+      each->look();
       break;
     }
   }

@@ -25,6 +25,13 @@ NotificationPortal::Click NotificationPortal::clickOf(std::string_view target) {
 }
 
 void NotificationPortal::connected() {
+  state_ = State::unknown;
+  isLooking_ = false;
+}
+
+/// Not earlier: to ask starts a portal that the session can start, and few sessions need one.
+void NotificationPortal::look() {
+  if (!bus_.isConnected() || std::exchange(isLooking_, true)) return;
   const auto clicked = [this](BusMessage& signal) {
     signal.readString();  // the identifier, which the target has, too
     if (signal.readString() != kAction) return;

@@ -19,6 +19,7 @@ class NotificationPortal : public NotificationServer {
   void disconnected() override;
 
   State state() const override { return state_; }
+  void look() override;
   std::string instance() const override { return state_ == State::ready ? bus_.identity() + "/portal" : ""; }
   std::vector<std::string> missing() const override;
   void show(const Banner& banner, const std::string& replaced,
@@ -41,6 +42,7 @@ class NotificationPortal : public NotificationServer {
   Client& client_;
   const bool isSandboxed_;
   State state_ = State::unknown;
+  bool isLooking_ = false;
   unsigned asked_ = 0;
 };
 

@@ -51,6 +51,8 @@ class NotificationServer : public SessionBus::Part {
   };
 
   virtual State state() const = 0;
+  /// Finds out whether it is there, where that is unknown: those before it in a client's list are not.
+  virtual void look() {}
   virtual std::string instance() const = 0;
   virtual std::vector<std::string> missing() const = 0;  ///< as FreedesktopDevice::missing
   /// Shows a notification, in the place of the one with the handle `replaced` unless that is empty. Calls `shown` once,
