@@ -222,6 +222,11 @@ std::string SessionBus::identity() const {
   return sd_id128_to_string(id, text);
 }
 
+std::string SessionBus::ownName() const {
+  const char* name = nullptr;
+  return bus_ && sd_bus_get_unique_name(bus_, &name) >= 0 ? textOf(name) : "";
+}
+
 BusMessage SessionBus::makeCall(const char* destination, const char* path, const char* interface, const char* member) {
   sd_bus_message* made = nullptr;
   if (isConnected_) sd_bus_message_new_method_call(bus_, &made, destination, path, interface, member);
