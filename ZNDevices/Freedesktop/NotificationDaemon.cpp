@@ -88,11 +88,10 @@ void NotificationDaemon::ownerIs(const std::string& owner) {
 
 void NotificationDaemon::askCapabilities() {
   isForgetful_ = false;
-  bus_.call(makeCall("GetServerInformation"), kPatience,
-            [this](BusMessage& answer, const std::string& error) {
-              // It takes away what a sender showed when that leaves the bus.
-              isForgetful_ = error.empty() && answer.readString() == "gnome-shell";
-            });
+  bus_.call(makeCall("GetServerInformation"), kPatience, [this](BusMessage& answer, const std::string& error) {
+    // It takes away what a sender showed when that leaves the bus.
+    isForgetful_ = error.empty() && answer.readString() == "gnome-shell";
+  });
   const auto answered = [this, number = ++asked_](BusMessage& answer, const std::string& error) {
     if (number != asked_) return;
     isSilent_ = error == SD_BUS_ERROR_NO_REPLY || error == "org.freedesktop.DBus.Error.Timeout" ||
