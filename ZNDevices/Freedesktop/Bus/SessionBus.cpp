@@ -158,9 +158,8 @@ void SessionBus::open() {
 }
 
 void SessionBus::close() {
-  if (std::exchange(isConnected_, false)) {
-    for (Part* part : parts_) runTask([part] { part->disconnected(); }, *device_.systemLog);
-  }
+  isConnected_ = false;
+  for (Part* part : parts_) runTask([part] { part->disconnected(); }, *device_.systemLog);
   if (bus_) sd_bus_close(bus_);
   exported_.clear();  // a call that waits for its answer keeps sd-bus's connection, which would read what is gone
   bus_ = sd_bus_unref(bus_);
@@ -226,6 +225,11 @@ std::string SessionBus::identity() const {
   if (!bus_ || sd_bus_get_bus_id(bus_, &id) < 0) return "";
   char text[SD_ID128_STRING_MAX];
   return sd_id128_to_string(id, text);
+}
+
+std::string SessionBus::ownName() const {
+  const char* name = nullptr;
+  return bus_ && sd_bus_get_unique_name(bus_, &name) >= 0 ? textOf(name) : "";
 }
 
 BusMessage SessionBus::makeCall(const char* destination, const char* path, const char* interface, const char* member) {
