@@ -20,6 +20,13 @@ constexpr int kNarrowest = 300;
 constexpr int kWidest = 460;
 constexpr int kLongestText = 2000;  // characters; more would not fit a screen
 
+/// Lines without the blanks around them.
+QString trimmedLines(const QString& text) {
+  QStringList lines = text.split(QChar::LineSeparator);
+  for (QString& each : lines) each = each.trimmed();
+  return lines.join(QLatin1Char('\n'));
+}
+
 /// A button's text is no place for an access key that a payload chose.
 QString buttonText(const std::string& title) { return textOf(title).replace(QLatin1Char('&'), QLatin1String("&&")); }
 
@@ -67,12 +74,12 @@ AlertWindow::AlertWindow(const UIAlertController& alert, Closed closed) : closed
 }
 
 void AlertWindow::addTexts(const UIAlertController& alert) {
-  QLabel* title = plainLabel(textOf(alert.title()), this);
+  QLabel* title = plainLabel(trimmedLines(textOf(alert.title())), this);
   QFont font = title->font();
   font.setWeight(QFont::DemiBold);
   font.setPointSizeF(font.pointSizeF() * 1.2);
   title->setFont(font);
-  QLabel* message = plainLabel(textOf(alert.message()), this);
+  QLabel* message = plainLabel(trimmedLines(textOf(alert.message())), this);
   message->setMinimumWidth(kNarrowest);
   for (QLabel* each : {title, message}) {
     each->setVisible(!each->text().isEmpty());

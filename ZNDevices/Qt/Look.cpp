@@ -10,6 +10,7 @@ namespace zn::qt {
 
 namespace {
 
+constexpr double kOwnSize = 16;        // points
 constexpr double kPointsPerInch = 96;  // of the screens that storyboards are drawn for
 
 struct Weight {
@@ -73,8 +74,11 @@ QColor mixed(const QColor& below, const QColor& above, double share) {
 }
 
 QFont fontOf(const std::optional<UIFont>& font, const Setting& setting) {
-  if (!font) return setting.font;
   QFont made = setting.font;
+  if (!font) {
+    made.setPixelSize(static_cast<int>(kOwnSize * setting.scale + 0.5));
+    return made;
+  }
   const QString name = QString::fromStdString(font->name);
   const auto dash = name.lastIndexOf(QLatin1Char('-'));
   if (const QString family = installedFamily(name.left(dash)); !family.isEmpty()) made.setFamily(family);

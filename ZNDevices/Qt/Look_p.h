@@ -17,7 +17,7 @@ namespace zn::qt {
 
 /// What a widget's surroundings say about drawing views in it.
 struct Setting {
-  QFont font;        ///< of labels without one, and in place of fonts that are not installed
+  QFont font;        ///< in place of fonts that are not installed, and of labels without one
   double scale = 1;  ///< pixels for a point
   bool rightToLeft = false;
   friend bool operator==(const Setting&, const Setting&) = default;
