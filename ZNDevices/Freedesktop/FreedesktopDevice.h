@@ -41,9 +41,9 @@ class ZN_EXPORT DesktopHost {
 class ZN_EXPORT FreedesktopDevice : public HeadlessDevice {
  public:
   struct Options {
-    /// The application's name on the bus, of its desktop file and of its folder, such as "com.example.Shop". One that is
-    /// no bus name (two parts or more of letters, digits, "_" and "-") has notifications, but neither push nor a start
-    /// from outside.
+    /// The application's name on the bus, of its desktop file and of its folder, such as "com.example.Shop". One that
+    /// is no bus name (two parts or more of letters, digits, "_" and "-") has notifications, but neither push nor a
+    /// start from outside.
     std::string applicationID = "zintar";
     std::string name;  ///< for people, beside its notifications; empty: applicationID
     std::string icon;  ///< from the icon theme, or the absolute path of a file; empty: applicationID
