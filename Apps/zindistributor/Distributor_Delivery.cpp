@@ -12,7 +12,7 @@ using zn::Value;
 namespace {
 
 constexpr const char* kPath = "/org/unifiedpush/Connector";
-constexpr zn::RetryPause kPause{1, 60};
+constexpr zn::RetryPause kPause{0.25, 60};
 
 /// Neither is it running nor can the bus start it.
 bool isAbsence(const std::string& error) {
@@ -122,8 +122,9 @@ void Distributor::sendFirst(const Shared& registration) {
 
 void Distributor::wasDelivered(const Shared& registration) {
   registration->failures = 0;
-  log("delivered", *registration, Value::dictionary({{"id", registration->waiting.front().id}}));
+  const std::string id = registration->waiting.front().id;
   store_.removeFirst(*registration);
+  log("delivered", *registration, Value::dictionary({{"id", id}}));
   const std::int64_t count = ++registration->delivered;
   if (faults_.unregisterAfter && count % faults_.unregisterAfter == 0) return tellUnregistered(registration);
   if (faults_.newEndpointAfter && count % faults_.newEndpointAfter == 0) {
