@@ -18,10 +18,14 @@ class PooledContract final : public ContractDevice {
     typename Made::Options options;
     options.home = folder_ / "home";
     options.mainQueue = mainQueue;
+    if constexpr (requires { options.busAddress; }) options.busAddress = "unix:path=" + (folder_ / "no-bus");
     device_ = std::make_shared<Made>(options);
   }
   ~PooledContract() override { device_->shutDown(); }
   std::shared_ptr<Device> device() override { return device_; }
+  void start() override {
+    if constexpr (requires { device_->start(); }) device_->start();
+  }
   void runUntil(const std::function<bool()>& done, double seconds) override {
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     while (!done() && std::chrono::steady_clock::now() < end) letWork();

@@ -54,8 +54,10 @@ struct QtDevice::Windows : QObject, DesktopHost {
 
   bool eventFilter(QObject* object, QEvent* event) override {
     const QEvent::Type type = event->type();
-    if ((type == QEvent::Show || type == QEvent::Hide || type == QEvent::WindowStateChange) && object->isWindowType()) {
+    const bool isShown = (type == QEvent::Show || type == QEvent::Hide) && object->isWindowType();
+    if (isShown || type == QEvent::WindowStateChange) {
       const bool had = std::exchange(hasVisible, qt::hasVisibleWindow());
+      if (hasVisible != had) tellState();
       // Later: whoever hears of it may do much, and the window shall be seen first.
       if (hasVisible && !had) owner.queues->async(Queue::main, [this] { owner.enterForeground(); });
     }
@@ -63,7 +65,8 @@ struct QtDevice::Windows : QObject, DesktopHost {
   }
 
   void tellState() {
-    const bool isActive = QGuiApplication::applicationState() == Qt::ApplicationActive;
+    // Not every platform says that the focus went with the last window.
+    const bool isActive = hasVisible && QGuiApplication::applicationState() == Qt::ApplicationActive;
     owner.setApplicationState(isActive ? UIApplicationState::active : UIApplicationState::background);
   }
 

@@ -22,7 +22,7 @@ namespace zn::qt {
 /// device's log.
 ///
 /// Thread: the main thread. What a tap or a removal leads to may destroy it.
-class TableWidget : public QAbstractScrollArea {
+class ZN_EXPORT TableWidget : public QAbstractScrollArea {
  public:
   TableWidget(std::shared_ptr<UITableView> table, QWidget* parent);
   ~TableWidget() override;

@@ -30,6 +30,7 @@ using Style = UIAlertAction::Style;
 class QtContract final : public zn::test::ContractDevice {
  public:
   std::shared_ptr<zn::Device> device() override { return device_.device(); }
+  void start() override { device_.device()->start(); }
   void runUntil(const std::function<bool()>& done, double seconds) override { runQtUntil(done, seconds); }
   void settle() override { device_.device()->waitUntilIdle(); }
 
