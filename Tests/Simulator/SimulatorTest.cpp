@@ -6,7 +6,7 @@
 
 #include <thread>
 
-#include "Tests/Support/DeviceContract.h"
+#include "Tests/Devices/DeviceContract.h"
 #include "Tests/Support/TestHome.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/Dispatch.h"

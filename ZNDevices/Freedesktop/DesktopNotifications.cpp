@@ -199,6 +199,7 @@ void DesktopNotifications::fallDue() {
 }
 
 void DesktopNotifications::scheduleNext() {
+  if (!isStarted_) return;
   const double now = device_.clock->now().secondsSince1970;
   double pause = -1;
   for (const Kept& each : kept_) {
