@@ -41,5 +41,6 @@ configure_package_config_file(cmake/ZNMessagingConfig.cmake.in ${PROJECT_BINARY_
                               INSTALL_DESTINATION ${package_folder})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/ZNMessagingConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/ZNMessagingConfig.cmake ${PROJECT_BINARY_DIR}/ZNMessagingConfigVersion.cmake
+              cmake/DesktopHost.cmake
         DESTINATION ${package_folder})
 install(EXPORT ZNMessagingTargets NAMESPACE Zintar:: DESTINATION ${package_folder})

@@ -5,7 +5,8 @@
 
 library_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcurl4-openssl-dev libexpat1-dev)
 application_packages=("${library_packages[@]}" libcli11-dev libcpp-httplib-dev)
-test_packages=("${application_packages[@]}" libgtest-dev python3 ca-certificates openssl locales)
+test_packages=("${application_packages[@]}" libgtest-dev python3 ca-certificates openssl locales libsystemd-dev dbus dunst xvfb
+  qt6-base-dev)
 
 say() { printf '%s\n' "$*" >&2; }
 

@@ -1,16 +1,13 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "Tests/Support/Process.h"
 #include "Tests/Support/RawServer.h"
 #include "Tests/Support/Requests.h"
 #include "Tests/Support/TestHome.h"
@@ -21,47 +18,7 @@ namespace {
 
 using zn::HttpTransport;
 using zn::Value;
-
-/// A child process; its standard output is read here.
-class Process {
- public:
-  explicit Process(std::vector<std::string> arguments) {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) std::abort();
-    output_ = ::fdopen(ends[0], "r");
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    std::vector<char*> list;
-    for (std::string& each : arguments) list.push_back(each.data());
-    list.push_back(nullptr);
-    if (::posix_spawn(&id_, list[0], &actions, nullptr, list.data(), environ) != 0) std::abort();
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(ends[1]);
-  }
-  ~Process() {
-    if (id_ > 0) end(SIGKILL);
-    std::fclose(output_);
-  }
-  /// Without its line feed; "" at the end.
-  std::string line() {
-    char text[4096];
-    if (!std::fgets(text, sizeof text, output_)) return "";
-    return std::string(text, std::string(text).find('\n'));
-  }
-  /// The exit status; -1 when it was killed.
-  int end(int signal) {
-    if (signal) ::kill(id_, signal);
-    int status = 0;
-    ::waitpid(id_, &status, 0);
-    id_ = 0;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
- private:
-  pid_t id_ = 0;
-  std::FILE* output_ = nullptr;
-};
+using zn::test::Process;
 
 class CampaignServerTest : public zn::test::Requests {
  protected:

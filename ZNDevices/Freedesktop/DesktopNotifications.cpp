@@ -187,15 +187,19 @@ void DesktopNotifications::takePlaceOf(const std::string& identifier, Kept& fres
 /// What is due leaves its waiting; the rest is waited for.
 void DesktopNotifications::fallDue() {
   const double now = device_.clock->now().secondsSince1970;
-  for (Place each = kept_.begin(); each != kept_.end();) {
-    const Place place = each++;
-    if (place->stage == Stage::waiting && place->date.secondsSince1970 <= now) decide(place);
+  std::vector<std::uint64_t> due;
+  for (const Kept& each : kept_) {
+    if (each.stage == Stage::waiting && each.date.secondsSince1970 <= now) due.push_back(each.number);
+  }
+  for (const std::uint64_t number : due) {
+    if (const Place place = find(number); place != kept_.end()) decide(place);
   }
   scheduleNext();
   showWhatIsDue();
 }
 
 void DesktopNotifications::scheduleNext() {
+  if (!isStarted_) return;
   const double now = device_.clock->now().secondsSince1970;
   double pause = -1;
   for (const Kept& each : kept_) {

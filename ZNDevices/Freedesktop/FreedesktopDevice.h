@@ -34,8 +34,8 @@ class ZN_EXPORT DesktopHost {
 /// The session may lack any of what it talks to, and any of that may come late, go away, hang or answer nonsense: no
 /// call waits for it. What the session lacks is told once, as a diagnostic of the system log; `missing` lists it.
 ///
-/// On disk, below the home, mode 0600: Library/DesktopNotifications (what waits or stands on the screen),
-/// Library/DesktopPush (the push registration), Preferences/desktop.plist (permission, badge).
+/// On disk, below the home, mode 0600: Library/DesktopNotifications (permission, and what waits or stands on the screen),
+/// Library/DesktopPush (the push registration), Library/DesktopApplication (the badge).
 ///
 /// Thread: any, unless an operation says otherwise. Lives until the process ends, once it is installed.
 class ZN_EXPORT FreedesktopDevice : public HeadlessDevice {
@@ -82,8 +82,8 @@ class ZN_EXPORT FreedesktopDevice : public HeadlessDevice {
   /// nothing is decided, and nothing is shown.
   void setNotificationsAllowed(bool allowed);
 
-  /// What the session lacks at the moment, in words: "no notification server", "buttons in notifications". What it has
-  /// not answered for yet is not listed.
+  /// What the session lacks at the moment for notifications, in words: "a notification server", "clicks and buttons in
+  /// notifications". What it has not answered for yet is not listed.
   std::vector<std::string> missing() const;
 
   void shutDown() override;

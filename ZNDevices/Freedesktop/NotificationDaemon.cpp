@@ -87,6 +87,11 @@ void NotificationDaemon::ownerIs(const std::string& owner) {
 }
 
 void NotificationDaemon::askCapabilities() {
+  isForgetful_ = false;
+  bus_.call(makeCall("GetServerInformation"), kPatience, [this](BusMessage& answer, const std::string& error) {
+    // It takes away what a sender showed when that leaves the bus.
+    isForgetful_ = error.empty() && answer.readString() == "gnome-shell";
+  });
   const auto answered = [this, number = ++asked_](BusMessage& answer, const std::string& error) {
     if (number != asked_) return;
     isSilent_ = error == SD_BUS_ERROR_NO_REPLY || error == "org.freedesktop.DBus.Error.Timeout" ||
@@ -105,6 +110,7 @@ void NotificationDaemon::becomes(State state, std::set<std::string> capabilities
   state_ = state;
   capabilities_ = std::move(capabilities);
   instance_ = state == State::ready ? bus_.identity() + "/" + owner_ : "";
+  if (isForgetful_ && state == State::ready) instance_ += "/" + bus_.ownName();
   tokens_.clear();
   client_.serverChanged();
 }

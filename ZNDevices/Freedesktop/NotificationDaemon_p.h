@@ -44,6 +44,7 @@ class NotificationDaemon : public NotificationServer {
   std::string instance_;
   std::set<std::string> capabilities_;
   bool isSilent_ = false;                        // it did not answer
+  bool isForgetful_ = false;                     // what a sender showed goes when that leaves
   unsigned asked_ = 0;                           // only the newest question's answer counts
   std::map<std::uint32_t, std::string> tokens_;  // of clicks that are about to be told
 };

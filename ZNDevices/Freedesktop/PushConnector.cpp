@@ -54,7 +54,7 @@ PushConnector::PushConnector(Device& device, SessionBus& bus, const std::string&
       description_(std::move(description)),
       receiver_(std::move(receiver)),
       store_(device, bus, file, [this] { return state(); }) {
-  bus_.perform([this] { load(); });
+  load();  // at once: an application asks at its start whether it is registered
 }
 
 Value PushConnector::state() const {
@@ -71,14 +71,14 @@ void PushConnector::load() {
   distributor_ = state["distributor"].string();
   endpoint_ = state["endpoint"].string();
   for (const Value& each : state["seen"].elements()) seen_.emplace_back(each.string());
+  isRegistered_ = !endpoint_.empty();
 }
 
 void PushConnector::registerForPush() {
   bus_.perform([this] {
     isWanted_ = true;
-    // Every request is answered, one more often than the registration changes.
-    if (isRegistered_) return receiver_.registered(endpoint_);
-    lastFailure_.clear();
+    lastFailure_.clear();  // every request is answered
+    if (isRegistered_ && told_ == endpoint_) return receiver_.registered(endpoint_);
     findDistributor();
   });
 }

@@ -57,11 +57,16 @@ struct SessionBus::Callback {
 
 /// An interface of one of our objects.
 struct SessionBus::Exported {
+  struct Unref {
+    void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
+  };
+
   SessionBus& bus;
   std::string path;
   std::string interface;
   std::vector<BusMethod> methods;
   std::vector<sd_bus_vtable> table{};
+  std::unique_ptr<sd_bus_slot, Unref> slot{};  // first to go: it reads the table
 
   static int called(sd_bus_message* message, void* self, sd_bus_error*) {
     const auto& exported = *static_cast<Exported*>(self);
@@ -156,8 +161,8 @@ void SessionBus::close() {
   isConnected_ = false;
   for (Part* part : parts_) runTask([part] { part->disconnected(); }, *device_.systemLog);
   if (bus_) sd_bus_close(bus_);
+  exported_.clear();  // a call that waits for its answer keeps sd-bus's connection, which would read what is gone
   bus_ = sd_bus_unref(bus_);
-  exported_.clear();
 }
 
 void SessionBus::openAgainLater() {
@@ -220,6 +225,11 @@ std::string SessionBus::identity() const {
   if (!bus_ || sd_bus_get_bus_id(bus_, &id) < 0) return "";
   char text[SD_ID128_STRING_MAX];
   return sd_id128_to_string(id, text);
+}
+
+std::string SessionBus::ownName() const {
+  const char* name = nullptr;
+  return bus_ && sd_bus_get_unique_name(bus_, &name) >= 0 ? textOf(name) : "";
 }
 
 BusMessage SessionBus::makeCall(const char* destination, const char* path, const char* interface, const char* member) {
@@ -298,8 +308,7 @@ void SessionBus::exportMethods(const std::string& path, const std::string& inter
     exported_.pop_back();
     return;
   }
-  sd_bus_slot_set_floating(slot, 1);
-  sd_bus_slot_unref(slot);
+  added.slot.reset(slot);
 }
 
 void SessionBus::requestName(const std::string& name, std::function<void(bool isOurs)> owned) {

@@ -79,6 +79,7 @@ class SessionBus {
   bool isConnected() const { return isConnected_; }
   /// Which bus this is: another one has another name, and so has the same one after its end.
   std::string identity() const;
+  std::string ownName() const;  ///< the connection's, such as ":1.42"
 
   /// What came back. Where `error` is not empty, nothing did: the error's name on the bus, or of the system.
   using Answer = std::function<void(BusMessage& answer, const std::string& error)>;
