@@ -32,7 +32,16 @@ if(applications)
   endforeach()
 endif()
 
-install(TARGETS ${libraries} EXPORT ZNMessagingTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# A component is found by those who ask for it, with what it needs.
+foreach(library IN LISTS libraries)
+  set(export ZNMessaging)
+  get_target_property(is_component ${library} ZN_COMPONENT)
+  if(is_component)
+    set(export ${library})
+    install(EXPORT ${export}Targets NAMESPACE Zintar:: DESTINATION ${package_folder})
+  endif()
+  install(TARGETS ${library} EXPORT ${export}Targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endforeach()
 install(TARGETS ${applications} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 install(CODE "set(source_folder \"${PROJECT_SOURCE_DIR}\")

@@ -5,20 +5,18 @@
 #include <string>
 #include <vector>
 
+#include "Tests/Devices/ScriptedParty.h"
 #include "Tests/Support/Awaited.h"
-#include "ZNDevices/Freedesktop/Bus/SessionBus_p.h"
 
 namespace zn::test {
 
 /// An application as a distributor sees it, which records how it is called and answers as it is told to.
-class ScriptedConnector final : private SessionBus::Part {
+class ScriptedConnector final : private ScriptedParty {
  public:
   enum class Manner { answers, fails, answersWithoutID, hangs };
 
-  /// On the bus, with the name, when it is made.
-  ScriptedConnector(const std::string& address, std::string name) : name_(std::move(name)), bus_(device_, address) {
-    bus_.connect({this});
-    isThere_.get_future().wait();
+  ScriptedConnector(const std::string& address, std::string name) : ScriptedParty(address, std::move(name)) {
+    appear();
   }
   ~ScriptedConnector() override { bus_.stop(); }
 
@@ -36,7 +34,7 @@ class ScriptedConnector final : private SessionBus::Part {
   static constexpr const char* kConnector[] = {"org.unifiedpush.Connector1", "org.unifiedpush.Connector2"};
   static constexpr const char* kPath = "/org/unifiedpush/Connector";
 
-  void connected() override {
+  void exportObjects() override {
     const auto text = [](BusCall& call) { return Value(call.arguments().readString()); };
     bus_.exportMethods(kPath, kConnector[0],
                        {{"Message", "says", "",
@@ -59,7 +57,6 @@ class ScriptedConnector final : private SessionBus::Part {
                          [this, member](BusCall call) { answer(2, member, call, call.arguments().readValue()); }});
     }
     bus_.exportMethods(kPath, kConnector[1], methods);
-    bus_.requestName(name_, [this](bool) { isThere_.set_value(); });
   }
 
   using Entries = std::initializer_list<std::pair<std::string_view, Value>>;
@@ -103,11 +100,7 @@ class ScriptedConnector final : private SessionBus::Part {
     return answered.get_future().get();
   }
 
-  const std::string name_;
-  Device device_;
-  std::promise<void> isThere_;
   std::vector<BusCall> held_;  // the bus's thread
-  SessionBus bus_;
 };
 
 }  // namespace zn::test

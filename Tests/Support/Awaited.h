@@ -9,7 +9,7 @@
 
 namespace zn::test {
 
-constexpr std::chrono::seconds kPatience(60);
+constexpr std::chrono::seconds kPatience(30);
 
 /// For what nobody tells of, such as a file that another process makes.
 inline bool waitUntil(const std::function<bool()>& condition) {

@@ -88,6 +88,12 @@ class PrivateSession {
     arguments.insert(arguments.begin(), "dunstctl");
     return Process(arguments, environment()).end(0) == 0;
   }
+  /// How many notifications it shows at the moment; -1 where it does not answer.
+  int displayedByDunst() const {
+    Process asking({"dunstctl", "count", "displayed"}, environment());
+    const std::string answer = asking.line();
+    return asking.end(0) == 0 ? std::atoi(answer.c_str()) : -1;
+  }
   /// Makes the button with this label the one that is chosen where a notification's buttons are listed.
   void chooseButtons(const std::string& label) const {
     const std::string file = folder_ / "pick";
@@ -97,7 +103,7 @@ class PrivateSession {
 
  private:
   void waitForDunst() const {
-    waitUntil([this] { return dunstctl({"count"}); });
+    waitUntil([this] { return displayedByDunst() >= 0; });
   }
 
   MemoryFolder folder_;

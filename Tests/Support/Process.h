@@ -24,7 +24,8 @@ namespace zn::test {
 
 using Environment = std::map<std::string, std::string>;
 
-/// A child process, which ends with this one at the latest. What it writes to standard output is read all the time.
+/// A child process, which ends with this one at the latest. What it writes to standard output is read all the time;
+/// its standard input is what it is told.
 class Process {
  public:
   /// `environment`: beside this process's own, before which it counts.
@@ -49,6 +50,7 @@ class Process {
     if (id_ == 0) {
       ::prctl(PR_SET_PDEATHSIG, SIGKILL);
       if (::getppid() != parent) ::_exit(126);
+      ::dup2(ends[1], STDIN_FILENO);
       ::dup2(ends[1], STDOUT_FILENO);
       ::execvpe(list[0], list.data(), variables.data());
       ::_exit(127);
@@ -79,6 +81,11 @@ class Process {
       if (next.find(part) != std::string::npos) return next;
     }
   }
+  void say(const std::string& text) const {
+    const std::string whole = text + "\n";
+    ::send(::fileno(output_), whole.data(), whole.size(), MSG_NOSIGNAL);
+  }
+  void endInput() const { ::shutdown(::fileno(output_), SHUT_WR); }
   /// The exit status; -1 when it was killed.
   int end(int signal) {
     if (signal) ::kill(id_, signal);
@@ -87,7 +94,7 @@ class Process {
     id_ = 0;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
-  void send(int signal) const { ::kill(id_, signal); }
+  void signal(int number) const { ::kill(id_, number); }
 
  private:
   static std::vector<char*> pointersTo(std::vector<std::string>& texts) {

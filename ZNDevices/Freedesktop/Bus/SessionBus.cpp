@@ -58,7 +58,7 @@ struct SessionBus::Callback {
 /// An interface of one of our objects.
 struct SessionBus::Exported {
   struct Unref {
-    void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
+    void operator()(sd_bus_slot* kept) const { sd_bus_slot_unref(kept); }
   };
 
   SessionBus& bus;
