@@ -95,10 +95,9 @@ EOT
 
     Click the notification: the shop opens the screen that the push asks for. The inbox has it, too.
  3. Put the wool blanket into the basket: a campaign kept on this device reminds you of it.
- 4. Close the window, and send another push: it arrives all the same.
 
-What the shop tracked: curl -s $server/received
-To end: close the window and press Ctrl-C here.
+What the shop sent to the server: curl -s $server/received
+To end it all, close the window, or press Ctrl-C here.
 EOT
   wait "$window" || true
 }
