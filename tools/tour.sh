@@ -130,6 +130,7 @@ start_session() {
   DISPLAY=:$(last_match display '^([0-9]+)$')
   export DISPLAY QT_QPA_PLATFORM=xcb
   unset WAYLAND_DISPLAY
+  dbus-update-activation-environment DISPLAY QT_QPA_PLATFORM XDG_RUNTIME_DIR  # for what the bus starts
   xsetroot -solid '#3B5166' 2>/dev/null || true
   start dunst dunst -conf tools/tour-dunstrc
   until_true "the notification daemon is there" dunstctl count
