@@ -6,7 +6,7 @@
 # shellcheck disable=SC2034  # ./run installs them
 desktop_packages=(libsystemd-dev qt6-base-dev dbus curl)
 # shellcheck disable=SC2034
-headless_packages=(xvfb dunst imagemagick xdotool fonts-dejavu-core)
+headless_packages=(xvfb dunst imagemagick xdotool x11-xserver-utils fonts-dejavu-core)
 
 tour=$PWD/build/tour
 programs=$PWD/build/release/bin
@@ -131,7 +131,7 @@ start_session() {
   export DISPLAY QT_QPA_PLATFORM=xcb
   unset WAYLAND_DISPLAY
   dbus-update-activation-environment DISPLAY QT_QPA_PLATFORM XDG_RUNTIME_DIR  # for what the bus starts
-  xsetroot -solid '#3B5166' 2>/dev/null || true
+  xsetroot -solid '#3B5166'
   start dunst dunst -conf tools/tour-dunstrc
   until_true "the notification daemon is there" dunstctl count
 }
@@ -154,17 +154,18 @@ tour_by_itself() {
   detail "The push distributor gave it an endpoint: $(endpoint)"
 
   tell "2. A push comes, over HTTP."
-  local parcel='{"aps": {"alert": {"title": "Your parcel", "body": "It comes between 14:00 and 16:00."}, "category": "PARCEL"}, "zintar": {"cid": "parcel-1"}, "app_extra": {"screenName": "Parcels", "data": [{"key": "order", "value": "4711"}]}}'
+  local parcel='{"aps": {"alert": {"title": "Your parcel", "body": "It comes between 14:00 and 16:00."}, "category": "PARCEL"}, "zintar": {"cid": "parcel-1"}, "app_extra": {"screenName": "Parcels", "screenData": {"order": "4711", "courier": "Northwind"}}}'
   detail "$(curl_line '{"aps": {"alert": {"title": "Your parcel", …')"
   push "$parcel"
   until_true "the notification is shown" shown 1
   sleep 0.3
   picture 2-push
-  detail "The notification daemon shows it, with the buttons of its category."
+  detail "The notification daemon shows it, and the inbox counts it."
 
   tell "3. The user clicks it."
   dunstctl action 0
   until_true "the click is on the server" tracked NOTIFICATION_CLICKED_IOS_ZIN
+  until_true "the notification is gone" shown 0
   sleep 0.3
   picture 3-clicked
   detail "The shop shows the screen that the push asked for; the server has NOTIFICATION_CLICKED_IOS_ZIN."
@@ -175,7 +176,8 @@ tour_by_itself() {
   picture 4-inbox
 
   tell "5. The user puts a blanket into the basket: a campaign on this device reminds of it."
-  press alt+s Tab Tab Tab Tab Tab Tab Tab space
+  press alt+s Tab Tab Tab Tab Tab Tab Tab Tab space
+  until_true "the server knows of the blanket" tracked 'Wool blanket'
   until_true "the campaign's notification is shown" shown 1
   sleep 0.3
   picture 5-trigger
