@@ -125,7 +125,7 @@ start_session() {
   until_true "the session's bus is there" test -S "$tour/bus"
   export DBUS_SESSION_BUS_ADDRESS=$address XDG_RUNTIME_DIR=$tour/runtime
   mkdir -m 700 "$tour/runtime"
-  start display Xvfb -displayfd 1 -screen 0 1000x760x24 -nolisten tcp
+  start display Xvfb -displayfd 1 -screen 0 1000x760x24 -nolisten tcp -noreset
   until_true "the display is there" is_logged display '^[0-9]+$'
   DISPLAY=:$(last_match display '^([0-9]+)$')
   export DISPLAY QT_QPA_PLATFORM=xcb
