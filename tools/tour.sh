@@ -148,6 +148,8 @@ tour_by_itself() {
   tell "1. The shop opens, and the user wants to be told of parcels."
   start shop "${shop_command[@]}"
   until_true "the shop's window opens" shop_window
+  xdotool windowmove "$(shop_window)" 24 20
+  sleep 0.3
   picture 1-shop
   press alt+y
   until_true "the shop is registered for push" endpoint_is_there
@@ -191,6 +193,7 @@ tour_by_itself() {
   until_true "the shop is started and shows the push" shown 1
   dunstctl action 0
   until_true "the click opens the shop's window" shop_window
+  xdotool windowmove "$(shop_window)" 24 20
   sleep 0.5
   picture 6-started
   detail "It ran without a window until the notification was clicked."

@@ -1,17 +1,20 @@
 // A push on its way through a session of its own: from the POST to zindistributor until the notification server is
-// called. And how often the application wakes up while nothing happens.
+// called. How often the application wakes up while nothing happens. And how long zinhost takes until its window is
+// drawn.
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <string>
 #include <thread>
 
 #include "Tests/Devices/DistributorProcess.h"
 #include "Tests/Devices/ScriptedServer.h"
 #include "ZNDevices/Freedesktop/FreedesktopDevice.h"
+#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ZNConfigDataManager.h"
@@ -36,6 +39,55 @@ long wakes() {
   }
   return sum;
 }
+
+double medianOf(std::vector<double> times) {
+  std::sort(times.begin(), times.end());
+  return times[times.size() / 2];
+}
+
+#ifdef ZN_ZINHOST
+/// With an inbox of a thousand messages, without a display. Prints its parts, which zinhost tells, and the whole.
+void startShop(const zn::test::PrivateSession& session, const std::string& application) {
+  constexpr int kStarts = 11;
+  zn::Value entries = zn::Value::array();
+  for (int i = 0; i < 1000; ++i) {
+    const zn::Value alert =
+        zn::Value::dictionary({{"title", "Sale " + std::to_string(i)}, {"body", "Half price today"}});
+    entries.append(zn::Value::dictionary(
+        {{"data", zn::Value::dictionary({{"aps", zn::Value::dictionary({{"alert", alert}})},
+                                         {"zintar", zn::Value::dictionary({{"cid", "sale-" + std::to_string(i)}})}})},
+         {"c_cr_t", 1700000000 + i}}));
+  }
+  ZNInboxHandler::sharedInstance()->resetInboxDataWithLegacyPayloadArray(entries);
+  const std::string home = session.path("shop");
+  std::filesystem::create_directories(home + "/Library");
+  std::filesystem::copy(application + "/Library/ZNInbox", home + "/Library/ZNInbox",
+                        std::filesystem::copy_options::recursive);
+  zn::test::Environment environment = session.environment();
+  environment["QT_QPA_PLATFORM"] = "offscreen";
+  std::map<std::string, std::vector<double>> parts;
+  std::vector<std::string> order;
+  for (int i = 0; i < kStarts; ++i) {
+    const auto start = Clock::now();
+    double told = 0;
+    zn::test::Process shop({ZN_ZINHOST, "--configuration", ZN_ZINHOST_CONFIGURATION, "--home", home, "--time-start"},
+                           environment);
+    const auto add = [&](const std::string& part, double took) {
+      if (i == 0) order.push_back(part);
+      parts[part].push_back(took);
+    };
+    for (std::string line = shop.line(); !line.empty(); line = shop.line()) {
+      const std::size_t number = line.find_last_not_of("0123456789. ms") + 1;
+      add(line.substr(0, number), std::atof(line.c_str() + number));
+      told += parts[line.substr(0, number)].back();
+    }
+    add("the whole", millisecondsSince(start));
+    add("before its main", parts["the whole"].back() - told);
+  }
+  for (const std::string& part : order)
+    std::printf("zinhost: %-16s median %6.1f ms\n", part.c_str(), medianOf(parts[part]));
+}
+#endif
 
 int run() {
   constexpr int kPushes = 200;
@@ -79,6 +131,9 @@ int run() {
   std::this_thread::sleep_for(std::chrono::seconds(kIdleSeconds));
   std::printf("idle, with %d notifications shown        %.2f wakes a second\n", kPushes,
               static_cast<double>(wakes() - before - 1) / kIdleSeconds);
+#ifdef ZN_ZINHOST
+  startShop(session, options.home);
+#endif
   return 0;
 }
 
