@@ -30,6 +30,7 @@ class Shop : public zn::Object, public zn::DesktopHost, public ZNMessagingDelega
   /// Nothing: nobody asked the user yet.
   void askWhetherNotificationsAreAllowed(std::function<void(std::optional<bool> allowed)> then);
   void allowNotifications();
+  static void sendEventsSoon();
 
  private:
   void activate(const std::string& token) override { activated(token); }

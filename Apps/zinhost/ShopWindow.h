@@ -24,7 +24,7 @@ class ShopWindow : public QWidget {
   QWidget* goodsPage();
   QWidget* settingsPage();
   void turnTo(Page page);
-  void track(const char* event, const char* product);
+  void track(const char* event, const char* product, int price);
   void showEndpoint(const std::string& endpoint);
   void showScreen(const std::string& name, const zn::Value& pairs);
   void showUnread(std::size_t count);
