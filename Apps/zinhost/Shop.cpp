@@ -1,6 +1,5 @@
 #include "Apps/zinhost/Shop.h"
 
-#include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
@@ -47,15 +46,12 @@ void Shop::askWhetherNotificationsAreAllowed(std::function<void(std::optional<bo
 
 void Shop::allowNotifications() {
   device_->setNotificationsAllowed(true);
-  UNNotificationCategory parcel;
-  parcel.identifier = "PARCEL";
-  parcel.actions = {{"track", "Track it", 4}, {"later", "Later", 0}};
+  const UNNotificationCategory parcel{"PARCEL", {{"track", "Track it", 4}, {"later", "Later", 0}}, {}, 0};
   ZNMessaging::sharedInstance()->registerForRemoteNotificationWithCategories({parcel}, nullptr);
 }
 
-void Shop::activate(const std::string& token) {
-  activated(token);
-  ZNAnalytics::sharedInstance()->flushWithCompletionBlock(nullptr);  // the click that led here
+void Shop::sendEventsSoon() {
+  zn::dispatchAfter(zn::Queue::main, 1, [] { ZNAnalytics::sharedInstance()->flushWithCompletionBlock(nullptr); });
 }
 
 void Shop::open(const std::vector<std::string>& links) {
@@ -64,6 +60,7 @@ void Shop::open(const std::vector<std::string>& links) {
 }
 
 void Shop::notificationClickedWithScreenName(const zn::Value& screenName, const zn::Value& pairs) {
+  sendEventsSoon();  // the click is among them
   if (screenName.isString()) screenAsked(std::string(screenName.string()), pairs);
 }
 

@@ -30,9 +30,10 @@ class Shop : public zn::Object, public zn::DesktopHost, public ZNMessagingDelega
   /// Nothing: nobody asked the user yet.
   void askWhetherNotificationsAreAllowed(std::function<void(std::optional<bool> allowed)> then);
   void allowNotifications();
+  static void sendEventsSoon();
 
  private:
-  void activate(const std::string& token) override;
+  void activate(const std::string& token) override { activated(token); }
   void notificationClickedWithScreenName(const zn::Value& screenName, const zn::Value& pairs) override;
   void inboxChanged(const zn::InboxChange& change) override { unreadChanged(change.unreadCount); }
   void didRegister(const std::shared_ptr<UIApplication>&, const zn::Data& token);

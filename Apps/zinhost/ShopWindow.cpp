@@ -1,10 +1,12 @@
 #include "Apps/zinhost/ShopWindow.h"
 
+#include <QApplication>
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QShortcut>
 #include <QStackedWidget>
 
 #include "ZNAnalytics/ZNAnalytics.h"
@@ -16,18 +18,16 @@
 
 namespace zinhost {
 
-struct Product {
-  const char* name;
-  int price;  // €
-  const char* colour;
-};
-
 namespace {
 
-constexpr Product kProducts[] = {{"Walnut desk lamp", 49, "#8A5A3B"},
-                                 {"Blue kettle", 29, "#2F6FED"},
-                                 {"Wool blanket", 65, "#B4536B"},
-                                 {"Bicycle bell", 12, "#3C8D5A"}};
+struct Product {
+  const char* name;
+  int price;
+  const char* colour;
+} constexpr kProducts[] = {{"Walnut desk lamp", 49, "#8A5A3B"},
+                           {"Blue kettle", 29, "#2F6FED"},
+                           {"Wool blanket", 65, "#B4536B"},
+                           {"Bicycle bell", 12, "#3C8D5A"}};
 
 constexpr const char* kStyle = R"(
   #card { background: palette(base); border: 1px solid palette(midlight); border-radius: 10px; }
@@ -36,8 +36,7 @@ constexpr const char* kStyle = R"(
   #picture { color: white; border-radius: 10px; font-size: 26px; }
   #badge { background: #D92D20; color: white; border-radius: 9px; padding: 1px 6px; font-size: 11px; font-weight: 600; }
   QPushButton { border: 1px solid palette(mid); border-radius: 7px; padding: 6px 14px; background: palette(button); }
-  QPushButton:hover { background: palette(midlight); }
-  QPushButton:focus, QPushButton:pressed { border-color: palette(highlight); }
+  QPushButton:hover, QPushButton:focus { border-color: palette(highlight); }
   #tab { background: none; border-color: transparent; font-size: 14px; }
   #tab:focus { border-color: palette(highlight); }
   #tab:checked { background: palette(highlight); color: palette(highlighted-text); }
@@ -71,9 +70,10 @@ QFrame* card(QBoxLayout::Direction direction, std::initializer_list<QWidget*> pa
   return frame;
 }
 
-QScrollArea* page(std::initializer_list<QWidget*> cards) {
+QWidget* page(const std::vector<QWidget*>& cards) {
   auto* area = new QScrollArea;
   area->setFrameShape(QFrame::NoFrame);
+  area->setFocusPolicy(Qt::NoFocus);
   area->setWidgetResizable(true);
   area->setWidget(new QWidget);
   auto* column = new QVBoxLayout(area->widget());
@@ -116,6 +116,7 @@ ShopWindow::ShopWindow(std::shared_ptr<Shop> shop, const std::string& name, cons
   shop_->unreadChanged = [this](std::size_t unread) { showUnread(unread); };
   shop_->endpointChanged = [this](const std::string& endpoint) { showEndpoint(endpoint); };
   shop_->happened = [this](const std::string& text) { status_->setText(QString::fromStdString(text)); };
+  new QShortcut(QKeySequence::Quit, this, qApp, &QApplication::quit);
   turnTo(goods);
   showUnread(0);
   showEndpoint("");
@@ -129,10 +130,11 @@ QWidget* ShopWindow::header(const std::string& name) {
   auto* tabs = new QHBoxLayout;
   tabs->setSpacing(4);
   column->addLayout(tabs);
-  for (const auto& [page, title] : {std::pair(goods, "&Shop"), {inbox, "&Inbox"}, {settings, "Se&ttings"}}) {
+  for (const auto& [page, title] : {std::pair(goods, "&Shop"), {inbox, "&Inbox"}, {settings, "S&ettings"}}) {
     tabs_[page] = button(title, [this, page = page] { turnTo(page); });
     tabs_[page]->setObjectName(QStringLiteral("tab"));
     tabs_[page]->setCheckable(true);
+    connect(tabs_[page], &QPushButton::pressed, this, [this, page = page] { turnTo(page); });
     tabs->addWidget(tabs_[page]);
     if (page == inbox) tabs->addWidget(badge_ = label("", "badge"), 0, Qt::AlignVCenter);
   }
@@ -148,23 +150,21 @@ QWidget* ShopWindow::goodsPage() {
   invitation->hide();
   shop_->askWhetherNotificationsAreAllowed(
       [invitation](std::optional<bool> allowed) { invitation->setVisible(!allowed); });
-  QScrollArea* all = page({invitation});
+  std::vector<QWidget*> cards{invitation};
   for (const Product& product : kProducts) {
     auto* picture = label(std::string(1, product.name[0]), "picture");
     picture->setStyleSheet(QStringLiteral("background: %1").arg(QLatin1String(product.colour)));
     picture->setFixedSize(64, 64);
     picture->setAlignment(Qt::AlignCenter);
-    auto* name = label(product.name, "name");
     auto* price = label(std::to_string(product.price) + " €");
-    price->setWordWrap(false);
-    auto* parts = card(QBoxLayout::LeftToRight, {picture, name, price});
-    static_cast<QBoxLayout*>(parts->layout())->setStretchFactor(name, 1);
-    for (const auto& [title, event] : {std::pair("Add", "ADDED_TO_CART"), {"Buy now", "ORDERED"}}) {
-      parts->layout()->addWidget(button(title, [this, event = event, &product] { track(event, product); }));
-    }
-    static_cast<QBoxLayout*>(all->widget()->layout())->insertWidget(all->widget()->layout()->count() - 1, parts);
+    price->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
+    const auto tracks = [&](const char* title, const char* event) {
+      return button(title, [this, event, &product] { track(event, product.name, product.price); });
+    };
+    cards.push_back(card(QBoxLayout::LeftToRight, {picture, label(product.name, "name"), price,
+                                                   tracks("Add", "ADDED_TO_CART"), tracks("Buy now", "ORDERED")}));
   }
-  return all;
+  return page(cards);
 }
 
 QWidget* ShopWindow::settingsPage() {
@@ -187,11 +187,11 @@ void ShopWindow::turnTo(Page page) {
   if (page == inbox) pages_->currentWidget()->setFocus();
 }
 
-void ShopWindow::track(const char* event, const Product& product) {
-  const auto attributes = zn::Value::dictionary({{"product", product.name}, {"price", product.price}});
+void ShopWindow::track(const char* event, const char* product, int price) {
+  const zn::Value attributes = zn::Value::dictionary({{"product", product}, {"price", price}});
   ZNAnalytics::sharedInstance()->trackEvent(event, ZNProperties::initWithAttributes(attributes));
-  ZNAnalytics::sharedInstance()->flushWithCompletionBlock(nullptr);
-  shop_->happened(std::string("Tracked ") + event + ": " + product.name);
+  Shop::sendEventsSoon();
+  shop_->happened(std::string("Tracked ") + event + ": " + product);
 }
 
 void ShopWindow::showEndpoint(const std::string& endpoint) {

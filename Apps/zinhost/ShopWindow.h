@@ -12,8 +12,6 @@ class QStackedWidget;
 
 namespace zinhost {
 
-struct Product;
-
 /// The shop's window: goods, the inbox, settings, and the screen that a push asked for.
 class ShopWindow : public QWidget {
  public:
@@ -26,7 +24,7 @@ class ShopWindow : public QWidget {
   QWidget* goodsPage();
   QWidget* settingsPage();
   void turnTo(Page page);
-  void track(const char* event, const Product& product);
+  void track(const char* event, const char* product, int price);
   void showEndpoint(const std::string& endpoint);
   void showScreen(const std::string& name, const zn::Value& pairs);
   void showUnread(std::size_t count);

@@ -73,10 +73,10 @@ int run(int count, char** arguments, const Options& options) {
 
   const QApplication qt(count, arguments);
   QApplication::setDesktopFileName(QString::fromStdString(text("id")));
-  QApplication::setQuitOnLastWindowClosed(!options.inBackground);
+  QApplication::setQuitOnLastWindowClosed(false);  // pushes come without a window, too
   QPalette colours = QApplication::palette();
-  const bool isLight = colours.color(QPalette::Window).lightness() > 128;
-  if (isLight) colours.setColor(QPalette::Window, QColor(0xF4, 0xF5, 0xF7));  // as the inbox screen has it
+  const QColor ofInbox(0xF4, 0xF5, 0xF7);
+  if (colours.color(QPalette::Window).lightness() > 128) colours.setColor(QPalette::Window, ofInbox);
   QApplication::setPalette(colours);
   done("Qt");
 
