@@ -6,6 +6,9 @@ include(CMakePackageConfigHelpers)
 # The libraries look for their resources in share/zintar beside their own folder or above it: here and where they are
 # installed.
 set(resources ZNMessaging/ZNInbox/ZNInboxUI/ZNInbox.storyboard.json)
+if(TARGET zinhost)
+  list(APPEND resources Apps/zinhost/zinhost.json)
+endif()
 foreach(resource IN LISTS resources)
   cmake_path(GET resource FILENAME resource_name)
   configure_file(${resource} ${CMAKE_BINARY_DIR}/share/zintar/${resource_name} COPYONLY)

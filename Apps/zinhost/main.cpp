@@ -1,0 +1,112 @@
+// zinhost: a small shop on the desktop, which shows how an application integrates the module.
+
+#include <QApplication>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+
+#include "Apps/CommandLine.h"
+#include "Apps/zinhost/ShopWindow.h"
+#include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+
+namespace {
+
+constexpr const char* kAbout = "zinhost: a small shop with push notifications, an inbox and device triggers\n";
+
+struct Options {
+  std::string configuration;
+  std::string home;
+  bool inBackground = false;
+  bool timesStart = false;
+  std::vector<std::string> links;
+};
+
+std::optional<int> readOptions(int count, char** arguments, Options& options) {
+  const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe");
+  options.configuration = own.parent_path().parent_path() / "share/zintar/zinhost.json";
+  apps::CommandLine line(kAbout, [] { return ""; });
+  line.text("--configuration FILE", "What it starts with; without it, the zinhost.json that is installed with it.",
+            options.configuration);
+  line.text("--home DIR", "Where it keeps its files; without it, where the session keeps those of applications.",
+            options.home);
+  line.flag("--background", "Show no window until somebody wants to see one.", options.inBackground);
+  line.flag("--time-start", "Print how many milliseconds the parts of the start took, and end.", options.timesStart);
+  line.each("links", "Links to open.", [&](const std::string& link) { options.links.push_back(link); });
+  return line.read(count, arguments);
+}
+
+zn::Value readConfiguration(const std::string& file) {
+  std::string error;
+  zn::JsonError malformed;
+  const auto bytes = zn::readFile(file, &error);
+  if (!bytes) throw zn::Exception(error.empty() ? "there is no file " + file : error);
+  const auto read =
+      zn::parseJson({reinterpret_cast<const char*>(bytes->data()), bytes->size()}, &malformed, {.allowComments = true});
+  if (!read) throw zn::Exception(file + ": " + malformed.text);
+  for (const char* key : {"id", "name", "user", "inboxTitle"}) {
+    if (!(*read)["application"][key].isString()) throw zn::Exception(file + ": \"application\" lacks \"" + key + "\"");
+  }
+  return *read;
+}
+
+int run(int count, char** arguments, const Options& options) {
+  // Prints how long a part of the start took, if somebody wants to know.
+  auto done = [&, last = std::chrono::steady_clock::now()](const char* part) mutable {
+    const auto before = std::exchange(last, std::chrono::steady_clock::now());
+    const std::chrono::duration<double, std::milli> took = last - before;
+    if (options.timesStart) std::printf("%-14s %6.1f ms\n", part, took.count());
+  };
+  const zn::Value configuration = readConfiguration(options.configuration);
+  const zn::Value& application = configuration["application"];
+  const auto text = [&](const char* key) { return std::string(application[key].string()); };
+  zn::QtDevice::Options deviceOptions;
+  deviceOptions.applicationID = text("id");
+  deviceOptions.name = text("name");
+  deviceOptions.home = options.home;
+  for (const zn::Value& each : application["linkSchemes"].elements()) {
+    deviceOptions.linkSchemes.emplace_back(each.string());
+  }
+  if (zn::QtDevice::handOver(deviceOptions, options.links)) return 0;  // it runs already
+
+  const QApplication qt(count, arguments);
+  QApplication::setDesktopFileName(QString::fromStdString(text("id")));
+  QApplication::setQuitOnLastWindowClosed(false);  // pushes come without a window, too
+  QPalette colours = QApplication::palette();
+  const QColor ofInbox(0xF4, 0xF5, 0xF7);
+  if (colours.color(QPalette::Window).lightness() > 128) colours.setColor(QPalette::Window, ofInbox);
+  QApplication::setPalette(colours);
+  done("Qt");
+
+  const auto device = std::make_shared<zn::QtDevice>(deviceOptions);
+  zn::Device::install(device);
+  ZNConfigDataManager::sharedInstance()->apply(configuration["account"]);  // before anything of the module is made
+  done("device");
+
+  const auto shop = std::make_shared<zinhost::Shop>(device);
+  zinhost::ShopWindow window(shop, text("name"), text("inboxTitle"));
+  done("inbox, window");
+  if (!options.inBackground) window.show();
+  if (options.timesStart) {
+    QCoreApplication::processEvents();
+    done("first picture");
+    return apps::finishOutput();
+  }
+  shop->start(text("user"));
+  if (!options.links.empty()) shop->open(options.links);
+  return QApplication::exec();
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  Options options;
+  if (const auto status = readOptions(count, arguments, options)) return *status;
+  try {
+    return run(count, arguments, options);
+  } catch (const std::exception& problem) {
+    return apps::complain(problem.what(), apps::kFailed);
+  }
+}
