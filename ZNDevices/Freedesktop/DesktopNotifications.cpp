@@ -121,8 +121,12 @@ void DesktopNotifications::serverChanged() {
   if (!server_) return;
   for (Kept& each : kept_) {
     if (each.stage != Stage::shown || each.instance == server_->instance()) continue;
-    each.stage = Stage::due;  // nobody has it any more
-    each.handle.clear();
+    each.stage = Stage::due;
+    if (server_->inherits(each.instance)) {
+      each.instance = server_->instance();  // by which it is replaced
+    } else {
+      each.handle.clear();  // nobody has it any more
+    }
   }
   showWhatIsDue();
 }

@@ -87,10 +87,11 @@ void NotificationDaemon::ownerIs(const std::string& owner) {
 }
 
 void NotificationDaemon::askCapabilities() {
-  isForgetful_ = false;
+  isForgetful_ = isFaithful_ = false;
   bus_.call(makeCall("GetServerInformation"), kPatience, [this](BusMessage& answer, const std::string& error) {
-    // It takes away what a sender showed when that leaves the bus.
-    isForgetful_ = error.empty() && answer.readString() == "gnome-shell";
+    const std::string name = error.empty() ? answer.readString() : "";
+    isForgetful_ = name == "gnome-shell";
+    isFaithful_ = name == "dunst";
   });
   const auto answered = [this, number = ++asked_](BusMessage& answer, const std::string& error) {
     if (number != asked_) return;
@@ -110,9 +111,13 @@ void NotificationDaemon::becomes(State state, std::set<std::string> capabilities
   state_ = state;
   capabilities_ = std::move(capabilities);
   instance_ = state == State::ready ? bus_.identity() + "/" + owner_ : "";
-  if (isForgetful_ && state == State::ready) instance_ += "/" + bus_.ownName();
+  if ((isForgetful_ || isFaithful_) && state == State::ready) instance_ += "/" + bus_.ownName();
   tokens_.clear();
   client_.serverChanged();
+}
+
+bool NotificationDaemon::inherits(const std::string& instance) const {
+  return isFaithful_ && instance.starts_with(bus_.identity() + "/" + owner_ + "/");
 }
 
 std::vector<std::string> NotificationDaemon::missing() const {

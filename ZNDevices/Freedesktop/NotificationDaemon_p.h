@@ -21,6 +21,7 @@ class NotificationDaemon : public NotificationServer {
 
   State state() const override { return state_; }
   std::string instance() const override { return instance_; }
+  bool inherits(const std::string& instance) const override;
   std::vector<std::string> missing() const override;
   void show(const Banner& banner, const std::string& replaced,
             std::function<void(const std::string& handle)> shown) override;
@@ -45,6 +46,7 @@ class NotificationDaemon : public NotificationServer {
   std::set<std::string> capabilities_;
   bool isSilent_ = false;                        // it did not answer
   bool isForgetful_ = false;                     // what a sender showed goes when that leaves
+  bool isFaithful_ = false;                      // it tells of a click only who sent the notification
   unsigned asked_ = 0;                           // only the newest question's answer counts
   std::map<std::uint32_t, std::string> tokens_;  // of clicks that are about to be told
 };

@@ -54,6 +54,9 @@ class NotificationServer : public SessionBus::Part {
   /// Finds out whether it is there, where that is unknown: those before it in a client's list are not.
   virtual void look() {}
   virtual std::string instance() const = 0;
+  /// Whether what an earlier process showed as that instance stands on this one's screen, but can only be clicked once
+  /// it is replaced.
+  virtual bool inherits(const std::string& /*instance*/) const { return false; }
   virtual std::vector<std::string> missing() const = 0;  ///< as FreedesktopDevice::missing
   /// Shows a notification, in the place of the one with the handle `replaced` unless that is empty. Calls `shown` once,
   /// later, with its handle, or with "" where the server did not take it.
