@@ -188,11 +188,14 @@ void PushConnector::listNames(const char* method, std::vector<std::string> found
 }
 
 void PushConnector::registerWith(const std::string& distributor, Version version) {
-  if (token_.empty()) {
-    token_ = randomToken();
-    store_.changed();
-  }
   isAsking_ = true;
+  if (token_.empty()) {
+    // On the disk first: what is sent to an endpoint whose token a crash made unknown would be lost.
+    token_ = randomToken();
+    return store_.changed([this, distributor, version, attempt = attempts_] {
+      if (attempt == attempts_) registerWith(distributor, version);
+    });
+  }
   const char* interface = kDistributors[version == Version::second ? 0 : 1];
   BusMessage call = bus_.makeCall(distributor.c_str(), kDistributorPath, interface, "Register");
   if (version == Version::second) {
