@@ -34,7 +34,7 @@ constexpr const char* kStyle = R"(
   #title { font-size: 22px; font-weight: 600; }
   #name { font-size: 15px; font-weight: 600; }
   #picture { color: white; border-radius: 10px; font-size: 26px; }
-  #badge { background: #D92D20; color: white; border-radius: 9px; padding: 1px 6px; font-size: 11px; font-weight: 600; }
+  #badge { background: #D92D20; color: white; border-radius: 7px; padding: 1px 6px; font-size: 11px; font-weight: 600; }
   QPushButton { border: 1px solid palette(mid); border-radius: 7px; padding: 6px 14px; background: palette(button); }
   QPushButton:hover, QPushButton:focus { border-color: palette(highlight); }
   #tab { background: none; border-color: transparent; font-size: 14px; }
