@@ -251,6 +251,7 @@ TEST_F(RealDaemonTest, ClicksButtonsAndDismissalsReachTheApplication) {
   awaitDisplayed(1);
   EXPECT_TRUE(session_->dunstctl({"action", "0"}));
   EXPECT_EQ(response(), "a clicked opening");
+  EXPECT_TRUE(session_->dunstctl({"close-all"}));  // an action that is called this way leaves it there
 
   session_->chooseButtons("Remind me later");
   post("b", R"(, "category": "OFFER")");

@@ -89,8 +89,8 @@ class Commands {
     centre_->setDelegate(host_);
     UIApplication::sharedApplication()->setDelegate(host_);
     centre_->setNotificationCategories({{"OFFER", {{"BUY", "Buy now", 4}, {"LATER", "Remind me later", 0}}, {}, 1}});
-    device_->start();
     tell("ready");
+    device_->start();
   }
 
   void run(const Value& command) {
