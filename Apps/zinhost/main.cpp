@@ -83,12 +83,12 @@ int run(int count, char** arguments, const Options& options) {
   zinhost::ShopWindow window(shop, text("name"), text("inboxTitle"));
   done("device, inbox");
   if (!options.inBackground) window.show();
+  shop->start(text("user"));
   if (options.timesStart) {
     QCoreApplication::processEvents();
-    done("first picture");
+    done("module, first picture");
     return apps::finishOutput();
   }
-  shop->start(text("user"));
   if (!options.links.empty()) shop->open(options.links);
   return QApplication::exec();
 }
