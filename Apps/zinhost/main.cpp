@@ -68,7 +68,7 @@ int run(int count, char** arguments, const Options& options) {
 
   const QApplication qt(count, arguments);
   QApplication::setDesktopFileName(QString::fromStdString(text("id")));
-  QApplication::setQuitOnLastWindowClosed(false);  // pushes come without a window, too
+  QApplication::setQuitOnLastWindowClosed(!options.inBackground);
   QPalette colours = QApplication::palette();
   const QColor ofInbox(0xF4, 0xF5, 0xF7);
   if (colours.color(QPalette::Window).lightness() > 128) colours.setColor(QPalette::Window, ofInbox);

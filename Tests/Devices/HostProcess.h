@@ -33,6 +33,7 @@ class HostProcess {
   Value told(const std::string& event) {
     return parseJson(process_->lineWith("\"event\":\"" + event + "\"")).value_or(nil);
   }
+  bool tellsOf(const std::string& text) { return !process_->lineWith(text).empty(); }
   /// Runs a command without arguments, and returns the event that it leads to.
   Value ask(const std::string& name, const std::string& event) {
     run(R"({"do": ")" + name + "\"}");

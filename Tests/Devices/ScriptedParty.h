@@ -26,7 +26,10 @@ class ScriptedParty : protected SessionBus::Part {
  private:
   void connected() override {
     exportObjects();
-    bus_.requestName(name_, [this](bool) {
+    constexpr const char* kBus = "org.freedesktop.DBus";
+    constexpr unsigned kWaitsInLine = 0;
+    BusMessage request = bus_.makeCall(kBus, "/org/freedesktop/DBus", kBus, "RequestName");
+    bus_.call(request.append("su", name_.c_str(), kWaitsInLine), 60, [this](BusMessage&, const std::string&) {
       if (!std::exchange(wasThere_, true)) isThere_.set_value();
     });
   }

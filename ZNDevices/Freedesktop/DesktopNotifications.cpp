@@ -362,6 +362,7 @@ void DesktopNotifications::deliver(Place place, const std::string& action, const
       if (each.identifier.string() == action && each.options & kForeground) opens = true;
     }
   }
+  takeFromScreen(*place);  // not every server does so by itself
   hasEnded(place);
   store_.changed();
   const Task delivering = [response] {

@@ -16,7 +16,11 @@ constexpr double kPauseAfterFailure = 30;
 }  // namespace
 
 DesktopStore::DesktopStore(Device& device, SessionBus& bus, std::string path, std::function<Value()> state)
-    : device_(device), bus_(bus), path_(std::move(path)), state_(std::move(state)) {}
+    : device_(device), bus_(bus), path_(std::move(path)), state_(std::move(state)) {
+  bus_.performAtEnd([this] {
+    if (isScheduled_) save();
+  });
+}
 
 Value DesktopStore::load() {
   const StateFile file = readStateFile(path_, kMaximumStateFile);

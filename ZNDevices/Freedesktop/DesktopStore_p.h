@@ -9,7 +9,8 @@
 namespace zn {
 
 /// A state of the device in a file of its home, as JSON. It is written soon after a change, many changes at once; where
-/// that fails, it is tried again until it succeeds, and Storage tells of it. Thread: the bus's.
+/// that fails, it is tried again until it succeeds, and Storage tells of it; what is still to be written when the bus
+/// stops is written then. Thread: the bus's.
 class DesktopStore {
  public:
   /// `state` gives what is to be written.

@@ -126,6 +126,7 @@ void SessionBus::run() {
     }
     waitForWork();
   }
+  for (const Task& last : lastTasks_) runTask(last, *device_.systemLog);
   queue_->leaveDevice();
   parts_.clear();  // nobody is told of this end
   close();

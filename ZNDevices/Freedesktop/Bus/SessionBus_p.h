@@ -72,6 +72,10 @@ class SessionBus {
   void connect(std::vector<Part*> parts);
   void perform(Task task) { queue_->async(Queue::main, std::move(task)); }
   void performAfter(double seconds, Task task) { queue_->after(Queue::main, seconds, std::move(task)); }
+  /// Runs a task as one of the thread's last, at `stop`: what it needs lives until then.
+  void performAtEnd(Task task) {
+    perform([this, task = std::move(task)] { lastTasks_.push_back(task); });
+  }
   /// Ends the connection and the thread, after the task that is running; nothing is called back from then on. What was
   /// performed before and has not run is dropped.
   void stop();
@@ -122,6 +126,7 @@ class SessionBus {
   sd_bus* bus_ = nullptr;
   std::vector<Part*> parts_;
   std::list<Exported> exported_;
+  std::vector<Task> lastTasks_;
 };
 
 }  // namespace zn
