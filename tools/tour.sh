@@ -178,7 +178,7 @@ tour_by_itself() {
   picture 4-inbox
 
   tell "5. The user puts a blanket into the basket: a campaign on this device reminds of it."
-  press alt+s Tab Tab Tab Tab Tab Tab Tab Tab space
+  press alt+s Tab Tab Tab Tab Tab Tab Tab space
   until_true "the server knows of the blanket" tracked 'Wool blanket'
   until_true "the campaign's notification is shown" shown 1
   sleep 0.3
