@@ -34,7 +34,7 @@ constexpr const char* kStyle = R"(
   #title { font-size: 22px; font-weight: 600; }
   #name { font-size: 15px; font-weight: 600; }
   #picture { color: white; border-radius: 10px; font-size: 26px; }
-  #badge { background: #D92D20; color: white; border-radius: 9px; padding: 1px 6px; font-size: 11px; font-weight: 600; }
+  #badge { background: #D92D20; color: white; border-radius: 8px; padding: 2px 6px; font-size: 11px; font-weight: 600; }
   QPushButton { border: 1px solid palette(mid); border-radius: 7px; padding: 6px 14px; background: palette(button); }
   QPushButton:hover, QPushButton:focus { border-color: palette(highlight); }
   #tab { background: none; border-color: transparent; font-size: 14px; }
@@ -136,9 +136,9 @@ QWidget* ShopWindow::header(const std::string& name) {
     tabs_[page]->setCheckable(true);
     connect(tabs_[page], &QPushButton::pressed, this, [this, page = page] { turnTo(page); });
     tabs->addWidget(tabs_[page]);
-    if (page == inbox) tabs->addWidget(badge_ = label("", "badge"), 0, Qt::AlignVCenter);
+    if (page == inbox) tabs->addWidget(badge_ = label("", "badge"));
   }
-  badge_->setWordWrap(false);
+  badge_->setFixedHeight(18);
   tabs->addStretch();
   return widget;
 }

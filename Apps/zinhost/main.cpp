@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr const char* kAbout = "zinhost: a small shop with push notifications, an inbox and device triggers\n";
-
 struct Options {
   std::string configuration;
   std::string home;
@@ -27,11 +25,9 @@ struct Options {
 std::optional<int> readOptions(int count, char** arguments, Options& options) {
   const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe");
   options.configuration = own.parent_path().parent_path() / "share/zintar/zinhost.json";
-  apps::CommandLine line(kAbout, [] { return ""; });
-  line.text("--configuration FILE", "What it starts with; without it, the zinhost.json that is installed with it.",
-            options.configuration);
-  line.text("--home DIR", "Where it keeps its files; without it, where the session keeps those of applications.",
-            options.home);
+  apps::CommandLine line("zinhost: a small shop with push, an inbox and device triggers\n", [] { return ""; });
+  line.text("--configuration FILE", "What it starts with. Usually the installed zinhost.json.", options.configuration);
+  line.text("--home DIR", "Where it keeps its files. Usually in the user's data folder.", options.home);
   line.flag("--background", "Show no window until somebody wants to see one.", options.inBackground);
   line.flag("--time-start", "Print how many milliseconds the parts of the start took, and end.", options.timesStart);
   line.each("links", "Links to open.", [&](const std::string& link) { options.links.push_back(link); });
@@ -66,14 +62,13 @@ int run(int count, char** arguments, const Options& options) {
   deviceOptions.applicationID = text("id");
   deviceOptions.name = text("name");
   deviceOptions.home = options.home;
-  for (const zn::Value& each : application["linkSchemes"].elements()) {
-    deviceOptions.linkSchemes.emplace_back(each.string());
-  }
+  const auto schemes = application["linkSchemes"].elements();
+  for (const zn::Value& each : schemes) deviceOptions.linkSchemes.emplace_back(each.string());
   if (zn::QtDevice::handOver(deviceOptions, options.links)) return 0;  // it runs already
 
   const QApplication qt(count, arguments);
   QApplication::setDesktopFileName(QString::fromStdString(text("id")));
-  QApplication::setQuitOnLastWindowClosed(false);  // pushes come without a window, too
+  QApplication::setQuitOnLastWindowClosed(!options.inBackground);
   QPalette colours = QApplication::palette();
   const QColor ofInbox(0xF4, 0xF5, 0xF7);
   if (colours.color(QPalette::Window).lightness() > 128) colours.setColor(QPalette::Window, ofInbox);
@@ -83,18 +78,17 @@ int run(int count, char** arguments, const Options& options) {
   const auto device = std::make_shared<zn::QtDevice>(deviceOptions);
   zn::Device::install(device);
   ZNConfigDataManager::sharedInstance()->apply(configuration["account"]);  // before anything of the module is made
-  done("device");
 
   const auto shop = std::make_shared<zinhost::Shop>(device);
   zinhost::ShopWindow window(shop, text("name"), text("inboxTitle"));
-  done("inbox, window");
+  done("device, inbox");
   if (!options.inBackground) window.show();
+  shop->start(text("user"));
   if (options.timesStart) {
     QCoreApplication::processEvents();
-    done("first picture");
+    done("module, first picture");
     return apps::finishOutput();
   }
-  shop->start(text("user"));
   if (!options.links.empty()) shop->open(options.links);
   return QApplication::exec();
 }

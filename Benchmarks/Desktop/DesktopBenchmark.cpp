@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -50,13 +51,14 @@ double medianOf(std::vector<double> times) {
 void startShop(const zn::test::PrivateSession& session, const std::string& application) {
   constexpr int kStarts = 11;
   zn::Value entries = zn::Value::array();
+  const auto now = static_cast<double>(std::time(nullptr));  // what is old leaves the inbox
   for (int i = 0; i < 1000; ++i) {
     const zn::Value alert =
         zn::Value::dictionary({{"title", "Sale " + std::to_string(i)}, {"body", "Half price today"}});
     entries.append(zn::Value::dictionary(
         {{"data", zn::Value::dictionary({{"aps", zn::Value::dictionary({{"alert", alert}})},
                                          {"zintar", zn::Value::dictionary({{"cid", "sale-" + std::to_string(i)}})}})},
-         {"c_cr_t", 1700000000 + i}}));
+         {"c_cr_t", now - i}}));
   }
   ZNInboxHandler::sharedInstance()->resetInboxDataWithLegacyPayloadArray(entries);
   const std::string home = session.path("shop");

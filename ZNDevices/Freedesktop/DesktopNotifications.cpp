@@ -392,6 +392,7 @@ void DesktopNotifications::closed(NotificationServer& server, const std::string&
     if (expired > kMostExpired) kept_.erase(std::find_if(kept_.begin(), kept_.end(), isExpired));
     store_.changed();
   } else if (why == NotificationServer::Closing::dismissed && category && category->options & kReportsDismissal) {
+    place->handle.clear();
     deliver(place, UNNotificationDismissActionIdentifier, "");
   } else {
     hasEnded(place);

@@ -12,10 +12,10 @@ namespace zn {
 /// The desktop session with Qt's windows: the Freedesktop device whose main queue runs on Qt's event loop, in nested
 /// ones too (menus, dialogs), and which sleeps while there is nothing to do.
 ///
-///     QApplication application(count, arguments);
 ///     zn::QtDevice::Options options;
 ///     options.applicationID = "com.example.Shop";
-///     if (zn::QtDevice::handOver(options)) return 0;
+///     if (zn::QtDevice::handOver(options)) return 0;  // before Qt takes away what the desktop gave for the activation
+///     QApplication application(count, arguments);
 ///     const auto device = std::make_shared<zn::QtDevice>(options);
 ///     zn::Device::install(device);
 ///     …                  // configuration, delegates, initializeMessagingWithLaunchOptions, windows

@@ -19,14 +19,13 @@ bool hasVisibleWindow() {
   });
 }
 
-void QtScreen::present(const std::shared_ptr<UIViewController>& controller, bool animated) {
+void QtScreen::present(const std::shared_ptr<UIViewController>& controller, bool /*animated*/) {
   if (!controller || !QCoreApplication::instance()) return;
   if (const auto alert = std::dynamic_pointer_cast<UIAlertController>(controller)) {
     alerts_.push_back(alert);
     if (alerts_.size() == 1) showNextAlert();
     return;
   }
-  (void)animated;  // windows appear as the desktop lets them
   auto* window = new ScreenWidget(controller);
   window->setAttribute(Qt::WA_DeleteOnClose);
   const CGRect frame = guardedCall([&] { return controller->view()->frame(); });

@@ -89,7 +89,7 @@ void TableWidget::removed(const std::vector<NSIndexPath>& rows) {
       --first_;
     }
   }
-  current_ = std::min(current_, rows.empty() ? current_ : heights_.count() - 1);
+  current_ = std::min(current_, heights_.count() - 1);
   hovered_ = -1;
   drag_ = {};
   changed();
