@@ -1,14 +1,13 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Tests/Support/RawServer.h"
@@ -25,23 +24,11 @@ using zn::Value;
 /// A child process; its standard output is read here.
 class Process {
  public:
-  explicit Process(std::vector<std::string> arguments) {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) std::abort();
-    output_ = ::fdopen(ends[0], "r");
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    std::vector<char*> list;
-    for (std::string& each : arguments) list.push_back(each.data());
-    list.push_back(nullptr);
-    if (::posix_spawn(&id_, list[0], &actions, nullptr, list.data(), environ) != 0) std::abort();
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(ends[1]);
+  explicit Process(const std::string& command) : output_(::popen(("echo $$; exec " + command).c_str(), "re")) {
+    id_ = std::stoi(line());
   }
   ~Process() {
-    if (id_ > 0) end(SIGKILL);
-    std::fclose(output_);
+    if (output_) end(SIGKILL);
   }
   /// Without its line feed; "" at the end.
   std::string line() {
@@ -51,16 +38,14 @@ class Process {
   }
   /// The exit status; -1 when it was killed.
   int end(int signal) {
-    if (signal) ::kill(id_, signal);
-    int status = 0;
-    ::waitpid(id_, &status, 0);
-    id_ = 0;
+    ::kill(id_, signal);
+    const int status = ::pclose(std::exchange(output_, nullptr));
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 
  private:
-  pid_t id_ = 0;
-  std::FILE* output_ = nullptr;
+  std::FILE* output_;
+  pid_t id_;
 };
 
 class CampaignServerTest : public zn::test::Requests {
@@ -68,7 +53,7 @@ class CampaignServerTest : public zn::test::Requests {
   static constexpr std::string_view kGreeting = "listening on ";
 
   void serve(const std::string& folder) {
-    process_ = std::make_unique<Process>(std::vector<std::string>{ZN_ZINSERVER, "--folder", folder, "--port=0"});
+    process_ = std::make_unique<Process>("'" ZN_ZINSERVER "' --port=0 --folder '" + folder + "'");
     const std::string greeting = process_->line();
     ASSERT_TRUE(greeting.starts_with(std::string(kGreeting) + "http://127.0.0.1:")) << greeting;
     const std::string address = greeting.substr(kGreeting.size());

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <clocale>
 #include <cstdlib>
 #include <limits>
@@ -50,17 +49,12 @@ Value everything() {
 }
 
 TEST(PropertyList, BinaryKeepsEverythingButNull) {
+  const Value doubled = Value::array({everything(), everything(), std::string(1000, 'x'), std::string(1000, 'x')});
   Value value = everything();
   value.setObjectNilHandled(Value::null(), "null");
-  value.setObjectNilHandled(Value::array({Value::null(), value, value}), "shared");
-  value.setObjectNilHandled(Value::array({value, value, std::string(1000, 'x'), std::string(1000, 'x')}), "doubled");
-  Value expected = everything();
-  expected.setObjectNilHandled(Value::array({expected, expected}), "shared");
-  expected.setObjectNilHandled(Value::array({expected, expected, std::string(1000, 'x'), std::string(1000, 'x')}),
-                               "doubled");
-  const Data bytes = binaryPropertyList(value);
+  const Data bytes = binaryPropertyList(Value::array({Value::null(), value, value, doubled, doubled}));
   EXPECT_LT(bytes.size(), 2000u) << "what is shared is written once";
-  EXPECT_EQ(parsePropertyList(bytes), expected);
+  EXPECT_EQ(parsePropertyList(bytes), Value::array({everything(), everything(), doubled, doubled}));
   EXPECT_EQ(parsePropertyList(binaryPropertyList("alone")), Value("alone"));
   EXPECT_THROW(binaryPropertyList(Value::null()), zn::Exception);
 }
@@ -191,15 +185,12 @@ TEST(PropertyList, XmlNestsNoDeeperThanTheLimit) {
   EXPECT_FALSE(nested(Value::maximumReadDepth + 1) || nested(1000000));
 }
 
-TEST(PropertyList, ReadsNumbersOfEveryWidth) {
+TEST(PropertyList, ReadsNumbersOfWidthsThatItDoesNotWrite) {
   const auto read = [](const std::string& bytes) {
     RawPropertyList list;
     return parsePropertyList(list.file(list.add(bytes)));
   };
   using namespace std::string_literals;
-  EXPECT_EQ(read("\x12\xFF\xFF\xFF\xFF"), Value(4294967295));
-  EXPECT_EQ(read("\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE"), Value(-2));
-  EXPECT_EQ(read("\x14" + std::string(8, '\0') + std::string(8, '\xFF')), Value(0x1p64));
   EXPECT_EQ(read("\x14" + std::string(15, '\xFF') + "\xFB"), Value(-5));
   EXPECT_EQ(read("\x22\x3F\xC0\x00\x00"s), Value(1.5));
   EXPECT_FALSE(read("\x15" + std::string(40, 'x')) || read("\x21\x00\x00"s));
@@ -244,15 +235,8 @@ TEST(PropertyList, SmallFilesThatMeanHugeValuesAreRefused) {
   const int text = overlapping.string("x");
   const int list = overlapping.array(std::vector<int>(100000, text));
   std::vector<int> arrays(10000);
-  for (int& array : arrays) array = overlapping.add("");
-  const int all = overlapping.array(arrays);
-  Data bytes = overlapping.file(all);
-  const std::size_t table = bytes.size() - 32 - 4 * static_cast<std::size_t>(overlapping.next());
-  for (const int array : arrays) {
-    std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(table + 4 * static_cast<std::size_t>(list)), 4,
-                bytes.begin() + static_cast<std::ptrdiff_t>(table + 4 * static_cast<std::size_t>(array)));
-  }
-  EXPECT_NE(errorOf(bytes).find("overlap"), std::string::npos);
+  for (int& array : arrays) array = overlapping.again(list);
+  EXPECT_NE(errorOf(overlapping.file(overlapping.array(arrays))).find("overlap"), std::string::npos);
 
   // Two long keys that are equal, many times over: sorting them would compare them to the end each time.
   RawPropertyList keys;

@@ -72,8 +72,6 @@ class RawConnection {
     }
   }
 
-  void end() { ::shutdown(descriptor_, SHUT_RDWR); }
-
   std::size_t sent() const { return sent_; }
 
  private:
