@@ -5,7 +5,6 @@
 #include <fstream>
 #include <limits>
 
-#include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
@@ -162,7 +161,7 @@ TEST(DateFormatter, PrintsEveryFieldOfAPattern) {
 
 TEST(DateFormatter, NamesTheDevicesZone) {
   const auto print = [](const char* zone, double seconds, const char* pattern) {
-    const zn::test::EnvironmentVariable set("TZ", zone);
+    setenv("TZ", zone, 1);
     tzset();
     return ZNDateUtils::dateFormatterForUsPosixLocaleWithFormat(pattern, false).stringFromDate({seconds});
   };

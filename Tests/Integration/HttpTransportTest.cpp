@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/RawServer.h"
 #include "Tests/Support/Requests.h"
 
@@ -331,8 +330,7 @@ TEST_F(HttpTransportTest, TheEndOfTheProcessBreaksRequestsOff) {
     std::exit(2);  // which the handler replaces
   };
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const zn::test::EnvironmentVariable temporary("TMPDIR",
-                                                device.home());  // of the other process, which puts nothing away
+  setenv("TMPDIR", device.home().c_str(), 1);  // of the other process, which puts nothing away
   EXPECT_EXIT(endWithARequestUnderWay(), ::testing::ExitedWithCode(0), "");
 }
 

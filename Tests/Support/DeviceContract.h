@@ -13,14 +13,12 @@
 #include <functional>
 #include <memory>
 #include <ostream>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "Tests/Support/PlainDevice.h"
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/File.h"
 
 namespace zn::test {
 
@@ -196,18 +194,6 @@ TEST_P(DeviceContract, NotificationCompletionsComeOnceAndNeverFromWithinTheCall)
   Strings all = record_->all();
   std::sort(all.begin(), all.end());
   EXPECT_EQ(all, (Strings{"added", "authorization", "delivered", "pending", "settings"}));
-}
-
-TEST_P(DeviceContract, FoldersExistAndTakeFiles) {
-  const zn::DeviceDirectories& directories = *device().directories;
-  const std::set<std::string> folders = {directories.home(), directories.library(), directories.documents(),
-                                         directories.preferences()};
-  EXPECT_EQ(folders.size(), 4u);
-  for (const auto& folder : folders) {
-    EXPECT_TRUE(folder.starts_with(directories.home())) << folder;
-    std::string error;
-    EXPECT_TRUE(zn::replaceFile(folder + "/probe", {}, &error)) << error;
-  }
 }
 
 TEST_P(DeviceContract, BackgroundTasksHaveIdentifiersOfTheirOwn) {

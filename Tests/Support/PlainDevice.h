@@ -13,6 +13,7 @@
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/HomeDirectories.h"
 
 namespace zn::test {
 
@@ -54,11 +55,8 @@ class PlainDevice final : public Device {
   PlainDevice() : home_(makeTemporaryFolder("zntest", MemoryFolder::parent())) {
     clock = std::make_unique<Clock>();
     queues = std::make_unique<Queues>();
-    directories = std::make_unique<Directories>(home_);
+    directories = std::make_unique<HomeDirectories>(home_);
     systemLog = std::make_unique<RecordingLog>();
-    for (const auto& folder : {directories->library(), directories->documents(), directories->preferences()}) {
-      createDirectoryAtPath(folder, false);
-    }
   }
   ~PlainDevice() override { PlainDevice::shutDown(); }
   /// The installed device outlives the test, its folder does not.
@@ -78,11 +76,6 @@ class PlainDevice final : public Device {
     void async(Queue, Task) override {}
     void after(Queue, double, Task) override {}
     bool isMainThread() const override { return true; }
-  };
-  struct Directories final : DeviceDirectories {
-    explicit Directories(std::string path) : path_(std::move(path)) {}
-    std::string home() const override { return path_; }
-    std::string path_;
   };
 
   const std::string home_;
