@@ -22,15 +22,6 @@ class NotificationCenter : public testing::Test {
   Strings calls_;
 };
 
-TEST_F(NotificationCenter, CallsObserversOfTheNameInOrder) {
-  const auto owner = newOwner();
-  center_.addObserver(owner, "a", adding("first"));
-  center_.addObserver(owner, "", adding("any"));
-  center_.addObserver(owner, "b", adding("other"));
-  center_.postNotificationName("a");
-  EXPECT_EQ(calls(), (Strings{"first a", "any a"}));
-}
-
 TEST_F(NotificationCenter, OwnersThatEndedOrWereRemovedAreNotCalled) {
   const auto stays = newOwner();
   auto ends = newOwner();

@@ -57,9 +57,7 @@ TEST_F(UserDefaults, RefusesNamesThatAreNoFileNamesAndValuesThatAreNoPropertyLis
   }
   const auto defaults = NSUserDefaults::initWithSuiteName(std::string(200, 'x'));
   defaults->setObject("kept", "key");
-  Value deep = Value::array();
-  for (int i = 0; i < 600; ++i) deep = Value::array({deep});
-  for (const Value& odd : {Value::null(), deep}) EXPECT_THROW(defaults->setObject(odd, "key"), zn::Exception);
+  EXPECT_THROW(defaults->setObject(Value::null(), "key"), zn::Exception);
   EXPECT_EQ(defaults->objectForKey("key"), Value("kept"));
   defaults->setObject(Value::dictionary({{"a", 1}, {"b", Value::null()}}), "nulls inside");
   EXPECT_EQ(defaults->objectForKey("nulls inside"), Value::dictionary({{"a", 1}})) << "as another process reads it";
@@ -174,7 +172,7 @@ TEST_F(UserDefaults, AListGrowsAtItsEndAndReadsAsWrittenAtOnce) {
   }
   Value deep = Value::array();
   for (int i = 0; i < Value::maximumReadDepth - 2; ++i) deep = Value::array({deep});
-  EXPECT_THROW(defaults->tryAppend(deep, {"app-1", "list"}, error), zn::Exception);
+  EXPECT_THROW(defaults->tryAppend(deep, {"app-1", "list"}, error), zn::Exception) << "it could not be read again";
 }
 
 TEST_F(UserDefaults, AnInterruptedAppendIsFinishedAndAFailedOneLeavesNothing) {

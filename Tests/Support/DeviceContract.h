@@ -42,24 +42,6 @@ struct DeviceKind {
 inline void PrintTo(const DeviceKind& kind, std::ostream* out) { *out << kind.name; }
 inline std::string nameOfKind(const testing::TestParamInfo<DeviceKind>& info) { return info.param.name; }
 
-/// What happened, in order, from any thread.
-class Record {
- public:
-  void add(std::string what) {
-    const Lock lock(mutex_);
-    all_.push_back(std::move(what));
-  }
-  std::vector<std::string> all() const {
-    const Lock lock(mutex_);
-    return all_;
-  }
-  std::size_t count() const { return all().size(); }
-
- private:
-  mutable Mutex mutex_;
-  std::vector<std::string> all_ ZN_GUARDED_BY(mutex_);
-};
-
 }  // namespace zn::test
 
 class DeviceContract : public testing::TestWithParam<zn::test::DeviceKind> {

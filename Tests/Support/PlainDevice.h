@@ -17,25 +17,33 @@
 
 namespace zn::test {
 
-/// Keeps what is written to it.
-class RecordingLog final : public DeviceSystemLog {
+/// What happened, in order, from any thread.
+class Record {
  public:
-  void write(const std::string& text) override { keep(text); }
-  void diagnostic(const std::string& text) override { keep(text); }
-
-  /// The lines since the last call.
+  void add(std::string what) {
+    const Lock lock(mutex_);
+    all_.push_back(std::move(what));
+  }
+  std::vector<std::string> all() const {
+    const Lock lock(mutex_);
+    return all_;
+  }
+  std::size_t count() const { return all().size(); }
+  /// What was added since the last call.
   std::vector<std::string> take() {
     const Lock lock(mutex_);
-    return std::exchange(lines_, {});
+    return std::exchange(all_, {});
   }
 
  private:
-  void keep(const std::string& text) {
-    const Lock lock(mutex_);
-    lines_.push_back(text);
-  }
-  Mutex mutex_;
-  std::vector<std::string> lines_ ZN_GUARDED_BY(mutex_);
+  mutable Mutex mutex_;
+  std::vector<std::string> all_ ZN_GUARDED_BY(mutex_);
+};
+
+class RecordingLog final : public DeviceSystemLog, public Record {
+ public:
+  void write(const std::string& text) override { add(text); }
+  void diagnostic(const std::string& text) override { add(text); }
 };
 
 /// A device without threads: a home of its own, a clock that stands, queues that never run. For tests of what needs
