@@ -149,10 +149,8 @@ TEST(DateFormatter, PrintsEveryFieldOfAPattern) {
            {-99999999999, "EEEE d MMM y G, uuuu", "Thursday 26 Feb 1200 BC, -1199"},
            {-12219292801, "yyyy-MM-dd", "1582-10-04"},
            {-12219292800, "yyyy-MM-dd", "1582-10-15"},
-           {8e12, "MMM d, yyyy", "Nov 28, 255479"},
            {4107542400, "yyyy-MM-dd", "2100-03-01"},
            {1640476800, "YYYY-ww", "2022-01"},
-           {1e300, "G", "AD"},
            {std::numeric_limits<double>::quiet_NaN(), "yy", ""},
        }) {
     EXPECT_EQ(ZNDateUtils::dateFormatterForUsPosixLocaleWithFormat(pattern, true).stringFromDate({seconds}), text);

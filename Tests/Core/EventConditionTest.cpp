@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <string>
-#include <vector>
 
 #include "ZNAnalytics/ZNEventCondition.h"
 #include "ZNPlatform/Foundation/Format.h"

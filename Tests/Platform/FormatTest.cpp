@@ -45,8 +45,7 @@ TEST(Format, SurvivesAnyFormatAndArgument) {
   EXPECT_EQ(zn::format("%ld %f %d", "text", "2", 2.5), "text 2 2.5");
   EXPECT_EQ(zn::format("%.1f", 3), "3.0") << "an integer may stand for a real";
   EXPECT_EQ(zn::format("%f %0.1f %05.1f", std::nan(""), -HUGE_VAL, HUGE_VAL), "nan -inf   inf");
-  EXPECT_EQ(zn::format("%.99999999999f", 1.0).size(), 258u) << "a field's size is bounded";
-  EXPECT_EQ(zn::format("%99999999999d", 1).size(), 256u);
+  EXPECT_EQ(zn::format("%99999999999d", 1).size(), 256u) << "a field's size is bounded";
   EXPECT_EQ(zn::format("%.999f", std::numeric_limits<double>::max()).size(), 309u + 257u);
 }
 

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "Tests/Support/Note.h"
-#include "Tests/Support/PlainDevice.h"
 #include "Tests/Support/RawPropertyList.h"
+#include "Tests/Support/TestHome.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Json.h"

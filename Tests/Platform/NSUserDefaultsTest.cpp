@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <thread>
 #include <vector>
 
 #include "Tests/Support/FileSizeLimit.h"
@@ -92,11 +91,11 @@ TEST_F(UserDefaults, AValueOfAnotherTypeIsWrittenThoughItIsEqual) {
 TEST_F(UserDefaults, ATransactionThatThrowsChangesNothing) {
   const auto defaults = NSUserDefaults::initWithSuiteName("throws");
   defaults->setObject(1, "a");
-  EXPECT_THROW(defaults->transaction([](Value& contents) {
+  const auto changeAndThrow = [](Value& contents) {
     contents.setObjectNilHandled(2, "a");
     throw std::runtime_error("on second thoughts");
-  }),
-               std::runtime_error);
+  };
+  EXPECT_THROW(defaults->transaction(changeAndThrow), std::runtime_error);
   EXPECT_THROW(defaults->transaction([](Value& contents) { contents = "no dictionary"; }), zn::Exception);
   EXPECT_EQ(defaults->objectForKey("a"), Value(1));
   defaults->transaction([](Value& contents) { contents.setObjectNilHandled(contents["a"].integer() + 1, "a"); });

@@ -34,8 +34,7 @@ TEST(Value, NilIsNeverStored) {
   dictionary.setObjectNilHandled(nil, "a");
   EXPECT_EQ(jsonText(dictionary), R"({"a":1})") << "a nil value changes nothing";
   Value array = Value::array({nil, 1});
-  array.append(nil);
-  array.append(Value::null());
+  for (const Value& each : {Value(), Value::null()}) array.append(each);
   EXPECT_EQ(jsonText(array), "[1,null]");
 }
 
@@ -130,7 +129,6 @@ TEST(Value, ConvertsAsFoundationDoes) {
       {"9223372036854775808", Limits::max(), 0x1p63, true},
       {"-99999999999999999999999", Limits::min(), -1e23, true},
       {"-1e99999999999999999999", -1, -inf, true},
-      {"0." + std::string(400, '0') + "1", 0, 0, false},
       {std::string(400, '9'), Limits::max(), inf, true},
       {" yes", 0, 0, true},
       {"-Y", 0, 0, false}};

@@ -10,8 +10,6 @@
 
 #include "Tests/Support/TestHome.h"  // for the tests that include this
 #include "ZNPlatform/Device.h"
-#include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/HomeDirectories.h"
 
