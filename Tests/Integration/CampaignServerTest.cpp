@@ -78,14 +78,11 @@ TEST_F(CampaignServerTest, AnswersEveryServiceFromTheExamplesAndShowsWhatItGot) 
   serve(ZN_EXAMPLES "/campaigns");
   EXPECT_TRUE(ask(ZNService::events, R"({"events": [1]})").isDictionary());
   EXPECT_TRUE(ask(ZNService::categories, R"({"data": []})").isDictionary());
-  EXPECT_EQ(ask(ZNService::inbox, "{}")["messagesInfo"].elements()[0].validObjectForKeyPath("data.zintar.cid"),
-            "order-10482-shipped");
+  EXPECT_EQ(ask(ZNService::inbox, "{}")["messagesInfo"].size(), 2u);
   const Value triggers = ask(ZNService::triggerSync, R"({"last_sync_time": 0, "campaign_ids": []})");
   EXPECT_EQ(triggers["campaigns"].size(), 5u);
   EXPECT_TRUE(triggers["only_changed"].isNil()) << "a matter between the file and the server";
-  const Value reminder = ask(ZNService::userInSegment, R"({"campaign_id": "cart-reminder"})");
-  EXPECT_EQ(reminder["show_notification"], true);
-  EXPECT_EQ(reminder.validObjectForKeyPath("payload.zintar.cid"), "cart-reminder");
+  EXPECT_EQ(ask(ZNService::userInSegment, R"({"campaign_id": "cart-reminder"})")["show_notification"], true);
   EXPECT_EQ(ask(ZNService::userInSegment, R"({"campaign_id": "unheard-of"})")["show_notification"], false);
 
   const Value received = get("/received");

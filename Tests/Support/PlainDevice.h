@@ -58,17 +58,17 @@ class PlainDevice final : public Device {
     return *device;
   }
 
-  PlainDevice() : home_(makeTemporaryFolder("zntest", MemoryFolder::parent())) {
+  PlainDevice() {
     clock = std::make_unique<Clock>();
     queues = std::make_unique<Queues>();
-    directories = std::make_unique<HomeDirectories>(home_);
+    directories = std::make_unique<HomeDirectories>(makeTemporaryFolder("zntest", MemoryFolder::parent()));
     systemLog = std::make_unique<RecordingLog>();
   }
   ~PlainDevice() override { PlainDevice::shutDown(); }
   /// The installed device outlives the test, its folder does not.
   void shutDown() override {
     std::error_code ignored;
-    std::filesystem::remove_all(home_, ignored);
+    std::filesystem::remove_all(directories->home(), ignored);
   }
 
   RecordingLog& log() { return static_cast<RecordingLog&>(*systemLog); }
@@ -83,8 +83,6 @@ class PlainDevice final : public Device {
     void after(Queue, double, Task) override {}
     bool isMainThread() const override { return true; }
   };
-
-  const std::string home_;
 };
 
 }  // namespace zn::test
