@@ -14,7 +14,7 @@
 #include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZNPlatform/UIKit/UIAlertController.h"
-#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
+#include "ZNPlatform/UserNotifications/NotificationList.h"
 
 namespace {
 
@@ -100,39 +100,29 @@ TEST_F(SimulatorTest, OtherThreadsMayQueueAndAreNotTheMainThread) {
   EXPECT_EQ(simulator().runUntilIdle(), 200u);
 }
 
-TEST_F(SimulatorTest, WhatWaitsForItsDelayCanBeTakenBackUnseen) {
-  const auto center = UNUserNotificationCenter::currentNotificationCenter();
+TEST(NotificationList, WhatWaitsForItsDelayCanBeTakenBackUnseen) {
+  zn::NotificationList list;
   const auto add = [&](const char* identifier, double delay) {
     UNNotificationRequest request;
     request.identifier = identifier;
     if (delay > 0) request.trigger = UNTimeIntervalNotificationTrigger{delay};
-    center->addNotificationRequest(request, nullptr);
+    list.add(request, {0});
   };
-  const auto look = [&] {
+  const auto look = [&](double now) {
     std::string seen;
-    center->getPendingNotificationRequestsWithCompletionHandler([&](const auto& requests) {
-      for (const auto& each : requests) seen += "pending " + each.identifier + ' ';
-    });
-    center->getDeliveredNotificationsWithCompletionHandler([&](const auto& notifications) {
-      for (const auto& each : notifications) seen += "delivered " + each.request.identifier + ' ';
-    });
-    simulator().runUntilIdle();
+    for (const auto& each : list.pending({now})) seen += "pending " + each.identifier + ' ';
+    for (const auto& each : list.delivered({now})) seen += "delivered " + each.request.identifier + ' ';
     return seen;
   };
   add("n1", 0);
   add("n2", 2.5);
-  center->removePendingNotificationRequestsWithIdentifiers({"n1", "none"});
-  center->removeDeliveredNotificationsWithIdentifiers({"n2"});
-  EXPECT_EQ(look(), "pending n2 delivered n1 ");
-  simulator().advance(2.5);
-  EXPECT_EQ(look(), "delivered n1 delivered n2 ");
-  add("n3", 2.5);
-  Strings effects;
-  simulator().setEffectObserver([&](const zn::Effect& effect) { effects.push_back(effect.line()); });
-  center->removeAllDeliveredNotifications();
-  center->removeAllPendingNotificationRequests();
-  EXPECT_EQ(effects, Strings{R"({"notificationRemoved": "n3"})"});
-  EXPECT_EQ(look(), "");
+  EXPECT_EQ(list.removePending(Strings{"n1", "none"}, {0}), Strings{});
+  EXPECT_EQ(list.removeDelivered(Strings{"n2"}, {0}), Strings{});
+  EXPECT_EQ(look(0), "pending n2 delivered n1 ");
+  EXPECT_EQ(look(2.5), "delivered n1 delivered n2 ");
+  EXPECT_EQ(list.removePending(std::nullopt, {0}), Strings{"n2"});
+  EXPECT_EQ(list.removeDelivered(std::nullopt, {0}), Strings{"n1"});
+  EXPECT_EQ(look(0), "");
 }
 
 // A click that starts the application may be handled before its window is there.
