@@ -97,7 +97,9 @@ TEST_F(SimulatorTest, OtherThreadsMayQueueAndAreNotTheMainThread) {
   });
   queueMany();
   other.join();
-  EXPECT_EQ(simulator().runUntilIdle(), 200u);
+  zn::dispatchAsync(Queue::global, [] { EXPECT_FALSE(zn::isMainThread()); });
+  EXPECT_EQ(simulator().runUntilIdle(), 201u);
+  EXPECT_TRUE(zn::isMainThread());
 }
 
 TEST(NotificationList, WhatWaitsForItsDelayCanBeTakenBackUnseen) {
