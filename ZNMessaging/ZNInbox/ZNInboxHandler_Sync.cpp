@@ -130,7 +130,7 @@ void ZNInboxHandler::synchronise(const std::shared_ptr<ZNInboxHandler>& self, co
       if (!succeeded) zn::log("Inbox Sync Failed from Extension");
       takeInLeftClicks();  // of messages that the steps before brought in
       // The token of whom the request is made for: a reset during the steps above does not make its answer useless.
-      const auto answered = [finish, owner = zn::OwnerToken::ofUser()](bool success) { finish(owner, success); };
+      const auto answered = [finish, owner = zn::OwnerToken::ofUser()](bool taken) { finish(owner, taken); };
       syncNotificationsFromServer(answered);
     });
   });
