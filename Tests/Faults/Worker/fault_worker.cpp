@@ -7,10 +7,8 @@
 //     tracked LINE the same of an event, which only the end of a process, not a power cut, must leave
 //     said TEXT    a failure that the host learned of; diagnostics are on standard error, as always
 //
-// `check` synchronises once more and tells what is there instead, as those LINEs; `checks` does so for each home whose
-// path comes on standard input, in a process of its own, and ends each list with "end STATUS".
+// `check` synchronises once more and tells what is there instead, as those LINEs.
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <iostream>
@@ -241,27 +239,9 @@ int run(const std::string& home, const std::string& work) {
   }
 }
 
-/// A process a home, without the cost of starting a program.
-int checks() {
-  for (std::string home; std::getline(std::cin, home);) {
-    const pid_t child = fork();
-    if (child == 0) {
-      alarm(kPatience);
-      const int status = run(home, "check");
-      std::cout.flush();
-      _exit(status);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    std::cout << "end " << status << std::endl;
-  }
-  return 0;
-}
-
 }  // namespace
 
 int main(int, char** arguments) {
-  if (std::string(arguments[1]) == "checks") return checks();
   alarm(kPatience);
   return run(arguments[1], arguments[2]);
 }
