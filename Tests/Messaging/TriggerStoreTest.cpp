@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Tests/Support/AnyTypeAnywhere.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
@@ -197,22 +198,17 @@ TEST_F(TriggerStore, AnyTypeAnywhereInACampaignIsSurvivedAndSaved) {
           "type": "general", "status": "active", "expiry": 4070908800000, "priority": 1, "max_times": 3,
           "min_delay_between_notifications": 5, "last_updated": 1, "show_delay": 0, "max_sync_delay": 5,
           "should_support_offline": true, "should_ignore_dnd": false})");
-  const Value odds = zn::test::json(R"([null, true, -1, 1e300, "text", "", [1, "x"], {"a": []}])");
   const auto engine = std::make_shared<ZNDeviceTriggersHandler>();
-  for (const auto& entry : whole.entries()) {
-    for (const Value& odd : odds.elements()) {
-      Value campaign = whole;
-      campaign.setObjectNilHandled(odd, entry.name());
-      store->saveDeviceTriggerCampaigns(Value::array({campaign, sent("good")}), true);
-      ASSERT_NE(ids(*store).find("good"), std::string::npos) << entry.name() << " costs another campaign";
-      for (const auto& each : store->getCampaignsForEvent("E", Value::dictionary({{"a", 1}}))) {
-        engine->canPostDeviceTrigger(*each);
-        store->updateCampaignShownForCampaign(*each);
-      }
-      engine->explainEvent("E", Value::dictionary({{"a", 1}}), [](const Value&) {});
-      ASSERT_TRUE(store->updateDeviceTriggersInPersistentStorage());
+  zn::test::forAnyTypeAnywhere(whole, [&](const Value& odd) {
+    store->saveDeviceTriggerCampaigns(Value::array({odd, sent("good")}), true);
+    ASSERT_NE(ids(*store).find("good"), std::string::npos) << zn::description(odd) << " costs another campaign";
+    for (const auto& each : store->getCampaignsForEvent("E", Value::dictionary({{"a", 1}}))) {
+      engine->canPostDeviceTrigger(*each);
+      store->updateCampaignShownForCampaign(*each);
     }
-  }
+    engine->explainEvent("E", Value::dictionary({{"a", 1}}), [](const Value&) {});
+    ASSERT_TRUE(store->updateDeviceTriggersInPersistentStorage());
+  });
   EXPECT_FALSE(zn::fileExistsAtPath(launched()->getDeviceTriggerFilePath() + ".unreadable"));
 }
 
