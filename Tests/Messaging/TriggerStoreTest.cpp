@@ -68,28 +68,15 @@ TEST_F(TriggerStore, SortsByExactTimesAndPutsWhatIsNoneLast) {
   EXPECT_TRUE(device.failures().empty());
 }
 
-TEST_F(TriggerStore, CountsShowingsAndSurvivesARelaunch) {
+TEST_F(TriggerStore, ShowingsAndTheIndexOutliveTheProcessFreshContentsDoNot) {
   store->saveDeviceTriggerCampaigns(Value::array({sent("a")}), true);
   const auto campaign = store->activeDeviceTriggers()->fields().campaigns()[0];
-  EXPECT_EQ(store->getStatusInstanceForCampaign(*campaign)->numberOfTimesShown(), 0);
-  EXPECT_TRUE(store->activeDeviceTriggers()->fields().statuses().empty()) << "asking stores nothing";
-  store->updateCampaignShownForCampaign(*campaign);
-  EXPECT_EQ(store->getStatusInstanceForCampaign(*campaign)->lastShownTime(), kNow + 1500)
-      << "the first showing is stamped when it is to appear";
-  device.clock().set(1700000010);
   store->updateCampaignShownForCampaign(*campaign);
   campaign->updateNotificationPayload(Value::dictionary({{"aps", 1}}));
   store->updateDeviceTriggersInPersistentStorage();
-
   const auto again = launched();
-  const auto read = again->activeDeviceTriggers()->fields();
-  ASSERT_EQ(read.campaigns().size(), 1u);
-  EXPECT_EQ(read.campaigns()[0]->triggerDelay(), 1500);
-  EXPECT_EQ(read.campaigns()[0]->updated_payload(), nullptr);
-  EXPECT_EQ(read.deviceTriggerLastPostedTime, kNow + 10000);
-  const auto status = again->getStatusInstanceForCampaign(*campaign);
-  EXPECT_EQ(status->numberOfTimesShown(), 2);
-  EXPECT_EQ(status->lastShownTime(), kNow + 10000);
+  EXPECT_EQ(again->activeDeviceTriggers()->fields().campaigns().at(0)->updated_payload(), nullptr);
+  EXPECT_EQ(again->getStatusInstanceForCampaign(*campaign)->lastShownTime(), kNow + 1500) << "when it is to appear";
   EXPECT_TRUE(again->activeDeviceTriggers()->waitsForEvent("E"));
 }
 
