@@ -8,6 +8,7 @@
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/Format.h"
 
 namespace {
@@ -48,6 +49,22 @@ TEST(ClickActions, ACouponOnADeviceWithoutAScreenIsAnOrdinaryClick) {
   const auto sources = ZNAnalytics::sharedInstance()->sourcesOfCurrentSession();
   ASSERT_EQ(sources.size(), 1u) << "recorded before the coupon";
   EXPECT_EQ(sources[0]->value(), Value("https://shop.example/deals/autumn?utm_source=push"));
+}
+
+TEST(ClickActions, AnInboxThatIsSwitchedOffTakesNoClickAndIsNotSynchronised) {
+  TestDevice device;
+  const auto facade = ZNMessaging::sharedInstance();
+  const auto click = [] {
+    ZNNotificationHandler::sharedInstance()->handlePushNotificationInApplication(UIApplication::sharedApplication(),
+                                                                                 zn::test::realisticPayload("c1"));
+    return ZNInboxHandler::sharedInstance()->getAllNotificationCount();
+  };
+  facade->setDisableInbox(true);
+  EXPECT_EQ(click(), 0u);
+  facade->updateModules();
+  EXPECT_EQ(device.log().back(), "Inbox is disabled in the SDK");
+  facade->setDisableInbox(false);
+  EXPECT_EQ(click(), 1u);
 }
 
 TEST(ClickActions, AnyTypeAnywhereInARichTemplateCountsAsNotThere) {

@@ -93,20 +93,6 @@ TEST_F(DelegateProxy, WhoIsToldOfTheFacadesStartMayUseItAndOtherThreadsWait) {
   curious->other.wait();
 }
 
-TEST_F(DelegateProxy, AMethodIsAddedWithTheProtocolsSignatureOrLogged) {
-  zn::Class& silent = *zn::Class::define("Silent");
-  const auto* protocol = zn::Protocol::named(kProtocolUserNotificationCenterDelegate);
-  const zn::Selector selector(kSelectorWillPresentNotification);
-  proxy_.swizzleSelector(selector, silent, zin_swizzle_didReceiveNotificationResponseWithHandler(), protocol);
-  EXPECT_EQ(device_.log().back(), "Could not add method for " + selector.name() + " to class Silent");
-  EXPECT_EQ(proxy_.swizzledSelectorsByClass().at("Silent"), Strings{selector.name()}) << "tracked all the same";
-  proxy_.swizzleSelector(selector, silent, zin_swizzle_willPresentNotificationWithHandler(), protocol);
-  EXPECT_EQ(silent.instanceMethod(selector), zin_swizzle_willPresentNotificationWithHandler());
-  proxy_.unswizzleSelector(selector, silent);
-  EXPECT_EQ(silent.instanceMethod(selector), zn::Method::missing());
-  EXPECT_TRUE(device_.failures().empty());
-}
-
 TEST_F(DelegateProxy, AProxyThatEndsLeavesNothingBehind) {
   const auto a = std::make_shared<Host<'A'>>();
   const zn::Selector selector(kSelectorDidReceiveNotificationResponse);

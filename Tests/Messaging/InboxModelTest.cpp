@@ -17,22 +17,6 @@ class InboxModel : public testing::Test {
   zn::test::TestDevice device;
 };
 
-TEST_F(InboxModel, TakesEveryFieldFromItsPlaceInThePayload) {
-  const auto entry = entryFor(R"({
-    "aps": {"alert": {"title": "T", "subtitle": "S", "body": "B"}, "sound": "chime.caf"},
-    "zintar": {"cid": "c1", "media-attachment": "https://m", "webUrl": "https://w", "received_epoch_val": 1600000000.5,
-               "clicked_epoch_val": "1600000100", "isRead": "yes", "inbox_expiry": "1800000000"},
-    "app_extra": {"screenName": "Orders", "screenData": {"k": 1}, "zin_deeplink": "app://x"}})");
-  EXPECT_EQ(Value::array({entry->campaignID(), entry->notificationTitle(), entry->notificationSubTitle(),
-                          entry->notificationBody(), entry->notificationSound(), entry->notificationMediaURL(),
-                          entry->richLandingURL(), entry->deepLinkURL(), entry->screenName(), entry->screenDataDict()}),
-            json(R"(["c1", "T", "S", "B", "chime.caf", "https://m", "https://w", "app://x", "Orders", {"k": 1}])"));
-  EXPECT_EQ(entry->receivedDate(), Date{1600000000.5});
-  EXPECT_EQ(entry->clickedDate(), Date{1600000100});
-  EXPECT_EQ(entry->inboxExpiryDate(), Date{1800000000});
-  EXPECT_TRUE(entry->isRead());
-}
-
 TEST_F(InboxModel, StampsAMissingReceiptAtTheTopLevelAndTheExpiryInsideZintar) {
   const auto entry = entryFor(R"({"aps": {"alert": "Hello"}, "zintar": {"cid": "c1"}})");
   EXPECT_EQ(entry->notificationBody(), "Hello");

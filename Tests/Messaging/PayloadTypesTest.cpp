@@ -2,7 +2,6 @@
 
 #include "Tests/Support/AnyTypeAnywhere.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
-#include "ZNMessaging/Utils/ZNMessagingUtils.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/File.h"
@@ -45,16 +44,6 @@ TEST(PayloadTypes, AnyTypeInAnyPlaceIsHandledAndAReadableInboxComesOut) {
   ASSERT_GT(relaunched->getAllNotificationCount(), 0u);
   EXPECT_EQ(std::make_shared<ZNInboxHandler>()->getAllNotificationPayloads(), relaunched->getAllNotificationPayloads());
   EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile() + ".unreadable"));
-}
-
-TEST(PayloadTypes, StatsAttributesKeepAllButTheContents) {
-  EXPECT_EQ(ZNMessagingUtils::statsEventAttributesFromPayload(zn::test::json(R"({
-                "zintar": {"cid": "c", "app_id": "a", "silentPush": true, "media-attachment": "m", "media-type": "i",
-                           "screenData": {}, "inbox_expiry": 5, "webUrl": "w", "couponCode": "10OFF",
-                           "zin_inapp_cid": "x", "zin_inapp": {}},
-                "zinFeatures": {"richPush": {"displayName": "carousel"}}})")),
-            zn::test::json(R"({"cid": "c", "app_id": "a", "silentPush": true, "template_name": "carousel"})"));
-  EXPECT_EQ(ZNMessagingUtils::statsEventAttributesFromPayload(zn::nil), Value::dictionary());
 }
 
 }  // namespace

@@ -156,18 +156,6 @@ TEST(Stress, EverySuccessfulPostingIsCountedWhileSynchronisationsRun) {
   ASSERT_TRUE(status);
   EXPECT_EQ(status->numberOfTimesShown(), recorder.requests().size()) << "no showing is lost";
   EXPECT_TRUE(device.failures().empty());
-
-  // A user reset in the middle: whatever is under way, the store ends up empty.
-  std::thread events([&] {
-    for (int n = 0; n < perThread; ++n) engine->checkDeviceTriggerForEvent("E", Value::dictionary());
-  });
-  engine->syncDeviceTriggersWithCompletionBlock(nullptr);
-  ZNMessaging::sharedInstance()->clearUserInfo();
-  events.join();
-  device.device().waitUntilIdle();
-  EXPECT_TRUE(store->activeDeviceTriggers()->fields().campaigns().empty());
-  EXPECT_TRUE(store->activeDeviceTriggers()->fields().statuses().empty());
-  EXPECT_TRUE(std::make_shared<ZNDeviceTriggersDataManager>()->activeDeviceTriggers()->fields().campaigns().empty());
 }
 
 }  // namespace
