@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
+#include "Tests/Support/InTheWay.h"
 #include "Tests/Support/RawPropertyList.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
@@ -78,7 +77,6 @@ print(sorted(entry), at(entry["title"]), at(entry["receivedDate"])["NS.time"])
 
 TEST(InboxStore, AFileThatCannotBeReadNowStaysAndWhatComesMeanwhileIsMergedLater) {
   TestDevice device;
-  const std::string away = device.home() + "/away";
   const std::string later = device.inboxFile() + ".later";
   const auto click = [](const auto& store, const char* campaign) {
     store->updateClickedNotificationInStorageWithPayload(realisticPayload(campaign));
@@ -86,8 +84,7 @@ TEST(InboxStore, AFileThatCannotBeReadNowStaysAndWhatComesMeanwhileIsMergedLater
   const auto first = launched();
   click(first, "c1");
   click(first, "c2");
-  std::filesystem::rename(device.inboxFile(), away);
-  std::filesystem::create_directory(device.inboxFile());  // opens, but gives no bytes
+  auto inTheWay = std::make_unique<zn::test::InTheWay>(device.inboxFile());
   device.clock().set(1700000100);
   testing::internal::CaptureStderr();
   const auto second = launched();
@@ -99,8 +96,7 @@ TEST(InboxStore, AFileThatCannotBeReadNowStaysAndWhatComesMeanwhileIsMergedLater
   EXPECT_EQ(launched()->getAllNotificationCount(), 2u) << "the next process has them, if it cannot read it either";
   EXPECT_FALSE(zn::fileExistsAtPath(device.inboxFile() + ".unreadable"));
 
-  std::filesystem::remove(device.inboxFile());
-  std::filesystem::rename(away, device.inboxFile());
+  inTheWay = nullptr;
   const auto third = launched();
   second->retryStorage();
   EXPECT_FALSE(zn::fileExistsAtPath(later));
@@ -110,11 +106,9 @@ TEST(InboxStore, AFileThatCannotBeReadNowStaysAndWhatComesMeanwhileIsMergedLater
   }
 
   // What is cleared does not come back with a file that could not be read.
-  std::filesystem::rename(device.inboxFile(), away);
-  std::filesystem::create_directory(device.inboxFile());
+  inTheWay = std::make_unique<zn::test::InTheWay>(device.inboxFile());
   const auto fourth = launched();
-  std::filesystem::remove(device.inboxFile());
-  std::filesystem::rename(away, device.inboxFile());
+  inTheWay = nullptr;
   fourth->clearInboxData();
   EXPECT_EQ(launched()->getAllNotificationCount(), 0u);
 }
@@ -162,8 +156,7 @@ TEST(InboxStore, AFileThatCannotBeWrittenIsLoggedAndMemoryKeepsItsState) {
   const auto store = launched();
   store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
   const auto saved = zn::readFile(device.inboxFile());
-  std::rename((device.home() + "/Library").c_str(), (device.home() + "/Away").c_str());
-  std::ofstream(device.home() + "/Library") << "in the way";
+  auto inTheWay = std::make_unique<zn::test::InTheWay>(device.home() + "/Library");
   const auto observer = std::make_shared<StorageRecorder>();
   const auto removed = std::make_shared<StorageRecorder>();
   for (const auto& each : {observer, removed}) zn::Storage::addObserver(each);
@@ -180,8 +173,7 @@ TEST(InboxStore, AFileThatCannotBeWrittenIsLoggedAndMemoryKeepsItsState) {
   EXPECT_EQ(problems[0].since, Date{1700000000});
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "zintar: " + problems[0].reason + "; changes stay in memory until it can be saved\n");
-  std::remove((device.home() + "/Library").c_str());
-  std::rename((device.home() + "/Away").c_str(), (device.home() + "/Library").c_str());
+  inTheWay = nullptr;
   EXPECT_EQ(zn::readFile(device.inboxFile()), saved) << "the old file stands";
   device.clock().set(1700000100);
   store->retryStorage();

@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 #include "Tests/Support/AnyTypeAnywhere.h"
+#include "Tests/Support/InTheWay.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
@@ -134,13 +133,6 @@ TEST_F(TriggerStore, AConditionThatCannotBeUnderstoodIsToldOnceUntilItIsSetAnew)
 
 TEST_F(TriggerStore, AFileThatCannotBeReadNowIsMergedLaterAndShowingsAreAddedUpOnce) {
   const std::string path = launched()->getDeviceTriggerFilePath();
-  const auto launchedBlind = [&](auto&& work) {
-    std::filesystem::rename(path, path + "-away");
-    std::filesystem::create_directory(path);
-    work(launched());
-    std::filesystem::remove(path);
-    std::filesystem::rename(path + "-away", path);
-  };
   const auto shownTimes = [](const auto& in, const char* campaign) {
     const auto record = in->activeDeviceTriggers()->statusForCampaign(campaign);
     return record ? record->numberOfTimesShown() : Value();
@@ -151,11 +143,13 @@ TEST_F(TriggerStore, AFileThatCannotBeReadNowIsMergedLaterAndShowingsAreAddedUpO
   store->saveDeviceTriggerCampaigns(Value::array({sent("a"), sent("b")}), true);
   show(store, "a");
   device.clock().set(1700000100);
-  launchedBlind([&](const auto& second) {
+  {
+    const zn::test::InTheWay inTheWay(path);
+    const auto second = launched();
     show(second, "a");
     show(second, "b");
     EXPECT_EQ(ids(*second), "");
-  });
+  }
   const auto later = zn::readFile(path + ".later");
   ASSERT_TRUE(later);
 
