@@ -72,7 +72,7 @@ class Works : public ::testing::TestWithParam<const char*> {
   }
   /// `fault_worker HOME WORK`, to its end.
   WorkerRun run(const std::string& work, const std::string& variables = "") const {
-    const std::string command = "exec env " + variables + " '" ZN_FAULT_WORKER "' '" + home + "' " + work + " 2>&1";
+    const std::string command = variables + " exec '" ZN_FAULT_WORKER "' '" + home + "' " + work + " 2>&1";
     std::FILE* const output = popen(command.c_str(), "r");
     std::string text;
     char part[4096];

@@ -19,7 +19,6 @@ using zn::test::TestDevice;
 struct Counts : zn::AnalyticsObserver {
   void eventTracked(const std::string& name, const Value&, bool) override {
     if (name == kEventNamePushPreferenceChanged) ++preferences;
-    if (name == kEventNameNotificationClicked) ++clicks;
   }
   void userAttributeSet(const std::string&, const Value&) override { ++attributes; }
   static std::shared_ptr<Counts> observing() {
@@ -27,29 +26,8 @@ struct Counts : zn::AnalyticsObserver {
     ZNAnalytics::sharedInstance()->setObserver(counts);
     return counts;
   }
-  std::atomic<int> preferences{0}, clicks{0}, attributes{0};
+  std::atomic<int> preferences{0}, attributes{0};
 };
-
-TEST(ClickActions, ACouponOnADeviceWithoutAScreenIsAnOrdinaryClick) {
-  TestDevice device;
-  const auto counts = Counts::observing();
-  Value payload = zn::test::realisticPayload("c1");
-  Value zintar = payload["zintar"];
-  zintar.setObjectNilHandled("10OFF", "couponCode");
-  payload.setObjectNilHandled(zintar, "zintar");
-  UIApplication::sharedApplication()->setApplicationIconBadgeNumber(3);
-
-  ZNNotificationHandler::sharedInstance()->handlePushNotificationInApplication(UIApplication::sharedApplication(),
-                                                                               payload);
-  EXPECT_GT(device.device().runPending(), 0u) << "the alert waits on the main queue";
-  EXPECT_TRUE(device.failures().empty());
-  EXPECT_EQ(UIApplication::sharedApplication()->applicationIconBadgeNumber(), 0);
-  EXPECT_EQ(ZNInboxHandler::sharedInstance()->getAllNotificationCount(), 1u);
-  EXPECT_EQ(counts->clicks, 1);
-  const auto sources = ZNAnalytics::sharedInstance()->sourcesOfCurrentSession();
-  ASSERT_EQ(sources.size(), 1u) << "recorded before the coupon";
-  EXPECT_EQ(sources[0]->value(), Value("https://shop.example/deals/autumn?utm_source=push"));
-}
 
 TEST(ClickActions, AnInboxThatIsSwitchedOffTakesNoClickAndIsNotSynchronised) {
   TestDevice device;

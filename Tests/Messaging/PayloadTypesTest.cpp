@@ -38,6 +38,7 @@ TEST(PayloadTypes, AnyTypeInAnyPlaceIsHandledAndAReadableInboxComesOut) {
     entry->updateClickedDate();
     entry->getLegacyInboxPayload();
   });
+  device.device().runPending();  // coupons among it, though there is no screen
   store->removeExpiredInboxMessages();
   const auto relaunched = std::make_shared<ZNInboxHandler>();
   ASSERT_TRUE(relaunched->updateInboxStorage());

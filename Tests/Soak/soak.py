@@ -21,7 +21,6 @@ import tempfile
 import threading
 import time
 import urllib.request
-from collections import Counter
 
 TIMEOUT = 3  # of the applications' requests
 PATIENCE = 60
@@ -44,7 +43,7 @@ class Server:
 
     def __init__(self, programs, folder):
         self.folder = folder
-        self.newest = self.requests = self.faults = self.overflows = 0
+        self.newest = self.faults = self.overflows = 0
         self.taken = {}  # number of an event: the ids under which it was taken
         self.lock = threading.Lock()
         os.mkdir(folder)
@@ -92,7 +91,6 @@ class Server:
         """What was received since the last time. Taken is what was answered as it should be, and in time."""
         with self.lock:
             entries = self.ask("DELETE", "/received")
-            self.requests += len(entries)
             self.overflows += len(entries) >= 1000
             for entry in entries:
                 fault = entry.get("fault")
@@ -116,11 +114,10 @@ class Home:
     def __init__(self, name, programs, folder, server):
         self.name, self.programs, self.server = name, programs, server
         self.path = folder + "/" + name
-        self.starts = self.written = 0
+        self.starts = self.written = self.jumps = 0
         self.extensions = []  # (process, names of its payloads)
         self.kept, self.removing, self.removed, self.tracked, self.shown = {}, set(), set(), set(), {}
         self.appended = []  # (whether an extension lived to store all of them, names of its payloads)
-        self.said = Counter()
         self.problems = set()
         self.heard = time.time()
 
@@ -144,7 +141,6 @@ class Home:
 
     def note(self, what, subject="", detail="", *more):
         self.heard = time.time()
-        self.said[what] += 1
         if more:
             self.problems.add("%s: doubled: %s" % (self.name, subject))
         elif what == "kept":
@@ -155,7 +151,9 @@ class Home:
             self.tracked.add(subject)
         elif what == "shown":
             self.shown[subject] = int(detail)
-        elif what != "jumped":
+        elif what == "jumped":
+            self.jumps += 1
+        else:
             self.problems.add("%s %s %s" % (self.name, what, subject))
 
     def end(self, kill):
@@ -272,8 +270,7 @@ class Soak:
         self.server = Server(programs, folder + "/server")
         self.homes = [Home(name, programs, folder, self.server) for name in "AB"]
         self.lasting, self.killed = self.homes
-        self.kills = {"application": 0, "extensions": 0}
-        self.looks = 0
+        self.kills = self.looks = 0
 
     def run(self):
         for home in self.homes:
@@ -299,7 +296,7 @@ class Soak:
             if now > due["kill"]:
                 due["kill"] = now + random.uniform(0.2, 4)
                 self.killed.end(True)
-                self.kills["application"] += 1
+                self.kills += 1
                 self.killed.start()
             time.sleep(random.uniform(0, 0.1))
         self.lasting.end(False)
@@ -325,27 +322,19 @@ class Soak:
         home.look()
 
     def report(self, seconds, levels):
-        said = sum((home.said for home in self.homes), Counter())
         problems = set().union(*(home.problems for home in self.homes))
         problems |= {"doubled: event " + number for number, ids in self.server.taken.items() if len(ids) > 1}
         if self.server.overflows:
             problems.add("the server's list of requests was too short %d times" % self.server.overflows)
-        killed = sum(not whole for home in self.homes for whole, _ in home.appended)
-        count = lambda word: sum(word + ": " in problem for problem in problems)
-        print("%d s, %d clean starts; kills: %d of the application, %d of extensions; clock set %d times" % (
-            seconds, self.looks, self.kills["application"], killed, said["jumped"]))
-        print("messages: %d acknowledged, %d removed, %d from extensions; events: %d tracked, %d refused; "
-              "requests: %d, %d with a fault" % (
-                  sum(len(home.kept) for home in self.homes), said["removed"], sum(home.written for home in self.homes),
-                  said["tracked"], sum(len(home.refused()) for home in self.homes), self.server.requests,
-                  self.server.faults))
+        total = lambda count: sum(count(home) for home in self.homes)
+        print("%d s, %d clean starts, %d kills, %d requests with a fault; messages: %d acknowledged, %d removed, %d from "
+              "extensions; %d events; clock set %d times" % (
+                  seconds, self.looks, self.kills, self.server.faults, total(lambda home: len(home.kept)),
+                  total(lambda home: len(home.removed)), total(lambda home: home.written),
+                  total(lambda home: len(home.tracked)), total(lambda home: home.jumps)))
         lines = [level.report() for level in levels]
-        for line, _ in lines:
-            print(line)
-        print("lost: %d, doubled: %d, back again: %d, problems in all: %d" % (
-            count("lost"), count("doubled"), count("back again"), len(problems)))
-        for problem in sorted(problems)[:30]:
-            print("  " + problem)
+        for text in [line for line, _ in lines] + ["%d problems" % len(problems)] + sorted(problems)[:30]:
+            print(text)
         return not problems and all(level for _, level in lines)
 
     def stop(self):

@@ -103,9 +103,7 @@ class Application {
  public:
   Application(const std::string& home, const std::string& server, std::string name)
       : name_(std::move(name)), random_(std::hash<std::string>()(name_)) {
-    zn::HeadlessDevice::Options options;
-    options.home = home;
-    const auto device = std::make_shared<zn::HeadlessDevice>(options);
+    const auto device = std::make_shared<zn::HeadlessDevice>(zn::HeadlessDevice::Options{.home = home});
     device->notifications = std::make_unique<zn::NotificationRecorder>();
     auto clock = std::make_unique<SetClock>(std::move(device->clock));
     clock_ = clock.get();

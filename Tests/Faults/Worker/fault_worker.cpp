@@ -47,27 +47,26 @@ void tell(const std::string& line) {
   std::cout << line << std::endl;
 }
 
-Value payload(const std::string& campaign) {
-  return Value::dictionary({{"aps", Value::dictionary({{"alert", "Your order " + campaign}})},
-                            {"zintar", Value::dictionary({{"cid", campaign}, {"app_id", "app-1"}})}});
+Value json(const std::string& text) { return zn::parseJson(text).value(); }
+
+std::string payload(const std::string& campaign) {
+  return R"({"aps": {"alert": "Your order"}, "zintar": {"cid": ")" + campaign + R"(", "app_id": "app-1"}})";
 }
 
 using Names = std::vector<std::string>;
 
 Value inboxAnswer(const Names& campaigns) {
   Value messages = Value::array();
-  for (const std::string& each : campaigns) messages.append(Value::dictionary({{"data", payload(each)}}));
+  for (const std::string& each : campaigns) messages.append(json(R"({"data": )" + payload(each) + "}"));
   return Value::dictionary({{"messagesInfo", messages}});
 }
 
 Value triggerAnswer(const Names& campaigns) {
   Value list = Value::array();
   for (const std::string& each : campaigns) {
-    list.append(Value::dictionary({{"campaign_id", each},
-                                   {"trigger_event_name", "opened"},
-                                   {"status", "active"},
-                                   {"expiry", 4070908800000},
-                                   {"payload", payload(each)}}));
+    list.append(json(R"({"campaign_id": ")" + each + R"(", "trigger_event_name": "opened", "status": "active",
+                         "expiry": 4070908800000, "payload": )" +
+                     payload(each) + "}"));
   }
   return Value::dictionary({{"campaigns", list}});
 }
@@ -78,8 +77,7 @@ class Application {
   explicit Application(const std::string& home) : device_(zn::Simulator::install({.home = home})) {
     device_->setEffectObserver([this](const zn::Effect& effect) { noteEffect(effect); });
     device_->setServerAnswer(kEvents, Value::dictionary());
-    ZNConfigDataManager::sharedInstance()->apply(
-        Value::dictionary({{"server", Value::dictionary({{"endpoints", Value::dictionary({{"1", "/events"}})}})}}));
+    ZNConfigDataManager::sharedInstance()->apply(json(R"({"server": {"endpoints": {"1": "/events"}}})"));
   }
   zn::Simulator& device() { return *device_; }
   void start() {
@@ -118,7 +116,7 @@ void appendAll(const Names& campaigns) {
   for (const std::string& each : campaigns) {
     std::string error;
     const bool kept = NSUserDefaults::initWithSuiteName(kGroup)->tryAppend(
-        payload(each), {"app-1", zn::payload::pendingNotifications}, error);
+        json(payload(each)), {"app-1", zn::payload::pendingNotifications}, error);
     tell(kept ? "kept inbox " + each + " new" : "said " + error);
   }
 }
@@ -130,7 +128,7 @@ void prepare(Application& application) {
   application.synchronise();
   application.device().holdRequests(kInbox);
   application.synchronise();
-  application.device().tap(payload("c"));  // waits in a file of its own
+  application.device().tap(json(payload("c")));  // waits in a file of its own
   application.device().runUntilIdle();
   appendAll({"p1", "p2"});
   application.track("e1");
@@ -138,7 +136,7 @@ void prepare(Application& application) {
 }
 
 void click(Application& application, const std::string& campaign) {
-  application.device().tap(payload(campaign));
+  application.device().tap(json(payload(campaign)));
   application.device().runUntilIdle();
   tell("done inbox " + campaign + " clicked");
 }
@@ -153,7 +151,7 @@ void drainAndRemove(Application& application, const std::string& campaign) {
 void clickInSync(Application& application, const std::string& campaign, const std::string& fromServer) {
   application.device().holdRequests(kInbox);
   application.synchronise();
-  application.device().tap(payload(campaign));
+  application.device().tap(json(payload(campaign)));
   application.device().advance(2);
   tell("done inbox " + campaign + " clicked");
   application.device().answerOldestRequest(kInbox, inboxAnswer({fromServer}));
@@ -196,12 +194,11 @@ const std::map<std::string, void (*)(Application&)> works{
 
 /// The extension is a process of its own.
 void append(const std::string& home) {
-  zn::HeadlessDevice::Options options;
-  options.home = home;
-  options.mainQueue = zn::HeadlessDevice::MainQueue::pumped;
-  options.backgroundThreads = 1;
-  options.sharedStoresOnly = true;
-  zn::Device::install(std::make_shared<zn::HeadlessDevice>(options));
+  zn::Device::install(std::make_shared<zn::HeadlessDevice>(
+      zn::HeadlessDevice::Options{.home = home,
+                                  .mainQueue = zn::HeadlessDevice::MainQueue::pumped,
+                                  .backgroundThreads = 1,
+                                  .sharedStoresOnly = true}));
   appendAll({"p3", "p4"});
 }
 
