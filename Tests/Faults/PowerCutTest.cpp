@@ -75,42 +75,29 @@ class PowerCuts {
   bool add(const std::string& line) {
     std::istringstream fields(line);
     std::string kind, path, to;
-    int descriptor = -1;
     fields >> kind;
+    if (kind == "operation") return false;
     if (kind == "note") return true;
-    if (kind == "rename" || kind == "link" || kind == "unlink") {
-      fields >> path >> to;
-      Names names;
-      if (kind != "unlink") names[to] = present_.at(path);
-      if (kind != "link") names[path] = nullptr;
-      change(kind == "link" ? to : path, names);
-      return true;
-    }
-    if (kind == "operation" || !(fields >> descriptor)) return false;
-    Open& file = open_[descriptor];
-    Write write;
-    if (kind == "write") {
+    fields >> path;
+    path = std::filesystem::path(path).lexically_normal();
+    if (path.ends_with('/')) path.pop_back();
+    if (kind == "create") {
+      change(path, {{path, std::make_shared<File>()}});
+    } else if (kind == "rename") {
+      fields >> to;
+      change(path, {{to, present_.at(path)}, {path, nullptr}});
+    } else if (kind == "link") {
+      fields >> to;
+      change(to, {{to, present_.at(path)}});
+    } else if (kind == "unlink") {
+      change(path, {{path, nullptr}});
+    } else if (kind == "sync") {
+      sync(path);
+    } else {
+      Write write{.isTruncation = kind == "truncate"};
       fields >> write.offset >> write.bytes;
       write.bytes = fromHex(write.bytes);
-      file.file->pending.push_back(write);
-    } else if (kind == "truncate") {
-      write.isTruncation = true;
-      fields >> write.offset;
-      file.file->pending.push_back(write);
-    } else if (kind == "sync") {
-      sync(file);
-    } else if (kind == "close") {
-      open_.erase(descriptor);
-      return false;
-    } else {
-      fields >> path;
-      file.path = std::filesystem::path(path).lexically_normal();
-      if (file.path.ends_with('/')) file.path.pop_back();
-      if (kind == "create") change(file.path, {{file.path, std::make_shared<File>()}});
-      const auto found = present_.find(file.path);
-      file.file = found == present_.end() ? nullptr : found->second;
-      if (kind == "empty") file.file->pending.push_back({.isTruncation = true});
-      return kind != "open";
+      present_.at(path)->pending.push_back(write);
     }
     return true;
   }
@@ -141,10 +128,6 @@ class PowerCuts {
 
  private:
   using Names = std::map<std::string, std::shared_ptr<File>>;
-  struct Open {
-    std::string path;
-    std::shared_ptr<File> file;  // none of a folder
-  };
   struct Change {
     std::string folder;
     Names names;  // without a file: one that is gone
@@ -160,16 +143,16 @@ class PowerCuts {
     pending_.push_back({folderOf(path), names});
     apply(pending_.back(), present_);
   }
-  void sync(const Open& open) {
-    if (open.file) {
-      open.file->synced = open.file->contents();
-      open.file->pending.clear();
+  void sync(const std::string& path) {
+    if (const auto file = present_.find(path); file != present_.end()) {
+      file->second->synced = file->second->contents();
+      file->second->pending.clear();
       return;
     }
     for (const Change& each : pending_) {
-      if (each.folder == open.path) apply(each, synced_);
+      if (each.folder == path) apply(each, synced_);
     }
-    std::erase_if(pending_, [&](const Change& each) { return each.folder == open.path; });
+    std::erase_if(pending_, [&](const Change& each) { return each.folder == path; });
   }
   std::vector<Names> possibleNames() const {
     std::vector<Names> possible{synced_};
@@ -192,7 +175,6 @@ class PowerCuts {
   Names synced_;
   Names present_;
   std::vector<Change> pending_;
-  std::map<int, Open> open_;
 };
 
 class PowerCut : public zn::test::Works {};

@@ -126,8 +126,8 @@ int opened(int folder, const char* path, int flags, mode_t mode) {
   const int file = REAL(openat)(folder, path, flags, mode);
   if (file < 0 || file >= kMostDescriptors) return file;
   files->paths[file] = name;
-  const char* const kind = !existed ? "create" : flags & O_TRUNC ? "empty" : "open";
-  trace(std::string(kind) + "\t" + std::to_string(file) + "\t" + name);
+  if (!existed) trace("create\t" + name);
+  if (existed && flags & O_TRUNC) trace("truncate\t" + name + "\t0");
   return file;
 }
 
@@ -152,7 +152,7 @@ ssize_t written(int file, const void* bytes, std::size_t size, off_t offset, con
   }
   const ssize_t result = call(part);
   if (result > 0) {
-    trace("write\t" + std::to_string(file) + "\t" + std::to_string(offset) + "\t" +
+    trace("write\t" + inside(file) + "\t" + std::to_string(offset) + "\t" +
           hex(bytes, static_cast<std::size_t>(result)));
   }
   return result;
@@ -183,7 +183,6 @@ int close(int file) {
   if (inside(file).empty()) return REAL(close)(file);
   const bool failing = fails({EIO}, "close", inside(file));
   files->paths[file].clear();
-  trace("close\t" + std::to_string(file));
   const int result = REAL(close)(file);
   if (!failing) return result;
   errno = EIO;
@@ -208,15 +207,14 @@ ssize_t pwrite(int file, const void* bytes, size_t size, off_t offset) {
   return written(file, bytes, size, offset, [&](size_t part) { return REAL(pwrite)(file, bytes, part, offset); });
 }
 int ftruncate(int file, off_t size) noexcept {
-  return attempted({EIO, EINTR}, "truncate", inside(file), std::to_string(file) + "\t" + std::to_string(size),
+  return attempted({EIO, EINTR}, "truncate", inside(file), inside(file) + "\t" + std::to_string(size),
                    [&] { return REAL(ftruncate)(file, size); });
 }
 int fsync(int file) {
-  return attempted({EIO, ENOSPC, EINTR}, "sync", inside(file), std::to_string(file), [&] { return REAL(fsync)(file); });
+  return attempted({EIO, ENOSPC, EINTR}, "sync", inside(file), inside(file), [&] { return REAL(fsync)(file); });
 }
 int fdatasync(int file) {
-  return attempted({EIO, ENOSPC, EINTR}, "sync", inside(file), std::to_string(file),
-                   [&] { return REAL(fdatasync)(file); });
+  return attempted({EIO, ENOSPC, EINTR}, "sync", inside(file), inside(file), [&] { return REAL(fdatasync)(file); });
 }
 int flock(int file, int operation) noexcept {
   if (operation & LOCK_UN) return REAL(flock)(file, operation);
@@ -243,10 +241,7 @@ dirent* readdir(DIR* folder) {
 }
 int closedir(DIR* folder) {
   const int file = dirfd(folder);
-  if (!inside(file).empty()) {
-    files->paths[file].clear();
-    trace("close\t" + std::to_string(file));
-  }
+  if (!inside(file).empty()) files->paths[file].clear();
   return REAL(closedir)(folder);
 }
 
