@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 
 #include "Tests/Support/AnyTypeAnywhere.h"
+#include "Tests/Support/Threads.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
@@ -64,13 +64,9 @@ TEST(PushPreference, OfManyChecksAtOnceOneTracksTheChange) {
   const auto counts = Counts::observing();
   constexpr int kThreads = 4, kChecks = 5;
   const auto checkFromManyThreads = [&](void (ZNNotificationHandler::*check)()) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-      threads.emplace_back([check] {
-        for (int j = 0; j < kChecks; ++j) (*ZNNotificationHandler::sharedInstance().*check)();
-      });
-    }
-    for (auto& thread : threads) thread.join();
+    zn::test::onThreads(kThreads, [check](int) {
+      for (int i = 0; i < kChecks; ++i) (*ZNNotificationHandler::sharedInstance().*check)();
+    });
   };
   checkFromManyThreads(&ZNNotificationHandler::pushEnabled);
   EXPECT_EQ(counts->preferences, 1);

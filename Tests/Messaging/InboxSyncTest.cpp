@@ -2,13 +2,12 @@
 
 #include <filesystem>
 #include <set>
-#include <thread>
 
 #include "Tests/Support/FileSizeLimit.h"
 #include "Tests/Support/InTheWay.h"
 #include "Tests/Support/TestDevice.h"
+#include "Tests/Support/Threads.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZNPlatform/Foundation/PropertyList.h"
@@ -234,15 +233,9 @@ TEST_F(InboxSync, AListThatCannotBeTakenOrEmptiedComesInOnceWhenItCan) {
   EXPECT_EQ(pendingFiles(), 0u);
 }
 
-TEST_F(InboxSync, AnAnswerForTheLastUserIsLeftUnusedWhateverMomentTheResetTakes) {
+TEST_F(InboxSync, AnAnswerThatIsBeingMergedWhenTheInboxIsClearedIsLeftUnused) {
   const Value answer = json(R"({"messagesInfo": [{"data": {"zintar": {"cid": "theirs"}}}]})");
   const auto inbox = relaunch();
-  bool succeeded = true;
-  inbox->syncInboxFromServerRequestWithCompletionBlock([&](bool success, const Value&) { succeeded = success; });
-  ZNMessaging::sharedInstance()->clearUserInfo();
-  server->answerAll(answer);
-  EXPECT_FALSE(succeeded);
-
   auto& clock = device.watchClock();
   clock.isTheMoment = [&] { return device.log().back().starts_with("Inbox messages are : "); };  // it is being merged
   clock.action = [&] { inbox->clearInboxData(); };
@@ -304,19 +297,15 @@ TEST_F(InboxSync, SynchronisationsRemovalsAndClearingFromManyThreadsLeaveAllInSt
   const auto inbox = relaunch();
   const auto tally = std::make_shared<Tally>();
   inbox->addObserver(tally);
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 3; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int i = 0; i < 20; ++i) {
-        const std::string id = std::to_string(thread) + "-" + std::to_string(i);
-        leave(R"([{"zintar": {"cid": ")" + id + R"("}}, {"zintar": {"cid": "x)" + id + R"("}}])");
-        inbox->syncInboxNotificationsWithCompletionHandler(nullptr);
-        inbox->removeNotificationForCampaignID(id);
-        if (i == 10) inbox->clearInboxData();
-      }
-    });
-  }
-  for (std::thread& each : threads) each.join();
+  zn::test::onThreads(3, [&](int thread) {
+    for (int i = 0; i < 20; ++i) {
+      const std::string id = std::to_string(thread) + "-" + std::to_string(i);
+      leave(R"([{"zintar": {"cid": ")" + id + R"("}}, {"zintar": {"cid": "x)" + id + R"("}}])");
+      inbox->syncInboxNotificationsWithCompletionHandler(nullptr);
+      inbox->removeNotificationForCampaignID(id);
+      if (i == 10) inbox->clearInboxData();
+    }
+  });
   synced(inbox);
   device.device().runPending();
   Ids ids = idsOf(inbox);

@@ -4,10 +4,10 @@
 #include <atomic>
 #include <cstdlib>
 #include <latch>
-#include <thread>
 
 #include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
+#include "Tests/Support/Threads.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
@@ -63,30 +63,25 @@ TEST(Stress, EveryResponseMeetsOneDelegateInterceptedOnceWhileDelegatesChange) {
   UNNotificationResponse response;
   response.notification.request.content.userInfo = zn::Value::dictionary({{"foreign", 1}});
   std::atomic<int> faults{0};
-  std::atomic<int> assigning{3};
+  constexpr int kAssigning = 3;
+  std::atomic<int> assigning{kAssigning};
   std::latch start(5);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 3; ++i) {
-    threads.emplace_back([&, i] {
-      start.arrive_and_wait();
+  zn::test::onThreads(5, [&](int thread) {
+    start.arrive_and_wait();
+    if (thread < kAssigning) {
       // The host lets go of each at once: what is still in use must live on by itself.
-      for (int n = 0; n < rounds; ++n) center->setDelegate(freshDelegate(n * (i + 1) + i));
+      for (int n = 0; n < rounds; ++n) center->setDelegate(freshDelegate(n * (thread + 1) + thread));
       --assigning;
-    });
-  }
-  for (int i = 0; i < 2; ++i) {
-    threads.emplace_back([&] {
-      start.arrive_and_wait();
-      while (assigning > 0) {
-        handledByModule = handledByHost = 0;
-        metTheWrongOne = false;
-        const bool reached = center->deliverResponse(response, [] {}) != zn::Delivery::nobody;
-        const int expected = reached ? 1 : 0;
-        if (handledByModule != expected || handledByHost != expected || metTheWrongOne) ++faults;
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+      return;
+    }
+    while (assigning > 0) {
+      handledByModule = handledByHost = 0;
+      metTheWrongOne = false;
+      const bool reached = center->deliverResponse(response, [] {}) != zn::Delivery::nobody;
+      const int expected = reached ? 1 : 0;
+      if (handledByModule != expected || handledByHost != expected || metTheWrongOne) ++faults;
+    }
+  });
   EXPECT_EQ(faults, 0);
 
   // When all is quiet nothing stays intercepted.
