@@ -21,11 +21,6 @@ struct Counts : zn::AnalyticsObserver {
     if (name == kEventNamePushPreferenceChanged) ++preferences;
   }
   void userAttributeSet(const std::string&, const Value&) override { ++attributes; }
-  static std::shared_ptr<Counts> observing() {
-    auto counts = std::make_shared<Counts>();
-    ZNAnalytics::sharedInstance()->setObserver(counts);
-    return counts;
-  }
   std::atomic<int> preferences{0}, attributes{0};
 };
 
@@ -61,7 +56,8 @@ TEST(ClickActions, AnyTypeAnywhereInARichTemplateCountsAsNotThere) {
 // Settings arrive on a queue of the device's choosing, so two checks may see their answers at the same time.
 TEST(PushPreference, OfManyChecksAtOnceOneTracksTheChange) {
   TestDevice device;
-  const auto counts = Counts::observing();
+  const auto counts = std::make_shared<Counts>();
+  ZNAnalytics::sharedInstance()->setObserver(counts);
   constexpr int kThreads = 4, kChecks = 5;
   const auto checkFromManyThreads = [&](void (ZNNotificationHandler::*check)()) {
     zn::test::onThreads(kThreads, [check](int) {

@@ -188,8 +188,6 @@ TEST_F(InboxSync, ABatchThatCannotBeUsedIsKeptAside) {
   EXPECT_EQ(synced(inbox), Ids{});
   EXPECT_TRUE(zn::fileExistsAtPath(batch + ".unreadable"));
   EXPECT_FALSE(zn::fileExistsAtPath(batch));
-  inbox->forgetUnreadableFiles();
-  EXPECT_FALSE(zn::fileExistsAtPath(batch + ".unreadable"));
 }
 
 TEST_F(InboxSync, WhatCannotBeReadNowKeepsItsBatchesAndComesInLater) {

@@ -88,10 +88,6 @@ class Application {
     ZNInboxHandler::sharedInstance()->syncInboxNotificationsWithCompletionHandler(nullptr);
     device_->runUntilIdle();
   }
-  void synchroniseTriggers() {
-    ZNDeviceTriggersHandler::sharedInstance()->syncDeviceTriggersWithCompletionBlock(nullptr);
-    device_->runUntilIdle();
-  }
   void track(const std::string& name) {
     ZNAnalytics::sharedInstance()->trackEvent(name, nullptr);
     tell("tracked event " + name);
@@ -162,7 +158,8 @@ void clickInSync(Application& application, const std::string& campaign, const st
 void triggers(Application& application, const std::string& campaign) {
   application.device().setServerAnswer(kTriggers, triggerAnswer({campaign}));
   application.device().advance(4000);  // the last synchronisation is too young before
-  application.synchroniseTriggers();
+  ZNDeviceTriggersHandler::sharedInstance()->syncDeviceTriggersWithCompletionBlock(nullptr);
+  application.device().runUntilIdle();
   tell("done trigger " + campaign);
 }
 
