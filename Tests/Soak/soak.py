@@ -206,7 +206,7 @@ class Home:
     def look(self):
         """A clean start, while nobody else works on this home: what is lost, and what is there twice?"""
         self.reap(last=True)
-        process = self.spawn("check")
+        process = self.process = self.spawn("check")
         lines = [line.split() for line in process.communicate(timeout=2 * PATIENCE)[0].splitlines()]
         self.log.close()
         self.server.collect()

@@ -24,8 +24,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -65,9 +65,12 @@ __attribute__((constructor)) void begin() {
   files = made;
 }
 
-/// What can go wrong with an operation; 0 is a short write.
-using Errors = std::vector<int>;
-const Errors kNoChange{EIO, ENOSPC, EACCES, EROFS};
+/// What can go wrong with an operation; 0 is a short write. Without memory of its own: some come before there is any.
+using Errors = std::initializer_list<int>;
+constexpr Errors kOpen{EIO, EMFILE, EACCES, EINTR};
+constexpr Errors kOpenToWrite{EIO, EMFILE, EACCES, EINTR, EROFS};
+constexpr Errors kCreate{EIO, EMFILE, EACCES, EINTR, EROFS, ENOSPC};
+constexpr Errors kNoChange{EIO, ENOSPC, EACCES, EROFS};
 
 /// The path below the home, or "" for a path elsewhere.
 std::string inside(int folder, const char* path) {
@@ -118,10 +121,8 @@ std::string hex(const void* bytes, std::size_t size) {
 int opened(int folder, const char* path, int flags, mode_t mode) {
   const std::string name = inside(folder, path);
   if (name.empty()) return REAL(openat)(folder, path, flags, mode);
-  Errors errors{EIO, EMFILE, EACCES, EINTR};
-  if ((flags & O_ACCMODE) != O_RDONLY) errors.push_back(EROFS);
-  if (flags & O_CREAT) errors.push_back(ENOSPC);
-  if (fails(errors, "open", name)) return -1;
+  const bool writes = (flags & O_ACCMODE) != O_RDONLY;
+  if (fails(flags & O_CREAT ? kCreate : writes ? kOpenToWrite : kOpen, "open", name)) return -1;
   const bool existed = syscall(SYS_faccessat, folder, path, F_OK) == 0;
   const int file = REAL(openat)(folder, path, flags, mode);
   if (file < 0 || file >= kMostDescriptors) return file;
