@@ -41,7 +41,6 @@ TEST(ExtensionCrash, WhatKilledWritersLeftComesInOnceWhileTheHostDrains) {
   const auto inbox = std::make_shared<ZNInboxHandler>();
   const auto counter = std::make_shared<AddedCounter>();
   inbox->addObserver(counter);
-  ZNConfigDataManager::sharedInstance()->apply(zn::Value::dictionary({{"appID", "app-1"}}));
   const auto drain = [&] {
     inbox->syncNotificationsFromExtension(nullptr);
     inbox->updateInboxStorage();

@@ -65,14 +65,12 @@ name = lambda o: at(o["$class"])["$classname"]
 root = at(archive["$top"]["root"])
 messages = at(root["zin_inbox_messages"])
 entry = at(messages["NS.objects"][0])
-print(archive["$archiver"], name(root), name(messages), name(entry), name(at(entry["zintarDict"])))
-print(sorted(entry), at(entry["title"]), at(entry["receivedDate"])["NS.time"])
+print(name(root), name(messages), name(entry), name(at(entry["zintarDict"])), *sorted(entry))
 )";
   EXPECT_EQ(zn::test::outputOfPython(folder / "describe.py", device.inboxFile()),
-            "NSKeyedArchiver ZNInboxData NSMutableArray ZNInboxModel NSMutableDictionary\n"
-            "['$class', 'body', 'cid', 'clickedDate', 'deepLinkURL', 'inboxExpiryDate', 'isRead', 'mediaURL', "
-            "'notificationPayload', 'receivedDate', 'richLandingURL', 'screenData', 'screenName', 'sound', "
-            "'subTitle', 'title', 'zintarDict'] Your order c1 is on its way 721692800.0\n");
+            "ZNInboxData NSMutableArray ZNInboxModel NSMutableDictionary $class body cid clickedDate deepLinkURL "
+            "inboxExpiryDate isRead mediaURL notificationPayload receivedDate richLandingURL screenData screenName "
+            "sound subTitle title zintarDict\n");
 }
 
 TEST(InboxStore, AFileThatCannotBeReadNowStaysAndWhatComesMeanwhileIsMergedLater) {
@@ -191,8 +189,6 @@ TEST(InboxStore, TheTimeOfTheLastSynchronisationMovesInFromOlderVersionsOnce) {
   const auto store = launched();
   EXPECT_EQ(store->inboxData()->lastUpdatedFromServerSync(), Date{1650000000});
   EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->objectForKey("ZN_lastUpdatedTimeForInbox").isNil());
-  store->clearInboxData();
-  EXPECT_EQ(store->inboxData()->lastUpdatedFromServerSync(), Date{0});
 }
 
 }  // namespace

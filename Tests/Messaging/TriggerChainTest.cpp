@@ -9,7 +9,6 @@
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
-#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNPlatform/NotificationRecorder.h"
 
 namespace {

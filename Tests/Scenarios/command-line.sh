@@ -77,7 +77,6 @@ go lines
 [ -z "$(ls -A tmp)" ] || fail "left behind: $(ls -A tmp)"
 refused '{"do": "fly"}' 'unknown command "fly"'
 [ -z "$(ls -A tmp)" ] || fail "left behind: $(ls -A tmp)"
-unset TMPDIR
 
 # The answer to a command is there before the next one is asked for, and one home belongs to one process at a time.
 mkfifo commands answers
@@ -94,7 +93,6 @@ go --home made/for/it lines
 [ "$status" = 0 ] || fail "the home is free again"
 
 # Nothing stays behind either when the process is told to end, or when nobody reads any more.
-export TMPDIR="$work/tmp"
 "$zinsim" <commands >answers &
 exec 3>commands 4<answers
 echo '{"do": "exists", "path": "Library"}' >&3

@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <random>
 
 #include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
 #include "Tests/Support/Threads.h"
-#include "ZNAnalytics/ZNAnalytics.h"
-#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"

@@ -180,8 +180,20 @@ void day(Application& application) {
   }
 }
 
+void check(Application& application) {
+  application.synchronise();
+  application.flush();
+  const zn::InboxListPtr entries = ZNInboxHandler::sharedInstance()->getAllNotificationModelObjs();
+  for (const auto& entry : *entries) {
+    tell("inbox " + std::string(entry->campaignID().string()) + (entry->clickedDate().isNil() ? " new" : " clicked"));
+  }
+  const auto fields = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields();
+  for (const auto& campaign : fields.campaigns()) tell("trigger " + std::string(campaign->campaignID().string()));
+}
+
 const std::map<std::string, void (*)(Application&)> works{
     {"prepare", prepare},
+    {"check", check},
     {"click", [](Application& application) { click(application, "a"); }},
     {"drain", [](Application& application) { drainAndRemove(application, "p2"); }},
     {"clickInSync", [](Application& application) { clickInSync(application, "b", "d"); }},
@@ -199,33 +211,18 @@ void append(const std::string& home) {
   appendAll({"p3", "p4"});
 }
 
-void check(const std::string& home) {
-  Application application(home);
-  application.start();
-  application.synchronise();
-  application.flush();
-  const zn::InboxListPtr entries = ZNInboxHandler::sharedInstance()->getAllNotificationModelObjs();
-  for (const auto& entry : *entries) {
-    tell("inbox " + std::string(entry->campaignID().string()) + (entry->clickedDate().isNil() ? " new" : " clicked"));
-  }
-  const auto fields = ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->fields();
-  for (const auto& campaign : fields.campaigns()) tell("trigger " + std::string(campaign->campaignID().string()));
-}
-
 int run(const std::string& home, const std::string& work) {
   try {
     if (work == "append") {
       append(home);
-    } else if (work == "check") {
-      check(home);
-    } else {
-      Application application(home);
-      if (work != "prepare") application.start();
-      works.at(work)(application);
-      if (work == "prepare") return 0;
-      application.device().enterForeground();  // when every store tries again
-      application.device().runUntilIdle();
+      return 0;
     }
+    Application application(home);
+    if (work != "prepare") application.start();
+    works.at(work)(application);
+    if (work == "prepare") return 0;
+    application.device().enterForeground();  // when every store tries again
+    application.device().runUntilIdle();
     return 0;
   } catch (const zn::Exception& problem) {
     tell("said " + problem.reason());  // the device cannot be made, and the host knows
