@@ -16,7 +16,6 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "Tests/Support/TestHome.h"
@@ -90,7 +89,7 @@ class Works : public ::testing::TestWithParam<const char*> {
   /// Of so many, or of all if ZN_FAULTS=all is in the environment.
   static std::size_t stepOf(std::size_t sample) {
     const char* const scope = std::getenv("ZN_FAULTS");
-    return scope && std::string_view(scope) == "all" ? 1 : sample;
+    return scope && std::string(scope) == "all" ? 1 : sample;
   }
 
   const MemoryFolder folder;

@@ -69,28 +69,45 @@ TEST_F(DelegateProxy, AReceiverThatTheSavedImplementationDoesNotTakeHasItsOwn) {
   EXPECT_EQ(b->isa().instanceMethod(selector), a->isa().instanceMethod(selector)) << "one replacement for all classes";
 }
 
-/// An observer of the centre's delegate that uses the module when told, and lets another thread do so too.
-class Curious : public Host<'C'> {
+/// Does something whenever it is told of the centre's delegate.
+class Watcher : public Host<'W'> {
  public:
+  explicit Watcher(std::function<void()> then) : then_(std::move(then)) {}
   void observeValueForKeyPath(const std::string&, const std::shared_ptr<zn::Object>&, const zn::KeyValueChange&,
                               const void*) override {
-    seen = ZNMessaging::sharedInstance();
-    other = std::async(std::launch::async, [] { ZNMessaging::sharedInstance(); });
-    otherHasIt = other.wait_for(std::chrono::milliseconds(100)) == std::future_status::ready;
+    then_();
   }
-  std::shared_ptr<ZNMessaging> seen;
-  std::future<void> other;
-  bool otherHasIt = false;
+
+ private:
+  const std::function<void()> then_;
 };
 
 TEST_F(DelegateProxy, WhoIsToldOfTheFacadesStartMayUseItAndOtherThreadsWait) {
-  const auto curious = std::make_shared<Curious>();
-  center_->addObserver(curious, "delegate", NSKeyValueObservingOptionNew, nullptr);
+  std::shared_ptr<ZNMessaging> seen;
+  std::future<void> other;
+  const auto watcher = std::make_shared<Watcher>([&] {
+    seen = ZNMessaging::sharedInstance();
+    other = std::async(std::launch::async, [] { ZNMessaging::sharedInstance(); });
+    EXPECT_EQ(other.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+  });
+  center_->addObserver(watcher, "delegate", NSKeyValueObservingOptionNew, nullptr);
   const auto facade = ZNMessaging::sharedInstance();
   EXPECT_EQ(center_->delegate(), facade);
-  EXPECT_EQ(curious->seen, facade);
-  EXPECT_FALSE(curious->otherHasIt);
-  curious->other.wait();
+  EXPECT_EQ(seen, facade);
+  other.wait();
+}
+
+TEST_F(DelegateProxy, AResponseMeetsTheOldDelegateInterceptedUntilAllWereToldOfTheNewOne) {
+  const auto a = std::make_shared<Host<'A'>>();
+  const auto b = std::make_shared<Host<'B'>>();
+  proxy_.swizzleMethodsIfPossible();
+  center_->setDelegate(a);
+  const auto watcher = std::make_shared<Watcher>([this] { tap(); });
+  center_->addObserver(watcher, "delegate", NSKeyValueObservingOptionNew, nullptr);
+  center_->setDelegate(b);
+  EXPECT_EQ(take(), (Strings{"module", "HostA"}));
+  tap();
+  EXPECT_EQ(take(), (Strings{"module", "HostB"}));
 }
 
 TEST_F(DelegateProxy, AProxyThatEndsLeavesNothingBehind) {

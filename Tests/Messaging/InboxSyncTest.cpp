@@ -8,6 +8,7 @@
 #include "Tests/Support/TestDevice.h"
 #include "Tests/Support/Threads.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZNPlatform/Foundation/PropertyList.h"
@@ -16,7 +17,6 @@
 namespace {
 
 using zn::Value;
-using zn::test::InTheWay;
 using zn::test::json;
 
 /// Keeps every request until the test answers it.
@@ -197,7 +197,7 @@ TEST_F(InboxSync, WhatCannotBeReadNowKeepsItsBatchesAndComesInLater) {
   ASSERT_TRUE(zn::fileExistsAtPath(pending() + "/1.plist"));
 
   // The folder cannot be listed.
-  auto inTheWay = std::make_unique<InTheWay>(pending());
+  auto inTheWay = std::make_unique<zn::test::InTheWay>(pending());
   const auto blind = relaunch();
   inTheWay = nullptr;
   clickDuringSync(blind, "b");
@@ -205,7 +205,7 @@ TEST_F(InboxSync, WhatCannotBeReadNowKeepsItsBatchesAndComesInLater) {
 
   // One batch cannot be read.
   const std::string batch = pending() + "/1.plist";
-  inTheWay = std::make_unique<InTheWay>(batch);
+  inTheWay = std::make_unique<zn::test::InTheWay>(batch);
   const auto third = relaunch();
   EXPECT_EQ(synced(third), Ids{"b"});
   EXPECT_FALSE(zn::fileExistsAtPath(batch + ".unreadable"));
@@ -229,9 +229,15 @@ TEST_F(InboxSync, AListThatCannotBeTakenOrEmptiedComesInOnceWhenItCan) {
   EXPECT_EQ(pendingFiles(), 0u);
 }
 
-TEST_F(InboxSync, AnAnswerThatIsBeingMergedWhenTheInboxIsClearedIsLeftUnused) {
+TEST_F(InboxSync, AnAnswerForTheLastUserIsLeftUnusedWhateverMomentTheResetTakes) {
   const Value answer = json(R"({"messagesInfo": [{"data": {"zintar": {"cid": "theirs"}}}]})");
   const auto inbox = relaunch();
+  bool succeeded = true;
+  inbox->syncInboxFromServerRequestWithCompletionBlock([&](bool success, const Value&) { succeeded = success; });
+  ZNMessaging::sharedInstance()->clearUserInfo();
+  server->answerAll(answer);
+  EXPECT_FALSE(succeeded);
+
   auto& clock = device.watchClock();
   clock.isTheMoment = [&] { return device.log().back().starts_with("Inbox messages are : "); };  // it is being merged
   clock.action = [&] { inbox->clearInboxData(); };

@@ -44,23 +44,6 @@ using First = Delegate<'1'>;
 using Second = Delegate<'2'>;
 using Child = Delegate<'c', First>;
 
-/// Clears the delegate, from within the notification, whenever it becomes a `Child`.
-class Clearing : public zn::Object {
- public:
-  const zn::Class& isa() const override {
-    static const zn::Class& mine = *zn::Class::define("Clearing");
-    return mine;
-  }
-  void observeValueForKeyPath(const std::string&, const std::shared_ptr<zn::Object>& object,
-                              const zn::KeyValueChange& change, const void*) override {
-    const auto& next = *change.newValue;
-    if (next && next->isa().name() == "c" && ++count % 4 == 0) {
-      std::static_pointer_cast<UNUserNotificationCenter>(object)->setDelegate(nullptr);
-    }
-  }
-  int count = 0;  // assignments take turns, so it needs no lock
-};
-
 std::shared_ptr<zn::Object> freshDelegate(int number) {
   const std::shared_ptr<zn::Object> fresh[] = {std::make_shared<First>(), std::make_shared<Second>(),
                                                std::make_shared<Child>(), nullptr};
@@ -73,8 +56,6 @@ TEST(Stress, EveryResponseMeetsOneDelegateInterceptedOnceWhileDelegatesChange) {
   const auto center = UNUserNotificationCenter::currentNotificationCenter();
   NSNotificationCenter::defaultCenter()->addObserver(center, Zintar_Notification_Received_Notification,
                                                      [](const NSNotification&) { ++handledByModule; });
-  const auto clearing = std::make_shared<Clearing>();
-  center->addObserver(clearing, "delegate", NSKeyValueObservingOptionNew, nullptr);
   ZNAppDelegateMessagingProxy::sharedProxy()->swizzleMethodsIfPossible();
 
   UNNotificationResponse response;
