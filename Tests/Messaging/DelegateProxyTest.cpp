@@ -38,19 +38,19 @@ class Host : public zn::Object {
 class DelegateProxy : public testing::Test {
  protected:
   DelegateProxy() {
+    response_.notification.request.content.userInfo = zn::Value::dictionary({{"a", 1}});
     NSNotificationCenter::defaultCenter()->addObserver(owner_, Zintar_Notification_Received_Notification,
                                                        [](const NSNotification&) { called.push_back("module"); });
   }
   void tap() {
-    UNNotificationResponse response;
-    response.notification.request.content.userInfo = zn::Value::dictionary({{"a", 1}});
-    center_->deliverResponse(response, [] {});
+    center_->deliverResponse(response_, [] {});
   }
   static Strings take() { return std::exchange(called, {}); }
 
   zn::test::TestDevice device_;
   const std::shared_ptr<int> owner_ = std::make_shared<int>(0);
   ZNAppDelegateMessagingProxy& proxy_ = *ZNAppDelegateMessagingProxy::sharedProxy();
+  UNNotificationResponse response_;
   const Center center_ = UNUserNotificationCenter::currentNotificationCenter();
 };
 
@@ -63,7 +63,7 @@ TEST_F(DelegateProxy, AReceiverThatTheSavedImplementationDoesNotTakeHasItsOwn) {
   tap();
   EXPECT_EQ(take(), (Strings{"module", "HostA"}));
   const zn::Selector selector(kSelectorDidReceiveNotificationResponse);
-  zin_swizzle_didReceiveNotificationResponseWithHandler()->call<void>(*a, selector, center_, UNNotificationResponse(),
+  zin_swizzle_didReceiveNotificationResponseWithHandler()->call<void>(*a, selector, center_, response_,
                                                                       std::function<void()>());
   EXPECT_EQ(take(), Strings{"HostA"}) << "without its completion it is none of the platform's";
   EXPECT_EQ(b->isa().instanceMethod(selector), a->isa().instanceMethod(selector)) << "one replacement for all classes";
