@@ -161,8 +161,6 @@ TEST(RetryPauses, GrowSpreadAndHonourWhatTheServerAsksFor) {
   EXPECT_EQ(pause.after(1, 0, 1), 15);
   EXPECT_EQ(pause.after(3, 0, 0.5), 40);
   EXPECT_EQ(pause.after(4'000'000'000, 0, 0.5), 1800);
-  EXPECT_EQ(pause.after(1, 7, 0.5), 12);
-  EXPECT_EQ(pause.after(1, 3600, 0), 3600);
   EXPECT_EQ(pause.after(1, 3600, 0.5), 4500) << "spread over more than the pause: many wait for the same moment";
   EXPECT_EQ(pause.after(1, 1e12, 0), 86400);
 }
@@ -188,40 +186,39 @@ TEST(RetryPolicy, LetsWhoAsksWaitBrieflyAndTheDeviceItselfForLong) {
 
 TEST(EventQueue, SurvivesHalfWrittenLinesAndStaysBounded) {
   TestDevice device;
-  {
-    zn::EventQueue queue;
-    queue.append(Value::dictionary({{"name", "first"}}));
-  }
   const std::string file = device.home() + "/Library/ZNAnalytics/Events.jsonl";
+  const auto append = [](zn::EventQueue& to, const std::string& name, const Value& more = zn::nil) {
+    to.append(Value::dictionary({{"name", name}, {"more", more}}));
+  };
+  const auto readAll = [](zn::EventQueue& from) { return from.read(1000, zn::EventQueue::maximumBytes); };
+  {
+    zn::EventQueue before;
+    append(before, "first");
+  }
   std::ofstream(file, std::ios::app) << "{\"name\": \"ha";
   zn::EventQueue queue;
-  queue.append(Value::dictionary({{"name", "second"}}));
-  const auto both = queue.read(1000, zn::EventQueue::maximumBytes).events;
+  append(queue, "second");
+  const auto both = readAll(queue).events;
   EXPECT_EQ(names(both), "first second ");
-  EXPECT_EQ(both, queue.read(1000, zn::EventQueue::maximumBytes).events) << "with the same ids, given when it is read";
+  EXPECT_EQ(both, readAll(queue).events) << "with the same ids, given when it is read";
   EXPECT_EQ(both.elements()[0]["id"].length(), 36u);
   EXPECT_NE(both.elements()[0]["id"], both.elements()[1]["id"]);
 
-  const std::string filler(1 << 16, 'x');
-  for (int i = 0; i < 100; ++i) {
-    queue.append(Value::dictionary({{"name", "n" + std::to_string(i)}, {"filler", filler}}));
-  }
+  for (int i = 0; i < 100; ++i) append(queue, "n" + std::to_string(i), std::string(1 << 16, 'x'));
   EXPECT_LE(zn::readFile(file)->size(), static_cast<std::size_t>(zn::EventQueue::maximumBytes));
-  const auto batch = queue.read(1000, zn::EventQueue::maximumBytes);
+  const auto batch = readAll(queue);
   EXPECT_EQ(batch.events.elements().back()["name"], "n99");
-  queue.append(Value::dictionary({{"name", "late"}}));
+  append(queue, "late");
   queue.remove(batch);
-  EXPECT_EQ(names(queue.read(1000, zn::EventQueue::maximumBytes).events), "late ");
-  queue.append(Value::dictionary({{"name", "later"}}));
+  EXPECT_EQ(names(readAll(queue).events), "late ");
+  append(queue, "later");
   queue.remove(queue.read(1, 1));
-  {
-    zn::EventQueue restarted;
-    EXPECT_EQ(names(restarted.read(1000, zn::EventQueue::maximumBytes).events), "later ") << "what was sent is gone";
-  }
-  queue.remove(queue.read(1000, zn::EventQueue::maximumBytes));
+  zn::EventQueue restarted;
+  EXPECT_EQ(names(readAll(restarted).events), "later ") << "what was sent is gone";
+  queue.remove(readAll(queue));
   EXPECT_EQ(zn::readFile(file)->size(), 0u);
-  queue.append(Value::dictionary({{"name", "again"}}));
-  EXPECT_EQ(names(queue.read(1000, zn::EventQueue::maximumBytes).events), "again ");
+  append(queue, "again");
+  EXPECT_EQ(names(readAll(queue).events), "again ");
 }
 
 }  // namespace

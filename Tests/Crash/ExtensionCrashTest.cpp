@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <fstream>
 #include <map>
+#include <numeric>
 #include <random>
 
 #include "Tests/Support/StressScale.h"
@@ -40,7 +41,6 @@ TEST(ExtensionCrash, WhatKilledWritersLeftComesInOnceWhileTheHostDrains) {
   const auto inbox = std::make_shared<ZNInboxHandler>();
   const auto counter = std::make_shared<AddedCounter>();
   inbox->addObserver(counter);
-  ZNConfigDataManager::sharedInstance()->apply(zn::Value::dictionary({{"appID", "app-1"}}));
   const auto drain = [&] {
     inbox->syncNotificationsFromExtension(nullptr);
     inbox->updateInboxStorage();
@@ -60,24 +60,15 @@ TEST(ExtensionCrash, WhatKilledWritersLeftComesInOnceWhileTheHostDrains) {
       writers.push_back(startWriter(device.home(), name));
     }
     // In the first rounds all are killed after a few drains; then they may finish.
-    constexpr int kKillingRounds = 10;
-    if (round < kKillingRounds) {
+    const bool kills = round < 10;
+    if (kills) {
       for (int drains = std::uniform_int_distribution<>(1, 8)(random); drains > 0; --drains) drain();
-      for (const pid_t writer : writers) {
-        kill(writer, SIGKILL);
-        waitpid(writer, nullptr, 0);
-      }
+      for (const pid_t writer : writers) kill(writer, SIGKILL);
     }
-    for (bool running = round >= kKillingRounds; running;) {
+    for (int running = kWriters; running > 0;) {
       drain();
-      running = false;
-      for (pid_t& writer : writers) {
-        int status = 0;
-        if (writer != 0 && waitpid(writer, &status, WNOHANG) == writer) {
-          EXPECT_EQ(status, 0);
-          writer = 0;
-        }
-        running = running || writer != 0;
+      for (int status = 0; running > 0 && waitpid(-1, &status, WNOHANG) > 0; --running) {
+        EXPECT_TRUE(kills || status == 0) << status;
       }
     }
     drain();
@@ -85,11 +76,7 @@ TEST(ExtensionCrash, WhatKilledWritersLeftComesInOnceWhileTheHostDrains) {
       while (counter->times.contains(std::to_string(writer) + "-" + std::to_string(stored[writer]))) ++stored[writer];
     }
     // Nothing beyond a missing one: only what was being written is lost.
-    ASSERT_EQ(counter->times.size(), [&] {
-      std::size_t sum = 0;
-      for (int each : stored) sum += each;
-      return sum;
-    }());
+    ASSERT_EQ(counter->times.size(), std::accumulate(stored.begin(), stored.end(), std::size_t{0}));
   }
   for (const auto& [id, times] : counter->times) EXPECT_EQ(times, 1) << id;
   EXPECT_EQ(std::make_shared<ZNInboxHandler>()->getAllNotificationCount(), static_cast<std::size_t>(kWriters * count));

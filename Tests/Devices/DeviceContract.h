@@ -13,14 +13,12 @@
 #include <functional>
 #include <memory>
 #include <ostream>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "Tests/Support/PlainDevice.h"
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/File.h"
 
 namespace zn::test {
 
@@ -45,24 +43,6 @@ struct DeviceKind {
 
 inline void PrintTo(const DeviceKind& kind, std::ostream* out) { *out << kind.name; }
 inline std::string nameOfKind(const testing::TestParamInfo<DeviceKind>& info) { return info.param.name; }
-
-/// What happened, in order, from any thread.
-class Record {
- public:
-  void add(std::string what) {
-    const Lock lock(mutex_);
-    all_.push_back(std::move(what));
-  }
-  std::vector<std::string> all() const {
-    const Lock lock(mutex_);
-    return all_;
-  }
-  std::size_t count() const { return all().size(); }
-
- private:
-  mutable Mutex mutex_;
-  std::vector<std::string> all_ ZN_GUARDED_BY(mutex_);
-};
 
 }  // namespace zn::test
 
@@ -199,18 +179,6 @@ TEST_P(DeviceContract, NotificationCompletionsComeOnceAndNeverFromWithinTheCall)
   Strings all = record_->all();
   std::sort(all.begin(), all.end());
   EXPECT_EQ(all, (Strings{"added", "authorization", "delivered", "pending", "settings"}));
-}
-
-TEST_P(DeviceContract, FoldersExistAndTakeFiles) {
-  const zn::DeviceDirectories& directories = *device().directories;
-  const std::set<std::string> folders = {directories.home(), directories.library(), directories.documents(),
-                                         directories.preferences()};
-  EXPECT_EQ(folders.size(), 4u);
-  for (const auto& folder : folders) {
-    EXPECT_TRUE(folder.starts_with(directories.home())) << folder;
-    std::string error;
-    EXPECT_TRUE(zn::replaceFile(folder + "/probe", {}, &error)) << error;
-  }
 }
 
 TEST_P(DeviceContract, BackgroundTasksHaveIdentifiersOfTheirOwn) {

@@ -2,10 +2,11 @@
 
 #include <filesystem>
 #include <set>
-#include <thread>
 
 #include "Tests/Support/FileSizeLimit.h"
+#include "Tests/Support/InTheWay.h"
 #include "Tests/Support/TestDevice.h"
+#include "Tests/Support/Threads.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/File.h"
@@ -18,23 +19,23 @@ namespace {
 using zn::Value;
 using zn::test::json;
 
-/// Keeps every request until the test answers it, or has no answer for any.
+/// Keeps every request until the test answers it.
 class HeldServer final : public ZNNetworkTransport {
  public:
   void execute(const ZNNetworkRequest&, std::function<void(Value)> completion) override {
-    if (isSilent) return completion(zn::nil);
     held.push_back(std::move(completion));
   }
   void answerAll(const Value& response) {
     for (const auto& each : std::exchange(held, {})) each(response);
   }
-  bool isSilent = false;
   std::vector<std::function<void(Value)>> held;
 };
 
 /// A store with a server that the test is; `relaunch` gives the store that the next process would have.
 class InboxSync : public ::testing::Test {
  protected:
+  using Ids = std::vector<std::string>;
+
   InboxSync() {
     ZNNetworkRequest::setTransport(server);
     ZNConfigDataManager::sharedInstance()->apply(json(R"({"queryParams": {}})"));
@@ -42,9 +43,11 @@ class InboxSync : public ::testing::Test {
   ~InboxSync() override { ZNNetworkRequest::setTransport(nullptr); }
 
   static std::shared_ptr<ZNInboxHandler> relaunch() { return std::make_shared<ZNInboxHandler>(); }
-  void sync(const std::shared_ptr<ZNInboxHandler>& inbox) {
+  /// What is there after a synchronisation with a server that has nothing.
+  Ids synced(const std::shared_ptr<ZNInboxHandler>& inbox) {
     inbox->syncInboxNotificationsWithCompletionHandler(nullptr);
     server->answerAll(zn::nil);
+    return idsOf(inbox);
   }
   static void leave(const std::string& payloads) {
     group()->setObject(Value::dictionary({{"zin_pending_notifications", json(payloads)}}), "app-1");
@@ -54,8 +57,8 @@ class InboxSync : public ::testing::Test {
                     zn::binaryPropertyList(Value::dictionary({{"messagesInfo", json(entries)}})));
   }
   static std::shared_ptr<NSUserDefaults> group() { return NSUserDefaults::initWithSuiteName("group.test"); }
-  static std::vector<std::string> idsOf(const std::shared_ptr<ZNInboxHandler>& inbox) {
-    std::vector<std::string> ids;
+  static Ids idsOf(const std::shared_ptr<ZNInboxHandler>& inbox) {
+    Ids ids;
     const zn::InboxListPtr list = inbox->getAllNotificationModelObjs();
     for (const auto& entry : *list) ids.emplace_back(entry->campaignID().string());
     return ids;
@@ -67,7 +70,6 @@ class InboxSync : public ::testing::Test {
     return static_cast<std::size_t>(std::distance(begin(files), end(files)));
   }
 
-  using Ids = std::vector<std::string>;
   zn::test::TestDevice device;
   const std::shared_ptr<HeldServer> server = std::make_shared<HeldServer>();
 };
@@ -92,8 +94,7 @@ TEST_F(InboxSync, WhatWasTakenButNotSavedComesInWithTheNextProcess) {
   device.clock().set(1700086400);
   const auto second = relaunch();
   EXPECT_EQ(idsOf(second), Ids{});
-  sync(second);
-  EXPECT_EQ(idsOf(second), (Ids{"clicked", "later", "older", "", "extension"}));
+  EXPECT_EQ(synced(second), (Ids{"clicked", "later", "older", "", "extension"}));
   const auto clicked = second->fetchInboxEntryForCampaignID("clicked");
   EXPECT_EQ(clicked->receivedDate(), zn::Date{1700000005});
   EXPECT_EQ(clicked->clickedDate(), zn::Date{1700000005});
@@ -121,8 +122,7 @@ TEST_F(InboxSync, AnySaveCountsAndABatchThatNeverLeftTheListIsVoid) {
   zn::replaceFile(pending() + "/2.plist", zn::binaryPropertyList(ghost));
   leave(R"([{"zintar": {"cid": "b"}}])");
   const auto second = relaunch();
-  sync(second);
-  EXPECT_EQ(idsOf(second), (Ids{"a", "b"}));
+  EXPECT_EQ(synced(second), (Ids{"a", "b"}));
   EXPECT_EQ(pendingFiles(), 0u);
 
   // As one that is killed before it is saved, whose inbox is then cleared.
@@ -150,15 +150,13 @@ TEST_F(InboxSync, ASaveThatWasNotTidiedUpContainsItsBatchesAndAnUnfinishedOneDoe
   ASSERT_TRUE(record);
   const auto second = relaunch();
   EXPECT_EQ(pendingFiles(), 0u);
-  sync(second);
-  EXPECT_EQ(idsOf(second), Ids{"stays"});
+  EXPECT_EQ(synced(second), Ids{"stays"});
 
   zn::replaceFile(batch, *kept);
   zn::replaceFile(pending() + "/Saved.plist", *record);
   zn::replaceFile(device.inboxFile(), *before);
   const auto third = relaunch();
-  sync(third);
-  EXPECT_EQ(idsOf(third), (Ids{"removed", "stays"}));
+  EXPECT_EQ(synced(third), (Ids{"removed", "stays"}));
 }
 
 TEST_F(InboxSync, WhatTheOlderFileHoldsComesInOnceAlsoWhereTheFileStayed) {
@@ -175,8 +173,7 @@ TEST_F(InboxSync, WhatTheOlderFileHoldsComesInOnceAlsoWhereTheFileStayed) {
   second->syncNotificationFromOlderPlist(nullptr);
   EXPECT_EQ(idsOf(second), Ids{"stays"});
   leaveOlderFile(R"([{"data": {"zintar": {"cid": "other"}}}])");
-  sync(second);
-  EXPECT_EQ(idsOf(second), (Ids{"stays", "other"}));
+  EXPECT_EQ(synced(second), (Ids{"stays", "other"}));
   EXPECT_EQ(pendingFiles(), 0u);
 }
 
@@ -186,16 +183,12 @@ TEST_F(InboxSync, ABatchThatCannotBeUsedIsKeptAside) {
   const Value odd = json(R"({"source": "click", "payloads": [{"zintar": {"cid": "a"}}], "origin": "", "taken": []})");
   ASSERT_TRUE(zn::replaceFile(batch, zn::binaryPropertyList(odd)));
   const auto inbox = relaunch();
-  sync(inbox);
-  EXPECT_EQ(idsOf(inbox), Ids{});
+  EXPECT_EQ(synced(inbox), Ids{});
   EXPECT_TRUE(zn::fileExistsAtPath(batch + ".unreadable"));
   EXPECT_FALSE(zn::fileExistsAtPath(batch));
-  inbox->forgetUnreadableFiles();
-  EXPECT_FALSE(zn::fileExistsAtPath(batch + ".unreadable"));
 }
 
 TEST_F(InboxSync, WhatCannotBeReadNowKeepsItsBatchesAndComesInLater) {
-  const std::string away = device.home() + "/away";
   const auto clickDuringSync = [&](const std::shared_ptr<ZNInboxHandler>& inbox, const std::string& campaign) {
     inbox->setSyncInProgress(true);
     inbox->updateClickedNotificationInStorageWithPayload(json(R"({"zintar": {"cid": ")" + campaign + R"("}})"));
@@ -204,26 +197,20 @@ TEST_F(InboxSync, WhatCannotBeReadNowKeepsItsBatchesAndComesInLater) {
   ASSERT_TRUE(zn::fileExistsAtPath(pending() + "/1.plist"));
 
   // The folder cannot be listed.
-  std::filesystem::rename(pending(), away);
-  zn::replaceFile(pending(), {});
+  auto inTheWay = std::make_unique<zn::test::InTheWay>(pending());
   const auto blind = relaunch();
-  std::filesystem::remove(pending());
-  std::filesystem::rename(away, pending());
+  inTheWay = nullptr;
   clickDuringSync(blind, "b");
   EXPECT_EQ(pendingFiles(), 2u) << "under a name of its own";
 
   // One batch cannot be read.
   const std::string batch = pending() + "/1.plist";
-  std::filesystem::rename(batch, away);
-  std::filesystem::create_directory(batch);
+  inTheWay = std::make_unique<zn::test::InTheWay>(batch);
   const auto third = relaunch();
-  sync(third);
-  EXPECT_EQ(idsOf(third), Ids{"b"});
+  EXPECT_EQ(synced(third), Ids{"b"});
   EXPECT_FALSE(zn::fileExistsAtPath(batch + ".unreadable"));
-  std::filesystem::remove(batch);
-  std::filesystem::rename(away, batch);
-  sync(third);
-  EXPECT_EQ(idsOf(third).size(), 2u);
+  inTheWay = nullptr;
+  EXPECT_EQ(synced(third).size(), 2u);
   EXPECT_EQ(pendingFiles(), 0u);
 }
 
@@ -238,8 +225,7 @@ TEST_F(InboxSync, AListThatCannotBeTakenOrEmptiedComesInOnceWhenItCan) {
     EXPECT_FALSE(device.failures().empty());
     EXPECT_EQ(idsOf(inbox), Ids{});
   }
-  sync(inbox);
-  EXPECT_EQ(idsOf(inbox), Ids{"a"});
+  EXPECT_EQ(synced(inbox), Ids{"a"});
   EXPECT_EQ(pendingFiles(), 0u);
 }
 
@@ -276,7 +262,7 @@ TEST_F(InboxSync, ObserversLearnEachChangeOnceInOrderAndMayUseTheStore) {
   };
   const auto inbox = relaunch();
   leave(R"([{"zintar": {"cid": "before"}}])");
-  sync(inbox);
+  synced(inbox);
   const auto recorder = [] { return std::make_shared<Recorder>(); };
   const auto first = recorder(), second = recorder(), third = recorder();
   inbox->addObserver(first);
@@ -284,7 +270,7 @@ TEST_F(InboxSync, ObserversLearnEachChangeOnceInOrderAndMayUseTheStore) {
   inbox->addObserver(second);
   first->inbox = inbox;
   leave(R"([{"zintar": {"cid": "a"}}, {"zintar": {"cid": "b"}}, {"zintar": {}}, {"zintar": {"cid": "before"}}])");
-  sync(inbox);
+  synced(inbox);
   EXPECT_TRUE(first->lines.empty()) << "told on the main queue only";
   device.device().runPending();
   inbox->removeNotificationForCampaignID("b");
@@ -309,24 +295,20 @@ TEST_F(InboxSync, SynchronisationsRemovalsAndClearingFromManyThreadsLeaveAllInSt
     }
     std::multiset<std::string> ids;
   };
-  server->isSilent = true;
+  ZNConfigDataManager::sharedInstance()->apply(json(R"({"queryParams": null})"));  // so that no server is asked
   const auto inbox = relaunch();
   const auto tally = std::make_shared<Tally>();
   inbox->addObserver(tally);
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 3; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int i = 0; i < 20; ++i) {
-        const std::string id = std::to_string(thread) + "-" + std::to_string(i);
-        leave(R"([{"zintar": {"cid": ")" + id + R"("}}, {"zintar": {"cid": "x)" + id + R"("}}])");
-        inbox->syncInboxNotificationsWithCompletionHandler(nullptr);
-        inbox->removeNotificationForCampaignID(id);
-        if (i == 10) inbox->clearInboxData();
-      }
-    });
-  }
-  for (std::thread& each : threads) each.join();
-  sync(inbox);
+  zn::test::onThreads(3, [&](int thread) {
+    for (int i = 0; i < 20; ++i) {
+      const std::string id = std::to_string(thread) + "-" + std::to_string(i);
+      leave(R"([{"zintar": {"cid": ")" + id + R"("}}, {"zintar": {"cid": "x)" + id + R"("}}])");
+      inbox->syncInboxNotificationsWithCompletionHandler(nullptr);
+      inbox->removeNotificationForCampaignID(id);
+      if (i == 10) inbox->clearInboxData();
+    }
+  });
+  synced(inbox);
   device.device().runPending();
   Ids ids = idsOf(inbox);
   EXPECT_EQ(idsOf(relaunch()), ids);

@@ -9,7 +9,6 @@
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
-#include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNPlatform/NotificationRecorder.h"
 
 namespace {
@@ -25,51 +24,48 @@ Value waitingFor(const char* event, const char* id) {
   return campaign;
 }
 
-/// What is shown when a host tracks that event, without a server, while these campaigns wait.
-struct Shown {
-  std::vector<std::string> campaigns;
-  std::vector<std::string> ends;  ///< log lines about the end of a chain
-};
-
-Shown shownFor(const char* event, std::vector<Value> campaigns) {
-  zn::test::TestDevice device(zn::HeadlessDevice::MainQueue::pumped,
-                              std::make_unique<zn::NotificationRecorder>(nullptr, nullptr));
-  const auto& recorder = static_cast<zn::NotificationRecorder&>(*device.device().notifications);
-  ZNConfigDataManager::sharedInstance()->apply(Value::dictionary({{"realTimeTriggersEnabled", true}}));
-  ZNAnalytics::sharedInstance()->setMessagingTriggerDelegate(ZNMessaging::sharedInstance());
-  ZNDeviceTriggersDataManager::sharedInstance()->saveDeviceTriggerCampaigns(Value::array(std::move(campaigns)), false);
-  ZNDeviceTriggersDataManager::sharedInstance()->activeDeviceTriggers()->update(
-      [](ZNDeviceTriggers::Fields& fields) { fields.globalDelay = 0; });
-  ZNAnalytics::sharedInstance()->trackEvent(event, nullptr);
-  device.device().waitUntilIdle();
-  Shown shown;
-  for (const auto& request : recorder.requests()) {
-    shown.campaigns.emplace_back(request.content.userInfo.validObjectForKeyPath("zintar.cid").string());
+class TriggerChain : public testing::Test {
+ protected:
+  /// The campaigns that are shown when a host tracks that event, without a server, while these wait.
+  std::vector<std::string> shownFor(const char* event, std::vector<Value> campaigns) {
+    ZNConfigDataManager::sharedInstance()->apply(Value::dictionary({{"realTimeTriggersEnabled", true}}));
+    ZNAnalytics::sharedInstance()->setMessagingTriggerDelegate(ZNMessaging::sharedInstance());
+    const auto& store = ZNDeviceTriggersDataManager::sharedInstance();
+    store->saveDeviceTriggerCampaigns(Value::array(std::move(campaigns)), false);
+    store->activeDeviceTriggers()->update([](ZNDeviceTriggers::Fields& fields) { fields.globalDelay = 0; });
+    ZNAnalytics::sharedInstance()->trackEvent(event, nullptr);
+    device_.device().waitUntilIdle();
+    std::vector<std::string> shown;
+    for (const auto& request : static_cast<zn::NotificationRecorder&>(*device_.device().notifications).requests()) {
+      shown.emplace_back(request.content.userInfo.validObjectForKeyPath("zintar.cid").string());
+    }
+    return shown;
   }
-  const auto log = device.log();
-  std::ranges::copy_if(log, std::back_inserter(shown.ends),
-                       [](const std::string& line) { return line.find("set off one another") != std::string::npos; });
-  return shown;
-}
+  std::ptrdiff_t linesAboutEnds() const {
+    const auto log = device_.log();
+    return std::ranges::count_if(log, [](const auto& line) { return line.find("set off one another") != line.npos; });
+  }
+
+  zn::test::TestDevice device_{zn::HeadlessDevice::MainQueue::pumped, std::make_unique<zn::NotificationRecorder>()};
+};
 
 // Showing a notification tracks events itself. Without an end, campaigns that wait for those would show one
 // notification after another for as long as the process lives.
 
-TEST(TriggerChain, NoCampaignSetsItselfOff) {
-  const Shown shown = shownFor(kEventNameDTScheduled, {waitingFor(kEventNameDTScheduled, "self")});
-  EXPECT_EQ(shown.campaigns, std::vector<std::string>{"self"});
-  EXPECT_TRUE(shown.ends.empty());
+TEST_F(TriggerChain, NoCampaignSetsItselfOff) {
+  EXPECT_EQ(shownFor(kEventNameDTScheduled, {waitingFor(kEventNameDTScheduled, "self")}),
+            std::vector<std::string>{"self"});
+  EXPECT_EQ(linesAboutEnds(), 0);
 }
 
-TEST(TriggerChain, EndsAfterThreeWithOneLine) {
+TEST_F(TriggerChain, EndsAfterThreeWithOneLine) {
   // Each showing tracks both events, so that it has more than one branch.
-  const Shown shown =
-      shownFor("E", {waitingFor("E", "first"), waitingFor(kEventNameNotificationReceived, "a"),
-                     waitingFor(kEventNameNotificationReceived, "b"), waitingFor(kEventNameDTScheduled, "c"),
-                     waitingFor(kEventNameDTShownOffline, "d")});
-  ASSERT_EQ(shown.campaigns.size(), 3u);
-  EXPECT_EQ(shown.campaigns[0], "first");
-  EXPECT_EQ(shown.ends.size(), 1u);
+  const auto shown = shownFor("E", {waitingFor("E", "first"), waitingFor(kEventNameNotificationReceived, "a"),
+                                    waitingFor(kEventNameNotificationReceived, "b"),
+                                    waitingFor(kEventNameDTScheduled, "c"), waitingFor(kEventNameDTShownOffline, "d")});
+  ASSERT_EQ(shown.size(), 3u);
+  EXPECT_EQ(shown[0], "first");
+  EXPECT_EQ(linesAboutEnds(), 1);
 }
 
 }  // namespace

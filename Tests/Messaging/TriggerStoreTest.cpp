@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
+#include "Tests/Support/AnyTypeAnywhere.h"
+#include "Tests/Support/InTheWay.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
@@ -41,54 +41,34 @@ class TriggerStore : public testing::Test {
   const std::shared_ptr<ZNDeviceTriggersDataManager> store = launched();
 };
 
-TEST_F(TriggerStore, MergesDropsAndSorts) {
+TEST_F(TriggerStore, MergesDropsAndSortsByExactTimesWithWhatIsNoneLast) {
+  constexpr std::int64_t kNanoseconds = 1700000000000000001;
   store->saveDeviceTriggerCampaigns(
       Value::array({sent("a", "active", kNow, 1, 1), sent("b", "active", kNow - 1), sent("c", "stopped"),
                     sent("d", "paused", kNow + 1, 9), sent("e", "active", kNow + 1, 1, 2), Value::dictionary()}),
       true);
   EXPECT_EQ(ids(*store), "dea") << "an expiry of now still counts; newest first, then by priority";
-  store->saveDeviceTriggerCampaigns(Value::array({sent("e", "active", kNow + 1, 10), Value::dictionary(), "odd"}),
-                                    true);
-  EXPECT_EQ(ids(*store), "eda");
-  store->saveDeviceTriggerCampaigns(Value::array({sent("e", "stopped"), sent("d", "expired"), sent("a", "stopped")}),
+  store->saveDeviceTriggerCampaigns(
+      Value::array({sent("e", "active", kNow + 1, kNanoseconds), Value::dictionary(), "odd",
+                    sent("f", "active", kNow, kNanoseconds + 1), sent("g", "active", kNow, Value::array(), 9)}),
+      true);
+  EXPECT_EQ(ids(*store), "fedag");
+  store->saveDeviceTriggerCampaigns(Value::array({sent("e", "stopped"), sent("d", "expired"), sent("a", "stopped"),
+                                                  sent("f", "stopped"), sent("g", "stopped")}),
                                     true);
   EXPECT_EQ(store->activeDeviceTriggers()->fields().deviceTriggers, nullptr) << "no campaign is stored as no list";
   EXPECT_TRUE(store->activeDeviceTriggers()->fields().deviceTriggerEvents.isEmpty());
 }
 
-TEST_F(TriggerStore, SortsByExactTimesAndPutsWhatIsNoneLast) {
-  constexpr std::int64_t kNanoseconds = 1700000000000000001;
-  store->saveDeviceTriggerCampaigns(
-      Value::array({sent("a", "active", kNow, Value::array()), sent("b", "active", kNow, kNanoseconds, 9),
-                    sent("c", "active", kNow, kNanoseconds + 1), sent("d", "active", kNow, "12"),
-                    sent("e", "active", kNow, -1)}),
-      true);
-  EXPECT_EQ(ids(*store), "cbdea");
-  EXPECT_TRUE(device.failures().empty());
-}
-
-TEST_F(TriggerStore, CountsShowingsAndSurvivesARelaunch) {
+TEST_F(TriggerStore, ShowingsAndTheIndexOutliveTheProcessFreshContentsDoNot) {
   store->saveDeviceTriggerCampaigns(Value::array({sent("a")}), true);
   const auto campaign = store->activeDeviceTriggers()->fields().campaigns()[0];
-  EXPECT_EQ(store->getStatusInstanceForCampaign(*campaign)->numberOfTimesShown(), 0);
-  EXPECT_TRUE(store->activeDeviceTriggers()->fields().statuses().empty()) << "asking stores nothing";
-  store->updateCampaignShownForCampaign(*campaign);
-  EXPECT_EQ(store->getStatusInstanceForCampaign(*campaign)->lastShownTime(), kNow + 1500)
-      << "the first showing is stamped when it is to appear";
-  device.clock().set(1700000010);
   store->updateCampaignShownForCampaign(*campaign);
   campaign->updateNotificationPayload(Value::dictionary({{"aps", 1}}));
   store->updateDeviceTriggersInPersistentStorage();
-
   const auto again = launched();
-  const auto read = again->activeDeviceTriggers()->fields();
-  ASSERT_EQ(read.campaigns().size(), 1u);
-  EXPECT_EQ(read.campaigns()[0]->triggerDelay(), 1500);
-  EXPECT_EQ(read.campaigns()[0]->updated_payload(), nullptr);
-  EXPECT_EQ(read.deviceTriggerLastPostedTime, kNow + 10000);
-  const auto status = again->getStatusInstanceForCampaign(*campaign);
-  EXPECT_EQ(status->numberOfTimesShown(), 2);
-  EXPECT_EQ(status->lastShownTime(), kNow + 10000);
+  EXPECT_EQ(again->activeDeviceTriggers()->fields().campaigns().at(0)->updated_payload(), nullptr);
+  EXPECT_EQ(again->getStatusInstanceForCampaign(*campaign)->lastShownTime(), kNow + 1500) << "when it is to appear";
   EXPECT_TRUE(again->activeDeviceTriggers()->waitsForEvent("E"));
 }
 
@@ -123,9 +103,6 @@ TEST_F(TriggerStore, TheLogDoesNotDecideWhichCampaignsMatch) {
   };
   const auto onAllEvents = [&] { return matching("E") + "|" + matching("F") + "|" + matching(zn::nil); };
   EXPECT_EQ(onAllEvents(), "renamedplain||");
-  const auto lines = device.log();
-  EXPECT_NE(std::find(lines.begin(), lines.end(), "Device Triggers -- Checking condition for Campaign ID nameless"),
-            lines.end());
   // A property that a host sets counts at once.
   const auto stored = store->activeDeviceTriggers()->deviceTriggers();
   for (const auto& campaign : *stored) {
@@ -153,13 +130,6 @@ TEST_F(TriggerStore, AConditionThatCannotBeUnderstoodIsToldOnceUntilItIsSetAnew)
 
 TEST_F(TriggerStore, AFileThatCannotBeReadNowIsMergedLaterAndShowingsAreAddedUpOnce) {
   const std::string path = launched()->getDeviceTriggerFilePath();
-  const auto launchedBlind = [&](auto&& work) {
-    std::filesystem::rename(path, path + "-away");
-    std::filesystem::create_directory(path);
-    work(launched());
-    std::filesystem::remove(path);
-    std::filesystem::rename(path + "-away", path);
-  };
   const auto shownTimes = [](const auto& in, const char* campaign) {
     const auto record = in->activeDeviceTriggers()->statusForCampaign(campaign);
     return record ? record->numberOfTimesShown() : Value();
@@ -170,11 +140,13 @@ TEST_F(TriggerStore, AFileThatCannotBeReadNowIsMergedLaterAndShowingsAreAddedUpO
   store->saveDeviceTriggerCampaigns(Value::array({sent("a"), sent("b")}), true);
   show(store, "a");
   device.clock().set(1700000100);
-  launchedBlind([&](const auto& second) {
+  {
+    const zn::test::InTheWay inTheWay(path);
+    const auto second = launched();
     show(second, "a");
     show(second, "b");
     EXPECT_EQ(ids(*second), "");
-  });
+  }
   const auto later = zn::readFile(path + ".later");
   ASSERT_TRUE(later);
 
@@ -197,22 +169,17 @@ TEST_F(TriggerStore, AnyTypeAnywhereInACampaignIsSurvivedAndSaved) {
           "type": "general", "status": "active", "expiry": 4070908800000, "priority": 1, "max_times": 3,
           "min_delay_between_notifications": 5, "last_updated": 1, "show_delay": 0, "max_sync_delay": 5,
           "should_support_offline": true, "should_ignore_dnd": false})");
-  const Value odds = zn::test::json(R"([null, true, -1, 1e300, "text", "", [1, "x"], {"a": []}])");
   const auto engine = std::make_shared<ZNDeviceTriggersHandler>();
-  for (const auto& entry : whole.entries()) {
-    for (const Value& odd : odds.elements()) {
-      Value campaign = whole;
-      campaign.setObjectNilHandled(odd, entry.name());
-      store->saveDeviceTriggerCampaigns(Value::array({campaign, sent("good")}), true);
-      ASSERT_NE(ids(*store).find("good"), std::string::npos) << entry.name() << " costs another campaign";
-      for (const auto& each : store->getCampaignsForEvent("E", Value::dictionary({{"a", 1}}))) {
-        engine->canPostDeviceTrigger(*each);
-        store->updateCampaignShownForCampaign(*each);
-      }
-      engine->explainEvent("E", Value::dictionary({{"a", 1}}), [](const Value&) {});
-      ASSERT_TRUE(store->updateDeviceTriggersInPersistentStorage());
+  zn::test::forAnyTypeAnywhere(whole, [&](const Value& odd) {
+    store->saveDeviceTriggerCampaigns(Value::array({odd, sent("good")}), true);
+    ASSERT_NE(ids(*store).find("good"), std::string::npos) << zn::description(odd) << " costs another campaign";
+    for (const auto& each : store->getCampaignsForEvent("E", Value::dictionary({{"a", 1}}))) {
+      engine->canPostDeviceTrigger(*each);
+      store->updateCampaignShownForCampaign(*each);
     }
-  }
+    engine->explainEvent("E", Value::dictionary({{"a", 1}}), [](const Value&) {});
+    ASSERT_TRUE(store->updateDeviceTriggersInPersistentStorage());
+  });
   EXPECT_FALSE(zn::fileExistsAtPath(launched()->getDeviceTriggerFilePath() + ".unreadable"));
 }
 

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <utility>
 
+#include "Tests/Support/InTheWay.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNMessaging/UserReset_p.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
@@ -170,14 +170,13 @@ TEST(UserReset, IsDoneOnceTheFilesHoldNothingOfThatUser) {
   zn::UserSession::logIn("anna");
   ZNMessaging::sharedInstance();
   ZNInboxHandler::sharedInstance()->updateClickedNotificationInStorageWithPayload(zn::test::realisticPayload("a"));
-  std::filesystem::rename(device.inboxFile(), device.inboxFile() + ".old");
-  std::filesystem::create_directories(device.inboxFile() + "/in the way");
+  auto inTheWay = std::make_unique<zn::test::InTheWay>(device.inboxFile());
   zn::UserSession::logIn("ben");
   EXPECT_EQ(ZNInboxHandler::sharedInstance()->getAllNotificationCount(), 0u);
   device.device().runPending();
   EXPECT_TRUE(zn::UserReset::isDue()) << "the next start has to do it again";
 
-  std::filesystem::remove_all(device.inboxFile());
+  inTheWay = nullptr;
   ZNInboxHandler::sharedInstance()->retryStorage();
   device.device().runPending();
   EXPECT_FALSE(zn::UserReset::isDue());

@@ -10,9 +10,7 @@
 #include <optional>
 #include <thread>
 
-#include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/PlainDevice.h"
-#include "Tests/Support/Sanitized.h"
 #include "Tests/Support/TestHome.h"
 #include "ZNPlatform/Device.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -21,7 +19,6 @@
 namespace {
 
 using zn::Queue;
-using zn::test::EnvironmentVariable;
 
 /// The installed device of a process, each time in a fresh one: the test runs again there, up to the statement that
 /// must exit. Both processes use one folder.
@@ -66,7 +63,8 @@ TEST_F(DefaultDeviceDeathTest, IsInstalledByTheFirstUseAndOnlyOnce) {
   EXPECT_THROW(zn::Device::install(std::make_shared<zn::Device>()), zn::Exception) << "it has no clock";
 }
 
-[[noreturn]] void writeOneFile() {
+[[noreturn]] void writeOneFile(const std::string& temporary) {
+  setenv("TMPDIR", temporary.c_str(), 1);
   const std::string path = zn::Device::current().directories->preferences() + "/probe";
   std::string error;
   std::fputs(zn::replaceFile(path, {}, &error) ? "written" : error.c_str(), stderr);
@@ -77,18 +75,10 @@ TEST_F(DefaultDeviceDeathTest, KeepsFilesElsewhereWhereItsHomeCannotBeUsed) {
   const std::string file = folder_ + "/file";
   ASSERT_TRUE(zn::replaceFile(file, {}));
   setenv("XDG_DATA_HOME", file.c_str(), 1);
-  {
-    const EnvironmentVariable temporary("TMPDIR", folder_);
-    EXPECT_EXIT(writeOneFile(), testing::ExitedWithCode(0),
-                "zintar: cannot make folder .*: Not a directory; files are kept in .*/zintar-.* instead\nwritten");
-  }
-  // The test itself needs a temporary folder: only the process under test goes without.
-  EXPECT_EXIT(
-      {
-        setenv("TMPDIR", file.c_str(), 1);
-        writeOneFile();
-      },
-      testing::ExitedWithCode(0), "zintar: cannot make folder .*; no files are kept\ncannot write .*: Not a directory");
+  EXPECT_EXIT(writeOneFile(folder_), testing::ExitedWithCode(0),
+              "zintar: cannot make folder .*: Not a directory; files are kept in .*/zintar-.* instead\nwritten");
+  EXPECT_EXIT(writeOneFile(file), testing::ExitedWithCode(0),
+              "zintar: cannot make folder .*; no files are kept\ncannot write .*: Not a directory");
 }
 
 [[noreturn]] void exitFromATask(Queue queue) {

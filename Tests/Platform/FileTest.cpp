@@ -1,7 +1,6 @@
 #include "ZNPlatform/Foundation/File.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -43,10 +42,6 @@ TEST(File, ReadingTellsAMissingFileFromAnUnreadableOne) {
   EXPECT_EQ(error, "");
   EXPECT_FALSE(zn::readFile(folder.path(), &error));
   EXPECT_EQ(error, "cannot read " + folder.path() + ": Is a directory");
-  for (const std::string& text : {std::string(), std::string(100'000, 'x')}) {
-    ASSERT_TRUE(replace(folder / "file", text));
-    EXPECT_EQ(textOf(folder / "file"), text);
-  }
   EXPECT_GT(zn::readFile("/proc/self/status")->size(), 100u) << "a file that has no size";
 }
 
@@ -124,16 +119,13 @@ TEST(File, FoldersAreMadeAndRemoved) {
   EXPECT_TRUE(zn::createDirectoryAtPath(folder / "a/b/c/", true));
   EXPECT_TRUE(zn::createDirectoryAtPath(folder / "a/b", false)) << "there already";
   EXPECT_EQ(fs::status(folder / "a/b/c").permissions(), fs::perms::owner_all);
-  std::ofstream(folder / "a/file") << "x";
+  ASSERT_TRUE(replace(folder / "a/file", "x"));
   for (const std::string& path : {folder / "a/file", folder / "a/file/b/c", std::string()}) {
     EXPECT_FALSE(zn::createDirectoryAtPath(path, true, &error)) << path;
   }
   EXPECT_TRUE(zn::removeItemAtPath(folder / "a"));
-  EXPECT_FALSE(zn::fileExistsAtPath(folder / "a"));
   EXPECT_FALSE(zn::removeItemAtPath(folder / "a", &error));
   EXPECT_EQ(error, "cannot remove " + (folder / "a") + ": No such file or directory");
-  EXPECT_EQ(zn::stringByAppendingPathComponent("/a/", "/b"), "/a/b");
-  EXPECT_EQ(zn::stringByAppendingPathComponent("", "b"), "b");
 }
 
 }  // namespace

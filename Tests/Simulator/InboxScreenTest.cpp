@@ -176,12 +176,9 @@ TEST_F(InboxScreenTest, RefusesABrokenResourceFileByName) {
     }
     return "";
   };
-  EXPECT_EQ(
-      failure("\"lines\": 2", "\"lines\": 1e300"),
-      folder /
-          "ZNInbox.storyboard.json: "
-          "screens.Inbox.view.subviews[0].cells.InboxCell1.subviews[0].subviews[0].subviews[0] needs a number from 0 "
-          "under \"lines\"");
+  const std::string wrong = failure("\"lines\": 2", "\"lines\": 1e300");
+  EXPECT_TRUE(wrong.starts_with(folder / "ZNInbox.storyboard.json: screens.Inbox.view.subviews[0].cells.InboxCell1"));
+  EXPECT_TRUE(wrong.ends_with(" needs a number from 0 under \"lines\"")) << wrong;
   for (const char* part : {"\"ZNInboxViewController\"", "\"table\"", "\"#FFFFFF\"", "\"colors\""}) {
     EXPECT_NE(failure(part, "\"other\""), "") << part;
   }

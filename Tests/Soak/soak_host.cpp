@@ -33,6 +33,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/HeadlessDevice.h"
 #include "ZNPlatform/NotificationRecorder.h"
 #include "ZintarCore/ZNConfigDataManager.h"
@@ -92,37 +93,25 @@ class Open {
   int count_ = 0;
 };
 
-Value configuration(const std::string& server) {
-  const Value endpoints = Value::dictionary({{"1", "/v1/events"},
-                                             {"7", "/v1/inbox"},
-                                             {"8", "/v1/categories"},
-                                             {"9", "/v1/triggers"},
-                                             {"10", "/v1/segments"}});
-  return Value::dictionary(
-      {{"accountActive", true},
-       {"inboxServiceActive", true},
-       {"realTimeTriggersEnabled", true},
-       {"realTimeTriggerSyncInterval", 1},
-       {"appID", "app-1"},
-       {"appGroupID", "group.soak"},
-       {"queryParams", Value::dictionary({{"app", "app-1"}})},
-       {"server",
-        Value::dictionary({{"address", server}, {"endpoints", endpoints}, {"connectTimeout", 2}, {"timeout", 3}})}});
-}
+constexpr const char* kConfiguration = R"({
+  "accountActive": true, "inboxServiceActive": true, "realTimeTriggersEnabled": true, "realTimeTriggerSyncInterval": 1,
+  "appID": "app-1", "appGroupID": "group.soak", "queryParams": {"app": "app-1"},
+  "server": {"connectTimeout": 2, "timeout": 3, "endpoints": {"1": "/v1/events", "7": "/v1/inbox",
+             "8": "/v1/categories", "9": "/v1/triggers", "10": "/v1/segments"}}})";
 
 class Application {
  public:
   Application(const std::string& home, const std::string& server, std::string name)
       : name_(std::move(name)), random_(std::hash<std::string>()(name_)) {
-    zn::HeadlessDevice::Options options;
-    options.home = home;
-    const auto device = std::make_shared<zn::HeadlessDevice>(options);
+    const auto device = std::make_shared<zn::HeadlessDevice>(zn::HeadlessDevice::Options{.home = home});
     device->notifications = std::make_unique<zn::NotificationRecorder>();
     auto clock = std::make_unique<SetClock>(std::move(device->clock));
     clock_ = clock.get();
     device->clock = std::move(clock);
     zn::Device::install(device);
-    ZNConfigDataManager::sharedInstance()->apply(configuration(server));
+    ZNConfigDataManager::sharedInstance()->apply(zn::parseJson(kConfiguration).value());
+    ZNConfigDataManager::sharedInstance()->apply(
+        Value::dictionary({{"server", Value::dictionary({{"address", server}})}}));
     inbox_ = ZNInboxHandler::sharedInstance();
     ZNMessaging::sharedInstance()->initializeMessagingWithLaunchOptions(zn::nil);
   }

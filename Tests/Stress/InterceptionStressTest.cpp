@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <latch>
-#include <thread>
 
 #include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
+#include "Tests/Support/Threads.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/AppDelegateSwizzler/ZNAppDelegateMessagingProxy.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
@@ -46,23 +44,6 @@ using First = Delegate<'1'>;
 using Second = Delegate<'2'>;
 using Child = Delegate<'c', First>;
 
-/// Clears the delegate, from within the notification, whenever it becomes a `Child`.
-class Clearing : public zn::Object {
- public:
-  const zn::Class& isa() const override {
-    static const zn::Class& mine = *zn::Class::define("Clearing");
-    return mine;
-  }
-  void observeValueForKeyPath(const std::string&, const std::shared_ptr<zn::Object>& object,
-                              const zn::KeyValueChange& change, const void*) override {
-    const auto& next = *change.newValue;
-    if (next && next->isa().name() == "c" && ++count % 4 == 0) {
-      std::static_pointer_cast<UNUserNotificationCenter>(object)->setDelegate(nullptr);
-    }
-  }
-  int count = 0;  // assignments take turns, so it needs no lock
-};
-
 std::shared_ptr<zn::Object> freshDelegate(int number) {
   const std::shared_ptr<zn::Object> fresh[] = {std::make_shared<First>(), std::make_shared<Second>(),
                                                std::make_shared<Child>(), nullptr};
@@ -75,37 +56,30 @@ TEST(Stress, EveryResponseMeetsOneDelegateInterceptedOnceWhileDelegatesChange) {
   const auto center = UNUserNotificationCenter::currentNotificationCenter();
   NSNotificationCenter::defaultCenter()->addObserver(center, Zintar_Notification_Received_Notification,
                                                      [](const NSNotification&) { ++handledByModule; });
-  const auto clearing = std::make_shared<Clearing>();
-  center->addObserver(clearing, "delegate", NSKeyValueObservingOptionNew, nullptr);
   ZNAppDelegateMessagingProxy::sharedProxy()->swizzleMethodsIfPossible();
 
   UNNotificationResponse response;
   response.notification.request.content.userInfo = zn::Value::dictionary({{"foreign", 1}});
   std::atomic<int> faults{0};
-  std::atomic<int> assigning{3};
+  constexpr int kAssigning = 3;
+  std::atomic<int> assigning{kAssigning};
   std::latch start(5);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 3; ++i) {
-    threads.emplace_back([&, i] {
-      start.arrive_and_wait();
+  zn::test::onThreads(5, [&](int thread) {
+    start.arrive_and_wait();
+    if (thread < kAssigning) {
       // The host lets go of each at once: what is still in use must live on by itself.
-      for (int n = 0; n < rounds; ++n) center->setDelegate(freshDelegate(n * (i + 1) + i));
+      for (int n = 0; n < rounds; ++n) center->setDelegate(freshDelegate(n * (thread + 1) + thread));
       --assigning;
-    });
-  }
-  for (int i = 0; i < 2; ++i) {
-    threads.emplace_back([&] {
-      start.arrive_and_wait();
-      while (assigning > 0) {
-        handledByModule = handledByHost = 0;
-        metTheWrongOne = false;
-        const bool reached = center->deliverResponse(response, [] {}) != zn::Delivery::nobody;
-        const int expected = reached ? 1 : 0;
-        if (handledByModule != expected || handledByHost != expected || metTheWrongOne) ++faults;
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+      return;
+    }
+    while (assigning > 0) {
+      handledByModule = handledByHost = 0;
+      metTheWrongOne = false;
+      const bool reached = center->deliverResponse(response, [] {}) != zn::Delivery::nobody;
+      const int expected = reached ? 1 : 0;
+      if (handledByModule != expected || handledByHost != expected || metTheWrongOne) ++faults;
+    }
+  });
   EXPECT_EQ(faults, 0);
 
   // When all is quiet nothing stays intercepted.

@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <random>
-#include <thread>
 
 #include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
-#include "ZNAnalytics/ZNAnalytics.h"
-#include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
+#include "Tests/Support/Threads.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
@@ -88,16 +85,10 @@ TEST(Stress, AnyPublicOperationAtOnceFromManyThreads) {
   TestDevice device(zn::HeadlessDevice::MainQueue::ownThread);
   ZNConfigDataManager::sharedInstance()->apply(Value::dictionary({{"queryParams", Value::dictionary()}}));
   ZNNetworkRequest::setTransport(std::make_shared<EagerServer>());
-  constexpr int kThreads = 4;
-  const int perThread = rounds(800);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([i, perThread] {
-      std::mt19937 random(static_cast<unsigned>(i));
-      for (int n = 0; n < perThread; ++n) anyOperation(random);
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  zn::test::onThreads(4, [](int thread) {
+    std::mt19937 random(static_cast<unsigned>(thread));
+    for (int n = rounds(800); n > 0; --n) anyOperation(random);
+  });
   device.device().shutDown();  // what is still queued, delayed clicks among it, would change the inbox under the test
   EXPECT_TRUE(device.failures().empty()) << device.failures()[0].operation << ": " << device.failures()[0].text;
   ASSERT_TRUE(ZNInboxHandler::sharedInstance()->updateInboxStorage());
@@ -108,21 +99,23 @@ TEST(Stress, AnyPublicOperationAtOnceFromManyThreads) {
 TEST(Stress, AClickIsOnDiskWhereverASynchronisationBeginsOrEnds) {
   const TestDevice device;  // whose main queue nobody runs: clicks that wait do so to the end
   const auto inbox = std::make_shared<ZNInboxHandler>();
+  const int clicks = rounds(1000);
   std::atomic<bool> isDone{false};
-  std::thread synchronising([&] {
-    for (bool inProgress = false; !isDone; inProgress = !inProgress) inbox->setSyncInProgress(inProgress);
+  zn::test::onThreads(2, [&](int thread) {
+    if (thread == 0) {
+      for (bool inProgress = false; !isDone; inProgress = !inProgress) inbox->setSyncInProgress(inProgress);
+      return;
+    }
+    for (int each = 0; each < clicks; ++each) {
+      inbox->updateClickedNotificationInStorageWithPayload(zn::test::realisticPayload(std::to_string(each)));
+    }
+    isDone = true;
   });
-  const auto clicks = static_cast<std::size_t>(rounds(1000));
-  for (std::size_t each = 0; each < clicks; ++each) {
-    inbox->updateClickedNotificationInStorageWithPayload(zn::test::realisticPayload(std::to_string(each)));
-  }
-  isDone = true;
-  synchronising.join();
   std::size_t waiting = 0;
   for (const auto& file : std::filesystem::directory_iterator(device.home() + "/Library/ZNInbox/Pending")) {
     waiting += file.path().filename() != "Saved.plist";
   }
-  EXPECT_EQ(inbox->getAllNotificationCount() + waiting, clicks);
+  EXPECT_EQ(inbox->getAllNotificationCount() + waiting, static_cast<std::size_t>(clicks));
 }
 
 TEST(Stress, EverySuccessfulPostingIsCountedWhileSynchronisationsRun) {
@@ -135,39 +128,22 @@ TEST(Stress, EverySuccessfulPostingIsCountedWhileSynchronisationsRun) {
   const auto& store = ZNDeviceTriggersDataManager::sharedInstance();
   engine->syncDeviceTriggersWithCompletionBlock(nullptr);
   device.device().waitUntilIdle();
-  const int perThread = rounds(200);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 3; ++i) {
-    threads.emplace_back([&, i] {
-      for (int n = 0; n < perThread; ++n) {
-        if (i == 0) {
-          engine->syncDeviceTriggersWithCompletionBlock(nullptr);
-          const auto campaigns = store->activeDeviceTriggers()->deviceTriggers();
-          for (const auto& campaign : *campaigns) campaign->setTriggerEvent("E");
-        } else {
-          engine->checkDeviceTriggerForEvent("E", Value::dictionary());
-        }
+  zn::test::onThreads(3, [&](int thread) {
+    for (int n = rounds(200); n > 0; --n) {
+      if (thread == 0) {
+        engine->syncDeviceTriggersWithCompletionBlock(nullptr);
+        const auto campaigns = store->activeDeviceTriggers()->deviceTriggers();
+        for (const auto& campaign : *campaigns) campaign->setTriggerEvent("E");
+      } else {
+        engine->checkDeviceTriggerForEvent("E", Value::dictionary());
       }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+    }
+  });
   device.device().waitUntilIdle();
   const auto status = store->activeDeviceTriggers()->statusForCampaign("trigger");
   ASSERT_TRUE(status);
   EXPECT_EQ(status->numberOfTimesShown(), recorder.requests().size()) << "no showing is lost";
   EXPECT_TRUE(device.failures().empty());
-
-  // A user reset in the middle: whatever is under way, the store ends up empty.
-  std::thread events([&] {
-    for (int n = 0; n < perThread; ++n) engine->checkDeviceTriggerForEvent("E", Value::dictionary());
-  });
-  engine->syncDeviceTriggersWithCompletionBlock(nullptr);
-  ZNMessaging::sharedInstance()->clearUserInfo();
-  events.join();
-  device.device().waitUntilIdle();
-  EXPECT_TRUE(store->activeDeviceTriggers()->fields().campaigns().empty());
-  EXPECT_TRUE(store->activeDeviceTriggers()->fields().statuses().empty());
-  EXPECT_TRUE(std::make_shared<ZNDeviceTriggersDataManager>()->activeDeviceTriggers()->fields().campaigns().empty());
 }
 
 }  // namespace

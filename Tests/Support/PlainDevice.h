@@ -10,31 +10,38 @@
 
 #include "Tests/Support/TestHome.h"  // for the tests that include this
 #include "ZNPlatform/Device.h"
-#include "ZNPlatform/Foundation/Exception.h"
-#include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/HomeDirectories.h"
 
 namespace zn::test {
 
-/// Keeps what is written to it.
-class RecordingLog final : public DeviceSystemLog {
+/// What happened, in order, from any thread.
+class Record {
  public:
-  void write(const std::string& text) override { keep(text); }
-  void diagnostic(const std::string& text) override { keep(text); }
-
-  /// The lines since the last call.
+  void add(std::string what) {
+    const Lock lock(mutex_);
+    all_.push_back(std::move(what));
+  }
+  std::vector<std::string> all() const {
+    const Lock lock(mutex_);
+    return all_;
+  }
+  std::size_t count() const { return all().size(); }
+  /// What was added since the last call.
   std::vector<std::string> take() {
     const Lock lock(mutex_);
-    return std::exchange(lines_, {});
+    return std::exchange(all_, {});
   }
 
  private:
-  void keep(const std::string& text) {
-    const Lock lock(mutex_);
-    lines_.push_back(text);
-  }
-  Mutex mutex_;
-  std::vector<std::string> lines_ ZN_GUARDED_BY(mutex_);
+  mutable Mutex mutex_;
+  std::vector<std::string> all_ ZN_GUARDED_BY(mutex_);
+};
+
+class RecordingLog final : public DeviceSystemLog, public Record {
+ public:
+  void write(const std::string& text) override { add(text); }
+  void diagnostic(const std::string& text) override { add(text); }
 };
 
 /// A device without threads: a home of its own, a clock that stands, queues that never run. For tests of what needs
@@ -51,20 +58,17 @@ class PlainDevice final : public Device {
     return *device;
   }
 
-  PlainDevice() : home_(makeTemporaryFolder("zntest", MemoryFolder::parent())) {
+  PlainDevice() {
     clock = std::make_unique<Clock>();
     queues = std::make_unique<Queues>();
-    directories = std::make_unique<Directories>(home_);
+    directories = std::make_unique<HomeDirectories>(makeTemporaryFolder("zntest", MemoryFolder::parent()));
     systemLog = std::make_unique<RecordingLog>();
-    for (const auto& folder : {directories->library(), directories->documents(), directories->preferences()}) {
-      createDirectoryAtPath(folder, false);
-    }
   }
   ~PlainDevice() override { PlainDevice::shutDown(); }
   /// The installed device outlives the test, its folder does not.
   void shutDown() override {
     std::error_code ignored;
-    std::filesystem::remove_all(home_, ignored);
+    std::filesystem::remove_all(directories->home(), ignored);
   }
 
   RecordingLog& log() { return static_cast<RecordingLog&>(*systemLog); }
@@ -79,13 +83,6 @@ class PlainDevice final : public Device {
     void after(Queue, double, Task) override {}
     bool isMainThread() const override { return true; }
   };
-  struct Directories final : DeviceDirectories {
-    explicit Directories(std::string path) : path_(std::move(path)) {}
-    std::string home() const override { return path_; }
-    std::string path_;
-  };
-
-  const std::string home_;
 };
 
 }  // namespace zn::test

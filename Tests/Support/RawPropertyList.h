@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,7 +28,12 @@ class RawPropertyList {
   }
   /// Changes an object afterwards, so that it can refer to later ones.
   std::string& operator[](int object) { return objects_[static_cast<std::size_t>(object)]; }
-  int next() const { return static_cast<int>(objects_.size()); }
+  /// One more object that is the bytes of another.
+  int again(int object) {
+    const int copy = add("");
+    same_.emplace_back(copy, object);
+    return copy;
+  }
 
   std::string references(const std::vector<int>& objects) const {
     std::string out;
@@ -52,6 +56,9 @@ class RawPropertyList {
       offsets += number(out.size(), offsetSize);
       out += object;
     }
+    for (const auto& [copy, object] : same_) {
+      offsets.replace(offsetSize * copy, offsetSize, offsets.substr(offsetSize * object, offsetSize));
+    }
     const std::size_t table = out.size();
     out += offsets + std::string(6, '\0') + static_cast<char>(offsetSize) + static_cast<char>(referenceSize);
     out += number(objects_.size(), 8) + number(static_cast<std::uint64_t>(top), 8) + number(table, 8);
@@ -63,6 +70,7 @@ class RawPropertyList {
 
  private:
   std::vector<std::string> objects_;
+  std::vector<std::pair<std::size_t, std::size_t>> same_;
 };
 
 inline Data bytesOf(std::string_view text) { return {text.begin(), text.end()}; }

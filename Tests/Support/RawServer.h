@@ -72,8 +72,6 @@ class RawConnection {
     }
   }
 
-  void end() { ::shutdown(descriptor_, SHUT_RDWR); }
-
   std::size_t sent() const { return sent_; }
 
  private:
@@ -117,10 +115,6 @@ class RawServer {
   }
 
   int port() const { return port_; }
-  std::size_t connections() const {
-    Lock lock(mutex_);
-    return connections_.size();
-  }
 
  private:
   void acceptAll() {
@@ -142,7 +136,7 @@ class RawServer {
   const Script script_;
   Descriptor listener_;
   int port_ = 0;
-  mutable Mutex mutex_;
+  Mutex mutex_;
   std::vector<Descriptor> connections_ ZN_GUARDED_BY(mutex_);
   bool ending_ ZN_GUARDED_BY(mutex_) = false;
   std::vector<std::thread> threads_;  // the accepting thread's until it ended

@@ -7,6 +7,7 @@
 
 #include "Tests/Support/TestHome.h"
 #include "ZNPlatform/Device.h"
+#include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/HeadlessDevice.h"
@@ -105,28 +106,23 @@ class TestDevice {
 
 /// A push payload of the module's own with realistic contents (about 700 bytes as JSON).
 inline Value realisticPayload(const std::string& campaign, double received = 0) {
-  Value zintar = Value::dictionary({{"cid", campaign},
-                                    {"app_id", "app-1"},
-                                    {"webUrl", "https://shop.example/deals/autumn?utm_source=push"},
-                                    {"media-attachment", "https://cdn.example/images/" + campaign + ".jpg"},
-                                    {"media-type", "image"},
-                                    {"segment", "returning-customers"},
-                                    {"variant", 2}});
-  if (received > 0) zintar.setObjectNilHandled(received, "received_epoch_val");
-  return Value::dictionary(
-      {{"aps",
-        Value::dictionary({{"alert", Value::dictionary({{"title", "Your order " + campaign + " is on its way"},
-                                                        {"subtitle", "Parcel 2 of 3"},
-                                                        {"body", "The courier comes between 14:00 and 16:00."}})},
-                           {"sound", "chime.caf"},
-                           {"category", "ORDER_STATUS"},
-                           {"badge", 1},
-                           {"mutable-content", 1}})},
-       {"zintar", zintar},
-       {"app_extra", Value::dictionary({{"screenName", "OrderDetails"},
-                                        {"screenData", Value::dictionary({{"order", campaign}, {"tab", "tracking"}})},
-                                        {"zin_deeplink", "shop://orders/" + campaign}})},
-       {"zinFeatures", Value::dictionary({{"richPush", Value::dictionary({{"displayName", "order-status"}})}})}});
+  Value payload = json(zn::format(R"({
+      "aps": {"alert": {"title": "Your order %@ is on its way", "subtitle": "Parcel 2 of 3",
+                        "body": "The courier comes between 14:00 and 16:00."},
+              "sound": "chime.caf", "category": "ORDER_STATUS", "badge": 1, "mutable-content": 1},
+      "zintar": {"cid": "%@", "app_id": "app-1", "webUrl": "https://shop.example/deals/autumn?utm_source=push",
+                 "media-attachment": "https://cdn.example/images/%@.jpg", "media-type": "image",
+                 "segment": "returning-customers", "variant": 2},
+      "app_extra": {"screenName": "OrderDetails", "screenData": {"order": "%@", "tab": "tracking"},
+                    "zin_deeplink": "shop://orders/%@"},
+      "zinFeatures": {"richPush": {"displayName": "order-status"}}})",
+                                  campaign, campaign, campaign, campaign, campaign));
+  if (received > 0) {
+    Value zintar = payload["zintar"];
+    zintar.setObjectNilHandled(received, "received_epoch_val");
+    payload.setObjectNilHandled(zintar, "zintar");
+  }
+  return payload;
 }
 
 }  // namespace zn::test

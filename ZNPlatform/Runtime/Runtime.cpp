@@ -158,18 +158,27 @@ bool Class::addMethod(Selector selector, MethodPtr method, std::optional<std::ty
   return true;
 }
 
-std::pair<const Class*, MethodPtr> Class::find(Selector selector) const {
+template <class Take>
+void Class::find(Selector selector, const Take& take) const {
   for (const Class* each = this; each; each = each->superclass_) {
     const Lock lock(each->mutex_);
     for (const auto& [known, implementation] : each->methods_) {
-      if (known == selector) return {each, implementation};
+      if (known == selector) return take(*each, implementation);
     }
   }
-  return {};
 }
 
-MethodPtr Class::instanceMethod(Selector selector) const { return find(selector).second; }
-const Class* Class::definingClass(Selector selector) const { return find(selector).first; }
+MethodPtr Class::instanceMethod(Selector selector) const {
+  MethodPtr found;
+  find(selector, [&](const Class&, const MethodPtr& implementation) { found = implementation; });
+  return found;
+}
+
+const Class* Class::definingClass(Selector selector) const {
+  const Class* found = nullptr;
+  find(selector, [&](const Class& defining, const MethodPtr&) { found = &defining; });
+  return found;
+}
 
 MethodPtr Class::methodImplementation(Selector selector) const {
   MethodPtr found = instanceMethod(selector);

@@ -193,8 +193,9 @@ class ZN_EXPORT Class : public Object {
  private:
   enum class Kind { ordinary, meta };
   Class(Kind kind, std::string name, Class* superclass, std::vector<std::string> protocols);
-  /// The class, this one or a parent, whose table has the selector, with the implementation there.
-  std::pair<const Class*, MethodPtr> find(Selector selector) const;
+  /// Calls `take` with the class, this one or a parent, whose table has the selector, and the implementation there.
+  template <class Take>
+  void find(Selector selector, const Take& take) const;
   const std::string name_;
   Class* const superclass_;
   const std::vector<std::string> protocols_;

@@ -4,10 +4,11 @@
 //     ZN_FILES_HOME=FOLDER       the folder; without it every operation passes
 //     ZN_FILES_FAULT=K:E:once    the K-th operation fails with error number E (0: a write writes half)
 //     ZN_FILES_FAULT=K:E:on      and all after it that can fail in that way
-//     ZN_FILES_TRACE=FILE        a line an operation; see `Trace.h`
+//     ZN_FILES_TRACE=FILE        a line an operation that is to come, and one for each change that was made
 //
-// Counted are the operations that can fail with what a machine does to files. Not for programs with threads that use
-// files at the same time: the count then depends on their order.
+// Counted are the operations that can fail with what a machine does to files, of those that our libraries call (what
+// `nm -D --undefined-only` shows of them). Not for programs with threads that use files at the same time: the count
+// then depends on their order.
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -19,11 +20,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <string>
-#include <utility>
 
 namespace {
 
@@ -63,18 +65,12 @@ __attribute__((constructor)) void begin() {
   files = made;
 }
 
-// What can go wrong with an operation.
-enum Ways : unsigned { kEio = 1, kEnospc = 2, kEmfile = 4, kEacces = 8, kErofs = 16, kEintr = 32, kShort = 64 };
-constexpr unsigned kChange = kEio | kEnospc | kEacces | kErofs;
-
-unsigned wayOf(int error) {
-  constexpr std::pair<int, unsigned> kWays[] = {{EIO, kEio},       {ENOSPC, kEnospc}, {EMFILE, kEmfile},
-                                                {EACCES, kEacces}, {EROFS, kErofs},   {EINTR, kEintr}};
-  for (const auto& [number, way] : kWays) {
-    if (number == error) return way;
-  }
-  return kShort;
-}
+/// What can go wrong with an operation; 0 is a short write. Without memory of its own: some come before there is any.
+using Errors = std::initializer_list<int>;
+constexpr Errors kOpen{EIO, EMFILE, EACCES, EINTR};
+constexpr Errors kOpenToWrite{EIO, EMFILE, EACCES, EINTR, EROFS};
+constexpr Errors kCreate{EIO, EMFILE, EACCES, EINTR, EROFS, ENOSPC};
+constexpr Errors kNoChange{EIO, ENOSPC, EACCES, EROFS};
 
 /// The path below the home, or "" for a path elsewhere.
 std::string inside(int folder, const char* path) {
@@ -100,12 +96,14 @@ void trace(const std::string& line) {
   errno = kept;
 }
 
-/// Counts an operation; true where it is to fail, in that way, with `errno` set.
-bool fails(unsigned ways, const char* kind, const std::string& path) {
+/// Counts an operation; true where it is to fail, with `errno` set.
+bool fails(const Errors& errors, const char* kind, const std::string& path) {
   const long number = ++files->count;
-  trace("operation\t" + std::to_string(number) + "\t" + kind + "\t" + std::to_string(ways) + "\t" + path);
+  std::string line = "operation\t" + std::to_string(number) + "\t" + kind + "\t" + path;
+  for (const int each : errors) line.append("\t").append(std::to_string(each));
+  trace(line);
   if (files->failAt == 0 || number < files->failAt || (number > files->failAt && !files->fromThenOn)) return false;
-  if (!(ways & wayOf(files->error))) return false;
+  if (std::find(errors.begin(), errors.end(), files->error) == errors.end()) return false;
   errno = files->error;
   return true;
 }
@@ -120,51 +118,42 @@ std::string hex(const void* bytes, std::size_t size) {
   return text;
 }
 
-bool exists(int folder, const char* path) { return syscall(SYS_faccessat, folder, path, F_OK) == 0; }
-
 int opened(int folder, const char* path, int flags, mode_t mode) {
   const std::string name = inside(folder, path);
   if (name.empty()) return REAL(openat)(folder, path, flags, mode);
   const bool writes = (flags & O_ACCMODE) != O_RDONLY;
-  const unsigned ways =
-      kEio | kEmfile | kEacces | kEintr | (writes ? unsigned{kErofs} : 0) | (flags & O_CREAT ? unsigned{kEnospc} : 0);
-  if (fails(ways, "open", name)) return -1;
-  const bool existed = exists(folder, path);
+  if (fails(flags & O_CREAT ? kCreate : writes ? kOpenToWrite : kOpen, "open", name)) return -1;
+  const bool existed = syscall(SYS_faccessat, folder, path, F_OK) == 0;
   const int file = REAL(openat)(folder, path, flags, mode);
   if (file < 0 || file >= kMostDescriptors) return file;
   files->paths[file] = name;
-  const char* const kind = !existed ? "create" : flags & O_TRUNC ? "empty" : "open";
-  trace(std::string(kind) + "\t" + std::to_string(file) + "\t" + name);
+  if (!existed) trace("create\t" + name);
+  if (existed && flags & O_TRUNC) trace("truncate\t" + name + "\t0");
   return file;
 }
 
+/// An operation on what is there under that path. Where it is done, `change` is for the trace, after its kind.
 template <class Call>
-auto changed(unsigned ways, const char* kind, const std::string& path, const std::string& other, const Call& call)
-    -> decltype(call()) {
+auto attempted(const Errors& errors, const char* kind, const std::string& path, const std::string& change,
+               const Call& call) -> decltype(call()) {
   if (path.empty()) return call();
-  if (fails(ways, kind, path)) return -1;
+  if (fails(errors, kind, path)) return -1;
   const auto result = call();
-  if (result == 0) trace(std::string(kind) + "\t" + path + (other.empty() ? "" : "\t" + other));
+  if (result == 0 && !change.empty()) trace(std::string(kind) + "\t" + change);
   return result;
-}
-
-template <class Call>
-auto looked(unsigned ways, const char* kind, const std::string& path, const Call& call) -> decltype(call()) {
-  if (!path.empty() && fails(ways, kind, path)) return -1;
-  return call();
 }
 
 template <class Call>
 ssize_t written(int file, const void* bytes, std::size_t size, off_t offset, const Call& call) {
   if (inside(file).empty()) return call(size);
   std::size_t part = size;
-  if (fails(kEio | kEnospc | kEintr | kShort, "write", inside(file))) {
+  if (fails({EIO, ENOSPC, EINTR, 0}, "write", inside(file))) {
     if (files->error != 0) return -1;
     part = size > 1 ? size / 2 : size;
   }
   const ssize_t result = call(part);
   if (result > 0) {
-    trace("write\t" + std::to_string(file) + "\t" + std::to_string(offset) + "\t" +
+    trace("write\t" + inside(file) + "\t" + std::to_string(offset) + "\t" +
           hex(bytes, static_cast<std::size_t>(result)));
   }
   return result;
@@ -177,32 +166,24 @@ extern "C" {
 /// For the program: what belongs into the trace at this moment.
 void zn_files_note(const char* text) { trace(std::string("note\t") + text); }
 
-#define OPEN(name)                                                 \
-  int name(const char* path, int flags, ...) {                     \
-    va_list more;                                                  \
-    va_start(more, flags);                                         \
-    const auto mode = static_cast<mode_t>(va_arg(more, unsigned)); \
-    va_end(more);                                                  \
-    return opened(AT_FDCWD, path, flags, mode);                    \
-  }
-OPEN(open)
-OPEN(open64)
-#define OPENAT(name)                                               \
-  int name(int folder, const char* path, int flags, ...) {         \
-    va_list more;                                                  \
-    va_start(more, flags);                                         \
-    const auto mode = static_cast<mode_t>(va_arg(more, unsigned)); \
-    va_end(more);                                                  \
-    return opened(folder, path, flags, mode);                      \
-  }
-OPENAT(openat)
-OPENAT(openat64)
-
+int openat(int folder, const char* path, int flags, ...) {
+  va_list more;
+  va_start(more, flags);
+  const auto mode = static_cast<mode_t>(va_arg(more, unsigned));
+  va_end(more);
+  return opened(folder, path, flags, mode);
+}
+int open(const char* path, int flags, ...) {
+  va_list more;
+  va_start(more, flags);
+  const auto mode = static_cast<mode_t>(va_arg(more, unsigned));
+  va_end(more);
+  return opened(AT_FDCWD, path, flags, mode);
+}
 int close(int file) {
   if (inside(file).empty()) return REAL(close)(file);
-  const bool failing = fails(kEio, "close", inside(file));
+  const bool failing = fails({EIO}, "close", inside(file));
   files->paths[file].clear();
-  trace("close\t" + std::to_string(file));
   const int result = REAL(close)(file);
   if (!failing) return result;
   errno = EIO;
@@ -210,15 +191,11 @@ int close(int file) {
 }
 
 ssize_t read(int file, void* bytes, size_t size) {
-  return looked(kEio | kEintr, "read", inside(file), [&] { return REAL(read)(file, bytes, size); });
+  return attempted({EIO, EINTR}, "read", inside(file), "", [&] { return REAL(read)(file, bytes, size); });
 }
-#define PREAD(name)                                                                                            \
-  ssize_t name(int file, void* bytes, size_t size, off_t offset) {                                             \
-    return looked(kEio | kEintr, "read", inside(file), [&] { return REAL(name)(file, bytes, size, offset); }); \
-  }
-PREAD(pread)
-PREAD(pread64)
-
+ssize_t pread(int file, void* bytes, size_t size, off_t offset) {
+  return attempted({EIO, EINTR}, "read", inside(file), "", [&] { return REAL(pread)(file, bytes, size, offset); });
+}
 ssize_t write(int file, const void* bytes, size_t size) {
   off_t offset = 0;
   if (!inside(file).empty()) {
@@ -227,109 +204,69 @@ ssize_t write(int file, const void* bytes, size_t size) {
   }
   return written(file, bytes, size, offset, [&](size_t part) { return REAL(write)(file, bytes, part); });
 }
-#define PWRITE(name)                                                                                               \
-  ssize_t name(int file, const void* bytes, size_t size, off_t offset) {                                           \
-    return written(file, bytes, size, offset, [&](size_t part) { return REAL(name)(file, bytes, part, offset); }); \
-  }
-PWRITE(pwrite)
-PWRITE(pwrite64)
-
-#define TRUNCATE(name)                                                                         \
-  int name(int file, off_t size) noexcept {                                                    \
-    if (inside(file).empty()) return REAL(name)(file, size);                                   \
-    if (fails(kEio | kEintr, "truncate", inside(file))) return -1;                             \
-    const int result = REAL(name)(file, size);                                                 \
-    if (result == 0) trace("truncate\t" + std::to_string(file) + "\t" + std::to_string(size)); \
-    return result;                                                                             \
-  }
-TRUNCATE(ftruncate)
-TRUNCATE(ftruncate64)
-
-#define SYNC(name)                                                       \
-  int name(int file) {                                                   \
-    if (inside(file).empty()) return REAL(name)(file);                   \
-    if (fails(kEio | kEnospc | kEintr, "sync", inside(file))) return -1; \
-    const int result = REAL(name)(file);                                 \
-    if (result == 0) trace("sync\t" + std::to_string(file));             \
-    return result;                                                       \
-  }
-SYNC(fsync)
-SYNC(fdatasync)
-
+ssize_t pwrite(int file, const void* bytes, size_t size, off_t offset) {
+  return written(file, bytes, size, offset, [&](size_t part) { return REAL(pwrite)(file, bytes, part, offset); });
+}
+int ftruncate(int file, off_t size) noexcept {
+  return attempted({EIO, EINTR}, "truncate", inside(file), inside(file) + "\t" + std::to_string(size),
+                   [&] { return REAL(ftruncate)(file, size); });
+}
+int fsync(int file) {
+  return attempted({EIO, ENOSPC, EINTR}, "sync", inside(file), inside(file), [&] { return REAL(fsync)(file); });
+}
+int fdatasync(int file) {
+  return attempted({EIO, ENOSPC, EINTR}, "sync", inside(file), inside(file), [&] { return REAL(fdatasync)(file); });
+}
 int flock(int file, int operation) noexcept {
   if (operation & LOCK_UN) return REAL(flock)(file, operation);
-  return looked(kEio | kEintr, "lock", inside(file), [&] { return REAL(flock)(file, operation); });
+  return attempted({EIO, EINTR}, "lock", inside(file), "", [&] { return REAL(flock)(file, operation); });
 }
 
-#define STAT(name, type)                                                                                     \
-  int name(const char* path, struct type* status) noexcept {                                                 \
-    return looked(kEio | kEacces, "stat", inside(AT_FDCWD, path), [&] { return REAL(name)(path, status); }); \
-  }
-STAT(stat, stat)
-STAT(stat64, stat64)
-STAT(lstat, stat)
-STAT(lstat64, stat64)
-#define FSTAT(name, type)                                                                \
-  int name(int file, struct type* status) noexcept {                                     \
-    return looked(kEio, "stat", inside(file), [&] { return REAL(name)(file, status); }); \
-  }
-FSTAT(fstat, stat)
-FSTAT(fstat64, stat64)
-#define FSTATAT(name, type)                                                         \
-  int name(int folder, const char* path, struct type* status, int flags) noexcept { \
-    return looked(kEio | kEacces, "stat", inside(folder, path),                     \
-                  [&] { return REAL(name)(folder, path, status, flags); });         \
-  }
-FSTATAT(fstatat, stat)
-FSTATAT(fstatat64, stat64)
-
-DIR* opendir(const char* path) {
-  const std::string name = inside(AT_FDCWD, path);
-  if (!name.empty() && fails(kEio | kEmfile | kEacces, "list", name)) return nullptr;
-  return REAL(opendir)(path);
+int stat(const char* path, struct stat* status) noexcept {
+  return attempted({EIO, EACCES}, "stat", inside(AT_FDCWD, path), "", [&] { return REAL(stat)(path, status); });
 }
-#define READDIR(name, type)                                         \
-  struct type* name(DIR* folder) {                                  \
-    const std::string path = inside(dirfd(folder));                 \
-    if (!path.empty() && fails(kEio, "list", path)) return nullptr; \
-    return REAL(name)(folder);                                      \
-  }
-READDIR(readdir, dirent)
-READDIR(readdir64, dirent64)
+int lstat(const char* path, struct stat* status) noexcept {
+  return attempted({EIO, EACCES}, "stat", inside(AT_FDCWD, path), "", [&] { return REAL(lstat)(path, status); });
+}
+int fstat(int file, struct stat* status) noexcept {
+  return attempted({EIO}, "stat", inside(file), "", [&] { return REAL(fstat)(file, status); });
+}
+int fstatat(int folder, const char* path, struct stat* status, int flags) noexcept {
+  return attempted({EIO, EACCES}, "stat", inside(folder, path), "",
+                   [&] { return REAL(fstatat)(folder, path, status, flags); });
+}
+
+dirent* readdir(DIR* folder) {
+  const std::string path = inside(dirfd(folder));
+  return !path.empty() && fails({EIO}, "list", path) ? nullptr : REAL(readdir)(folder);
+}
 int closedir(DIR* folder) {
   const int file = dirfd(folder);
-  if (!inside(file).empty()) {
-    files->paths[file].clear();
-    trace("close\t" + std::to_string(file));
-  }
+  if (!inside(file).empty()) files->paths[file].clear();
   return REAL(closedir)(folder);
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {
-  return changed(kChange, "mkdir", inside(AT_FDCWD, path), "", [&] { return REAL(mkdir)(path, mode); });
-}
-int rename(const char* from, const char* to) noexcept {
-  return changed(kChange, "rename", inside(AT_FDCWD, from), inside(AT_FDCWD, to),
-                 [&] { return REAL(rename)(from, to); });
+  return attempted(kNoChange, "mkdir", inside(AT_FDCWD, path), "", [&] { return REAL(mkdir)(path, mode); });
 }
 int renameat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
-  return changed(kChange, "rename", inside(fromFolder, from), inside(toFolder, to),
-                 [&] { return REAL(renameat)(fromFolder, from, toFolder, to); });
+  const std::string name = inside(fromFolder, from);
+  return attempted(kNoChange, "rename", name, name + "\t" + inside(toFolder, to),
+                   [&] { return REAL(renameat)(fromFolder, from, toFolder, to); });
 }
+int rename(const char* from, const char* to) noexcept { return renameat(AT_FDCWD, from, AT_FDCWD, to); }
 int link(const char* from, const char* to) noexcept {
-  return changed(kChange, "link", inside(AT_FDCWD, from), inside(AT_FDCWD, to), [&] { return REAL(link)(from, to); });
-}
-int unlink(const char* path) noexcept {
-  return changed(kChange, "unlink", inside(AT_FDCWD, path), "", [&] { return REAL(unlink)(path); });
+  const std::string name = inside(AT_FDCWD, from);
+  return attempted(kNoChange, "link", name, name + "\t" + inside(AT_FDCWD, to), [&] { return REAL(link)(from, to); });
 }
 int unlinkat(int folder, const char* path, int flags) noexcept {
-  return changed(kChange, "unlink", inside(folder, path), "", [&] { return REAL(unlinkat)(folder, path, flags); });
+  const std::string name = inside(folder, path);
+  return attempted(kNoChange, "unlink", name, name, [&] { return REAL(unlinkat)(folder, path, flags); });
 }
+int unlink(const char* path) noexcept { return unlinkat(AT_FDCWD, path, 0); }
 int remove(const char* path) noexcept {
-  return changed(kChange, "unlink", inside(AT_FDCWD, path), "", [&] { return REAL(remove)(path); });
-}
-int rmdir(const char* path) noexcept {
-  return changed(kChange, "rmdir", inside(AT_FDCWD, path), "", [&] { return REAL(rmdir)(path); });
+  const std::string name = inside(AT_FDCWD, path);
+  return attempted(kNoChange, "unlink", name, name, [&] { return REAL(remove)(path); });
 }
 
 }  // extern "C"

@@ -7,10 +7,8 @@
 //     tracked LINE the same of an event, which only the end of a process, not a power cut, must leave
 //     said TEXT    a failure that the host learned of; diagnostics are on standard error, as always
 //
-// `check` synchronises once more and tells what is there instead, as those LINEs; `checks` does so for each home whose
-// path comes on standard input, in a process of its own, and ends each list with "end STATUS".
+// `check` synchronises once more and tells what is there instead, as those LINEs.
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <iostream>
@@ -49,27 +47,26 @@ void tell(const std::string& line) {
   std::cout << line << std::endl;
 }
 
-Value payload(const std::string& campaign) {
-  return Value::dictionary({{"aps", Value::dictionary({{"alert", "Your order " + campaign}})},
-                            {"zintar", Value::dictionary({{"cid", campaign}, {"app_id", "app-1"}})}});
+Value json(const std::string& text) { return zn::parseJson(text).value(); }
+
+std::string payload(const std::string& campaign) {
+  return R"({"aps": {"alert": "Your order"}, "zintar": {"cid": ")" + campaign + R"(", "app_id": "app-1"}})";
 }
 
 using Names = std::vector<std::string>;
 
 Value inboxAnswer(const Names& campaigns) {
   Value messages = Value::array();
-  for (const std::string& each : campaigns) messages.append(Value::dictionary({{"data", payload(each)}}));
+  for (const std::string& each : campaigns) messages.append(json(R"({"data": )" + payload(each) + "}"));
   return Value::dictionary({{"messagesInfo", messages}});
 }
 
 Value triggerAnswer(const Names& campaigns) {
   Value list = Value::array();
   for (const std::string& each : campaigns) {
-    list.append(Value::dictionary({{"campaign_id", each},
-                                   {"trigger_event_name", "opened"},
-                                   {"status", "active"},
-                                   {"expiry", 4070908800000},
-                                   {"payload", payload(each)}}));
+    list.append(json(R"({"campaign_id": ")" + each + R"(", "trigger_event_name": "opened", "status": "active",
+                         "expiry": 4070908800000, "payload": )" +
+                     payload(each) + "}"));
   }
   return Value::dictionary({{"campaigns", list}});
 }
@@ -80,8 +77,7 @@ class Application {
   explicit Application(const std::string& home) : device_(zn::Simulator::install({.home = home})) {
     device_->setEffectObserver([this](const zn::Effect& effect) { noteEffect(effect); });
     device_->setServerAnswer(kEvents, Value::dictionary());
-    ZNConfigDataManager::sharedInstance()->apply(
-        Value::dictionary({{"server", Value::dictionary({{"endpoints", Value::dictionary({{"1", "/events"}})}})}}));
+    ZNConfigDataManager::sharedInstance()->apply(json(R"({"server": {"endpoints": {"1": "/events"}}})"));
   }
   zn::Simulator& device() { return *device_; }
   void start() {
@@ -90,10 +86,6 @@ class Application {
   }
   void synchronise() {
     ZNInboxHandler::sharedInstance()->syncInboxNotificationsWithCompletionHandler(nullptr);
-    device_->runUntilIdle();
-  }
-  void synchroniseTriggers() {
-    ZNDeviceTriggersHandler::sharedInstance()->syncDeviceTriggersWithCompletionBlock(nullptr);
     device_->runUntilIdle();
   }
   void track(const std::string& name) {
@@ -120,7 +112,7 @@ void appendAll(const Names& campaigns) {
   for (const std::string& each : campaigns) {
     std::string error;
     const bool kept = NSUserDefaults::initWithSuiteName(kGroup)->tryAppend(
-        payload(each), {"app-1", zn::payload::pendingNotifications}, error);
+        json(payload(each)), {"app-1", zn::payload::pendingNotifications}, error);
     tell(kept ? "kept inbox " + each + " new" : "said " + error);
   }
 }
@@ -132,7 +124,7 @@ void prepare(Application& application) {
   application.synchronise();
   application.device().holdRequests(kInbox);
   application.synchronise();
-  application.device().tap(payload("c"));  // waits in a file of its own
+  application.device().tap(json(payload("c")));  // waits in a file of its own
   application.device().runUntilIdle();
   appendAll({"p1", "p2"});
   application.track("e1");
@@ -140,7 +132,7 @@ void prepare(Application& application) {
 }
 
 void click(Application& application, const std::string& campaign) {
-  application.device().tap(payload(campaign));
+  application.device().tap(json(payload(campaign)));
   application.device().runUntilIdle();
   tell("done inbox " + campaign + " clicked");
 }
@@ -155,7 +147,7 @@ void drainAndRemove(Application& application, const std::string& campaign) {
 void clickInSync(Application& application, const std::string& campaign, const std::string& fromServer) {
   application.device().holdRequests(kInbox);
   application.synchronise();
-  application.device().tap(payload(campaign));
+  application.device().tap(json(payload(campaign)));
   application.device().advance(2);
   tell("done inbox " + campaign + " clicked");
   application.device().answerOldestRequest(kInbox, inboxAnswer({fromServer}));
@@ -166,7 +158,8 @@ void clickInSync(Application& application, const std::string& campaign, const st
 void triggers(Application& application, const std::string& campaign) {
   application.device().setServerAnswer(kTriggers, triggerAnswer({campaign}));
   application.device().advance(4000);  // the last synchronisation is too young before
-  application.synchroniseTriggers();
+  ZNDeviceTriggersHandler::sharedInstance()->syncDeviceTriggersWithCompletionBlock(nullptr);
+  application.device().runUntilIdle();
   tell("done trigger " + campaign);
 }
 
@@ -187,29 +180,7 @@ void day(Application& application) {
   }
 }
 
-const std::map<std::string, void (*)(Application&)> works{
-    {"prepare", prepare},
-    {"click", [](Application& application) { click(application, "a"); }},
-    {"drain", [](Application& application) { drainAndRemove(application, "p2"); }},
-    {"clickInSync", [](Application& application) { clickInSync(application, "b", "d"); }},
-    {"triggers", [](Application& application) { triggers(application, "t3"); }},
-    {"flush", [](Application& application) { flush(application, "e3"); }},
-    {"day", day}};
-
-/// The extension is a process of its own.
-void append(const std::string& home) {
-  zn::HeadlessDevice::Options options;
-  options.home = home;
-  options.mainQueue = zn::HeadlessDevice::MainQueue::pumped;
-  options.backgroundThreads = 1;
-  options.sharedStoresOnly = true;
-  zn::Device::install(std::make_shared<zn::HeadlessDevice>(options));
-  appendAll({"p3", "p4"});
-}
-
-void check(const std::string& home) {
-  Application application(home);
-  application.start();
+void check(Application& application) {
   application.synchronise();
   application.flush();
   const zn::InboxListPtr entries = ZNInboxHandler::sharedInstance()->getAllNotificationModelObjs();
@@ -220,20 +191,38 @@ void check(const std::string& home) {
   for (const auto& campaign : fields.campaigns()) tell("trigger " + std::string(campaign->campaignID().string()));
 }
 
+const std::map<std::string, void (*)(Application&)> works{
+    {"prepare", prepare},
+    {"check", check},
+    {"click", [](Application& application) { click(application, "a"); }},
+    {"drain", [](Application& application) { drainAndRemove(application, "p2"); }},
+    {"clickInSync", [](Application& application) { clickInSync(application, "b", "d"); }},
+    {"triggers", [](Application& application) { triggers(application, "t3"); }},
+    {"flush", [](Application& application) { flush(application, "e3"); }},
+    {"day", day}};
+
+/// The extension is a process of its own.
+void append(const std::string& home) {
+  zn::Device::install(std::make_shared<zn::HeadlessDevice>(
+      zn::HeadlessDevice::Options{.home = home,
+                                  .mainQueue = zn::HeadlessDevice::MainQueue::pumped,
+                                  .backgroundThreads = 1,
+                                  .sharedStoresOnly = true}));
+  appendAll({"p3", "p4"});
+}
+
 int run(const std::string& home, const std::string& work) {
   try {
     if (work == "append") {
       append(home);
-    } else if (work == "check") {
-      check(home);
-    } else {
-      Application application(home);
-      if (work != "prepare") application.start();
-      works.at(work)(application);
-      if (work == "prepare") return 0;
-      application.device().enterForeground();  // when every store tries again
-      application.device().runUntilIdle();
+      return 0;
     }
+    Application application(home);
+    if (work != "prepare") application.start();
+    works.at(work)(application);
+    if (work == "prepare") return 0;
+    application.device().enterForeground();  // when every store tries again
+    application.device().runUntilIdle();
     return 0;
   } catch (const zn::Exception& problem) {
     tell("said " + problem.reason());  // the device cannot be made, and the host knows
@@ -241,27 +230,9 @@ int run(const std::string& home, const std::string& work) {
   }
 }
 
-/// A process a home, without the cost of starting a program.
-int checks() {
-  for (std::string home; std::getline(std::cin, home);) {
-    const pid_t child = fork();
-    if (child == 0) {
-      alarm(kPatience);
-      const int status = run(home, "check");
-      std::cout.flush();
-      _exit(status);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    std::cout << "end " << status << std::endl;
-  }
-  return 0;
-}
-
 }  // namespace
 
 int main(int, char** arguments) {
-  if (std::string(arguments[1]) == "checks") return checks();
   alarm(kPatience);
   return run(arguments[1], arguments[2]);
 }
