@@ -285,4 +285,31 @@ TEST_F(RealDaemonTest, ClicksButtonsAndDismissalsReachTheApplication) {
   EXPECT_EQ(shown(), list(R"(["e"])"));
 }
 
+TEST_F(RealDaemonTest, AnApplicationInASandboxIsServedByThePortal) {
+  if (!std::filesystem::exists(std::string(zn::test::PrivateSession::kPortalFolder) + "xdg-desktop-portal-gtk")) {
+    GTEST_SKIP() << "xdg-desktop-portal-gtk is not installed";
+  }
+  host_->launcher = zn::test::sandboxFor("com.example.Shop", session_->path(""));
+  if (host_->launcher.empty()) GTEST_SKIP() << "bwrap can make no sandbox here";
+  session_->killDunst();
+  session_->startPortal();
+  session_->startDunst();
+  startHost();
+  post("a", R"(, "body": "<b>text</b>", "category": "OFFER")");
+  awaitDisplayed(1);
+  EXPECT_TRUE(session_->dunstctl({"action", "0"}));
+  EXPECT_EQ(response(), "a clicked opening");
+  EXPECT_TRUE(session_->dunstctl({"close-all"}));  // the back end leaves it there
+  session_->chooseButtons("Remind me later");
+  post("b", R"(, "category": "OFFER")");
+  awaitDisplayed(1);
+  EXPECT_TRUE(session_->dunstctl({"context"}));
+  EXPECT_EQ(response(), "b LATER");
+  EXPECT_TRUE(session_->dunstctl({"close-all"}));
+  post("c");
+  awaitDisplayed(1);
+  host_->run(R"({"do": "remove", "ids": ["c"]})");
+  awaitDisplayed(0);
+}
+
 }  // namespace

@@ -14,9 +14,12 @@ class HostProcess {
   explicit HostProcess(const PrivateSession& session) : session_(session) {}
 
   void start() {
-    process_ = std::make_unique<Process>(std::vector<std::string>{ZN_DESKTOP_HOST, home()}, session_.environment());
+    std::vector<std::string> command = launcher;
+    command.insert(command.end(), {ZN_DESKTOP_HOST, home()});
+    process_ = std::make_unique<Process>(command, session_.environment());
     told("ready");
   }
+  std::vector<std::string> launcher;  ///< what it is started with, such as a sandbox
   /// As it ends by itself; the exit status.
   int end() {
     process_->endInput();

@@ -83,6 +83,19 @@ class PrivateSession {
     waitForDunst();
   }
   void killDunst() { dunst_.reset(); }
+  /// The real portal, with the back end that hands notifications on to the daemon. Needs the display, and comes before
+  /// dunst: the back end looks for a daemon when it is asked first.
+  void startPortal() {
+    Environment settings = environment();
+    settings["XDG_CURRENT_DESKTOP"] = "GNOME";  // whose choice of back ends is this one
+    const auto start = [&](const std::string& part, const std::string& name) {
+      portal_.push_back(std::make_unique<Process>(std::vector<std::string>{kPortalFolder + part}, settings));
+      waitForName(name);
+    };
+    start("xdg-desktop-portal-gtk", "org.freedesktop.impl.portal.desktop.gtk");
+    start("xdg-desktop-portal", "org.freedesktop.portal.Desktop");
+  }
+  static constexpr const char* kPortalFolder = "/usr/libexec/";
   /// `dunstctl` with these arguments. Returns whether it succeeded.
   bool dunstctl(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), "dunstctl");
@@ -100,6 +113,14 @@ class PrivateSession {
   }
 
  private:
+  void waitForName(const std::string& name) const {
+    waitUntil([&] {
+      Process asking({"dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
+                      "org.freedesktop.DBus.GetNameOwner", "string:" + name},
+                     environment());
+      return asking.end(0) == 0;
+    });
+  }
   void waitForDunst() const {
     waitUntil([this] { return displayedByDunst() >= 0; });
   }
@@ -109,6 +130,27 @@ class PrivateSession {
   std::unique_ptr<Process> bus_;  // the others end before
   std::unique_ptr<Process> xServer_;
   std::unique_ptr<Process> dunst_;
+  std::vector<std::unique_ptr<Process>> portal_;
 };
+
+/// What starts a program inside a sandbox as Flatpak makes it for that application, or nothing where there can be none.
+/// The folder tree is a new one, since the file that tells of the sandbox would be seen by every process in the old
+/// one.
+inline std::vector<std::string> sandboxFor(const std::string& applicationID, const std::string& folder) {
+  const std::string info = folder + "/flatpak-info";
+  std::ofstream(info) << "[Application]\nname=" << applicationID << "\n";
+  std::vector<std::string> command = {"bwrap", "--tmpfs", "/", "--ro-bind", info, "/.flatpak-info"};
+  for (const auto& each : std::filesystem::directory_iterator("/")) {
+    const std::string path = each.path();
+    if (each.is_symlink()) {
+      command.insert(command.end(), {"--symlink", std::filesystem::read_symlink(path), path});
+    } else if (each.is_directory()) {
+      command.insert(command.end(), {"--dev-bind", path, path});
+    }
+  }
+  std::vector<std::string> trial = command;
+  trial.emplace_back("true");
+  return Process(trial).end(0) == 0 ? command : std::vector<std::string>();
+}
 
 }  // namespace zn::test

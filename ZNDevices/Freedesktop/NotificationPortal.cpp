@@ -1,9 +1,11 @@
 #include "ZNDevices/Freedesktop/NotificationPortal_p.h"
 
+#include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "ZNDevices/Freedesktop/Sandbox_p.h"
-#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 
 namespace zn {
 
@@ -12,16 +14,21 @@ namespace {
 constexpr const char* kInterface = "org.freedesktop.portal.Notification";
 constexpr double kPatience = 10;  // seconds; the portal may have to start first
 
+/// Hexadecimal, since some servers take a button's name apart at its punctuation.
 std::string targetOf(const std::string& identifier, const std::string& action) {
-  return jsonText(Value::array({identifier, action}));
+  const auto hex = [](const std::string& text) { return hexText(Data(text.begin(), text.end())); };
+  return hex(identifier) + "-" + hex(action);
 }
 
 }  // namespace
 
 NotificationPortal::Click NotificationPortal::clickOf(std::string_view target) {
-  const Value parts = parseJson(target).value_or(nil);
-  if (parts.size() != 2) return {};
-  return {std::string(parts.elements()[0].string()), std::string(parts.elements()[1].string())};
+  const auto text = [](std::string_view hex) {
+    const std::optional<Data> bytes = dataFromHexText(hex);
+    return bytes ? std::string(bytes->begin(), bytes->end()) : "";
+  };
+  const std::size_t middle = std::min(target.find('-'), target.size());
+  return {text(target.substr(0, middle)), text(target.substr(std::min(middle + 1, target.size())))};
 }
 
 void NotificationPortal::connected() {
