@@ -3,13 +3,8 @@
 # there is a display it is for people to try; else it goes by itself, on a session of its own, and takes pictures. Sourced
 # with the repository's top folder as working directory, after tools/setup.sh.
 
-# shellcheck disable=SC2034  # ./run installs them
-desktop_packages=(libsystemd-dev qt6-base-dev dbus curl)
-# shellcheck disable=SC2034
-headless_packages=(xvfb dunst imagemagick xdotool x11-xserver-utils fonts-dejavu-core)
-
-tour=$PWD/build/tour
-programs=$PWD/build/release/bin
+tour=${ZN_TOUR_FOLDER:-$PWD/build/tour}
+programs=${ZN_TOUR_PROGRAMS:-$PWD/build/release/bin}
 shop_id=com.example.Shop
 tour_processes=()
 
