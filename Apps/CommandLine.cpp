@@ -94,6 +94,10 @@ void CommandLine::number(const std::string& spec, const std::string& about, int&
   explain(*app_->add_option(nameIn(spec), into, about), spec)->check(CLI::Range(lowest, highest));
 }
 
+void CommandLine::flag(const std::string& spec, const std::string& about, bool& into) {
+  app_->add_flag(spec, into, about);
+}
+
 void CommandLine::pair(const std::string& spec, const std::string& about, std::pair<std::string, std::string>& into) {
   explain(*app_->add_option(nameIn(spec), into, about), spec);
 }

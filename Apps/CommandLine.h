@@ -45,6 +45,7 @@ class CommandLine {
   // Of what is given more than once the last one counts.
   void text(const std::string& spec, const std::string& about, std::string& into, Need need = Need::optional);
   void number(const std::string& spec, const std::string& about, int& into, int lowest, int highest);
+  void flag(const std::string& spec, const std::string& about, bool& into);  ///< has no value
   void pair(const std::string& spec, const std::string& about, std::pair<std::string, std::string>& into);
   using Take = std::function<void(const std::string&)>;
   /// Takes each value when it is met; may throw UsageError. `separator`: stands between several values in one.

@@ -6,6 +6,9 @@ include(CMakePackageConfigHelpers)
 # The libraries look for their resources in share/zintar beside their own folder or above it: here and where they are
 # installed.
 set(resources ZNMessaging/ZNInbox/ZNInboxUI/ZNInbox.storyboard.json)
+if(TARGET zinhost)
+  list(APPEND resources Apps/zinhost/zinhost.json)
+endif()
 foreach(resource IN LISTS resources)
   cmake_path(GET resource FILENAME resource_name)
   configure_file(${resource} ${CMAKE_BINARY_DIR}/share/zintar/${resource_name} COPYONLY)
@@ -29,7 +32,16 @@ if(applications)
   endforeach()
 endif()
 
-install(TARGETS ${libraries} EXPORT ZNMessagingTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# A component is found by those who ask for it, with what it needs.
+foreach(library IN LISTS libraries)
+  set(export ZNMessaging)
+  get_target_property(is_component ${library} ZN_COMPONENT)
+  if(is_component)
+    set(export ${library})
+    install(EXPORT ${export}Targets NAMESPACE Zintar:: DESTINATION ${package_folder})
+  endif()
+  install(TARGETS ${library} EXPORT ${export}Targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endforeach()
 install(TARGETS ${applications} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 install(CODE "set(source_folder \"${PROJECT_SOURCE_DIR}\")
@@ -41,5 +53,6 @@ configure_package_config_file(cmake/ZNMessagingConfig.cmake.in ${PROJECT_BINARY_
                               INSTALL_DESTINATION ${package_folder})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/ZNMessagingConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/ZNMessagingConfig.cmake ${PROJECT_BINARY_DIR}/ZNMessagingConfigVersion.cmake
+              cmake/DesktopHost.cmake
         DESTINATION ${package_folder})
 install(EXPORT ZNMessagingTargets NAMESPACE Zintar:: DESTINATION ${package_folder})

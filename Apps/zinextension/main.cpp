@@ -11,7 +11,7 @@
 #include "Apps/CommandLine.h"
 #include "Apps/zinextension/Options.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
-#include "ZNMessaging/Utils/CampaignPush_p.h"
+#include "ZNMessaging/Utils/ExtensionList_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Json.h"
@@ -23,17 +23,6 @@ namespace {
 using apps::complain;
 using apps::kFailed;
 using apps::kUnusable;
-
-/// With the time when it came, unless its sender names that. The application may take it in days later.
-zn::Value stamped(const zn::Value& payload) {
-  zn::Value zintar = payload.validObjectForKey(kNotificationPayloadKeyZintar).mutableCopy();
-  if (zintar.validObjectForKey(zn::payload::receivedEpoch).isNil()) {
-    zintar.setObjectNilHandled(zn::secondsSince1970(), zn::payload::receivedEpoch);
-  }
-  zn::Value copy = payload.mutableCopy();
-  copy.setObjectNilHandled(zintar, kNotificationPayloadKeyZintar);
-  return copy;
-}
 
 bool readLine(std::FILE* input, std::string& line) {
   line.clear();
@@ -58,11 +47,9 @@ int storeLines(std::FILE* input, NSUserDefaults& store, const std::string& appli
       problem = "not JSON: " + malformed.text.substr(malformed.text.find("column"));  // without its "line 1"
     } else if (!payload->isDictionary()) {
       problem = "a payload is a JSON object";
-    } else if (!zn::isVisiblePushOfCampaign(payload->validObjectForKey(kNotificationPayloadKeyZintar))) {
-      continue;
     } else {
       try {
-        if (store.tryAppend(stamped(*payload), {application, zn::payload::pendingNotifications}, problem)) continue;
+        if (zn::appendToExtensionList(store, application, *payload, problem)) continue;
         return complain(place + problem, kFailed);
       } catch (const zn::Exception& unusable) {
         problem = unusable.reason();

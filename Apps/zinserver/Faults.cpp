@@ -3,39 +3,17 @@
 #include <algorithm>
 #include <iterator>
 
+#include "Apps/Servers/FaultFields.h"
 #include "Apps/zinserver/Services.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
 
 namespace zinserver {
 
+using apps::boolean;
+using apps::delay;
+using apps::wholeNumber;
 using zn::Value;
-
-namespace {
-
-[[noreturn]] void refuse(const Value& key, const char* expected, const Value& value) {
-  throw zn::Exception(zn::format("a fault's \"%@\" must be %@, not %@", key, expected, value));
-}
-
-std::int64_t wholeNumber(const Value& key, const char* expected, const Value& value, std::int64_t lowest,
-                         std::int64_t highest) {
-  const bool isWhole = value.type() == Value::Type::integer && value.integer() >= lowest && value.integer() <= highest;
-  if (!isWhole) refuse(key, expected, value);
-  return value.integer();
-}
-
-bool boolean(const Value& key, const Value& value) {
-  if (!value.isBoolean()) refuse(key, "true or false", value);
-  return value.boolean();
-}
-
-double delay(const Value& key, const Value& value) {
-  const bool isDelay = value.isNumber() && !value.isBoolean() && value.doubleValue() >= 0;
-  if (!isDelay || value.doubleValue() > 24 * 3600) refuse(key, "a number of seconds, a day at most", value);
-  return value.doubleValue();
-}
-
-}  // namespace
 
 Fault faultOf(const Value& description) {
   if (!description.isDictionary()) throw zn::Exception("a fault is a JSON object");
@@ -65,7 +43,7 @@ Fault faultOf(const Value& description) {
   }
   const auto isIt = [&](const Service& each) { return static_cast<int>(each.number) == fault.service; };
   if (std::none_of(std::begin(kServices), std::end(kServices), isIt))
-    refuse("service", "1, 7, 8, 9 or 10", description["service"]);
+    apps::refuseField("service", "1, 7, 8, 9 or 10", description["service"]);
   return fault;
 }
 

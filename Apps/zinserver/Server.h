@@ -1,13 +1,11 @@
 #pragma once
 
-#include <httplib.h>
-
 #include <condition_variable>
 #include <functional>
-#include <future>
 #include <mutex>
 #include <string>
 
+#include "Apps/Servers/HttpServer.h"
 #include "Apps/zinserver/CampaignFolder.h"
 #include "Apps/zinserver/Faults.h"
 #include "Apps/zinserver/Journal.h"
@@ -20,10 +18,10 @@ class Server {
   /// Will listen at that address.
   Server(std::string folder, std::string host);
 
-  /// Listens from now on, and returns the port. Throws zn::Exception.
-  int bind(int port);
-  /// Serves until `stop`. Once.
-  void serve();
+  /// As apps::HttpServer.
+  void bind(int port) { server_.bind(host_, port); }
+  std::string address() const { return server_.address(); }
+  void serve() { server_.serve(); }
   /// Thread: any, once, also before `serve` got going. Breaks off what is under way.
   void stop();
 
@@ -44,10 +42,7 @@ class Server {
   const std::string host_;
   Faults faults_;
   Journal journal_;
-  httplib::Server http_;
-  int port_ = 0;
-  int listener_ = -1;  // the library's
-  std::promise<void> running_;
+  apps::HttpServer server_;
 
   std::mutex mutex_;
   std::condition_variable stopped_;

@@ -1,13 +1,8 @@
 // zinserver: a campaign server for development.
 
-#include <malloc.h>
-#include <pthread.h>
-#include <signal.h>
-
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <thread>
 
 #include "Apps/CommandLine.h"
 #include "Apps/zinserver/Options.h"
@@ -21,26 +16,12 @@ void run(const zinserver::Options& options) {
   if (!std::filesystem::is_directory(options.folder, failure)) {
     throw zn::Exception(options.folder + ": " + (failure ? failure.message() : "there is no such folder"));
   }
-  // Blocked in all threads, so that the one that waits for them gets them.
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int ending : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, ending);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  // A thread for each connection, each with a heap of its own that keeps what its longest answer took, would add up.
-  ::mallopt(M_ARENA_MAX, 1);
-
+  apps::blockEndingSignals();
   zinserver::Server server(options.folder, options.host);
-  const int port = server.bind(options.port);
-  const bool isVersion6 = options.host.find(':') != std::string::npos;
-  const std::string host = isVersion6 ? "[" + options.host + "]" : options.host;
-  std::printf("listening on http://%s:%d\n", host.c_str(), port);
+  server.bind(options.port);
+  std::printf("listening on %s\n", server.address().c_str());
   std::fflush(stdout);
-
-  std::thread serving([&] { server.serve(); });
-  int signal = 0;
-  sigwait(&signals, &signal);
-  server.stop();
-  serving.join();
+  apps::serveUntilSignalled([&] { server.serve(); }, [&] { server.stop(); });
 }
 
 }  // namespace

@@ -1,16 +1,13 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <signal.h>
-#include <sys/wait.h>
 
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "Tests/Support/Process.h"
 #include "Tests/Support/RawServer.h"
 #include "Tests/Support/Requests.h"
 #include "Tests/Support/TestHome.h"
@@ -21,18 +18,15 @@ namespace {
 
 using zn::HttpTransport;
 using zn::Value;
+using zn::test::Process;
 
 class CampaignServerTest : public zn::test::Requests {
  protected:
   static constexpr std::string_view kGreeting = "listening on ";
 
-  ~CampaignServerTest() override {
-    if (output_) endServer(SIGKILL);
-  }
   void serve(const std::string& folder) {
-    output_ = ::popen(("echo $$; exec '" ZN_ZINSERVER "' --port=0 --folder '" + folder + "'").c_str(), "re");
-    process_ = std::stoi(line());
-    const std::string greeting = line();
+    process_ = std::make_unique<Process>(std::vector<std::string>{ZN_ZINSERVER, "--folder", folder, "--port=0"});
+    const std::string greeting = process_->line();
     ASSERT_TRUE(greeting.starts_with(std::string(kGreeting) + "http://127.0.0.1:")) << greeting;
     const std::string address = greeting.substr(kGreeting.size());
     // The paths are those of the example configuration, the address is this server's.
@@ -43,17 +37,6 @@ class CampaignServerTest : public zn::test::Requests {
     client_ = std::make_unique<httplib::Client>(address);
     port_ = std::stoi(address.substr(address.rfind(':') + 1));
     client_->set_read_timeout(60);
-  }
-  /// What the server prints, without its line feed.
-  std::string line() {
-    char text[4096] = "";
-    return std::fgets(text, sizeof text, output_) ? std::string(text, std::strcspn(text, "\n")) : "";
-  }
-  /// The exit status; -1 when it was killed.
-  int endServer(int signal = SIGTERM) {
-    ::kill(process_, signal);
-    const int status = ::pclose(std::exchange(output_, nullptr));
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
   Value ask(ZNService service, const char* body) {
     return start(transport_, *request(service, *zn::parseJson(body))).response();
@@ -68,8 +51,7 @@ class CampaignServerTest : public zn::test::Requests {
   }
 
   HttpTransport transport_{HttpTransport::Options{.timeout = 60}};
-  std::FILE* output_ = nullptr;
-  pid_t process_ = 0;
+  std::unique_ptr<Process> process_;
   std::unique_ptr<httplib::Client> client_;
   int port_ = 0;
 };
@@ -123,7 +105,7 @@ TEST_F(CampaignServerTest, FaultsComeInTheirOrderAndGoAway) {
   auto& delayed = start(transport_, *request(ZNService::triggerSync));
   while (get("/faults").size() > 0) {  // until that request is there
   }
-  EXPECT_EQ(endServer(), 0);
+  EXPECT_EQ(process_->end(SIGTERM), 0);
   delayed.response();
 }
 
@@ -180,7 +162,7 @@ TEST_F(CampaignServerTest, WebPagesAreRefusedAndHalfARequestHoldsUpNobody) {
   }
   client_->set_read_timeout(3);  // the server waits longer for the rest of those
   EXPECT_EQ(get("/faults"), Value::array());
-  EXPECT_EQ(endServer(), 0);
+  EXPECT_EQ(process_->end(SIGTERM), 0);
 }
 
 }  // namespace

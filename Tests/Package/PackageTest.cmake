@@ -61,6 +61,16 @@ set(click "the shop hears of a click on parcel\nthe click is dealt with\n")
 expect_output("the example without the proxy" "${click}" ${host})
 expect_output("the example with the proxy" "the module broadcasts the click\n${click}" ${host} with-proxy)
 
+if(EXISTS ${work}/elsewhere/include/zintar/ZNDevices/Freedesktop/FreedesktopDevice.h)
+  build_against_package(${source}/Examples/glib-host glib-host)
+  run_or_fail("installing the example" log
+              ${CMAKE_COMMAND} --install ${work}/glib-host --prefix ${work}/installed)
+  file(READ ${work}/installed/share/dbus-1/services/com.example.GLibHost.service service)
+  if(NOT service MATCHES "Name=com.example.GLibHost\nExec=\"${work}/installed/bin/glib-host\" ")
+    message(FATAL_ERROR "the session would not find the example:\n${service}")
+  endif()
+endif()
+
 build_against_package(${source}/Examples/inbox-screen inbox-screen)
 run_or_fail("the example with a list of its own" output ${work}/inbox-screen/own-list ${configuration})
 if(NOT output MATCHES "unread: 1\n  . Your parcel.*messages: 2, unread: 0\n    Your parcel .14 Nov 2023.\n    Autumn sale .11 Nov 2023.\nmessages: 1, unread: 0\n")

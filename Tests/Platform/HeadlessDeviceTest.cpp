@@ -9,7 +9,7 @@
 #include <latch>
 #include <thread>
 
-#include "Tests/Support/DeviceContract.h"
+#include "Tests/Devices/PooledContract.h"
 #include "Tests/Support/TestHome.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
@@ -26,40 +26,7 @@ HeadlessDevice::Options optionsFor(const std::string& home, MainQueue mainQueue 
   return options;
 }
 
-class HeadlessContract final : public zn::test::ContractDevice {
- public:
-  explicit HeadlessContract(MainQueue mainQueue) : mainQueue_(mainQueue) {
-    device_ = std::make_shared<HeadlessDevice>(optionsFor(folder_ / "home", mainQueue));
-  }
-  ~HeadlessContract() override { device_->shutDown(); }
-  std::shared_ptr<zn::Device> device() override { return device_; }
-  void runUntil(const std::function<bool()>& done, double seconds) override {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (!done() && std::chrono::steady_clock::now() < end) letWork();
-  }
-  void settle() override { device_->waitUntilIdle(); }
-
- private:
-  void letWork() {
-    if (mainQueue_ == MainQueue::pumped) {
-      device_->runFor(0.002);
-      return;
-    }
-    std::promise<void> tick;
-    device_->queues->after(Queue::main, 0.002, [&] { tick.set_value(); });
-    tick.get_future().wait();
-  }
-  const MainQueue mainQueue_;
-  zn::test::TemporaryFolder folder_;
-  std::shared_ptr<HeadlessDevice> device_;
-};
-
-INSTANTIATE_TEST_SUITE_P(
-    Headless, DeviceContract,
-    testing::Values(
-        zn::test::DeviceKind{"ownThread", [] { return std::make_unique<HeadlessContract>(MainQueue::ownThread); }},
-        zn::test::DeviceKind{"pumped", [] { return std::make_unique<HeadlessContract>(MainQueue::pumped); }}),
-    zn::test::nameOfKind);
+INSTANTIATE_TEST_SUITE_P(Headless, DeviceContract, zn::test::pooledKinds<HeadlessDevice>(), zn::test::nameOfKind);
 
 std::string failureOf(const HeadlessDevice::Options& options) {
   try {

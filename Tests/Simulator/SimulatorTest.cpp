@@ -6,7 +6,8 @@
 
 #include <thread>
 
-#include "Tests/Support/DeviceContract.h"
+#include "Tests/Devices/DeviceContract.h"
+#include "Tests/Support/TestHome.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"

@@ -28,8 +28,8 @@ class Outcome {
   }
   /// The first answer; a text when none comes.
   Value response() {
-    constexpr std::chrono::seconds kPatience(60);
-    if (future_.wait_for(kPatience) != std::future_status::ready) return "no answer";
+    constexpr std::chrono::seconds kPatienceWithServer(60);
+    if (future_.wait_for(kPatienceWithServer) != std::future_status::ready) return "no answer";
     return future_.get();
   }
   int count() const { return count_.load(); }

@@ -4,7 +4,7 @@
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/NotificationHandler/ZNNotificationHandler.h"
-#include "ZNMessaging/Utils/CampaignPush_p.h"
+#include "ZNMessaging/Utils/ExtensionList_p.h"
 #include "ZNMessaging/Utils/HostSettings_p.h"
 #include "ZNMessaging/Utils/ModuleState_p.h"
 #include "ZNMessaging/Utils/ZNMessagingUtils.h"

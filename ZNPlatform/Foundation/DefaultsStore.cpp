@@ -27,6 +27,10 @@ std::optional<FileLock> lockFile(const std::string& path, std::optional<std::chr
   return FileLock::wait(path, std::chrono::duration_cast<std::chrono::milliseconds>(left), &error);
 }
 
+std::optional<std::chrono::steady_clock::time_point> deadlineAfter(std::optional<std::chrono::milliseconds> patience) {
+  return patience ? std::optional(std::chrono::steady_clock::now() + *patience) : std::nullopt;
+}
+
 }  // namespace
 
 bool isSameInPropertyList(const Value& a, const Value& b) {
@@ -149,8 +153,7 @@ DefaultsStore::Outcome DefaultsStore::transaction(const std::function<void(Value
                                                   std::string& error) {
   Reports reports;
   Outcome outcome = Outcome::busy;
-  Deadline deadline;
-  if (terms.patience) deadline = std::chrono::steady_clock::now() + *terms.patience;
+  const Deadline deadline = deadlineAfter(terms.patience);
   if (lockSaving(deadline)) {
     const Lock lock(saving_, std::adopt_lock);
     const std::optional<FileLock> fileLock = lockFile(lockPath_, deadline, error);
@@ -161,14 +164,17 @@ DefaultsStore::Outcome DefaultsStore::transaction(const std::function<void(Value
   return outcome;
 }
 
-bool DefaultsStore::append(const ListPath& list, const Value& element, std::string& error) {
+bool DefaultsStore::append(const ListPath& list, const Value& element,
+                           std::optional<std::chrono::milliseconds> patience, std::string& error) {
   Reports reports;
   bool appended = false;
-  {
-    const Lock lock(saving_);
-    const std::optional<FileLock> fileLock = FileLock::wait(lockPath_, &error);
+  const Deadline deadline = deadlineAfter(patience);
+  if (lockSaving(deadline)) {
+    const Lock lock(saving_, std::adopt_lock);
+    const std::optional<FileLock> fileLock = lockFile(lockPath_, deadline, error);
     appended = fileLock && appendLocked(list, element, error, reports);
   }
+  if (!appended && error.empty()) error = path_ + " is kept by another writer";
   Storage::report(reports);
   return appended;
 }

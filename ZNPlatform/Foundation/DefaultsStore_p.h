@@ -35,8 +35,10 @@ class DefaultsStore {
   /// `error` is filled unless the outcome is `written`. Nothing is changed where other writers kept the store (`busy`).
   Outcome transaction(const std::function<void(Value&)>& change, const Terms& terms, std::string& error)
       ZN_EXCLUDES(saving_, state_);
-  /// Appends to a list, all or nothing; the list, and what leads to it, is made where there is none.
-  bool append(const ListPath& list, const Value& element, std::string& error) ZN_EXCLUDES(saving_, state_);
+  /// Appends to a list, all or nothing; the list, and what leads to it, is made where there is none. `patience` with
+  /// other writers; none: as long as it takes.
+  bool append(const ListPath& list, const Value& element, std::optional<std::chrono::milliseconds> patience,
+              std::string& error) ZN_EXCLUDES(saving_, state_);
 
  private:
   /// Tells one state of a file from another without reading it. While the file is held open its inode cannot become

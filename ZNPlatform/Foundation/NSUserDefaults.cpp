@@ -61,9 +61,10 @@ bool NSUserDefaults::transaction(const std::function<void(zn::Value&)>& change, 
   return store_->transaction(change, {.patience = patience}, error) != zn::DefaultsStore::Outcome::busy;
 }
 
-bool NSUserDefaults::tryAppend(const zn::Value& element, const std::vector<std::string>& keys, std::string& error) {
+bool NSUserDefaults::tryAppend(const zn::Value& element, const std::vector<std::string>& keys, std::string& error,
+                               std::optional<std::chrono::milliseconds> patience) {
   if (keys.empty()) throw zn::Exception("a list in user defaults needs a key");
-  return store_->append(keys, element, error);
+  return store_->append(keys, element, patience, error);
 }
 
 bool NSUserDefaults::tryTransaction(const std::function<void(zn::Value&)>& change, std::string& error,

@@ -51,7 +51,8 @@ class ZN_EXPORT NSUserDefaults {
   /// Appends to the list at the end of these keys, each one below the one before, as one step like `tryTransaction`;
   /// dictionaries and the list are made where there are none. Appends to the same list in a row cost the same however
   /// long it is. Throws zn::Exception for what nests too deep for a property list, or without a key.
-  bool tryAppend(const zn::Value& element, const std::vector<std::string>& keys, std::string& error);
+  bool tryAppend(const zn::Value& element, const std::vector<std::string>& keys, std::string& error,
+                 std::optional<std::chrono::milliseconds> patience = {});
   /// As `transaction`, for a thread that must not stand still: false, and nothing is changed, where other writers keep
   /// the store for longer than `patience`.
   bool transaction(const std::function<void(zn::Value& contents)>& change, std::chrono::milliseconds patience);

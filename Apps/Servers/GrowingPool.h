@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace zinserver {
+namespace apps {
 
 /// Threads for connections. One is added whenever none is free, so that connections that say nothing, or stop in the
 /// middle of a request, hold up no other. Thread: any.
@@ -36,4 +36,4 @@ class GrowingPool : public httplib::TaskQueue {
   bool ending_ = false;
 };
 
-}  // namespace zinserver
+}  // namespace apps

@@ -1,4 +1,4 @@
-#include "Apps/zinserver/Connections.h"
+#include "Apps/Servers/Connections.h"
 
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <system_error>
 
-namespace zinserver {
+namespace apps {
 
 namespace {
 
@@ -35,4 +35,4 @@ void endConnections(int localPort, int remotePort) {
   }
 }
 
-}  // namespace zinserver
+}  // namespace apps

@@ -1,9 +1,9 @@
-#include "Apps/zinserver/GrowingPool.h"
+#include "Apps/Servers/GrowingPool.h"
 
 #include <system_error>
 #include <utility>
 
-namespace zinserver {
+namespace apps {
 
 GrowingPool::Enqueued GrowingPool::enqueue(std::function<void()> connection) {
   const std::lock_guard<std::mutex> lock(mutex_);
@@ -43,4 +43,4 @@ void GrowingPool::work() {
   }
 }
 
-}  // namespace zinserver
+}  // namespace apps

@@ -27,6 +27,8 @@ class ContractDevice {
  public:
   virtual ~ContractDevice() = default;
   virtual std::shared_ptr<Device> device() = 0;
+  /// Lets a device begin that waits for it; called once it is installed.
+  virtual void start() {}
   /// Lets the device work until `done` says so, at most for so many seconds of the device's clock. Called on the thread
   /// that made the device.
   virtual void runUntil(const std::function<bool()>& done, double seconds) = 0;
@@ -153,6 +155,7 @@ TEST_P(DeviceContract, NotificationCompletionsComeOnceAndNeverFromWithinTheCall)
   } catch (const zn::Exception&) {
     GTEST_SKIP() << "another test of this process installed its device";
   }
+  subject_->start();
   // Were a completion to run inside its call, its line would stand before the call's.
   zn::DeviceNotifications& notifications = *device().notifications;
   queues().async(zn::Queue::main, [this, &notifications] {
