@@ -102,7 +102,8 @@ try_suite() {
   make_system "$base" "$system" || return 1
   timed "./run" as_user "$system" './run' || return 1
   timed "./test" as_user "$system" './test' || return 1
-  if grep -q '^left out: ' "$log"; then
+  # A system that lives in a folder lets nobody make sandboxes.
+  if grep '^left out: ' "$log" | grep -qv 'bwrap can make no sandbox here$'; then
     say "=== $suite: tests were left out on a machine that ./test set up itself"
     return 1
   fi
