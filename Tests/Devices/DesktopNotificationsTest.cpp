@@ -312,4 +312,20 @@ TEST_F(RealDaemonTest, AnApplicationInASandboxIsServedByThePortal) {
   awaitDisplayed(0);
 }
 
+TEST_F(RealDaemonTest, AnotherDaemonIsClickedWithTheMouse) {
+  const std::string daemon = "/usr/lib/notification-daemon/notification-daemon";
+  const std::string lack = zn::test::lackOf({"xdotool"});
+  if (!lack.empty() || !std::filesystem::exists(daemon)) GTEST_SKIP() << daemon << " or xdotool is not installed";
+  session_->killDunst();
+  const zn::test::Process another({daemon}, session_->environment());
+  startHost();
+  post("a", R"(, "body": "<b>text</b>", "category": "OFFER")");
+  zn::test::Process mouse({"xdotool", "search", "--sync", "--onlyvisible", "--class", "^Notification-daemon$",
+                           "mousemove", "--window", "%1", "200", "40", "click", "1"},
+                          session_->environment());
+  EXPECT_EQ(response(), "a clicked opening");
+  EXPECT_EQ(mouse.end(0), 0);
+  EXPECT_EQ(shown(), Value::array());
+}
+
 }  // namespace
