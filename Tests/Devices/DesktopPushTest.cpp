@@ -2,6 +2,7 @@
 #include <set>
 
 #include "Tests/Devices/DesktopTest.h"
+#include "Tests/Support/InTheWay.h"
 
 namespace {
 
@@ -57,6 +58,9 @@ TEST_F(DesktopPushTest, AMessageIsKeptShownAndDeliveredByEitherVersion) {
     EXPECT_EQ(zn::test::push(there, R"({"zintar": {"cid": "silent", "silentPush": 1}})"), 201);
     pushed();
     EXPECT_EQ(kept().back(), version);
+    EXPECT_EQ(zn::test::push(there, std::string(4097, 'x')), 413);
+    EXPECT_EQ(zn::test::push(there, ""), 400);
+    EXPECT_EQ(zn::test::push(there + "0", "x"), 404);
     EXPECT_EQ(host_->end(), 0);
     distributor_->end(SIGTERM);
   }
@@ -83,6 +87,23 @@ TEST_F(DesktopPushTest, NothingIsLostOrDoubledWhileAnybodyIsAway) {
   EXPECT_EQ(push(there, "c"), 201);
   EXPECT_EQ(pushed(), "c");
   EXPECT_EQ(kept(), (Texts{"a", "b", "c"}));
+}
+
+TEST_F(DesktopPushTest, WhatCannotBeKeptIsShownOnceAndComesAgainUntilItIs) {
+  distributor_->start();
+  startHost();
+  const std::string there = registered();
+  EXPECT_EQ(push(there, "a"), 201);
+  EXPECT_FALSE(distributor_->logged("delivered").isNil());
+  {
+    const zn::test::InTheWay folder(host_->home() + "/Preferences/group.test.plist");
+    EXPECT_EQ(push(there, "b"), 201);
+    EXPECT_TRUE(host_->tellsOf("cannot be kept for the inbox now"));
+    EXPECT_FALSE(distributor_->logged("failed").isNil());
+  }
+  EXPECT_FALSE(distributor_->logged("delivered").isNil());
+  EXPECT_EQ(kept(), (Texts{"a", "b"}));
+  EXPECT_EQ(server_->shown.count(), 2u);
 }
 
 TEST_F(DesktopPushTest, ADistributorThatMisbehavesWithMessagesDoublesNone) {
