@@ -219,7 +219,8 @@ void DesktopNotifications::scheduleNext() {
 }
 
 void DesktopNotifications::decide(Place place) {
-  if (!isStarted_) return;  // `start` looks again
+  if (!isStarted_) return;                                  // `start` looks again
+  if (!isAllowed_.value_or(false)) return hasEnded(place);  // the user thought better of it meanwhile
   takePlaceOf(place->request.identifier, *place);
   if (!surroundings_.isActive()) {
     place->stage = Stage::due;
