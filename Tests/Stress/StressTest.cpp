@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <random>
+#include <thread>
 
 #include "Tests/Support/StressScale.h"
 #include "Tests/Support/TestDevice.h"
@@ -99,23 +100,21 @@ TEST(Stress, AnyPublicOperationAtOnceFromManyThreads) {
 TEST(Stress, AClickIsOnDiskWhereverASynchronisationBeginsOrEnds) {
   const TestDevice device;  // whose main queue nobody runs: clicks that wait do so to the end
   const auto inbox = std::make_shared<ZNInboxHandler>();
-  const int clicks = rounds(1000);
   std::atomic<bool> isDone{false};
-  zn::test::onThreads(2, [&](int thread) {
-    if (thread == 0) {
-      for (bool inProgress = false; !isDone; inProgress = !inProgress) inbox->setSyncInProgress(inProgress);
-      return;
-    }
-    for (int each = 0; each < clicks; ++each) {
-      inbox->updateClickedNotificationInStorageWithPayload(zn::test::realisticPayload(std::to_string(each)));
-    }
-    isDone = true;
+  std::thread synchronising([&] {
+    for (bool inProgress = false; !isDone; inProgress = !inProgress) inbox->setSyncInProgress(inProgress);
   });
+  const auto clicks = static_cast<std::size_t>(rounds(1000));
+  for (std::size_t each = 0; each < clicks; ++each) {
+    inbox->updateClickedNotificationInStorageWithPayload(zn::test::realisticPayload(std::to_string(each)));
+  }
+  isDone = true;
+  synchronising.join();
   std::size_t waiting = 0;
   for (const auto& file : std::filesystem::directory_iterator(device.home() + "/Library/ZNInbox/Pending")) {
     waiting += file.path().filename() != "Saved.plist";
   }
-  EXPECT_EQ(inbox->getAllNotificationCount() + waiting, static_cast<std::size_t>(clicks));
+  EXPECT_EQ(inbox->getAllNotificationCount() + waiting, clicks);
 }
 
 TEST(Stress, EverySuccessfulPostingIsCountedWhileSynchronisationsRun) {
