@@ -50,6 +50,7 @@ class PrivateSession {
     return {{"DBUS_SESSION_BUS_ADDRESS", address()},
             {"DISPLAY", display_},
             {"HOME", folder_ / "home"},
+            {"TMPDIR", folder_ / "run"},  // what is killed leaves nothing elsewhere
             {"XDG_RUNTIME_DIR", folder_ / "run"},
             {"XDG_DATA_HOME", folder_ / "home/share"},
             {"XDG_CONFIG_HOME", folder_ / "home/config"}};

@@ -69,8 +69,14 @@ class InboxWindowTest : public testing::Test {
     list().clearFocus();
     window_->setFocus(Qt::TabFocusReason);
   }
-  TableWidget& list() { return *window_->findChild<TableWidget*>(); }
-  bool hasList() { return window_->findChild<TableWidget*>() != nullptr; }
+  TableWidget* found() {
+    for (auto* each : window_->findChildren<QAbstractScrollArea*>()) {
+      if (auto* const list = dynamic_cast<TableWidget*>(each)) return list;
+    }
+    return nullptr;
+  }
+  TableWidget& list() { return *found(); }
+  bool hasList() { return found() != nullptr; }
   QAccessibleInterface* accessible() { return QAccessible::queryAccessibleInterface(&list()); }
   std::string nameOf(int row) { return accessible()->child(row)->text(QAccessible::Name).toStdString(); }
 
