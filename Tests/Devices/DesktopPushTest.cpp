@@ -140,6 +140,22 @@ TEST_F(DesktopPushTest, ARegistrationThatFailsIsTriedAgain) {
   EXPECT_EQ(pushed(), "b");
 }
 
+TEST_F(DesktopPushTest, TheApplicationsNameIsTakenOnceAnEarlierProcessLeavesIt) {
+  struct Earlier final : zn::test::ScriptedParty {
+    explicit Earlier(const std::string& address) : ScriptedParty(address, "com.example.Shop") { appear(); }
+    ~Earlier() { bus_.stop(); }
+    void exportObjects() override {}
+  };
+  distributor_->start();
+  auto earlier = std::make_unique<Earlier>(session_->address());
+  startHost();
+  host_->run(R"({"do": "register"})");
+  EXPECT_TRUE(host_->tellsOf("another process has the name com.example.Shop"));
+  earlier.reset();
+  EXPECT_EQ(push(endpoint(), "a"), 201);
+  EXPECT_EQ(pushed(), "a");
+}
+
 TEST_F(DesktopPushTest, ABurstArrivesWholeAlthoughTheDistributorIsKilledInIt) {
   constexpr int kCount = 5000;
   distributor_->start();

@@ -88,7 +88,13 @@ void DesktopApplication::connected() {
   if (badge() > 0) showBadge();
   if (!isBusName(applicationID_)) return hooks_.nameIsOurs(false);
   exportApplication();
-  bus_.requestName(applicationID_, hooks_.nameIsOurs);
+  bus_.watchOwner(applicationID_, [this](const std::string& owner) {
+    if (owner.empty()) {
+      bus_.requestName(applicationID_, hooks_.nameIsOurs);
+    } else if (owner != bus_.ownName()) {
+      hooks_.nameIsOurs(false);  // until that one ends, such as an earlier process of the application
+    }
+  });
 }
 
 void DesktopApplication::exportApplication() {

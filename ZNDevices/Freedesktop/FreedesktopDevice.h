@@ -34,8 +34,8 @@ class ZN_EXPORT DesktopHost {
 /// The session may lack any of what it talks to, and any of that may come late, go away, hang or answer nonsense: no
 /// call waits for it. What the session lacks is told once, as a diagnostic of the system log; `missing` lists it.
 ///
-/// On disk, below the home, mode 0600: Library/DesktopNotifications (permission, and what waits or stands on the screen),
-/// Library/DesktopPush (the push registration), Library/DesktopApplication (the badge).
+/// On disk, below the home, mode 0600: Library/DesktopNotifications (permission, and what waits or stands on the
+/// screen), Library/DesktopPush (the push registration), Library/DesktopApplication (the badge).
 ///
 /// Thread: any, unless an operation says otherwise. Lives until the process ends, once it is installed.
 class ZN_EXPORT FreedesktopDevice : public HeadlessDevice {

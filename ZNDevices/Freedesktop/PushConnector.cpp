@@ -78,6 +78,7 @@ void PushConnector::registerForPush() {
   bus_.perform([this] {
     isWanted_ = true;
     lastFailure_.clear();  // every request is answered
+    if (!hindrance_.empty()) return fail(hindrance_);
     if (isRegistered_ && told_ == endpoint_) return receiver_.registered(endpoint_);
     findDistributor();
   });
@@ -99,18 +100,26 @@ void PushConnector::connected() {
 }
 
 void PushConnector::disconnected() {
-  isNameOurs_ = false;
   isAsking_ = false;
   ++attempts_;
+  hinder("this session has no bus");
 }
 
 void PushConnector::nameIsOurs(bool isOurs) {
-  isNameOurs_ = isOurs;
   if (!isOurs) {
-    if (isWanted_) fail("another process has the name " + applicationID_ + " on the session's bus");
-    return;
+    const bool isName = sd_bus_service_name_is_valid(applicationID_.c_str()) > 0;
+    return hinder(isName ? "another process has the name " + applicationID_ + " on the session's bus"
+                         : "\"" + applicationID_ + "\" cannot be a name on the session's bus");
   }
+  isNameOurs_ = true;
+  hindrance_.clear();
   findDistributor();
+}
+
+void PushConnector::hinder(const std::string& why) {
+  isNameOurs_ = false;
+  hindrance_ = why;
+  if (isWanted_ && !isRegistered_) fail(why);  // a registration outlives a bus
 }
 
 /// Version 2 has all in one dictionary, version 1 one argument after the other.
@@ -235,6 +244,7 @@ void PushConnector::answered(Version version, BusMessage& answer, const std::str
 /// Tells every reason once, until there is another or it worked.
 void PushConnector::fail(const std::string& why) {
   isRegistered_ = false;
+  told_.clear();
   if (std::exchange(lastFailure_, why) != why) {
     device_.systemLog->diagnostic("push: " + why);
     receiver_.failed(why);

@@ -47,6 +47,7 @@ class PushConnector : public SessionBus::Part {
                  std::function<void(std::vector<std::string>)> then);
   void registerWith(const std::string& distributor, Version version);
   void answered(Version version, BusMessage& answer, const std::string& error);
+  void hinder(const std::string& why);
   void fail(const std::string& why);
   void tryLater();
   void newEndpoint(const std::string& token, const std::string& endpoint);
@@ -65,6 +66,7 @@ class PushConnector : public SessionBus::Part {
 
   bool isWanted_ = false;
   bool isNameOurs_ = false;
+  std::string hindrance_;  // why it is not, where that is known
   bool isAsking_ = false;
   std::string token_;        // by which distributors know this registration
   std::string distributor_;  // the one in use, or used last
