@@ -88,12 +88,14 @@ void NotificationDaemon::ownerIs(const std::string& owner) {
 
 void NotificationDaemon::askCapabilities() {
   isForgetful_ = isFaithful_ = false;
-  bus_.call(makeCall("GetServerInformation"), kPatience, [this](BusMessage& answer, const std::string& error) {
+  const unsigned number = ++asked_;
+  bus_.call(makeCall("GetServerInformation"), kPatience, [this, number](BusMessage& answer, const std::string& error) {
+    if (number != asked_) return;  // of the server before
     const std::string name = error.empty() ? answer.readString() : "";
     isForgetful_ = name == "gnome-shell";
     isFaithful_ = name == "dunst";
   });
-  const auto answered = [this, number = ++asked_](BusMessage& answer, const std::string& error) {
+  const auto answered = [this, number](BusMessage& answer, const std::string& error) {
     if (number != asked_) return;
     isSilent_ = error == SD_BUS_ERROR_NO_REPLY || error == "org.freedesktop.DBus.Error.Timeout" ||
                 error == "org.freedesktop.DBus.Error.TimedOut";

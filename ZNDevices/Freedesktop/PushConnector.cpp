@@ -169,9 +169,10 @@ void PushConnector::exportConnector() {
 void PushConnector::findDistributor() {
   if (!isWanted_ || !isNameOurs_ || isAsking_) return;
   isAsking_ = true;
-  ++attempts_;
-  listNames("ListNames", {}, [this](std::vector<std::string> running) {
-    listNames("ListActivatableNames", std::move(running), [this](std::vector<std::string> names) {
+  const std::uint64_t attempt = ++attempts_;
+  listNames("ListNames", {}, [this, attempt](std::vector<std::string> running) {
+    listNames("ListActivatableNames", std::move(running), [this, attempt](std::vector<std::string> names) {
+      if (attempt != attempts_) return;  // a bus that went away meanwhile names nobody
       isAsking_ = false;
       if (names.empty()) return fail("this session has no push distributor");
       const bool isThere = std::find(names.begin(), names.end(), distributor_) != names.end();
