@@ -33,18 +33,18 @@ endfunction()
 set(ZN_USUAL_HEADERS <algorithm> <atomic> <chrono> <condition_variable> <functional> <map> <memory> <mutex> <optional>
     <span> <string> <string_view> <unordered_map> <utility> <vector>)
 
-# zn_library(NAME FOLDERS folder... [EXCEPT folder] LINK public... PRIVATE private...): a shared library of all sources in
-# the folders, but for one, exported as Zintar::NAME.
+# zn_library(NAME FOLDERS folder... [EXCEPT folder...] LINK public... PRIVATE private...): a shared library of all sources
+# in the folders, but for some, exported as Zintar::NAME.
 function(zn_library name)
-  cmake_parse_arguments(arg "" "EXCEPT" "FOLDERS;LINK;PRIVATE" ${ARGN})
+  cmake_parse_arguments(arg "" "" "FOLDERS;EXCEPT;LINK;PRIVATE" ${ARGN})
   set(patterns)
   foreach(folder IN LISTS arg_FOLDERS)
     list(APPEND patterns ${folder}/*.cpp)
   endforeach()
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${patterns})
-  if(arg_EXCEPT)
-    list(FILTER sources EXCLUDE REGEX "/${arg_EXCEPT}/")
-  endif()
+  foreach(folder IN LISTS arg_EXCEPT)
+    list(FILTER sources EXCLUDE REGEX "/${folder}/")
+  endforeach()
   if(NOT sources)
     return()
   endif()
