@@ -200,19 +200,19 @@ TEST_F(DesktopPushTest, AnotherOwnerAndLostKeysMakeAnotherRegistration) {
   EXPECT_EQ(host_->end(), 0);
   state.replace(state.find("\"private\":\"") + 14, 4, "AAAA");
   std::ofstream(file) << state;
-  startHost();
+  host_->start();
   EXPECT_TRUE(host_->tellsOf("keys of the registration are lost"));
   isRenewed("a damaged key");  // by itself, since the server goes by the old one
   for (const char* contents : {"", "{\"token\": "}) {
     EXPECT_EQ(host_->end(), 0);
     std::ofstream(file) << contents;
-    startHost();
+    host_->start();
     EXPECT_NE(std::exchange(last, subscription()).p256dh, last.p256dh);
   }
   EXPECT_EQ(host_->end(), 0);
   {
     const zn::test::InTheWay folder(file);
-    startHost();
+    host_->start();
     const Subscription kept = subscription();
     EXPECT_EQ(push(kept, "unwritable"), 201);
     EXPECT_EQ(pushed(), "unwritable");
