@@ -107,6 +107,9 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
             options.contact);
   line.number("--repeat NUMBER", "Send it so many times.", options.repeat, 1, INT_MAX);
   line.flag("--stdin", "Send each line of standard input, a payload each.", options.lines);
+  line.each(
+      "--links SCHEME,...", "Schemes of links that the application opens beside http and https; others\nare then said.",
+      [&](const std::string& scheme) { options.linkSchemes.push_back(scheme); }, ',');
   line.flag("--strict", "Send nothing that there is something to say about.", options.strict);
   line.flag("--print-key", "Print this sender's public key in base64url, and end.", options.printKey);
   line.check([&] { check(options); });

@@ -25,10 +25,11 @@ double timeOf(const Value& value) { return value.isNumber() ? value.doubleValue(
 
 }  // namespace
 
-/// nil when there is no such file.
+std::string CampaignFolder::pathOf(const char* name) const { return zn::stringByAppendingPathComponent(path_, name); }
+
 Value CampaignFolder::readJson(const char* name) const {
   std::string reason;
-  const auto bytes = zn::readFile(zn::stringByAppendingPathComponent(path_, name), &reason);
+  const auto bytes = zn::readFile(pathOf(name), &reason);
   if (!bytes && reason.empty()) return zn::nil;
   if (!bytes) refuse(name, reason);
   zn::JsonError error;

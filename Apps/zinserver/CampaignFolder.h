@@ -19,8 +19,11 @@ class CampaignFolder {
   /// Those of faults.json; none without that file. Throws likewise.
   std::vector<Fault> faults() const;
 
- private:
+  /// nil when there is no such file. Throws likewise.
   zn::Value readJson(const char* name) const;
+  std::string pathOf(const char* name) const;
+
+ private:
   zn::Value readObject(const char* name) const;
   zn::Value campaigns(const zn::Value& request) const;
   zn::Value segment(const zn::Value& request) const;

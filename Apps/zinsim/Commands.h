@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Apps/Check/Check.h"
 #include "Apps/zinsim/Session.h"
 #include "Apps/zinsim/Shapes.h"
 
@@ -72,6 +73,12 @@ std::vector<Command> inboxScreenCommands();
 
 const std::vector<Command>& allCommands();
 
+/// What this program would refuse in a line, or ignore with a warning, without running it: what depends on what ran
+/// before is not known.
+std::vector<apps::check::LineProblem> problemsIn(const zn::Value& line);
+
+/// The command that a line names; throws UsageError where it names none.
+const Command& commandIn(const zn::Value& line);
 /// The command of that name; throws UsageError where there is none.
 const Command& commandNamed(std::string_view name);
 
