@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Apps/NearMiss.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zinsim {
@@ -24,6 +25,18 @@ std::string choicesText(const Field& field) {
   std::string text;
   for (const char* choice : field.choices) text += (text.empty() ? "\"" : ", \"") + std::string(choice) + "\"";
   return text;
+}
+
+std::string unknownField(const Command& command, const std::string& name) {
+  std::vector<std::string_view> known;
+  std::string all;
+  for (const Field& field : command.fields) {
+    known.push_back(field.name);
+    all += (all.empty() ? "\"" : ", \"") + std::string(field.name) + "\"";
+  }
+  const std::string advice = apps::didYouMean(name, known);
+  return "\"" + std::string(command.name) + "\" has no field \"" + name + "\"" +
+         (advice.empty() ? " (it has " + (all.empty() ? "none" : all) + ")" : advice);
 }
 
 Fields::Fields(std::string_view command, const std::vector<Field>& known, const Value& line, Session& session)
@@ -75,7 +88,9 @@ const Command& commandNamed(std::string_view name) {
   for (const Command& command : allCommands()) {
     if (name == command.name) return command;
   }
-  throw UsageError("unknown command \"" + std::string(name) + "\"");
+  std::vector<std::string_view> known;
+  for (const Command& command : allCommands()) known.push_back(command.name);
+  throw UsageError("unknown command \"" + std::string(name) + "\"" + apps::didYouMean(name, known));
 }
 
 }  // namespace zinsim
