@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Apps/Check/Near.h"
+#include "Apps/NearMiss.h"
 #include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZNPlatform/Foundation/Unicode.h"
 

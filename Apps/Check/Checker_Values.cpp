@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "Apps/Check/Checker.h"
-#include "Apps/Check/Near.h"
+#include "Apps/NearMiss.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/IsoDate_p.h"
 #include "ZNPlatform/Foundation/NSURL.h"
@@ -143,7 +143,7 @@ void Checker::wrongType(const Item& item, const Key& key) {
 void Checker::text(const Item& item, const Key& key) {
   const std::string text = item.text();
   if (key.values.empty() || std::find(key.values.begin(), key.values.end(), text) != key.values.end()) return;
-  const auto isMeant = [&](const std::string& value) { return isNear(plainWord(text), plainWord(value)); };
+  const auto isMeant = [&](const std::string& value) { return isSlip(plainWord(text), plainWord(value)); };
   const auto meant = std::find_if(key.values.begin(), key.values.end(), isMeant);
   if (meant == key.values.end()) return;
   report(item, Severity::error, quoted(text) + " is not " + quoted(*meant) + ": " + key.otherwise,

@@ -66,6 +66,9 @@ inline Command command(const char* name, std::vector<Field> fields, const char* 
   return {name, std::move(fields), about, run};
 }
 
+/// What is said of a field that the command does not know.
+std::string unknownField(const Command& command, const std::string& name);
+
 std::vector<Command> deviceCommands();
 std::vector<Command> fileCommands();
 std::vector<Command> hostCommands();
