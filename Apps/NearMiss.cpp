@@ -45,7 +45,7 @@ bool isSlip(std::string_view plain, std::string_view meant) {
   if (plain == meant) return true;
   constexpr std::size_t kShort = 5;
   constexpr std::size_t kLong = 9;
-  const auto [shorter, longer] = std::minmax(plain.size(), meant.size());
+  const auto [shorter, longer] = std::minmax({plain.size(), meant.size()});  // copies
   const std::size_t allowed = shorter >= kLong ? 2 : shorter >= kShort ? 1 : 0;
   return allowed > 0 && longer <= kLongest && longer - shorter <= allowed && distance(plain, meant) <= allowed;
 }

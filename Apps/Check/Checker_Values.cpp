@@ -262,7 +262,7 @@ std::pair<std::string, std::string> linkProblem(std::string_view link, const std
   if (!url) {
     std::string mended;
     for (const char c : link) mended += c == ' ' ? "%20" : std::string(1, c);
-    const bool helps = mended != link && NSURL::URLWithString(mended).has_value();
+    const bool helps = mended != link && linkProblem(mended, schemes).first.empty();
     return {"is no link, so nothing is opened", helps ? mended : ""};
   }
   std::string scheme;
