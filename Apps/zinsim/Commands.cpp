@@ -97,7 +97,7 @@ std::vector<std::string> Fields::texts(std::string_view name) const {
 
 const std::vector<Command>& allCommands() {
   static const zn::NeverDestroyed all(
-      joined({deviceCommands(), fileCommands(), hostCommands(), inboxScreenCommands()}));
+      joined({deviceCommands(), fileCommands(), hostCommands(), inboxScreenCommands(), checkCommands()}));
   return *all;
 }
 

@@ -73,6 +73,7 @@ std::vector<Command> deviceCommands();
 std::vector<Command> fileCommands();
 std::vector<Command> hostCommands();
 std::vector<Command> inboxScreenCommands();
+std::vector<Command> checkCommands();
 
 const std::vector<Command>& allCommands();
 

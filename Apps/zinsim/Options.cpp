@@ -97,6 +97,7 @@ EFFECTS
   {"saved": "inbox"}                             the inbox file was written
   {"returned": value}                            what a call returned
   {"completion": value}                          what a call's completion was called with
+  {"check": kind, "findings": [...]}             what is wrong with it
   {"defaults": value, "key": key, "store": store}, {"exists": bool, "path": path}, {"inbox": [...]}
                                                  what a command asked for
 
