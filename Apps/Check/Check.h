@@ -33,8 +33,8 @@ struct Finding {
 /// What a scenario's command says of one of its lines. `field`: the key where it stands, empty for the whole line.
 struct LineProblem {
   Finding::Severity severity = Finding::Severity::error;
-  std::string field;
-  std::string sentence;
+  std::string field = {};
+  std::string sentence = {};
   std::string advice = {};
 };
 

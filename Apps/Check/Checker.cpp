@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Apps/Check/Near.h"
+#include "Apps/NearMiss.h"
 #include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZNPlatform/Foundation/Unicode.h"
 
@@ -67,8 +67,13 @@ void Checker::object(const Item& item, std::string_view kindName) {
   const ObjectKind& kind = objectKind(kindName);
   Members members;
   for (Item each = item.firstInside(); each; each = each.next(item)) members.insert_or_assign(each.key(), each);
+  // What else is wrong with a configuration the library itself says.
+  const bool isRefusedAnyway = kindName == "configuration" || kindName == "server";
   for (const auto& [name, member] : members) {
-    if (const Key* key = kind.key(name)) {
+    if (isRefusedAnyway) {
+      const Key* key = kind.key(name);
+      if (key && (member.is(Type::number) || member.is(Type::object))) value(member, *key);
+    } else if (const Key* key = kind.key(name)) {
       value(member, *key);
     } else {
       unknownKey(member, name, kind, members);
@@ -78,7 +83,6 @@ void Checker::object(const Item& item, std::string_view kindName) {
 }
 
 void Checker::unknownKey(const Item& item, const std::string& name, const ObjectKind& kind, const Members& members) {
-  if (kind.name == "configuration" || kind.name == "server") return;  // which the library itself refuses
   if (isAstray(item, name, kind)) return;
   const Key* meant = kind.nearest(name);
   if (!meant || members.contains(meant->name)) return;

@@ -3,7 +3,7 @@
 #include <map>
 
 #include "Apps/Check/Checker.h"
-#include "Apps/Check/Near.h"
+#include "Apps/NearMiss.h"
 #include "ZNAnalytics/ZNEventCondition.h"
 
 namespace apps::check {

@@ -20,7 +20,9 @@ std::optional<Refusal> refusalOf(const Value& configuration) {
     ZNConfigDataManager().applySilently(configuration);
     return std::nullopt;
   } catch (const zn::Exception& refused) {
-    const std::string& reason = refused.reason();
+    std::string reason = refused.reason();
+    constexpr std::string_view kBeginning = "configuration key ";
+    if (reason.starts_with(kBeginning)) reason.erase(0, kBeginning.size());
     const std::size_t begin = reason.find('"');
     const std::size_t end = begin == reason.npos ? reason.npos : reason.find('"', begin + 1);
     if (end == reason.npos) return Refusal{"", reason};

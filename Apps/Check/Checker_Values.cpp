@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "Apps/Check/Checker.h"
-#include "Apps/Check/Near.h"
+#include "Apps/NearMiss.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/IsoDate_p.h"
 #include "ZNPlatform/Foundation/NSURL.h"
@@ -143,7 +143,7 @@ void Checker::wrongType(const Item& item, const Key& key) {
 void Checker::text(const Item& item, const Key& key) {
   const std::string text = item.text();
   if (key.values.empty() || std::find(key.values.begin(), key.values.end(), text) != key.values.end()) return;
-  const auto isMeant = [&](const std::string& value) { return isNear(plainWord(text), plainWord(value)); };
+  const auto isMeant = [&](const std::string& value) { return isSlip(plainWord(text), plainWord(value)); };
   const auto meant = std::find_if(key.values.begin(), key.values.end(), isMeant);
   if (meant == key.values.end()) return;
   report(item, Severity::error, quoted(text) + " is not " + quoted(*meant) + ": " + key.otherwise,
@@ -262,7 +262,7 @@ std::pair<std::string, std::string> linkProblem(std::string_view link, const std
   if (!url) {
     std::string mended;
     for (const char c : link) mended += c == ' ' ? "%20" : std::string(1, c);
-    const bool helps = mended != link && NSURL::URLWithString(mended).has_value();
+    const bool helps = mended != link && linkProblem(mended, schemes).first.empty();
     return {"is no link, so nothing is opened", helps ? mended : ""};
   }
   std::string scheme;

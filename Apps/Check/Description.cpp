@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "Apps/Check/Near.h"
+#include "Apps/NearMiss.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/NeverDestroyed.h"
@@ -103,7 +103,7 @@ const Key* ObjectKind::nearest(std::string_view written) const {
   const auto listed = std::find_if(keys.begin(), keys.end(), isListed);
   if (listed != keys.end()) return &*listed;
   const auto found =
-      std::find_if(keys.begin(), keys.end(), [&](const Key& key) { return isNear(plain, key.plainName); });
+      std::find_if(keys.begin(), keys.end(), [&](const Key& key) { return isSlip(plain, key.plainName); });
   return found == keys.end() ? nullptr : &*found;
 }
 

@@ -77,9 +77,11 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
             [&](const std::string& file) { options.files.push_back(file); });
   line.each("--as KIND", "What the files are, where their keys do not tell.",
             [&](const std::string& name) { options.kind = kindFor(name); });
-  line.each("--links SCHEME,...", "Schemes of links that the application opens beside http and https; others\n"
-            "are then findings.",
-            [&](const std::string& scheme) { options.schemes.push_back(scheme); }, ',');
+  line.each(
+      "--links SCHEME,...",
+      "Schemes of links that the application opens beside http and https; others\n"
+      "are then findings.",
+      [&](const std::string& scheme) { options.schemes.push_back(scheme); }, ',');
   line.flag("--json", "Print the findings as one JSON array.", options.isJson);
   line.text("--reference KIND", "Print the reference of payload or campaigns, in Markdown, and end.",
             options.reference);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Apps/NearMiss.h"
 #include "Apps/zinsim/Operations.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Json.h"
@@ -56,6 +57,18 @@ std::string choicesText(const Field& field) {
   return text;
 }
 
+std::string unknownField(const Command& command, const std::string& name) {
+  std::vector<std::string_view> known;
+  std::string all;
+  for (const Field& field : command.fields) {
+    known.push_back(field.name);
+    all += (all.empty() ? "\"" : ", \"") + std::string(field.name) + "\"";
+  }
+  const std::string advice = apps::didYouMean(name, known);
+  return "\"" + std::string(command.name) + "\" has no field \"" + name + "\"" +
+         (advice.empty() ? " (it has " + (all.empty() ? "none" : all) + ")" : advice);
+}
+
 Fields::Fields(std::string_view command, const std::vector<Field>& known, const Value& line, Session& session)
     : session_(session), line_(Value::dictionary()), ignored_(unknownFields(known, line)) {
   for (const Field& field : known) {
@@ -84,7 +97,7 @@ std::vector<std::string> Fields::texts(std::string_view name) const {
 
 const std::vector<Command>& allCommands() {
   static const zn::NeverDestroyed all(
-      joined({deviceCommands(), fileCommands(), hostCommands(), inboxScreenCommands()}));
+      joined({deviceCommands(), fileCommands(), hostCommands(), inboxScreenCommands(), checkCommands()}));
   return *all;
 }
 
@@ -99,7 +112,9 @@ const Command& commandNamed(std::string_view name) {
   for (const Command& command : allCommands()) {
     if (name == command.name) return command;
   }
-  throw UsageError("unknown command \"" + std::string(name) + "\"");
+  std::vector<std::string_view> known;
+  for (const Command& command : allCommands()) known.push_back(command.name);
+  throw UsageError("unknown command \"" + std::string(name) + "\"" + apps::didYouMean(name, known));
 }
 
 namespace {
@@ -137,7 +152,7 @@ std::vector<apps::check::LineProblem> problemsIn(const Value& written) {
       if (!problem.empty()) problems.push_back({.field = field.name, .sentence = problem});
     }
     for (const std::string& name : unknownFields(command.fields, line)) {
-      problems.push_back({.severity = Severity::warning, .field = name, .sentence = unknownField(command, name)});
+      problems.push_back({.severity = Severity::warning, .field = name, .sentence = unknownField(command, name) + ", and it is ignored"});
     }
     if (problems.empty()) addOperationProblems(line, problems);
   } catch (const zn::Exception& malformed) {

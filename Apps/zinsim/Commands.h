@@ -66,10 +66,14 @@ inline Command command(const char* name, std::vector<Field> fields, const char* 
   return {name, std::move(fields), about, run};
 }
 
+/// What is said of a field that the command does not know.
+std::string unknownField(const Command& command, const std::string& name);
+
 std::vector<Command> deviceCommands();
 std::vector<Command> fileCommands();
 std::vector<Command> hostCommands();
 std::vector<Command> inboxScreenCommands();
+std::vector<Command> checkCommands();
 
 const std::vector<Command>& allCommands();
 

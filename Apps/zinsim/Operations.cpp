@@ -52,8 +52,7 @@ void refuseUnfit(const std::string& selector, const std::vector<Shape>& paramete
   const auto values = list.elements();
   if (values.size() > parameters.size()) {
     throw UsageError("\"" + selector + "\" takes " + std::to_string(parameters.size()) +
-                     (parameters.size() == 1 ? " argument, not " : " arguments, not ") +
-                     std::to_string(values.size()));
+                     (parameters.size() == 1 ? " argument, not " : " arguments, not ") + std::to_string(values.size()));
   }
   for (std::size_t index = 0; index < parameters.size(); ++index) {
     const Value& value = index < values.size() ? values[index] : Value::null();

@@ -52,7 +52,7 @@ void runLine(std::string_view line, Session& session, const std::function<void(c
     const Command& command = commandIn(text);
     const Fields fields(command.name, command.fields, text, session);
     for (const std::string& field : fields.ignored()) {
-      warn("\"" + std::string(command.name) + "\" has no field \"" + field + "\", which is ignored");
+      warn(unknownField(command, field));
     }
     command.run(fields);
   } catch (const zn::Exception& refusal) {
