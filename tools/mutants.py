@@ -35,7 +35,7 @@ TARGETS = {
     "crash": ["CrashTests"],
     "faults": ["FaultTests"],
     "integration": ["IntegrationTests"],
-    "push": ["PushTests"],
+    "push": ["PushTests", "push_interop"],
 }
 
 
