@@ -21,8 +21,8 @@ constexpr const char* kAbout =
 
 constexpr const char* kMore =
     R"(PAYLOADS
-  PAYLOAD is a file with a JSON object; - is standard input. Comments (// and /* */) are allowed, and
-  taken out. What is sent has at most 3993 bytes. What a device would not understand or not show is
+  PAYLOAD is a file with a JSON object; - is standard input. Comments (// and /* */) are allowed,
+  and taken out. What is sent has at most 3993 bytes. What a device would not understand or not show is
   said on standard error before anything is sent; with --strict nothing is sent then.
 
 SUBSCRIPTIONS
@@ -35,8 +35,8 @@ SUBSCRIPTIONS
 THE SENDER'S KEY
   Push servers know a sender by its key, and devices subscribe for one. It is kept in
   $XDG_CONFIG_HOME/zinpush/vapid.pem (or ~/.config), or in the file given with --key: made on first
-  use, never overwritten, and refused where others can read it. Keep a copy: who loses it has to have
-  all devices subscribe anew. With --via the key is zinserver's.
+  use, never overwritten, and refused where others can read it. Keep a copy: who loses it has to
+  have all devices subscribe anew. With --via the key is zinserver's.
 
 OUTPUT
   A line on standard output for each push, with the device's id before it for --all: "accepted", or

@@ -41,24 +41,24 @@ SERVICES (POST, JSON objects; the paths are those of Examples/configuration.json
   that is no JSON object with 400.
 
 PUSHES
-  The server knows the devices whose records it received among the events, and pushes to them so that
-  only they can read it (Web Push), with a key of its own. Subscriptions that a push server calls gone
-  are forgotten.
-  GET /push            {"key": BASE64URL}: the public key, which applications name when they register
-                       for pushes. With --state it is kept, in DIR/vapid.pem.
-  POST /push           {"device": ID, "payload": PUSH PAYLOAD}, or "all": true instead of a device, and
-                       if wanted "ttl": SECONDS (86400), "urgency": "very-low", "low", "normal" or
-                       "high", "topic": NAME. The answer, when all push servers have answered:
-                       {"results": [{"device": ID, "outcome": OUTCOME, "text": THE SAME FOR PEOPLE}]},
-                       where an OUTCOME is accepted, gone, tooLarge, slowDown, refused, notReached or
-                       failed. zinpush --via asks for that.
-  GET /devices         [{"id": ID, "since": SECONDS SINCE 1970, "lastRecord": SECONDS SINCE 1970,
-                       "attributes": THE USER'S, "endpoint": ITS BEGINNING}]
+  The server knows the devices whose records it received among the events, and pushes to them so
+  that only they can read it (Web Push), with a key of its own. Subscriptions that a push server
+  calls gone are forgotten.
+  GET /push          {"key": BASE64URL}: the public key, which applications name when they register
+                     for pushes. With --state it is kept, in DIR/vapid.pem.
+  POST /push         {"device": ID, "payload": PUSH PAYLOAD}, or "all": true instead of a device,
+                     and if wanted "ttl": SECONDS (86400), "urgency": "very-low", "low", "normal" or
+                     "high", "topic": NAME. The answer, when all push servers have answered:
+                     {"results": [{"device": ID, "outcome": OUTCOME, "text": FOR PEOPLE}]}, an
+                     OUTCOME being accepted, gone, tooLarge, slowDown, refused, notReached or failed.
+                     zinpush --via asks for that.
+  GET /devices       [{"id": ID, "since": SECONDS SINCE 1970, "lastRecord": SECONDS SINCE 1970,
+                     "attributes": THE USER'S, "endpoint": ITS BEGINNING}]
   DELETE /devices/ID   Forgets that device until its next record.
-  pushes.json in the folder, an array of {"id": TEXT, "payload": PUSH PAYLOAD} with "ttl", "urgency" and
-  "topic" if wanted, is pushed to all devices, each push once to a device: at once, and to devices
-  that come later when they come. Where a push server is not reached or wants to be left alone, it is
-  tried again. A mistake in the file is said once on standard error.
+  pushes.json in the folder, an array of {"id": TEXT, "payload": PUSH PAYLOAD} with "ttl", "urgency"
+  and "topic" if wanted, is pushed to all devices, each push once to a device: at once, and to
+  devices that come later when they come. A push server that is not reached, or wants to be left
+  alone, is tried again. A mistake in the file is said once on standard error.
 
 WHAT WAS RECEIVED
   GET /received      The requests to services, oldest first: [{"time": SECONDS SINCE 1970,
@@ -106,9 +106,7 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
   line.text("--folder DIR", "Where the files are (needed). They are read again for every request.", options.folder,
             apps::CommandLine::Need::required);
   line.text("--host ADDRESS", "The address to listen at (127.0.0.1).", options.host);
-  line.text("--state DIR",
-            "Where devices and the key for pushes are kept; made where it is missing. Not kept without it.",
-            options.state);
+  line.text("--state DIR", "Where devices and the key for pushes are kept (nowhere); made if missing.", options.state);
   line.number("--port NUMBER", "The port (8088); 0 picks one that is free.", options.port, 0, kHighestPort);
   line.text("--contact URL", "Whom people of push servers may turn to, such as mailto:push@example.com.",
             options.contact);

@@ -108,6 +108,7 @@ TEST_F(DistributorTest, OnlyTheSenderThatTheApplicationNamesMayPush) {
   EXPECT_EQ(posted(key, origin, false), 400);
   EXPECT_EQ(posted(key, origin), 201);
   EXPECT_EQ(app->messages.wait(1), std::vector<std::string>{"by its sender"});
+  EXPECT_FALSE(distributor_->logged("delivered").isNil());  // else it comes again
 
   distributor_->end(SIGKILL);
   distributor_->start();
@@ -141,6 +142,7 @@ TEST_F(DistributorTest, AMessageTakesThePlaceOfAnUndeliveredOneOfItsTopic) {
   app->holdBack(false);  // it was not delivered
   EXPECT_EQ(app->messages.wait(4), (std::vector<std::string>{"1", "3", "other", "none"}));
   EXPECT_EQ(zn::test::push(endpoint, "x", {{"Topic", "two words"}}), 400);
+  for (int left = 3; left > 0; --left) EXPECT_FALSE(distributor_->logged("delivered").isNil());
 
   app.reset();
   for (const char* text : {"4", "5"}) post(text, "score");
