@@ -109,6 +109,7 @@ TEST_F(DistributorTest, OnlyTheSenderThatTheApplicationNamesMayPush) {
   EXPECT_EQ(posted(key, origin), 201);
   EXPECT_EQ(app->messages.wait(1), std::vector<std::string>{"by its sender"});
 
+  distributor_->logged("delivered");
   distributor_->end(SIGKILL);
   distributor_->start();
   EXPECT_EQ(zn::test::push(endpoint, "by anybody", {{"TTL", "60"}}), 401) << "it is kept";
