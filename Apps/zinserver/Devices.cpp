@@ -1,6 +1,7 @@
 #include "Apps/zinserver/Devices.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Apps/zinserver/Log.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -91,19 +92,19 @@ bool Devices::takeRecord(const Value& record, double time) {
     return false;
   }
   const std::string token = usableToken(id, textOf(record, "pushToken"));
-  zn::Lock lock(mutex_);
-  const bool isNew = devices_.find(id) == devices_.end();
-  if (isNew && devices_.size() >= kMostDevices) {
-    log("there are too many devices: " + id + " is not kept");
-    return false;
+  {
+    zn::Lock lock(mutex_);
+    const auto found = devices_.find(id);
+    if (found != devices_.end() || devices_.size() < kMostDevices) {
+      Device& device = devices_[id];
+      if (found == devices_.end()) device.since = time;
+      device.lastRecord = time;
+      device.attributes = record["attributes"];
+      return std::exchange(device.token, token) != token && !token.empty();
+    }
   }
-  Device& device = devices_[id];
-  if (isNew) device.since = time;
-  device.lastRecord = time;
-  device.attributes = record["attributes"];
-  const bool isNews = !token.empty() && token != device.token;
-  device.token = token;
-  return isNews;
+  log("there are too many devices: " + id + " is not kept");
+  return false;
 }
 
 Value Devices::shown() const {

@@ -1,6 +1,8 @@
 #include "Apps/zinserver/Options.h"
 
 #include "Apps/CommandLine.h"
+#include "Apps/Push/Sender.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace zinserver {
 
@@ -108,6 +110,15 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
             "Where devices and the key for pushes are kept; made where it is missing. Not kept without it.",
             options.state);
   line.number("--port NUMBER", "The port (8088); 0 picks one that is free.", options.port, 0, kHighestPort);
+  line.text("--contact URL", "Whom people of push servers may turn to, such as mailto:push@example.com.",
+            options.contact);
+  line.check([&] {
+    try {
+      if (!options.contact.empty()) push::checkContact(options.contact);
+    } catch (const zn::Exception& problem) {
+      throw apps::UsageError("option --contact: " + problem.reason());
+    }
+  });
   return line.read(count, arguments);
 }
 

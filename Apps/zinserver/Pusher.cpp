@@ -1,7 +1,9 @@
 #include "Apps/zinserver/Pusher.h"
 
+#include <algorithm>
 #include <chrono>
 #include <future>
+#include <utility>
 
 #include "Apps/Push/VapidKeyFile.h"
 #include "Apps/zinserver/Log.h"
@@ -16,7 +18,8 @@ namespace zinserver {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenLooks{500};  // at pushes.json
-constexpr zn::RetryPause kPause{5, 600};
+constexpr zn::RetryPause kPause{1, 600};
+constexpr double kBetweenSaves = 1;  // seconds
 
 double now() { return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(); }
 
@@ -27,8 +30,11 @@ zn::P256Key keyIn(const std::string& state) {
 
 }  // namespace
 
-Pusher::Pusher(Devices& devices, const CampaignFolder& folder, const std::string& state)
-    : devices_(devices), folder_(folder), sender_(keyIn(state), {}), thread_([this] { run(); }) {}
+Pusher::Pusher(Devices& devices, const CampaignFolder& folder, const Options& options)
+    : devices_(devices),
+      folder_(folder),
+      sender_(keyIn(options.state), {.contact = options.contact}),
+      thread_([this] { run(); }) {}
 
 std::string Pusher::publicKey() const { return zn::base64UrlText(sender_.key().publicKey()); }
 
@@ -36,7 +42,11 @@ std::vector<Pusher::Outcome> Pusher::push(const std::vector<std::string>& device
   const auto done = std::make_shared<std::promise<std::vector<Outcome>>>();
   const auto answer = [this, done, devices, message] {
     std::vector<Outcome> outcomes;
-    for (const std::string& device : devices) outcomes.push_back({device, send(device, message)});
+    for (const std::string& device : devices) {
+      const auto subscription = devices_.subscriptionOf(device);
+      outcomes.push_back({device, subscription ? send(device, *subscription, message)
+                                               : push::Result{push::Outcome::gone, "it is not subscribed any more"}});
+    }
     done->set_value(std::move(outcomes));
   };
   {
@@ -81,62 +91,80 @@ void Pusher::run() {
     }
     changed_.wait_for(lock, kBetweenLooks, [this] { return isStopping_ || isAwake_ || !jobs_.empty(); });
     if (isStopping_ || !jobs_.empty()) continue;
-    isAwake_ = false;
+    const bool hasNews = std::exchange(isAwake_, false);
     lock.unlock();
-    readFileIfChanged();
-    pushCampaigns();
+    if (readFileIfChanged() || hasNews || now() >= nextTry_) pushCampaigns();
     lock.lock();
   }
 }
 
-push::Result Pusher::send(const std::string& device, const push::Message& message) {
-  const auto subscription = devices_.subscriptionOf(device);
-  if (!subscription) return {push::Outcome::gone, "it is not subscribed"};
+push::Result Pusher::send(const std::string& device, const push::Subscription& subscription,
+                          const push::Message& message) {
   push::Result result;
   try {
-    result = sender_.send(*subscription, message);
+    result = sender_.send(subscription, message);
   } catch (const std::exception& problem) {
     result = {push::Outcome::failed, std::string("failed: ") + problem.what()};
   }
   log("push to " + device + ": " + result.text);
-  if (result.outcome == push::Outcome::gone) devices_.forget(device, *subscription);
+  if (result.outcome == push::Outcome::gone) devices_.forget(device, subscription);
   return result;
 }
 
 /// What comes before the pushes of the file.
-bool Pusher::hasWork() {
+bool Pusher::hasMoreUrgentWork() {
   const std::lock_guard<std::mutex> lock(mutex_);
   return isStopping_ || !jobs_.empty();
 }
 
 void Pusher::pushCampaigns() {
-  bool isChanged = false;
+  nextTry_ = kNever;
   for (const std::string& device : devices_.subscribed()) {
-    for (const Push& push : pushes_) {
-      if (now() < pauses_[device].until) break;
-      if (devices_.hasGot(device, push.id)) continue;
-      if (hasWork()) {
-        wake();  // for the rest
-        break;
-      }
-      settle(device, push.id, send(device, push.message));
-      isChanged = true;
+    pushCampaignsTo(device);
+    if (hasMoreUrgentWork()) {
+      wake();  // for the rest
+      break;
     }
   }
-  if (isChanged) devices_.save();
+  if (isUnsaved_) save();
 }
 
-/// Whether a push counts as done. One that may have arrived is not sent a second time.
-void Pusher::settle(const std::string& device, const std::string& push, const push::Result& result) {
-  const bool isWorthAnotherTry =
-      result.outcome == push::Outcome::notReached || result.outcome == push::Outcome::slowDown;
-  if (!isWorthAnotherTry) {
-    pauses_.erase(device);
-    if (result.outcome != push::Outcome::gone) devices_.setGot(device, push);
+void Pusher::pushCampaignsTo(const std::string& device) {
+  for (const Push& push : pushes_) {
+    if (devices_.hasGot(device, push.id)) continue;
+    const auto subscription = devices_.subscriptionOf(device);
+    if (!subscription || hasMoreUrgentWork()) return;
+    const auto pause = pauses_.find(subscription->endpoint.origin());
+    if (pause != pauses_.end() && now() < pause->second.until) {
+      nextTry_ = std::min(nextTry_, pause->second.until);
+      return;
+    }
+    settle(device, push.id, subscription->endpoint.origin(), send(device, *subscription, push.message));
+    // Not after each one: the file grows with the devices.
+    if (isUnsaved_ && now() - savedAt_ > kBetweenSaves) save();
+  }
+}
+
+/// Whether a push counts as done. One that may have arrived is not sent a second time. A push server that fails is left
+/// alone for all its devices.
+void Pusher::settle(const std::string& device, const std::string& push, const std::string& origin,
+                    const push::Result& result) {
+  if (result.outcome == push::Outcome::notReached || result.outcome == push::Outcome::slowDown) {
+    Pause& pause = pauses_[origin];
+    pause.until = now() + kPause.after(++pause.failures, result.retryAfter, zn::Device::current().random->fraction());
+    nextTry_ = std::min(nextTry_, pause.until);
     return;
   }
-  Pause& pause = pauses_[device];
-  pause.until = now() + kPause.after(++pause.failures, result.retryAfter, zn::Device::current().random->fraction());
+  pauses_.erase(origin);
+  if (result.outcome == push::Outcome::gone) return;
+  devices_.setGot(device, push);
+  isUnsaved_ = true;
+}
+
+void Pusher::save() {
+  devices_.save();
+  savedAt_ = now();
+  isUnsaved_ = false;
 }
 
 }  // namespace zinserver

@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -13,6 +14,7 @@
 #include "Apps/Push/Sender.h"
 #include "Apps/zinserver/CampaignFolder.h"
 #include "Apps/zinserver/Devices.h"
+#include "Apps/zinserver/Options.h"
 
 namespace zinserver {
 
@@ -20,9 +22,9 @@ namespace zinserver {
 /// at again and again.
 class Pusher {
  public:
-  /// `state`: the folder with the key; "": a new key that is not kept. Throws zn::Exception for a key that cannot be
-  /// used.
-  Pusher(Devices& devices, const CampaignFolder& folder, const std::string& state);
+  /// Without a folder for the state its key is a new one that is not kept. Throws zn::Exception for a key that cannot
+  /// be used.
+  Pusher(Devices& devices, const CampaignFolder& folder, const Options& options);
   ~Pusher() { stop(); }
 
   std::string publicKey() const;  ///< in base64url
@@ -49,13 +51,18 @@ class Pusher {
   };
 
   void run();
-  push::Result send(const std::string& device, const push::Message& message);
-  bool hasWork();
+  push::Result send(const std::string& device, const push::Subscription& subscription, const push::Message& message);
+  bool hasMoreUrgentWork();
   void pushCampaigns();
-  void settle(const std::string& device, const std::string& push, const push::Result& result);
+  void pushCampaignsTo(const std::string& device);
+  void settle(const std::string& device, const std::string& push, const std::string& origin,
+              const push::Result& result);
+  void save();
   // Pusher_File.cpp
-  void readFileIfChanged();
+  bool readFileIfChanged();
   std::vector<Push> pushesIn(const zn::Value& contents) const;
+
+  static constexpr double kNever = std::numeric_limits<double>::infinity();
 
   Devices& devices_;
   const CampaignFolder& folder_;
@@ -67,9 +74,12 @@ class Pusher {
   bool isAwake_ = true;
   bool isStopping_ = false;
 
-  std::vector<Push> pushes_;  // the rest is the thread's
-  std::string seen_;          // what tells one version of the file from the next
-  std::map<std::string, Pause> pauses_;
+  std::vector<Push> pushes_;             // the rest is the thread's
+  std::string seen_;                     // what tells one version of the file from the next
+  std::map<std::string, Pause> pauses_;  // by the push server's origin
+  double nextTry_ = kNever;              // on the steady clock, like the next
+  double savedAt_ = 0;
+  bool isUnsaved_ = false;
   std::mutex ending_;
   std::thread thread_;
 };

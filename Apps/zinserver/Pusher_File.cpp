@@ -27,9 +27,9 @@ std::string versionOf(const std::string& path) {
 
 }  // namespace
 
-void Pusher::readFileIfChanged() {
+bool Pusher::readFileIfChanged() {
   std::string version = versionOf(folder_.pathOf(kFile));
-  if (version == seen_) return;
+  if (version == seen_) return false;
   seen_ = std::move(version);
   try {
     pushes_ = pushesIn(folder_.readJson(kFile));
@@ -37,6 +37,7 @@ void Pusher::readFileIfChanged() {
     pushes_.clear();
     log(problem.reason());
   }
+  return true;
 }
 
 /// Without those that cannot be used, which are said.

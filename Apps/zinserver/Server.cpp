@@ -24,7 +24,7 @@ double now() { return std::chrono::duration<double>(std::chrono::system_clock::n
 }  // namespace
 
 Server::Server(const Options& options)
-    : folder_(options.folder), host_(options.host), devices_(options.state), pusher_(devices_, folder_, options.state) {
+    : folder_(options.folder), host_(options.host), devices_(options.state), pusher_(devices_, folder_, options) {
   server_.http().set_payload_max_length(8 << 20);  // more than a full queue of events
   addRoutes();
 }

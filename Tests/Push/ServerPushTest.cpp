@@ -138,11 +138,17 @@ TEST_F(ServerPushTest, ThePushesOfTheFolderReachEveryDeviceOnce) {
   server_.awaited(4);
   EXPECT_EQ(first.opened(server_.requests()[2].body), R"({"n":3})");
   EXPECT_EQ(second.opened(server_.requests()[3].body), R"({"n":3})");
+  server_.answerWith({503});
+  writePushes(R"([{"id": "4", "payload": {"n": 4}}])");
+  server_.awaited(5);
+  server_.answerWith({});  // another try reaches both
+  EXPECT_EQ(first.opened(server_.awaited(7)[5].body), R"({"n":4})");
+  EXPECT_EQ(second.opened(server_.requests()[6].body), R"({"n":4})");
   writePushes("[\n{");
   zn::test::waitUntil([&] { return timesLogged("pushes.json: line 2") == 1; });
   // Whoever asks for a push comes after what the file held.
   EXPECT_EQ(zinpush({"--all"}), 0);
-  EXPECT_EQ(server_.requests().size(), 6u);
+  EXPECT_EQ(server_.requests().size(), 9u) << "nothing came twice";
 }
 
 TEST_F(ServerPushTest, APushServerThatDoesNotAnswerHoldsUpNeitherAnswersNorTheEnd) {

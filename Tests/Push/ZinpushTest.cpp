@@ -17,7 +17,9 @@ using Texts = std::vector<std::string>;
 
 class ZinpushTest : public ::testing::Test {
  protected:
-  void SetUp() override { write("payload.json", R"({"aps": {"alert": "Hi"}, "zintar": {"cid": "secret-campaign"}} // a comment)"); }
+  void SetUp() override {
+    write("payload.json", R"({"aps": {"alert": "Hi"}, "zintar": {"cid": "secret-campaign"}} // a comment)");
+  }
   std::string write(const std::string& name, const std::string& text) {
     std::ofstream(folder_ / name) << text;
     return folder_ / name;
@@ -82,7 +84,8 @@ TEST_F(ZinpushTest, WhatThePushServerAnswersIsToldInWordsAndAsTheExitStatus) {
   EXPECT_EQ(last.get_header_value("Topic"), "news");
   const std::string key = run({"--print-key"}).output;
   EXPECT_TRUE(last.get_header_value("Authorization").ends_with("k=" + key.substr(0, key.size() - 1)));
-  EXPECT_EQ(device_.opened(server_.requests().front().body), R"({"aps":{"alert":"Hi"},"zintar":{"cid":"secret-campaign"}})");
+  EXPECT_EQ(device_.opened(server_.requests().front().body),
+            R"({"aps":{"alert":"Hi"},"zintar":{"cid":"secret-campaign"}})");
 }
 
 TEST_F(ZinpushTest, WhatCannotBeSentIsSaidBeforeAnythingIs) {
@@ -104,6 +107,7 @@ TEST_F(ZinpushTest, WhatCannotBeSentIsSaidBeforeAnythingIs) {
        "standard input:1:13: error: \"campain_id\""},
       {{"--to", to, "secret-file"}, "", 2, "there is no such file"},
       {{"--to", "{\"endpoint\":\"secret\"}", payload}, "", 2, "neither a file"},
+      {{"--to", to, payload, device_.token()}, "", 2, "zinpush: a device token goes with --to\n"},
       {{"--to", payload, payload}, "", 2, "neither hexadecimal nor JSON"},
       {{"--to", to, "--topic", "a b", payload}, "", 2, "option --topic: topic must have"},
       {{"--to", to, "--urgency", "urgent", payload}, "", 2, "very-low, low, normal or high"},
