@@ -274,7 +274,11 @@ void ZNConfigDataManager::setUserPushNotificationOptedOut(bool optedOut) {
     observer = pushOptOutObserver_;
   }
   if (observer) observer(optedOut);
+  const bool wasOptedOut = !isPushNotificationEnabled();
   ZNCoreUtils::getSDKUserDefault()->setBool(optedOut, kPushOptedOutKey);
+  if (optedOut != wasOptedOut) {
+    NSNotificationCenter::defaultCenter()->postNotificationName(kNotificationNamePushConsentChanged);
+  }
 }
 
 void ZNConfigDataManager::setPushOptOutObserver(std::function<void(bool)> observer) {

@@ -62,6 +62,7 @@ class ZN_EXPORT ZNConfigDataManager {
   /// The host's explicit opt-out of push notifications, kept in the library's own user defaults; not opted out at
   /// first.
   bool isPushNotificationEnabled() const;  ///< `isPushNotificationEnabled`: not opted out
+  /// Posts kNotificationNamePushConsentChanged where it differs from before.
   void setUserPushNotificationOptedOut(bool optedOut);
   /// Told about every call of setUserPushNotificationOptedOut, on the caller's thread; for simulators and tests. It
   /// must not call the library. Empty removes it.

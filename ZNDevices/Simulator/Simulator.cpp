@@ -91,7 +91,7 @@ void showLogLine(const EffectSink& effects, const SimulatedDirectories& folders,
 /// What the platform and the core post is no effect of the module.
 bool isPostedByOthers(const std::string& name) {
   return name == UIApplicationWillEnterForegroundNotification || name == kNotificationNameUpdateModules ||
-         name == kNotificationNameUserReset;
+         name == kNotificationNameUserReset || name == kNotificationNamePushConsentChanged;
 }
 
 Value initialConfiguration() {

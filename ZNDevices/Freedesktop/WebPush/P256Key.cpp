@@ -56,7 +56,7 @@ bool passes(Check* check, EVP_PKEY* key) {
 
 }  // namespace
 
-void P256Key::prepare() { OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr); }
+void P256Key::prepare() { OPENSSL_init_crypto(0, nullptr); }
 
 P256Key::P256Key(std::shared_ptr<EVP_PKEY> key) : key_(std::move(key)), publicKey_(kPublicSize) {
   std::size_t size = 0;

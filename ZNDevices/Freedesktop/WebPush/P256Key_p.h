@@ -21,7 +21,8 @@ class P256Key {
   static constexpr std::size_t kPublicSize = 65;
   static constexpr std::size_t kSignatureSize = 64;
 
-  /// To be called before the process registers what ends threads that use keys: OpenSSL then outlives them.
+  /// To be called before the process registers (std::atexit) what ends threads that use keys: OpenSSL, which registers
+  /// its own end when it is used first, then outlives them.
   static void prepare();
 
   static P256Key generate();  ///< throws Exception

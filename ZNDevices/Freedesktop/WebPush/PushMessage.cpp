@@ -116,14 +116,13 @@ Secrets Secrets::make() { return {P256Key::generate(), randomBytes(kAuthSize)}; 
 
 Opened open(const Secrets& device, Bytes body) {
   if (body.size() < kRecordAt + kLeastRecordSize - 1) return refused("it is too short for an encrypted one");
-  if (body.size() > kMostBody) return refused("it is too long");
   if (body[kKeySizeAt] != P256Key::kPublicSize) return refused("it does not name its sender's key");
   std::uint32_t recordSize = 0;
   for (std::size_t at = kRecordSizeAt; at < kKeySizeAt; ++at) recordSize = recordSize << 8 | body[at];
   const Bytes record = body.subspan(kRecordAt);
   // Nothing authenticates the record size. A larger one than any body has use for would pass, although it was changed.
   if (recordSize < kLeastRecordSize || recordSize > kMostBody) return refused("its record size makes no sense");
-  if (record.size() > recordSize) return refused("it has more than one record");
+  if (record.size() > recordSize) return refused("it has more than one record");  // or is longer than any
   const auto sender = P256Key::ofPublic(body.subspan(kKeyAt, P256Key::kPublicSize));
   if (!sender) return refused("its sender's key is none");
 
