@@ -111,7 +111,7 @@ press() {  # key...
   xdotool windowfocus --sync "$window"
   xdotool key --clearmodifiers --delay 30 "$@"
 }
-push() { "$programs/zinpush" --all --via "$server" "$1"; }
+push() { "$programs/zinpush" --all --via "$server" "$1" | sed "s/^/   /"; }
 
 start_session() {
   local address=unix:path=$tour/bus

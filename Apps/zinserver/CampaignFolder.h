@@ -1,9 +1,11 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Apps/zinserver/Faults.h"
+#include "Apps/zinserver/FolderFindings.h"
 #include "ZNPlatform/Foundation/Value.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
@@ -24,11 +26,13 @@ class CampaignFolder {
   std::string pathOf(const char* name) const;
 
  private:
+  std::optional<std::string> readText(const char* name) const;
   zn::Value readObject(const char* name) const;
   zn::Value campaigns(const zn::Value& request) const;
   zn::Value segment(const zn::Value& request) const;
 
   std::string path_;
+  mutable FolderFindings findings_;
 };
 
 }  // namespace zinserver

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "Apps/zinserver/FolderFindings.h"
 #include "Apps/zinserver/Log.h"
 #include "Apps/zinserver/Pusher.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -52,6 +53,7 @@ std::vector<Pusher::Push> Pusher::pushesIn(const Value& contents) const {
       auto message = push::messageOf(each, {"id"});
       if (id.empty()) throw zn::Exception("\"id\" must be a text");
       if (!ids.insert(id).second) throw zn::Exception("another push has the \"id\" " + id);
+      tellFindingsOfPayload(std::string(kFile) + ": push " + id, each["payload"]);
       pushes.push_back({id, std::move(message)});
     } catch (const zn::Exception& problem) {
       const auto number = static_cast<std::size_t>(&each - contents.elements().data()) + 1;

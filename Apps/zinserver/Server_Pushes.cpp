@@ -1,4 +1,5 @@
 #include "Apps/zinserver/Server.h"
+#include "Apps/zinserver/FolderFindings.h"
 #include "Apps/zinserver/Log.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Json.h"
@@ -45,6 +46,7 @@ void Server::push(const httplib::Request& request, httplib::Response& response) 
   if (!wanted) return giveJson(response, 400, errorOf(error.text));
   try {
     const auto message = push::messageOf(*wanted, {"device", "all"});
+    tellFindingsOfPayload("POST /push", (*wanted)["payload"]);
     const std::string device((*wanted)["device"].string());
     const bool all = (*wanted)["all"].boolean();
     if (device.empty() != all) throw zn::Exception("either \"device\", an id, or \"all\": true is needed");

@@ -54,10 +54,7 @@ std::vector<Command> checkCommands() {
                    {"condition", optional, shape::dictionary},
                    {"configuration", optional, shape::dictionary},
                    {"text", optional, shape::text},
-                   {"as",
-                    optional,
-                    shape::text,
-                    {"payload", "campaigns", "condition", "configuration", "scenario"}}},
+                   {"as", optional, shape::text, {"payload", "campaigns", "condition", "configuration", "scenario"}}},
                   "Prints what zincheck would say of each of these at the device's time. text: the contents of a\n"
                   "file, whose lines and columns are told; as: what it is, where its keys do not tell.",
                   check)};
