@@ -21,6 +21,16 @@ Item partOf(const Item& payload, std::string_view kind) {
   return payload[kind];
 }
 
+/// The first sentence of the reference, for the middle of a finding.
+std::string asClause(std::string_view sentence) {
+  std::string clause(sentence.substr(0, std::min(sentence.find(". "), sentence.size())));
+  if (clause.ends_with('.')) clause.pop_back();
+  std::erase(clause, '`');
+  const bool isWord = clause.size() > 1 && clause[1] != ' ' && !zn::isAsciiDigit(clause[1]);
+  if (isWord) clause[0] = zn::asciiLower(clause[0]);
+  return clause;
+}
+
 }  // namespace
 
 void Findings::add(Place place, Severity severity, std::string sentence, std::string advice) {
@@ -86,7 +96,8 @@ void Checker::unknownKey(const Item& item, const std::string& name, const Object
   if (isAstray(item, name, kind)) return;
   const Key* meant = kind.nearest(name);
   if (!meant || members.contains(meant->name)) return;
-  reportKey(item, meant->needed.value_or(Severity::warning), quoted(name) + " means nothing to a device",
+  const std::string effect = meant->missing.empty() ? "" : ": " + asClause(meant->missing);
+  reportKey(item, meant->needed.value_or(Severity::warning), quoted(name) + " means nothing to a device" + effect,
             "write " + quoted(meant->name));
 }
 
@@ -116,12 +127,8 @@ void Checker::missingKeys(const Item& item, const ObjectKind& kind, const Member
       return !kind.key(member.first) && kind.nearest(member.first) == &key;
     };
     if (std::any_of(members.begin(), members.end(), isOtherName)) continue;
-    std::string sentence = key.missing;
-    if (sentence.ends_with('.')) sentence.pop_back();
-    if (!sentence.empty()) sentence[0] = zn::asciiLower(sentence[0]);
-    const std::string example = key.example.empty() ? "" : ": " + key.example;
-    reportKey(item, *key.needed, quoted(key.name) + " is missing: " + sentence,
-              "add " + quoted(key.name) + (example.empty() ? "" : ", such as " + quoted(key.name) + example));
+    reportKey(item, *key.needed, quoted(key.name) + " is missing: " + asClause(key.missing),
+              "add " + quoted(key.name) + (key.example.empty() ? "" : ": " + key.example));
   }
 }
 
