@@ -33,8 +33,10 @@ std::string asClause(std::string_view sentence) {
 
 }  // namespace
 
+bool Findings::areEnough() const { return all_.size() > kMostFindings; }
+
 void Findings::add(Place place, Severity severity, std::string sentence, std::string advice) {
-  if (all_.size() > kMostFindings) return;
+  if (areEnough()) return;
   if (all_.size() == kMostFindings) sentence = "there is more to be said; this is enough for now", advice = "";
   all_.push_back({severity, place.line, place.column, zn::singleLine(sentence), zn::singleLine(advice)});
 }
@@ -73,7 +75,7 @@ void Checker::duplicates() {
 }
 
 void Checker::object(const Item& item, std::string_view kindName) {
-  if (!item.is(Type::object)) return;
+  if (!item.is(Type::object) || findings_.areEnough()) return;
   const ObjectKind& kind = objectKind(kindName);
   Members members;
   for (Item each = item.firstInside(); each; each = each.next(item)) members.insert_or_assign(each.key(), each);
