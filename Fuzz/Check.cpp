@@ -1,6 +1,8 @@
 // What authors write, as any of the kinds: checked without end or crash, with places that are in the text, one line a
 // finding, and the same findings again.
 
+#include <algorithm>
+
 #include "Apps/Check/Check.h"
 #include "Fuzz/FuzzDevice.h"
 

@@ -43,32 +43,17 @@ void checkDocument(Kind kind, const Document& document, const Options& options, 
   checker.configuration(root);
 }
 
-/// The names in quotation marks that have a colon behind them, of a text that is no JSON.
-std::vector<std::string> namesIn(std::string_view text) {
-  constexpr std::size_t kEnough = std::size_t{64} << 10;
-  text = text.substr(0, kEnough);
-  std::vector<std::string> names;
-  for (std::size_t begin = text.find('"'); begin != text.npos;) {
-    const std::size_t end = text.find('"', begin + 1);
-    if (end == text.npos) break;
-    const std::size_t after = text.find_first_not_of(" \t\r\n", end + 1);
-    const bool isKey = after != text.npos && text[after] == ':';
-    if (isKey) names.emplace_back(text.substr(begin + 1, end - begin - 1));
-    begin = isKey ? text.find('"', after) : text.find('"', end + 1);
-  }
-  return names;
-}
-
 std::vector<std::string> keysOf(std::string_view text) {
-  zn::JsonError error;
-  const auto document = Document::read(text, true, error);
-  if (!document) return namesIn(text);
-  Item root = document->root();
+  constexpr std::size_t kEnough = std::size_t{1} << 20;
+  const Document document = Document::sketch(text.substr(0, kEnough));
+  Item root = document.root();
   if (root.is(Type::array) && root.firstInside()) root = root.firstInside();
+  if (!root.is(Type::object)) return {};
+  // A payload that somebody has wrapped in something.
+  const Item only = root.firstInside();
+  if (only && !only.next(root) && (only["aps"] || only["zintar"])) root = only;
   std::vector<std::string> keys;
-  for (const Item& each : inside(root)) {
-    if (root.is(Type::object)) keys.push_back(each.key());
-  }
+  for (Item each = root.firstInside(); each; each = each.next(root)) keys.push_back(each.key());
   return keys;
 }
 
@@ -80,9 +65,7 @@ bool isScenario(std::string_view text) {
     text.remove_prefix(std::min(end + 1, text.size()));
     if (line.starts_with('#')) return true;  // nowhere else is that a comment
     if (isSkippedLine(line)) continue;
-    zn::JsonError error;
-    const auto document = Document::read(line, false, error);
-    return document && document->root()["do"].is(Type::text);
+    return Document::sketch(line).root()["do"].is(Type::text);
   }
   return false;
 }

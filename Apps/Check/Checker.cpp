@@ -21,10 +21,22 @@ Item partOf(const Item& payload, std::string_view kind) {
   return payload[kind];
 }
 
+/// The first sentence of the reference, for the middle of a finding.
+std::string asClause(std::string_view sentence) {
+  std::string clause(sentence.substr(0, std::min(sentence.find(". "), sentence.size())));
+  if (clause.ends_with('.')) clause.pop_back();
+  std::erase(clause, '`');
+  const bool isWord = clause.size() > 1 && clause[1] != ' ' && !zn::isAsciiDigit(clause[1]);
+  if (isWord) clause[0] = zn::asciiLower(clause[0]);
+  return clause;
+}
+
 }  // namespace
 
+bool Findings::areEnough() const { return all_.size() > kMostFindings; }
+
 void Findings::add(Place place, Severity severity, std::string sentence, std::string advice) {
-  if (all_.size() > kMostFindings) return;
+  if (areEnough()) return;
   if (all_.size() == kMostFindings) sentence = "there is more to be said; this is enough for now", advice = "";
   all_.push_back({severity, place.line, place.column, zn::singleLine(sentence), zn::singleLine(advice)});
 }
@@ -63,7 +75,7 @@ void Checker::duplicates() {
 }
 
 void Checker::object(const Item& item, std::string_view kindName) {
-  if (!item.is(Type::object)) return;
+  if (!item.is(Type::object) || findings_.areEnough()) return;
   const ObjectKind& kind = objectKind(kindName);
   Members members;
   for (Item each = item.firstInside(); each; each = each.next(item)) members.insert_or_assign(each.key(), each);
@@ -86,7 +98,8 @@ void Checker::unknownKey(const Item& item, const std::string& name, const Object
   if (isAstray(item, name, kind)) return;
   const Key* meant = kind.nearest(name);
   if (!meant || members.contains(meant->name)) return;
-  reportKey(item, meant->needed.value_or(Severity::warning), quoted(name) + " means nothing to a device",
+  const std::string effect = meant->missing.empty() ? "" : ": " + asClause(meant->missing);
+  reportKey(item, meant->needed.value_or(Severity::warning), quoted(name) + " means nothing to a device" + effect,
             "write " + quoted(meant->name));
 }
 
@@ -116,12 +129,8 @@ void Checker::missingKeys(const Item& item, const ObjectKind& kind, const Member
       return !kind.key(member.first) && kind.nearest(member.first) == &key;
     };
     if (std::any_of(members.begin(), members.end(), isOtherName)) continue;
-    std::string sentence = key.missing;
-    if (sentence.ends_with('.')) sentence.pop_back();
-    if (!sentence.empty()) sentence[0] = zn::asciiLower(sentence[0]);
-    const std::string example = key.example.empty() ? "" : ": " + key.example;
-    reportKey(item, *key.needed, quoted(key.name) + " is missing: " + sentence,
-              "add " + quoted(key.name) + (example.empty() ? "" : ", such as " + quoted(key.name) + example));
+    reportKey(item, *key.needed, quoted(key.name) + " is missing: " + asClause(key.missing),
+              "add " + quoted(key.name) + (key.example.empty() ? "" : ": " + key.example));
   }
 }
 

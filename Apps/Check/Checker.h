@@ -19,6 +19,7 @@ using Severity = Finding::Severity;
 class Findings {
  public:
   void add(Place place, Severity severity, std::string sentence, std::string advice);
+  bool areEnough() const;
   /// In the text's order.
   std::vector<Finding> take();
 

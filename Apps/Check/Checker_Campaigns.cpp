@@ -65,6 +65,7 @@ void Checker::triggers(const Item& item) {
 }
 
 void Checker::campaign(const Item& item) {
+  if (findings_.areEnough()) return;
   if (!item.is(Type::object)) {
     return report(item, Severity::error,
                   "this is " + shownType(item) + ", where a campaign belongs, and it is passed over");

@@ -17,15 +17,21 @@ namespace {
 
 constexpr double kSecondsPerDay = 86400;
 
-const char* wanted(const Key& key) {
-  const std::string_view type = key.types.front().name;
+const char* wanted(const KeyType& of) {
+  const std::string_view type = of.name;
   if (type == "text") return "text";
   if (type == "link") return "a link as text";
   if (type == "flag") return "true or false";
   if (type == "objects") return "an array of objects";
   if (type == "object" || type == "map" || type == "condition") return "an object";
-  if (type == "moment") return key.types.front().of == "s" ? "seconds since 1970" : "milliseconds since 1970";
+  if (type == "moment") return of.of == "s" ? "seconds since 1970" : "milliseconds since 1970";
   return "a number";
+}
+
+std::string wanted(const Key& key) {
+  std::string text;
+  for (const KeyType& type : key.types) text += (text.empty() ? "" : " or ") + std::string(wanted(type));
+  return text;
 }
 
 /// Whether a value of that JSON type is one at all; what stands in it is looked at afterwards.
@@ -37,6 +43,12 @@ bool fits(const Item& item, const Key& key, const KeyType& type) {
   if (type.name == "object" || type.name == "map" || type.name == "condition") return item.is(Type::object);
   if (type.name == "moment" || type.name == "hhmm") return item.is(Type::number) || item.is(Type::text);
   return item.is(Type::number) || (!key.isStrict && numberIn(item));
+}
+
+std::string shownPeriod(double seconds) {
+  constexpr double kSecondsPerHour = 3600;
+  const bool isLong = seconds >= kSecondsPerDay;
+  return shownNumber(std::floor(seconds / (isLong ? kSecondsPerDay : kSecondsPerHour))) + (isLong ? " days" : " hours");
 }
 
 std::string write(const std::string& what) { return "write " + what; }
@@ -177,7 +189,7 @@ void Checker::momentAsText(const Item& item, const Key& key, double factor) {
   const double meant = zn::secondsOfIsoDate(text);
   report(item, Severity::error,
          quoted(key.name) + ": " + quoted(text) + " is read as " + shownNumber(read) + unit + " since 1970" +
-             (key.otherwise.empty() ? "" : ": " + key.otherwise),
+             (key.past.empty() ? "" : ": " + key.past),
          write(std::isfinite(meant) ? shownNumber(meant * factor) : unit + 1 + std::string(" since 1970")));
 }
 
@@ -214,8 +226,7 @@ void Checker::period(const Item& item, const Key& key, std::string_view unit) {
   if (unit == "s") {
     if (key.longest == 0 || *number <= key.longest) return;
     return report(item, Severity::warning,
-                  quoted(key.name) + " is " + shownNumber(std::floor(*number / kSecondsPerDay)) +
-                      " days, as periods here are seconds",
+                  quoted(key.name) + " is " + shownPeriod(*number) + ", as periods here are seconds",
                   "if milliseconds were meant, write " + shownNumber(*number / 1000));
   }
   constexpr double kHour = 3600;

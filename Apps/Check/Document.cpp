@@ -14,7 +14,7 @@ bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 }  // namespace
 
-/// Walks over a text that is known to be well-formed, so nothing can go wrong here.
+/// Walks over a text that is known to be well-formed, or sketches one that may not be.
 class Document::Scanner {
  public:
   explicit Scanner(Document& document) : document_(document), text_(document.text_) {}
@@ -26,6 +26,7 @@ class Document::Scanner {
     }
     if (text_.starts_with(kByteOrderMark)) at_ = kByteOrderMark.size();
     while (at_ < text_.size()) step();
+    while (!open_.empty()) close();
   }
 
  private:
@@ -76,6 +77,7 @@ class Document::Scanner {
   }
 
   void close() {
+    if (open_.empty()) return;
     Node& node = document_.nodes_[open_.back()];
     node.end = static_cast<std::uint32_t>(at_);
     node.next = static_cast<std::uint32_t>(document_.nodes_.size());
@@ -125,7 +127,14 @@ std::optional<Document> Document::read(std::string_view text, bool allowComments
   return document;
 }
 
-Document::Item Document::root() const { return Item(*this, 0); }
+Document Document::sketch(std::string_view text) {
+  Document document;
+  document.text_ = text;
+  Scanner(document).run();
+  return document;
+}
+
+Document::Item Document::root() const { return nodes_.empty() ? Item() : Item(*this, 0); }
 Document::Item Document::at(std::size_t index) const { return Item(*this, static_cast<std::uint32_t>(index)); }
 
 Place Document::placeOf(std::size_t offset) const {
@@ -136,6 +145,7 @@ Place Document::placeOf(std::size_t offset) const {
 
 std::string Document::Item::decoded(std::size_t begin, std::size_t end) const {
   const std::string_view quoted = document_->text_.substr(begin, end - begin);
+  if (quoted.size() < 2) return "";  // of a sketch
   const std::string_view plain = quoted.substr(1, quoted.size() - 2);
   if (plain.find('\\') == plain.npos) return std::string(plain);
   return std::string(zn::parseJson(quoted).value_or(zn::nil).string());

@@ -27,7 +27,10 @@ class Document {
   static std::optional<Document> read(std::string_view text, bool allowComments, zn::JsonError& error,
                                       int firstLine = 1);
 
-  Item root() const;
+  /// What can be seen of a text that may be no JSON, or its beginning only.
+  static Document sketch(std::string_view text);
+
+  Item root() const;  ///< none where a sketch shows nothing
   /// All values, in the text's order.
   std::size_t size() const { return nodes_.size(); }
   Item at(std::size_t index) const;
