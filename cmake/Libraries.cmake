@@ -33,13 +33,13 @@ endfunction()
 set(ZN_USUAL_HEADERS <algorithm> <atomic> <chrono> <condition_variable> <functional> <map> <memory> <mutex> <optional>
     <span> <string> <string_view> <unordered_map> <utility> <vector>)
 
-# zn_library(NAME [PART part] FOLDERS folder... [EXCEPT folder...] [OBJECTS target...] LINK public... PRIVATE private...): a
+# zn_library(NAME [COMPONENT component] FOLDERS folder... [EXCEPT folder...] [OBJECTS target...] LINK public... PRIVATE private...): a
 # library of all sources in the folders, but for some, and of the objects of other targets, exported as Zintar::NAME. A
-# part is what find_package finds, and packages hold, together; without one the library is of the part ZNMessaging.
+# component is what find_package finds, and packages hold, together; without one the library is of ZNMessaging.
 function(zn_library name)
-  cmake_parse_arguments(arg "" "PART" "FOLDERS;EXCEPT;OBJECTS;LINK;PRIVATE" ${ARGN})
-  if(NOT arg_PART)
-    set(arg_PART ZNMessaging)
+  cmake_parse_arguments(arg "" "COMPONENT" "FOLDERS;EXCEPT;OBJECTS;LINK;PRIVATE" ${ARGN})
+  if(NOT arg_COMPONENT)
+    set(arg_COMPONENT ZNMessaging)
   endif()
   set(patterns)
   foreach(folder IN LISTS arg_FOLDERS)
@@ -65,12 +65,12 @@ function(zn_library name)
   endif()
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} DEFINE_SYMBOL "")
   zn_precompile(${name} LIBRARY ${ZN_USUAL_HEADERS})
-  get_property(parts GLOBAL PROPERTY ZN_PARTS)
-  if(NOT arg_PART IN_LIST parts)
-    set_property(GLOBAL APPEND PROPERTY ZN_PARTS ${arg_PART})
+  get_property(components GLOBAL PROPERTY ZN_COMPONENTS)
+  if(NOT arg_COMPONENT IN_LIST components)
+    set_property(GLOBAL APPEND PROPERTY ZN_COMPONENTS ${arg_COMPONENT})
   endif()
-  set_property(GLOBAL APPEND PROPERTY ZN_LIBRARIES_OF_${arg_PART} ${name})
-  set_property(GLOBAL APPEND PROPERTY ZN_HEADERS_OF_${arg_PART} ${arg_FOLDERS})
+  set_property(GLOBAL APPEND PROPERTY ZN_LIBRARIES_OF_${arg_COMPONENT} ${name})
+  set_property(GLOBAL APPEND PROPERTY ZN_HEADERS_OF_${arg_COMPONENT} ${arg_FOLDERS})
 endfunction()
 
 # The objects of one of our libraries as an archive, from which a program takes only what it calls. Only for a program
@@ -102,12 +102,12 @@ function(zn_link_statically name)
   endif()
 endfunction()
 
-# zn_application(NAME [PART part] FOLDER folder LINK library... [ARCHIVES library...]): a program. It is of the part "tools"
+# zn_application(NAME [COMPONENT component] FOLDER folder LINK library... [ARCHIVES library...]): a program. Its component is "tools"
 # without one.
 function(zn_application name)
-  cmake_parse_arguments(arg "" "PART;FOLDER" "LINK;ARCHIVES" ${ARGN})
-  if(NOT arg_PART)
-    set(arg_PART tools)
+  cmake_parse_arguments(arg "" "COMPONENT;FOLDER" "LINK;ARCHIVES" ${ARGN})
+  if(NOT arg_COMPONENT)
+    set(arg_COMPONENT tools)
   endif()
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${arg_FOLDER}/*.cpp)
   if(NOT sources)
@@ -124,6 +124,6 @@ function(zn_application name)
     zn_link_statically(${name})
   endif()
   target_link_libraries(${name} PRIVATE zn_settings zn_command_line ${arg_LINK})
-  set_target_properties(${name} PROPERTIES ZN_PART ${arg_PART})
+  set_target_properties(${name} PROPERTIES ZN_COMPONENT ${arg_COMPONENT})
   set_property(GLOBAL APPEND PROPERTY ZN_APPLICATIONS ${name})
 endfunction()

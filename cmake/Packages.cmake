@@ -1,4 +1,4 @@
-# What ./package makes with CPack: a Debian package for each part's library, one for what is needed to build with it, one
+# What ./package makes with CPack: a Debian package for each component's libraries, one for what is needed to build with it, one
 # for the programs, and one for the demo. All are of one version and name one another with it.
 
 set(CPACK_GENERATOR DEB)
