@@ -108,7 +108,7 @@ void CommandLine::each(const std::string& spec, const std::string& about, Take t
   };
   explain(*app_->add_option_function<std::vector<std::string>>(nameIn(spec), takeAll, about), spec)
       ->delimiter(separator)
-      ->allow_extra_args(false)
+      ->allow_extra_args(!spec.starts_with('-'))  // several without a name follow one another
       ->trigger_on_parse();
 }
 

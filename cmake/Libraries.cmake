@@ -102,16 +102,23 @@ function(zn_link_statically name)
   endif()
 endfunction()
 
-# zn_application(NAME [COMPONENT component] FOLDER folder LINK library... [ARCHIVES library...]): a program. Its component is "tools"
-# without one.
+# zn_application(NAME [COMPONENT component] FOLDER folder [PARTS library] LINK library... [ARCHIVES library...]): a program,
+# of the component "tools" if none is named. PARTS is what is made of all sources but main.cpp, for others who need them.
 function(zn_application name)
-  cmake_parse_arguments(arg "" "COMPONENT;FOLDER" "LINK;ARCHIVES" ${ARGN})
+  cmake_parse_arguments(arg "" "COMPONENT;FOLDER;PARTS" "LINK;ARCHIVES" ${ARGN})
   if(NOT arg_COMPONENT)
     set(arg_COMPONENT tools)
   endif()
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${arg_FOLDER}/*.cpp)
   if(NOT sources)
     return()
+  endif()
+  if(arg_PARTS)
+    list(FILTER sources EXCLUDE REGEX "/main\\.cpp$")
+    add_library(${arg_PARTS} STATIC ${sources})
+    target_link_libraries(${arg_PARTS} PUBLIC ${arg_LINK} zn_command_line PRIVATE zn_settings)
+    set(sources ${arg_FOLDER}/main.cpp)
+    list(PREPEND arg_LINK ${arg_PARTS})
   endif()
   add_executable(${name} ${sources})
   foreach(library IN LISTS arg_ARCHIVES)
