@@ -33,10 +33,14 @@ endfunction()
 set(ZN_USUAL_HEADERS <algorithm> <atomic> <chrono> <condition_variable> <functional> <map> <memory> <mutex> <optional>
     <span> <string> <string_view> <unordered_map> <utility> <vector>)
 
-# zn_library(NAME FOLDERS folder... [EXCEPT folder...] LINK public... PRIVATE private...): a shared library of all sources
-# in the folders, but for some, exported as Zintar::NAME.
+# zn_library(NAME [COMPONENT component] FOLDERS folder... [EXCEPT folder...] [OBJECTS target...] LINK public... PRIVATE private...): a
+# library of all sources in the folders, but for some, and of the objects of other targets, exported as Zintar::NAME. A
+# component is what find_package finds, and packages hold, together; without one the library is of ZNMessaging.
 function(zn_library name)
-  cmake_parse_arguments(arg "" "" "FOLDERS;EXCEPT;LINK;PRIVATE" ${ARGN})
+  cmake_parse_arguments(arg "" "COMPONENT" "FOLDERS;EXCEPT;OBJECTS;LINK;PRIVATE" ${ARGN})
+  if(NOT arg_COMPONENT)
+    set(arg_COMPONENT ZNMessaging)
+  endif()
   set(patterns)
   foreach(folder IN LISTS arg_FOLDERS)
     list(APPEND patterns ${folder}/*.cpp)
@@ -48,18 +52,25 @@ function(zn_library name)
   if(NOT sources)
     return()
   endif()
-  add_library(${name} SHARED ${sources})
+  list(TRANSFORM arg_OBJECTS REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>" OUTPUT_VARIABLE objects)
+  add_library(${name} ${sources} ${objects})
   add_library(Zintar::${name} ALIAS ${name})
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
                                             $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/zintar>)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE $<BUILD_INTERFACE:zn_settings> ${arg_PRIVATE})
-  target_link_options(${name} PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
-  set_target_properties(${name} PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  if(BUILD_SHARED_LIBS)
+    target_link_options(${name} PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+    set_target_properties(${name} PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  endif()
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} DEFINE_SYMBOL "")
   zn_precompile(${name} LIBRARY ${ZN_USUAL_HEADERS})
-  set_property(GLOBAL APPEND PROPERTY ZN_LIBRARIES ${name})
-  set_property(GLOBAL APPEND PROPERTY ZN_HEADER_FOLDERS ${arg_FOLDERS})
+  get_property(components GLOBAL PROPERTY ZN_COMPONENTS)
+  if(NOT arg_COMPONENT IN_LIST components)
+    set_property(GLOBAL APPEND PROPERTY ZN_COMPONENTS ${arg_COMPONENT})
+  endif()
+  set_property(GLOBAL APPEND PROPERTY ZN_LIBRARIES_OF_${arg_COMPONENT} ${name})
+  set_property(GLOBAL APPEND PROPERTY ZN_HEADERS_OF_${arg_COMPONENT} ${arg_FOLDERS})
 endfunction()
 
 # The objects of one of our libraries as an archive, from which a program takes only what it calls. Only for a program
@@ -74,7 +85,7 @@ endfunction()
 # Where the system has what that takes, a program without shared libraries, which starts in half the time. Its addresses
 # are as random as those of others.
 function(zn_link_statically name)
-  if(ZN_SANITIZE)
+  if(ZN_SANITIZE OR NOT ZN_LINK_EXTENSION_STATICALLY)
     target_link_libraries(${name} PRIVATE EXPAT::EXPAT)
     return()
   endif()
@@ -91,10 +102,13 @@ function(zn_link_statically name)
   endif()
 endfunction()
 
-# zn_application(NAME FOLDER folder [PARTS library] LINK library... [ARCHIVES library...]): PARTS is what is made of all
-# sources but main.cpp, for others who need them.
+# zn_application(NAME [COMPONENT component] FOLDER folder [PARTS library] LINK library... [ARCHIVES library...]): a program,
+# of the component "tools" if none is named. PARTS is what is made of all sources but main.cpp, for others who need them.
 function(zn_application name)
-  cmake_parse_arguments(arg "" "FOLDER;PARTS" "LINK;ARCHIVES" ${ARGN})
+  cmake_parse_arguments(arg "" "COMPONENT;FOLDER;PARTS" "LINK;ARCHIVES" ${ARGN})
+  if(NOT arg_COMPONENT)
+    set(arg_COMPONENT tools)
+  endif()
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${arg_FOLDER}/*.cpp)
   if(NOT sources)
     return()
@@ -117,5 +131,6 @@ function(zn_application name)
     zn_link_statically(${name})
   endif()
   target_link_libraries(${name} PRIVATE zn_settings zn_command_line ${arg_LINK})
+  set_target_properties(${name} PROPERTIES ZN_COMPONENT ${arg_COMPONENT})
   set_property(GLOBAL APPEND PROPERTY ZN_APPLICATIONS ${name})
 endfunction()
