@@ -72,8 +72,8 @@ write_linking() {  # FOLDER
     /^```$/ { file = ""; next }
     /^```cmake$/ { file = folder "/my host/CMakeLists.txt"; next }
     /^```cpp$/ { file = folder "/my host/main.cpp"; next }
-    file { print >file; next }
-    sub(/^    /, "") { print >(folder "/commands") }' README.md
+    /^```sh$/ { file = folder "/commands"; next }
+    file { print >file }' README.md
   [[ -s $1/commands && -s "$1/my host/CMakeLists.txt" && -s "$1/my host/main.cpp" ]] ||
     fail "README.md has no commands, project and program under \"Linking it\""
   chmod -R a+rX "$1"

@@ -48,6 +48,11 @@ set(click "the shop hears of a click on parcel\nthe click is dealt with\n")
 expect_output("the example without the proxy" "${click}" ${host})
 expect_output("the example with the proxy" "the module broadcasts the click\n${click}" ${host} with-proxy)
 
+build_against_package(${source}/Examples/event-loop-host event-loop-host)
+run_or_fail("the example with an event loop" log ${CMAKE_COMMAND} -E env ZN_LOG=1
+            python3 -B ${CMAKE_CURRENT_LIST_DIR}/event_loop.py ${work}/event-loop-host/event-loop-host
+            ${work}/elsewhere/bin/zinserver ${source}/Examples ${work})
+
 if(EXISTS ${work}/elsewhere/include/zintar/ZNDevices/Freedesktop/FreedesktopDevice.h)
   build_against_package(${source}/Examples/glib-host glib-host)
   run_or_fail("installing the example" log
