@@ -84,7 +84,8 @@ class ZN_EXPORT ZNAnalytics {
 
   /// `pushTokenUpdated`: sends the device record with the token that the core keeps.
   void pushTokenUpdated();
-  /// `updateDeviceWithCompletion:`: sends the device record (token, user attributes) as an event; the completion, if
+  /// `updateDeviceWithCompletion:`: sends the device record as an event: "pushToken", where there is one, the user's
+  /// "attributes", and "installation", an id (a UUID) that stays as long as the application's data. The completion, if
   /// given, is called once: whether it was sent.
   void updateDeviceWithCompletion(std::function<void(bool sent)> completion);
   /// `setPushGDPROptOutStatus:forKey:`: a user attribute that stands for the user's consent.

@@ -35,6 +35,7 @@ TARGETS = {
     "crash": ["CrashTests"],
     "faults": ["FaultTests"],
     "integration": ["IntegrationTests"],
+    "push": ["PushTests", "push_interop"],
 }
 
 

@@ -9,7 +9,7 @@ desktop_packages=(libsystemd-dev libssl-dev qt6-base-dev dbus)
 # What stands in for a desktop where there is none.
 headless_packages=(xvfb dunst imagemagick xdotool x11-xserver-utils fonts-dejavu-core curl procps)
 test_packages=("${application_packages[@]}" "${desktop_packages[@]}" "${headless_packages[@]}" libgtest-dev libglib2.0-dev
-  python3 ca-certificates openssl locales xdg-desktop-portal-gtk bubblewrap notification-daemon)
+  python3 python3-cryptography ca-certificates openssl locales xdg-desktop-portal-gtk bubblewrap notification-daemon)
 
 say() { printf '%s\n' "$*" >&2; }
 

@@ -21,6 +21,13 @@ std::string textUnder(const char* key, const Value& description) {
   return std::string(text.string());
 }
 
+void checkKey(std::string_view key, std::initializer_list<std::string_view> otherKeys) {
+  constexpr std::array<std::string_view, 4> kKeys = {"payload", "ttl", "urgency", "topic"};
+  if (std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end()) return;
+  if (std::find(otherKeys.begin(), otherKeys.end(), key) != otherKeys.end()) return;
+  throw zn::Exception("a push has no \"" + std::string(key) + "\"");
+}
+
 }  // namespace
 
 void checkUrgency(const std::string& urgency) {
@@ -41,7 +48,9 @@ std::string textOf(const Value& payload) {
   return zn::jsonText(payload);
 }
 
-Message messageOf(const Value& description) {
+Message messageOf(const Value& description, std::initializer_list<std::string_view> otherKeys) {
+  if (!description.isDictionary()) throw zn::Exception("a push must be a JSON object");
+  for (const auto& [key, value] : description.entries()) checkKey(key.string(), otherKeys);
   Message message;
   if (description["payload"].isNil()) throw zn::Exception("\"payload\" is missing");
   message.text = textOf(description["payload"]);

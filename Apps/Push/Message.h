@@ -1,6 +1,8 @@
 #pragma once
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 #include "ZNPlatform/Foundation/Value.h"
 
@@ -23,7 +25,7 @@ void checkUrgency(const std::string& urgency);
 void checkTopic(const std::string& topic);
 /// The text that is sent. A payload that is no dictionary is refused; its size is left to the sender.
 std::string textOf(const zn::Value& payload);
-/// Of {"payload": …, "ttl": SECONDS, "urgency": …, "topic": …}; what else the dictionary has is left alone.
-Message messageOf(const zn::Value& description);
+/// Of {"payload": …, "ttl": SECONDS, "urgency": …, "topic": …}, which may have those other keys too.
+Message messageOf(const zn::Value& description, std::initializer_list<std::string_view> otherKeys);
 
 }  // namespace push

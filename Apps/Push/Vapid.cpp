@@ -2,6 +2,7 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <span>
 
 #include "ZNPlatform/Foundation/Json.h"

@@ -5,6 +5,7 @@
 
 #include "Apps/CommandLine.h"
 #include "Apps/Push/Sender.h"
+#include "Apps/zinpush/Secrets.h"
 #include "ZNPlatform/Foundation/Exception.h"
 
 namespace zinpush {
@@ -20,8 +21,8 @@ constexpr const char* kAbout =
 
 constexpr const char* kMore =
     R"(PAYLOADS
-  PAYLOAD is a file with a JSON object; - is standard input. Comments (// and /* */) are allowed, and
-  taken out. What is sent has at most 3993 bytes. What a device would not understand or not show is
+  PAYLOAD is a file with a JSON object; - is standard input. Comments (// and /* */) are allowed,
+  and taken out. What is sent has at most 3993 bytes. What a device would not understand or not show is
   said on standard error before anything is sent; with --strict nothing is sent then.
 
 SUBSCRIPTIONS
@@ -34,8 +35,8 @@ SUBSCRIPTIONS
 THE SENDER'S KEY
   Push servers know a sender by its key, and devices subscribe for one. It is kept in
   $XDG_CONFIG_HOME/zinpush/vapid.pem (or ~/.config), or in the file given with --key: made on first
-  use, never overwritten, and refused where others can read it. Keep a copy: who loses it has to have
-  all devices subscribe anew. With --via the key is zinserver's.
+  use, never overwritten, and refused where others can read it. Keep a copy: who loses it has to
+  have all devices subscribe anew. With --via the key is zinserver's.
 
 OUTPUT
   A line on standard output for each push, with the device's id before it for --all: "accepted", or
@@ -90,6 +91,11 @@ void check(const Options& options) {
 }  // namespace
 
 std::optional<int> readOptions(int count, char** arguments, Options& options) {
+  // What is said of an argument in the wrong place would show it.
+  for (int index = 1; index < count; ++index) {
+    const bool isInPlace = std::string_view(arguments[index - 1]) == "--to";
+    if (isToken(arguments[index]) && !isInPlace) return apps::wrongUsage("a device token goes with --to");
+  }
   apps::CommandLine line(kAbout, [] { return kMore; });
   push::Message& message = options.message;
   line.text("PAYLOAD FILE", "The payload, a file; - is standard input.", options.payload);
@@ -107,6 +113,9 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
             options.contact);
   line.number("--repeat NUMBER", "Send it so many times.", options.repeat, 1, INT_MAX);
   line.flag("--stdin", "Send each line of standard input, a payload each.", options.lines);
+  line.each(
+      "--links SCHEME,...", "Schemes of links that the application opens beside http and https; others\nare then said.",
+      [&](const std::string& scheme) { options.linkSchemes.push_back(scheme); }, ',');
   line.flag("--strict", "Send nothing that there is something to say about.", options.strict);
   line.flag("--print-key", "Print this sender's public key in base64url, and end.", options.printKey);
   line.check([&] { check(options); });

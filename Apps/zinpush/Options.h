@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Apps/Push/Message.h"
 
@@ -18,6 +19,7 @@ struct Options {
   std::string contact;
   bool printKey = false;
   bool strict = false;
+  std::vector<std::string> linkSchemes;
   int repeat = 1;
   push::Message message;  ///< how; its text is not set
 };

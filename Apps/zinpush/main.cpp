@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <iostream>
+#include <optional>
 #include <string>
 
 #include "Apps/CommandLine.h"
@@ -40,11 +41,18 @@ int statusOf(Outcome outcome) {
   return apps::kFailed;
 }
 
+/// What is sent of a text; nothing where --strict keeps it back.
+std::optional<std::string> prepared(const zinpush::Options& options, std::string_view text, const std::string& from) {
+  std::string payload = zinpush::payloadIn(text, from);
+  const bool isDoubtful = zinpush::complainAbout(text, from, options.linkSchemes);
+  if (isDoubtful && options.strict) return std::nullopt;
+  return payload;
+}
+
 /// Sends one payload, says what became of it, and returns the exit status for that.
-int send(const zinpush::Options& options, const zinpush::Target& target, std::string_view text,
-         const std::string& from) {
+int send(const zinpush::Options& options, const zinpush::Target& target, const std::string& payload) {
   push::Message message = options.message;
-  message.text = zinpush::payloadIn(text, from);
+  message.text = payload;
   int status = 0;
   for (const auto& [device, result] : target(message)) {
     std::puts(zn::singleLine(device.empty() ? result.text : device + ": " + result.text).c_str());
@@ -54,19 +62,28 @@ int send(const zinpush::Options& options, const zinpush::Target& target, std::st
   return status;
 }
 
+int sendNothing(const std::string& why, int status) {
+  std::printf("not sent: %s\n", zn::singleLine(why).c_str());
+  std::fflush(stdout);
+  return status;
+}
+
+int sendLine(const zinpush::Options& options, const zinpush::Target& target, const std::string& line,
+             const std::string& from) {
+  try {
+    const auto payload = prepared(options, line, from);
+    return payload ? send(options, target, *payload) : sendNothing("--strict", apps::kFailed);
+  } catch (const apps::UsageError& problem) {
+    return sendNothing(problem.what(), apps::kUnusable);
+  }
+}
+
 int sendLines(const zinpush::Options& options, const zinpush::Target& target) {
   int status = 0;
   std::string line;
   for (int number = 1; std::getline(std::cin, line); ++number) {
     if (line.empty()) continue;
-    int own = 0;
-    try {
-      own = send(options, target, line, "payload " + std::to_string(number));
-    } catch (const apps::UsageError& problem) {
-      std::printf("not sent: %s\n", zn::singleLine(problem.what()).c_str());
-      std::fflush(stdout);
-      own = apps::kUnusable;
-    }
+    const int own = sendLine(options, target, line, "payload " + std::to_string(number));
     if (status == 0) status = own;
   }
   return status;
@@ -81,9 +98,10 @@ int run(const zinpush::Options& options) {
   const zinpush::Target target = zinpush::targetOf(options);
   if (options.lines) return sendLines(options, target);
   const std::string text = zinpush::readText(options.payload);
-  const std::string from = options.payload == "-" ? "standard input" : options.payload;
+  const auto payload = prepared(options, text, options.payload == "-" ? "standard input" : options.payload);
+  if (!payload) return sendNothing("--strict", apps::kFailed);
   int status = 0;
-  for (int left = options.repeat; left > 0 && status == 0; --left) status = send(options, target, text, from);
+  for (int left = options.repeat; left > 0 && status == 0; --left) status = send(options, target, *payload);
   return status;
 }
 

@@ -80,6 +80,7 @@ class ShowAnalytics : public AnalyticsObserver {
 };
 
 void showLogLine(const EffectSink& effects, const SimulatedDirectories& folders, const ZNLogger::Line& line) {
+  if (line.type == ZNLogger::kDetail) return;
   const std::string text = folders.withoutTemporaryHome(line.text);
   if (line.operation.empty()) {
     effects.emit("log", text, {{"type", line.type}});
