@@ -98,7 +98,7 @@ std::vector<Finding> check(Kind kind, std::string_view text, const Options& opti
   Findings findings;
   zn::JsonError error;
   if (isUtf16(text)) {
-    findings.add({1, 1}, Severity::error, "this is UTF-16, which nothing here reads", "save it as UTF-8");
+    findings.add({1, 1}, Severity::error, "this is UTF-16, which no device reads", "save it as UTF-8");
   } else if (kind == Kind::scenario) {
     checkScenario(text, options, findings);
   } else if (const auto document = Document::read(text, true, error)) {
@@ -130,6 +130,8 @@ std::optional<Kind> kindOf(std::string_view text) {
     if (points > most) best = kind;
     most = std::max(most, points);
   }
+  // What nothing can read is checked as anything, since that is what is said of it.
+  if (!best && (isUtf16(text) || !zn::parseJson(text, nullptr, {.allowComments = true}))) return Kind::payload;
   return best;
 }
 

@@ -44,6 +44,7 @@ struct Options {
   std::vector<std::string> linkSchemes = {};
   std::size_t longestPayload = 3993;  ///< bytes of a payload without blanks that fit into an encrypted push
   bool allowComments = false;         ///< in payloads and conditions too, for a sender that takes them out
+  bool isOwnPush = false;             ///< of a payload: it should be the library's own, and not of somebody else
   /// What the scenario runner itself would refuse or ignore in a line. None: only what lines carry is checked.
   std::function<std::vector<LineProblem>(const zn::Value& line)> lineProblems = {};
 };

@@ -39,6 +39,13 @@ void Checker::wrapped(const Item& item) {
 void Checker::nothingToShow(const Item& item) {
   const Item zintar = item["zintar"];
   const Item aps = item["aps"];
+  if (options_.isOwnPush && item.is(Type::object) && !zintar.isPresent()) {
+    reportKey(
+        item, Severity::warning,
+        "\"zintar\" is missing: the push is not the library's own: it is shown and handed to the application, and "
+        "neither counted nor acted on",
+        "add \"zintar\": {\"cid\": \"autumn-sale\"}");
+  }
   if (!zintar.is(Type::object) || zintar["silentPush"].isPresent()) return;
   if (aps.isPresent() && !aps.is(Type::object)) return;
   if (aps["content-available"].isPresent() || aps["badge"].isPresent()) return;

@@ -40,6 +40,7 @@ bool complainAbout(std::string_view text, const std::string& from, const std::ve
   options.now = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
   options.linkSchemes = linkSchemes;
   options.allowComments = true;
+  options.isOwnPush = true;
   options.longestPayload = SIZE_MAX;  // a matter of the sender, which says so itself
   const auto findings = apps::check::check(apps::check::Kind::payload, text, options);
   for (const auto& finding : findings) {
