@@ -140,14 +140,9 @@ class Account {
     }
     const Value& attribute = attributeIn(places_, node.attribute);
     const Constants constants = constantsOf(filter_, node);
-    std::string comparedWith;
-    for (const auto& constant : constants) {
-      comparedWith += (comparedWith.empty() ? "" : ", ") + shownInCondition(constant.value);
-    }
-    if (node.kind == Kind::in || node.kind == Kind::between) comparedWith = "[" + comparedWith + "]";
-    if (!comparedWith.empty()) comparedWith.insert(0, " ");
     text_ += (text_.empty() ? "" : "; ") + place + ": " + shownInCondition(node.attribute) + " " +
-             std::string(conditionWord(node.kind)) + comparedWith + (holds ? " holds" : " fails") + ", as it is " +
+             std::string(conditionWord(node.kind)) + comparedWith(node.kind, constants) +
+             (holds ? " holds" : " fails") + ", as it is " +
              (attribute.isNil() ? "missing" : shownInCondition(attribute));
     const auto compares = [&](const auto& constant) {
       return compare(attribute, constant) != std::partial_ordering::unordered;
@@ -156,6 +151,14 @@ class Account {
     if (!holds && !attribute.isNil() && !isInAnother && std::ranges::none_of(constants, compares)) {
       text_ += ", of a type that does not compare";
     }
+  }
+
+  static std::string comparedWith(Kind kind, Constants constants) {
+    if (constants.empty()) return "";
+    if (kind != Kind::in && kind != Kind::between) return " " + shownInCondition(constants[0].value);
+    Value all = Value::array();
+    for (const auto& constant : constants) all.append(constant.value);
+    return " " + shownInCondition(all);
   }
 
   const ConditionFilter& filter_;

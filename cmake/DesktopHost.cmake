@@ -6,8 +6,9 @@
 # share/dbus-1/services/ID.service, by which a push or a click starts the host when it does not run. ID is the
 # applicationID of its zn::FreedesktopDevice. ARGUMENTS are given at every start, BACKGROUND_ARGUMENTS besides where the
 # session starts it by itself: it should show no window then until it is activated. ICON is a name that icon themes know,
-# or an .svg file, which is installed as share/icons/hicolor/scalable/apps/ID.svg; without it the name is ID. Both files are also below share in
-# the build folder, for trying the host there: with that folder in XDG_DATA_DIRS when the session's bus starts.
+# or an .svg file, which is installed as share/icons/hicolor/scalable/apps/ID.svg; without it the name is ID. Both files are
+# also below share in the build folder, for trying the host there: with that folder in XDG_DATA_DIRS when the session's
+# bus starts.
 function(zn_desktop_host target)
   cmake_parse_arguments(arg "" "ID;NAME;ICON;DESTINATION;COMPONENT"
                         "SCHEMES;CATEGORIES;KEYWORDS;ARGUMENTS;BACKGROUND_ARGUMENTS" ${ARGN})

@@ -78,7 +78,8 @@ install(FILES ${PROJECT_BINARY_DIR}/ZNMessagingConfig.cmake ${PROJECT_BINARY_DIR
               cmake/DesktopHost.cmake
         DESTINATION ${package_folder} COMPONENT ZNMessaging-dev)
 
-# zn_pkg_config(COMPONENT DESCRIPTION [REQUIRES module...]): for builds without CMake. Who links archives needs what they need.
+# zn_pkg_config(COMPONENT DESCRIPTION [REQUIRES module...] [ARCHIVES_REQUIRE module...]): for builds without CMake. Who
+# links archives needs what they need.
 function(zn_pkg_config component description)
   cmake_parse_arguments(arg "" "" "REQUIRES;ARCHIVES_REQUIRE" ${ARGN})
   get_property(known GLOBAL PROPERTY ZN_COMPONENTS)

@@ -33,9 +33,10 @@ endfunction()
 set(ZN_USUAL_HEADERS <algorithm> <atomic> <chrono> <condition_variable> <functional> <map> <memory> <mutex> <optional>
     <span> <string> <string_view> <unordered_map> <utility> <vector>)
 
-# zn_library(NAME [COMPONENT component] FOLDERS folder... [EXCEPT folder...] [OBJECTS target...] LINK public... PRIVATE private...): a
-# library of all sources in the folders, but for some, and of the objects of other targets, exported as Zintar::NAME. A
-# component is what find_package finds, and packages hold, together; without one the library is of ZNMessaging.
+# zn_library(NAME [COMPONENT component] FOLDERS folder... [EXCEPT folder...] [OBJECTS target...] LINK public...
+#            PRIVATE private...): a library of all sources in the folders, but for some, and of the objects of other
+# targets, exported as Zintar::NAME. A component is what find_package finds, and packages hold, together; it is
+# ZNMessaging if none is named.
 function(zn_library name)
   cmake_parse_arguments(arg "" "COMPONENT" "FOLDERS;EXCEPT;OBJECTS;LINK;PRIVATE" ${ARGN})
   if(NOT arg_COMPONENT)
@@ -102,8 +103,8 @@ function(zn_link_statically name)
   endif()
 endfunction()
 
-# zn_application(NAME [COMPONENT component] FOLDER folder [PARTS library] LINK library... [ARCHIVES library...]): a program,
-# of the component "tools" if none is named. PARTS is what is made of all sources but main.cpp, for others who need them.
+# zn_application(NAME [COMPONENT component] FOLDER folder [PARTS library] LINK library... [ARCHIVES library...]): a
+# program, of the component "tools" if none is named. PARTS is what is made of all sources but main.cpp, for others who need them.
 function(zn_application name)
   cmake_parse_arguments(arg "" "COMPONENT;FOLDER;PARTS" "LINK;ARCHIVES" ${ARGN})
   if(NOT arg_COMPONENT)

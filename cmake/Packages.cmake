@@ -1,5 +1,5 @@
-# What ./package makes with CPack: a Debian package for each component's libraries, one for what is needed to build with it, one
-# for the programs, and one for the demo. All are of one version and name one another with it.
+# What ./package makes with CPack: a Debian package for each component's libraries, one for what is needed to build with
+# them, one for the programs, and one for the demo. All are of one version and name one another with it.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_SOURCE_DIR}/build/packages)

@@ -93,14 +93,14 @@ try_installed() {  # SYSTEM
   local packages=$1/home/user/ZNMessaging/build/packages
   mkdir -p "$packages"
   cp "$work/packages"/*.deb "$packages"
-  commands_of "## Packages" | grep -vx ./package >"$1/linking.sh"
+  commands_of "## Packages" | grep -vx ./package >"$1/install.sh" || fail "README.md does not say how to install the packages"
   cp tools/installed.sh "$1/installed.sh"
-  timed "Examples/ against the packages" as_user "$1" '. /installed.sh; try_it /linking.sh' || return 1
+  timed "Examples/ against the packages" as_user "$1" '. /installed.sh; try_it /install.sh' || return 1
 }
 
 # The commands of a section of README.
 commands_of() {  # HEADING
-  awk -v heading="$1" '/^## / { here = $0 == heading } here && sub(/^    /, "")' README.md
+  awk -v heading="$1" '/^## / { here = $0 == heading } /^```/ { inside = here && $0 == "```sh"; next } inside' README.md
 }
 
 timed() {  # WHAT command...

@@ -63,7 +63,6 @@ class Checker {
   void missingKeys(const Item& item, const ObjectKind& kind, const Members& members);
   void value(const Item& item, const Key& key);
   void wrongType(const Item& item, const Key& key);
-  void inner(const Item& item, const Key& key);
   void text(const Item& item, const Key& key);
   void flag(const Item& item, const Key& key);
   void moment(const Item& item, const Key& key, std::string_view unit);

@@ -59,7 +59,7 @@ bool remove(Value& configuration, const std::string& path) {
 
 void Checker::refusals(const Item& item) {
   Value rest = item.value();
-  constexpr int kMostRefusals = 50;
+  constexpr int kMostRefusals = 20;
   for (int count = 0; count < kMostRefusals; ++count) {
     const auto refusal = refusalOf(rest);
     if (!refusal) return;

@@ -22,7 +22,8 @@ constexpr const char* kAbout =
 constexpr const char* kMore =
     R"(OUTPUT
   The first line on standard output is "listening on http://ADDRESS:PORT". Standard error has one
-  line for each request, and the reason where it could not be answered.
+  line for each request, and the reason where it could not be answered; and, once for each version
+  of a file, what zincheck says of it.
 
 SERVICES (POST, JSON objects; the paths are those of Examples/configuration.json)
   /v1/events      1   Events. Accepts everything.

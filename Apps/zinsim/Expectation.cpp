@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <utility>
+#include <vector>
 
 #include "Apps/CommandLine.h"
 #include "ZNPlatform/Foundation/Descriptor_p.h"

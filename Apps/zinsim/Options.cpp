@@ -168,7 +168,8 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
   line.text("--home DIR",
             "Where the device keeps its files; made when missing and kept afterwards, so that\n"
             "a second run is a relaunch of the same installation. Without it: a fresh folder\n"
-            "that is removed at the end; effects call it ~.",
+            "that is removed at the end, in memory where the machine has room there, unless\n"
+            "TMPDIR in the environment names a place; effects call it ~.",
             options.home);
   const auto addTo = [](std::set<std::string>& kinds, const char* option) {
     return [&kinds, option](const std::string& kind) {

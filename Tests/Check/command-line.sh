@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# zincheck as its user sees it, and that the references are made from the description. $1: zincheck, $2: zinsim, $3: the
-# sources.
+# zincheck as its user sees it, who says the same, and that the references are made from the description. $1: zincheck,
+# $2: zinsim, $3: zinserver, $4: the sources.
 set -uo pipefail
 zincheck=$1
 zinsim=$2
-sources=$3
+zinserver=$3
+sources=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 1
@@ -52,6 +53,24 @@ cat >expected <<'END'
 {"check": "payload", "findings": [{"advice": "look for a bracket too many", "column": 1, "line": 2, "sentence": "this is no JSON: something follows after the end of the value", "severity": "error"}]}
 END
 "$zinsim" <input | diff expected - || fail "zinsim's check prints that"
+
+# zinserver says it once for each version of a file.
+mkdir folder
+echo '{"campaigns": [], "dnd_start_time": "22:30", "dnd_end_time": 700}' >folder/triggers.json
+mkfifo greeting
+"$zinserver" --folder folder --port 0 >greeting 2>log &
+server=$!
+read -r _ _ address <greeting
+for try in first again changed; do
+  [[ $try != changed ]] || echo '{"campaigns": []}  ' >folder/triggers.json
+  exec 3<>"/dev/tcp/127.0.0.1/${address##*:}"
+  printf 'POST /v1/triggers HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\nContent-Length: 2\r\n\r\n{}' >&3
+  cat <&3 >answer
+  [[ $(head -n 1 answer) == "HTTP/1.1 200"* ]] || fail "zinserver answers $(<answer)"
+done
+kill "$server"
+wait "$server"
+[[ $(grep -c '^zinserver: triggers.json:1:37: error: "dnd_start_time" is text' log) == 1 ]] || fail "zinserver says $(<log)"
 
 for kind in payload campaigns; do
   file=docs/${kind%s}.md

@@ -63,7 +63,7 @@ if grep -q '[[:cntrl:]]' story.txt; then complain "control characters reach the 
 # What is wrong with a payload is said before its story.
 printf '{"aps": {"alert": "a"}, "zintar": {"cid": 7}}' >campaign.json
 "$zinstory" --payload campaign.json >story.txt 2>err.txt || complain "a payload with a mistake has no story"
-grep -q '^campaign.json:1:42: error: "cid" is a number, not text' err.txt || complain "a mistake is told as: $(<err.txt)"
+grep -q '^campaign.json:1:43: error: "cid" is a number, not text' err.txt || complain "a mistake is told as: $(<err.txt)"
 tells "campaign.json" "clicked"
 
 # Events: one campaign fires with what the server says now, one with what was stored before the server was stopped.

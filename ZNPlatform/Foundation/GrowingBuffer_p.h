@@ -35,7 +35,6 @@ class GrowingBuffer {
 
   std::size_t size() const noexcept { return size_; }
   std::size_t capacity() const noexcept { return capacity_ * sizeof(T); }  ///< in bytes
-  T* data() noexcept { return data_; }
   const T* data() const noexcept { return data_; }
   const T* begin() const noexcept { return data_; }
   const T* end() const noexcept { return data_ + size_; }

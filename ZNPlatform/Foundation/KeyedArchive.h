@@ -37,8 +37,9 @@ struct ArchivedClass {
 /// data and null take Foundation's usual archived forms; text that is not valid UTF-8 is written with U+FFFD. Memory
 /// and time are linear.
 ///
-/// Thread: one archiver belongs to the call that made it, and makes one archive. Throws Exception where a value nests deeper than
-/// `Value::maximumReadDepth` or records do, so that nothing is written which could not be read again, and beyond 2 GB.
+/// Thread: one archiver belongs to the call that made it, and makes one archive. The memory of one that ended is kept
+/// for the next, up to 8 MB. Throws Exception where a value nests deeper than `Value::maximumReadDepth` or records do,
+/// so that nothing is written which could not be read again, and beyond 2 GB.
 class ZN_EXPORT NSKeyedArchiver {
  public:
   /// The archive whose root object is `root`.
