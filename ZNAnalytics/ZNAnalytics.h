@@ -119,8 +119,8 @@ class ZN_EXPORT ZNAnalytics {
 // Names that the library family shares with the host.
 
 /// Broadcast when a push arrives in the application, and again when the user clicks its notification or a button of it;
-/// not on a dismissal, and not while the account is inactive or the SDK switched off. Pushes of other senders count, too.
-/// userInfo: the push payload. Thread: the one that hands the push in.
+/// not on a dismissal, and not while the account is inactive or the SDK switched off. Pushes of other senders count,
+/// too. userInfo: the push payload. Thread: the one that hands the push in.
 ZN_EXPORT extern const char* const Zintar_Notification_Received_Notification;
 /// Broadcast when a device token arrived. userInfo: {Zintar_Device_Token_Key: token string}.
 ZN_EXPORT extern const char* const Zintar_Notification_Registered_Notification;

@@ -1,6 +1,8 @@
 # The filter of docs/Doxyfile for documents: prints one as Doxygen wants it. Links to documents and pictures stay; of
-# others, which lead out of the site, the text is left.
-/^<!-- (given|with|not run): .* -->$/ { next }
+# others, which lead out of the site, the text is left. A page's title is its first line, so comments go.
+!inCode && /^<!-- .* -->$/ { next }
+!begun && /^$/ { next }
+{ begun = 1 }
 /^```/ {
   inCode = !inCode
   print($0 == "```cpp" ? "```{.cpp}" : "```")

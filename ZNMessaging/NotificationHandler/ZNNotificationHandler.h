@@ -19,8 +19,8 @@ class OwnerToken;
 class UIAlertController;
 
 /// Decides what a delivered or clicked push means: tells the module's own pushes from others, broadcasts arrivals
-/// and clicks to the host, and for own, visible pushes carries out the click, counts it and records it in the inbox. Keeps the device
-/// token and the user's push preference up to date.
+/// and clicks to the host, and for own, visible pushes carries out the click, counts it and records it in the inbox.
+/// Keeps the device token and the user's push preference up to date.
 ///
 /// A push is the module's own when its payload has "zintar"; it is processed when that dictionary holds "cid" and not
 /// "silentPush".
