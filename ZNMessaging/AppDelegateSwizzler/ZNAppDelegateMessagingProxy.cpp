@@ -184,7 +184,7 @@ void ZNAppDelegateMessagingProxy::swizzleUserNotificationCenterDelegate(const st
   zn::guarded("swizzleUserNotificationCenterDelegate:", kProxyFailure, [&] {
     if (!delegate || delegate == currentUserNotificationCenterDelegate()) return;
     if (!delegate->conformsToProtocol(kProtocolUserNotificationCenterDelegate)) {
-      return zn::logError(kNotConforming, delegate->isa().name(), kProtocolUserNotificationCenterDelegate);
+      return zn::logDetail(kNotConforming, delegate->isa().name(), kProtocolUserNotificationCenterDelegate);
     }
     const zn::Protocol* const protocol = zn::Protocol::named(kProtocolUserNotificationCenterDelegate);
     const auto replace = [&](const char* name, const zn::MethodPtr& replacement) {
