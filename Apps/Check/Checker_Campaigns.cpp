@@ -97,7 +97,7 @@ void Checker::repeatedCampaigns(const Item& list) {
   for (const Item& each : inside(list)) {
     const Item id = each["campaign_id"];
     if (!id.is(Type::text) || first.emplace(id.text(), id).second) continue;
-    report(id, Severity::warning, "a campaign of this answer has the id " + quoted(id.text()) + " already",
+    report(id, Severity::warning, "a campaign of this answer has the id " + inQuotes(id.text()) + " already",
            "give each campaign an id of its own");
   }
 }
@@ -152,7 +152,7 @@ void Checker::conditionProblem(const Item& condition, const std::string& problem
   if (isUnknownKey && at[word]) at = at[word];
   if (isUnknownKey || isComparison) {
     const Key* meant = objectKind(isComparison ? "comparison" : "test").nearest(word);
-    if (meant && meant->name != word) advice = "write " + quoted(meant->name);
+    if (meant && meant->name != word) advice = "write " + inQuotes(meant->name);
   }
   // A filter where the condition belongs, which holds it.
   if (isUnknownKey && place == "condition" &&
