@@ -36,6 +36,7 @@ TARGETS = {
     "faults": ["FaultTests"],
     "integration": ["IntegrationTests"],
     "push": ["PushTests", "push_interop"],
+    "desktop": ["DesktopTests", "QtTests", "desktop_host", "zindistributor", "zinhost", "zinserver", "zinpush"],
 }
 
 
