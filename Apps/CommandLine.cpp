@@ -1,4 +1,4 @@
-// The only source that includes the library for command lines, which takes seconds to compile.
+// This and CommandLine_Description.cpp alone include the library for command lines, which takes seconds to compile.
 
 #include "Apps/CommandLine.h"
 
@@ -108,7 +108,7 @@ void CommandLine::each(const std::string& spec, const std::string& about, Take t
   };
   explain(*app_->add_option_function<std::vector<std::string>>(nameIn(spec), takeAll, about), spec)
       ->delimiter(separator)
-      ->allow_extra_args(false)
+      ->allow_extra_args(!spec.starts_with('-'))  // several without a name follow one another
       ->trigger_on_parse();
 }
 
@@ -116,6 +116,12 @@ void CommandLine::check(std::function<void()> check) { app_->final_callback(std:
 
 std::optional<int> CommandLine::read(int count, char** arguments) {
   try {
+    if (count == 3 && arguments[1] == std::string("--describe")) {
+      const std::string form = arguments[2];
+      if (form != "man" && form != "bash") return wrongUsage("--describe takes \"man\" or \"bash\"");
+      std::fputs((form == "man" ? manPage() : completion()).c_str(), stdout);
+      return finishOutput();
+    }
     checkForMissingValues(count, arguments);
     app_->parse(count, arguments);
     return std::nullopt;

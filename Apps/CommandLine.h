@@ -54,10 +54,14 @@ class CommandLine {
   void check(std::function<void()> check);
 
   /// Nothing where the program shall go on, its exit status where it shall end: the help was printed, or an option
-  /// cannot be used, which standard error says.
+  /// cannot be used, which standard error says. "--describe man" and "--describe bash" alone print the man page and the
+  /// shell's completion, which are made so when the programs are built.
   std::optional<int> read(int count, char** arguments);
 
  private:
+  std::string manPage() const;
+  std::string completion() const;
+
   std::unique_ptr<CLI::App> app_;
 };
 

@@ -56,6 +56,9 @@ struct ConditionFilter {
   std::vector<ConditionConstant> constants;
 
   bool isSatisfiedBy(const Value& trackedAttributes) const;
+  /// The tests that decided that it is not, for people: each with its place and the value that it met; empty where it
+  /// is satisfied. Of many the first few.
+  std::string refusal(const Value& trackedAttributes) const;
 };
 
 }  // namespace zn

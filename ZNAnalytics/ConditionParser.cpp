@@ -53,16 +53,6 @@ std::string comparisonNames() {
   return names;
 }
 
-/// A value as a message shows it: on one line, and no longer than a line should be.
-std::string shown(const Value& value) {
-  constexpr std::size_t longest = 80;
-  const std::string text = jsonText(value);
-  if (text.size() <= longest) return text;
-  std::size_t end = longest;
-  while ((static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;  // whole characters only
-  return text.substr(0, end) + "…";
-}
-
 /// The seconds of a date: a Value that is one, or {"$date": seconds}. Not a number for anything else.
 double secondsOfDate(const Value& value) {
   if (value.isDate()) return value.date().secondsSince1970;
@@ -114,7 +104,7 @@ class Parser {
   /// whoever made the condition than a wish to reach everybody, or nobody.
   template <class Body>
   void forEach(const Value& list, const char* what, const Body& body) {
-    if (!list.isArray() || list.isEmpty()) fail(shown(list) + " is not a list of one " + what + " or more");
+    if (!list.isArray() || list.isEmpty()) fail(shownInCondition(list) + " is not a list of one " + what + " or more");
     for (std::size_t i = 0; i < list.size(); ++i) {
       at("[" + std::to_string(i) + "]", [&] { body(list.elements()[i]); });
     }
@@ -126,12 +116,12 @@ class Parser {
 };
 
 ParsedCondition Parser::parse(const Value& dictionary) {
-  if (!dictionary.isDictionary()) fail(shown(dictionary) + " is not a dictionary");
+  if (!dictionary.isDictionary()) fail(shownInCondition(dictionary) + " is not a dictionary");
   refuseOtherKeys(dictionary, {"eventName", "filter"}, R"(a condition has "eventName" and "filter")");
   ParsedCondition parsed;
   const Value name = required(dictionary, "eventName");
   place_ = "eventName";
-  if (!name.isString()) fail(shown(name) + " is not a string");
+  if (!name.isString()) fail(shownInCondition(name) + " is not a string");
   parsed.eventName = name.string();
   if (const Value filter = dictionary.validObjectForKey("filter")) {
     place_ = "filter";
@@ -142,7 +132,7 @@ ParsedCondition Parser::parse(const Value& dictionary) {
 }
 
 void Parser::parseFilter(const Value& filter) {
-  if (!filter.isDictionary()) fail(shown(filter) + " is not a filter, which is a dictionary");
+  if (!filter.isDictionary()) fail(shownInCondition(filter) + " is not a filter, which is a dictionary");
   const auto isNamed = [&](const Combination& combination) { return !filter[combination.name].isNil(); };
   const auto* combination = std::ranges::find_if(combinations, isNamed);
   const std::size_t index = filter_.nodes.size();
@@ -177,7 +167,8 @@ void Parser::parseTest(const Value& test) {
   node.firstConstant = static_cast<std::uint32_t>(filter_.constants.size());
   const Value attribute = required(test, "attribute");
   at(".attribute", [&] {
-    if (!attribute.isString() || attribute.string().empty()) fail(shown(attribute) + " is not an attribute's name");
+    if (!attribute.isString() || attribute.string().empty())
+      fail(shownInCondition(attribute) + " is not an attribute's name");
     node.attribute = attribute.string();
   });
   const Value name = required(test, "is");
@@ -193,7 +184,7 @@ void Parser::parseTest(const Value& test) {
 const Comparison& Parser::comparisonNamed(const Value& name) const {
   const auto* found = std::ranges::find(comparisons, name.string(), &Comparison::name);
   if (!name.isString() || found == std::end(comparisons)) {
-    fail(shown(name) + " is not a comparison; use one of " + comparisonNames());
+    fail(shownInCondition(name) + " is not a comparison; use one of " + comparisonNames());
   }
   return *found;
 }
@@ -207,11 +198,12 @@ void Parser::parseOperand(const Comparison& comparison, const Value& value) {
       forEach(value, "value", [&](const Value& element) { parseConstant(comparison, Operand::any, element); });
       break;
     case Operand::range: {
-      if (value.size() != 2) fail(shown(value) + " is not a list of two values, lowest and highest");
+      if (value.size() != 2) fail(shownInCondition(value) + " is not a list of two values, lowest and highest");
       forEach(value, "value", [&](const Value& end) { parseConstant(comparison, Operand::ordered, end); });
       const auto order = compareEnds(*(filter_.constants.end() - 2), filter_.constants.back());
-      if (order == std::partial_ordering::unordered) fail("the two values of " + shown(value) + " do not compare");
-      if (order > 0) fail("the first value of " + shown(value) + " is above the second");
+      if (order == std::partial_ordering::unordered)
+        fail("the two values of " + shownInCondition(value) + " do not compare");
+      if (order > 0) fail("the first value of " + shownInCondition(value) + " is above the second");
       break;
     }
     default:
@@ -222,7 +214,7 @@ void Parser::parseOperand(const Comparison& comparison, const Value& value) {
 void Parser::parseConstant(const Comparison& comparison, Operand operand, const Value& value) {
   ConditionConstant constant = constantFor(operand, value);
   if (constant.value.isNil()) {
-    fail(shown(value) + " is nothing that \"" + std::string(comparison.name) + "\" compares with; use " +
+    fail(shownInCondition(value) + " is nothing that \"" + std::string(comparison.name) + "\" compares with; use " +
          (operand == Operand::text      ? "a string"
           : operand == Operand::ordered ? "a number, string or date"
                                         : "a number, string, boolean or date"));
@@ -240,12 +232,27 @@ void Parser::refuseOtherKeys(const Value& dictionary, std::initializer_list<std:
                              const std::string& hint) const {
   for (const Value::Entry& entry : dictionary.entries()) {
     if (std::ranges::find(known, entry.name()) == known.end()) {
-      fail(shown(entry.key) + " has no place here; " + hint);
+      fail(shownInCondition(entry.key) + " has no place here; " + hint);
     }
   }
 }
 
 }  // namespace
+
+std::string_view conditionWord(Kind kind) {
+  const auto* combination = std::ranges::find(combinations, kind, &Combination::kind);
+  if (combination != std::end(combinations)) return combination->name;
+  return std::ranges::find(comparisons, kind, &Comparison::kind)->name;
+}
+
+std::string shownInCondition(const Value& value) {
+  constexpr std::size_t longest = 80;
+  const std::string text = jsonText(value);
+  if (text.size() <= longest) return text;
+  std::size_t end = longest;
+  while ((static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;  // whole characters only
+  return text.substr(0, end) + "…";
+}
 
 ParsedCondition parseCondition(const Value& dictionary) { return Parser().parse(dictionary); }
 

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "ZNAnalytics/ConditionFilter_p.h"
 #include "ZNPlatform/Foundation/Value.h"
@@ -21,5 +22,11 @@ struct ParsedCondition {
 
 /// Throws ConditionProblem for the first part, in reading order, that cannot be understood. Thread: any.
 ParsedCondition parseCondition(const Value& dictionary);
+
+/// The word that a node of that kind is written with, such as "atLeast" or "and".
+std::string_view conditionWord(ConditionNode::Kind kind);
+
+/// A value as a message shows it: on one line, and no longer than a line should be.
+std::string shownInCondition(const Value& value);
 
 }  // namespace zn

@@ -21,6 +21,19 @@ const char* const kUserAttributeNameGDPRPushOptOut = "kUserAttributeNameGDPRPush
 
 namespace {
 
+constexpr const char* kInstallationKey = "kUserDefaultsKeyInstallation";
+
+/// By which a server knows this installation again when its token is a new one, or its user. Made once; nil where the
+/// system has no random numbers.
+zn::Value installation() {
+  zn::Value kept;
+  ZNCoreUtils::getSDKUserDefault()->transaction([&](zn::Value& contents) {
+    if (!contents[kInstallationKey].isString()) contents.setObjectNilHandled(zn::newEventID(), kInstallationKey);
+    kept = contents[kInstallationKey];
+  });
+  return kept;
+}
+
 std::shared_ptr<NSUserDefaults> userAttributes() { return NSUserDefaults::initWithSuiteName("ZNAnalytics"); }
 
 }  // namespace
@@ -121,7 +134,8 @@ void ZNAnalytics::setPushGDPROptOutStatus(const zn::Value& status, const std::st
 void ZNAnalytics::sendDeviceRecord(std::function<void(bool sent)> completion) {
   zn::Value attributes;
   userAttributes()->transaction([&](zn::Value& contents) { attributes = contents; });
-  const auto device = zn::Value::dictionary({{"attributes", attributes}, {"pushToken", ZNCoreUtils::getDeviceToken()}});
+  const auto device = zn::Value::dictionary(
+      {{"attributes", attributes}, {"installation", installation()}, {"pushToken", ZNCoreUtils::getDeviceToken()}});
   enqueue(zn::Value::dictionary({{"device", device}}));
   sendQueue(std::move(completion));
 }

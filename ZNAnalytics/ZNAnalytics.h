@@ -84,7 +84,8 @@ class ZN_EXPORT ZNAnalytics {
 
   /// `pushTokenUpdated`: sends the device record with the token that the core keeps.
   void pushTokenUpdated();
-  /// `updateDeviceWithCompletion:`: sends the device record (token, user attributes) as an event; the completion, if
+  /// `updateDeviceWithCompletion:`: sends the device record as an event: "pushToken", where there is one, the user's
+  /// "attributes", and "installation", an id (a UUID) that stays as long as the application's data. The completion, if
   /// given, is called once: whether it was sent.
   void updateDeviceWithCompletion(std::function<void(bool sent)> completion);
   /// `setPushGDPROptOutStatus:forKey:`: a user attribute that stands for the user's consent.
@@ -117,7 +118,9 @@ class ZN_EXPORT ZNAnalytics {
 
 // Names that the library family shares with the host.
 
-/// Broadcast on a click (the name says "received"; hosts listen for it under that name). userInfo: the push payload.
+/// Broadcast when a push arrives in the application, and again when the user clicks its notification or a button of it;
+/// not on a dismissal, and not while the account is inactive or the SDK switched off. Pushes of other senders count,
+/// too. userInfo: the push payload. Thread: the one that hands the push in.
 ZN_EXPORT extern const char* const Zintar_Notification_Received_Notification;
 /// Broadcast when a device token arrived. userInfo: {Zintar_Device_Token_Key: token string}.
 ZN_EXPORT extern const char* const Zintar_Notification_Registered_Notification;

@@ -24,3 +24,7 @@ bool ZNEventCondition::checkIfAttributeConditionSatisfiedForEvent(const zn::Valu
   if (!problem_.empty() || !eventName.isString() || eventName.string() != eventName_) return false;
   return !filter_ || filter_->isSatisfiedBy(attributes);
 }
+
+std::string ZNEventCondition::refusal(const zn::Value& attributes) const {
+  return filter_ ? filter_->refusal(attributes) : "";
+}

@@ -50,6 +50,13 @@ class ZN_EXPORT ZNEventCondition {
   /// condition is never satisfied. Empty for one that was understood.
   const std::string& problem() const { return problem_; }
 
+  /// Whether there is a filter; without one every event of that name satisfies the condition.
+  bool hasFilter() const { return filter_ != nullptr; }
+  /// Why these attributes do not satisfy the filter, for people: the tests that decided, each with its place and the
+  /// value that it met ('filter.and[1]: "price" atLeast 50 fails, as it is 20'). Empty where they do, or where the
+  /// condition could not be understood.
+  std::string refusal(const zn::Value& attributes) const;
+
  private:
   std::string eventName_;
   std::unique_ptr<const zn::ConditionFilter> filter_;  // none: every event of that name

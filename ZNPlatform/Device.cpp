@@ -66,6 +66,7 @@ namespace {
 
 Mutex installation;
 std::atomic<Device*> installed{nullptr};
+bool isDefault ZN_GUARDED_BY(installation) = false;  // nobody installed one before the first use
 
 /// In a clock's smallest units; 0 before the end begins.
 std::atomic<std::chrono::steady_clock::rep> endsBy{0};
@@ -101,7 +102,11 @@ void Device::install(std::shared_ptr<Device> device) {
                         device->application && device->notifications && device->screen && device->systemLog;
   if (!complete) throw Exception("a device needs all its members before it is installed");
   const Lock lock(installation);
-  if (installed.load(std::memory_order_acquire)) throw Exception("a device is installed already");
+  if (installed.load(std::memory_order_acquire)) {
+    throw Exception(isDefault ? "the default device is installed already, by a use of the library before this call; "
+                                "call Device::install before anything else"
+                              : "a device is installed already, and a process has one only");
+  }
   installLocked(std::move(device));
 }
 
@@ -113,6 +118,7 @@ Device& Device::current() {
     const Lock lock(installation);
     if (Device* device = installed.load(std::memory_order_acquire)) return *device;
     installLocked(HeadlessDevice::makeDefault(trouble));
+    isDefault = true;
   }
   Device& device = *installed.load(std::memory_order_acquire);
   if (!trouble.empty()) device.systemLog->diagnostic(trouble);

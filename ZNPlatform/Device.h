@@ -156,8 +156,8 @@ class ZN_EXPORT Device {
   std::unique_ptr<DeviceSystemLog> systemLog;
 
   /// Installs the process's device: once, before anything else of the library is used. It lives until the process ends.
-  /// Throws Exception when one is installed already (also the default one, which the first use installs). All members
-  /// must be set.
+  /// Throws Exception when one is installed already, and says whether that is the default one, which the first use
+  /// installs. All members must be set.
   static void install(std::shared_ptr<Device> device);
   /// The installed device. Without one, a HeadlessDevice with its default options is made and installed; where that
   /// fails (its home cannot be made or is in use), the device keeps its files in a fresh temporary folder and says so.

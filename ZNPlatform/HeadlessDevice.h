@@ -21,8 +21,8 @@ class ZN_EXPORT HeadlessDevice : public Device {
  public:
   using MainQueue = PooledQueues::MainQueue;
   struct Options {
-    /// Folder for all files; made when missing. Default: $XDG_DATA_HOME/<applicationID>, or
-    /// ~/.local/share/<applicationID>.
+    /// Folder for all files; made when missing. Default: `$XDG_DATA_HOME/<applicationID>`, or
+    /// `~/.local/share/<applicationID>`.
     std::string home;
     std::string applicationID = "zintar";
     MainQueue mainQueue = MainQueue::ownThread;

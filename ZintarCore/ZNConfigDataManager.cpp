@@ -210,11 +210,16 @@ bool ZNConfigDataManager::loadFile(const std::string& path, std::string* error) 
 }
 
 void ZNConfigDataManager::apply(const zn::Value& configuration) {
-  if (!applySilently(configuration)) return;
+  if (!change(configuration)) return;
   NSNotificationCenter::defaultCenter()->postNotificationName(kNotificationNameUpdateModules);
 }
 
 bool ZNConfigDataManager::applySilently(const zn::Value& configuration) {
+  reportedInactive_ = reportedMissing_ = true;
+  return change(configuration);
+}
+
+bool ZNConfigDataManager::change(const zn::Value& configuration) {
   if (!configuration.isDictionary()) throw zn::Exception("the configuration must be a JSON object");
   zn::Lock lock(mutex_);
   auto changed = std::make_shared<Settings>(*settings_);
@@ -231,11 +236,13 @@ bool ZNConfigDataManager::applySilently(const zn::Value& configuration) {
 
 bool ZNConfigDataManager::isAccountActive() const {
   if (accountActive_) return true;
-  const auto current = settings();
   if (!isLoaded_ && !reportedMissing_.exchange(true)) {
     zn::Device::current().systemLog->diagnostic(
         "no configuration is loaded, so the account counts as inactive and nothing will happen; call "
         "ZNConfigDataManager::sharedInstance()->loadFile(path) first");
+  } else if (isLoaded_ && !reportedInactive_.exchange(true)) {
+    zn::Device::current().systemLog->diagnostic(
+        "the account is inactive, so nothing will happen: the configuration does not say \"accountActive\": true");
   }
   return false;
 }
@@ -274,7 +281,11 @@ void ZNConfigDataManager::setUserPushNotificationOptedOut(bool optedOut) {
     observer = pushOptOutObserver_;
   }
   if (observer) observer(optedOut);
+  const bool wasOptedOut = !isPushNotificationEnabled();
   ZNCoreUtils::getSDKUserDefault()->setBool(optedOut, kPushOptedOutKey);
+  if (optedOut != wasOptedOut) {
+    NSNotificationCenter::defaultCenter()->postNotificationName(kNotificationNamePushConsentChanged);
+  }
 }
 
 void ZNConfigDataManager::setPushOptOutObserver(std::function<void(bool)> observer) {

@@ -11,8 +11,8 @@
 #include "ZNPlatform/Foundation/Mutex.h"
 #include "ZNPlatform/Foundation/Value.h"
 
-/// The account's configuration. Until one is loaded the account counts as inactive and the library does nothing; a
-/// device other than the simulator is told so once.
+/// The account's configuration. Until one says "accountActive": true the library does nothing. At the first step that
+/// is left undone the system log is told so: once where no configuration is loaded, once where the account is inactive.
 ///
 /// Thread: any. Reads are cheap.
 class ZN_EXPORT ZNConfigDataManager {
@@ -35,8 +35,8 @@ class ZN_EXPORT ZNConfigDataManager {
   /// posted on this thread, so that modules that run already go by it at once: an account that becomes active later
   /// needs no restart. A host that has its configuration at the start applies it before it makes any module.
   void apply(const zn::Value& configuration);
-  /// The same without telling the modules, which see the values at their next step: for simulators and tests. True
-  /// where a value differs from the one before.
+  /// The same without telling the modules, which see the values at their next step, and from then on without telling
+  /// the system log of an inactive account: for simulators and tests. True where a value differs from the one before.
   bool applySilently(const zn::Value& configuration);
 
   bool isAccountActive() const;  ///< the account is active on the server's side
@@ -62,6 +62,7 @@ class ZN_EXPORT ZNConfigDataManager {
   /// The host's explicit opt-out of push notifications, kept in the library's own user defaults; not opted out at
   /// first.
   bool isPushNotificationEnabled() const;  ///< `isPushNotificationEnabled`: not opted out
+  /// Posts kNotificationNamePushConsentChanged where it differs from before.
   void setUserPushNotificationOptedOut(bool optedOut);
   /// Told about every call of setUserPushNotificationOptedOut, on the caller's thread; for simulators and tests. It
   /// must not call the library. Empty removes it.
@@ -72,6 +73,7 @@ class ZN_EXPORT ZNConfigDataManager {
  private:
   struct Settings;
   std::shared_ptr<const Settings> settings() const;
+  bool change(const zn::Value& configuration);
 
   mutable zn::Mutex mutex_;
   std::shared_ptr<const Settings> settings_ ZN_GUARDED_BY(mutex_);
@@ -82,4 +84,5 @@ class ZN_EXPORT ZNConfigDataManager {
   std::atomic<bool> hasAppID_{false};
   std::atomic<bool> realTimeTriggersEnabled_{false};
   mutable std::atomic<bool> reportedMissing_{false};
+  mutable std::atomic<bool> reportedInactive_{false};
 };

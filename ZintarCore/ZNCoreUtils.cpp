@@ -10,6 +10,7 @@
 const char* const kUserDefaultsKeyAppVersion = "kUserDefaultsKeyAppVersion";
 const char* const kNotificationNameUpdateModules = "kNotificationNameUpdateModules";
 const char* const kNotificationNameUserReset = "kNotificationNameUserReset";
+const char* const kNotificationNamePushConsentChanged = "kNotificationNamePushConsentChanged";
 const char* const kNotificationNameShowInApp = "kNotificationNameShowInApp";
 
 namespace {

@@ -42,9 +42,11 @@ class ZN_EXPORT ZNCoreUtils {
 ZN_EXPORT extern const char* const kUserDefaultsKeyAppVersion;
 
 /// Posted on the default notification centre by the core: the configuration changed while the modules run, so they
-/// bring themselves up to date (ZNConfigDataManager); the user left, so nothing of this one may stay (zn::UserSession).
+/// bring themselves up to date (ZNConfigDataManager); the user left, so nothing of this one may stay (zn::UserSession);
+/// the user opted out of push, or in again (ZNConfigDataManager).
 ZN_EXPORT extern const char* const kNotificationNameUpdateModules;
 ZN_EXPORT extern const char* const kNotificationNameUserReset;
+ZN_EXPORT extern const char* const kNotificationNamePushConsentChanged;
 /// Posted on the default notification centre by the messaging module: a push asks for an in-app message. userInfo: what
 /// the push says about it, or {"cid": its campaign, "isTest": 1}.
 ZN_EXPORT extern const char* const kNotificationNameShowInApp;

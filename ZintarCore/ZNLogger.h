@@ -19,6 +19,9 @@ class ZN_EXPORT ZNLogger {
   /// Types of lines: smaller is more important to see in the ordinary course of things.
   static constexpr int kInfo = 1;
   static constexpr int kError = 3;
+  /// For people who look for a cause. Not among the simulated device's effects, so that more can be said here without a
+  /// change of what a scenario prints.
+  static constexpr int kDetail = 4;
 
   struct Line {
     int type = kInfo;
@@ -71,6 +74,12 @@ namespace zn {
 template <class... Arguments>
 void log(const char* text, const Arguments&... arguments) {
   ZNLogger::sharedInstance()->logWithType(ZNLogger::kInfo, text, arguments...);
+}
+
+/// A line of type ZNLogger::kDetail.
+template <class... Arguments>
+void logDetail(const char* text, const Arguments&... arguments) {
+  ZNLogger::sharedInstance()->logWithType(ZNLogger::kDetail, text, arguments...);
 }
 
 /// A line about something that went wrong without an exception.

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # ./test fresh: what README promises, tried as a new user in minimal Debian systems made for it, each with nothing but
 # what Debian itself calls essential, and sudo. Their packages come from the mirror that this machine uses; what was
-# downloaded is kept in build/fresh/packages. Sourced after setup.sh.
+# downloaded is kept in build/fresh/packages, and what ./package compiled in build/fresh/ccache. Sourced after setup.sh.
 
 known_systems=(bookworm trixie)
 
@@ -55,6 +55,9 @@ as_user() {  # SYSTEM TEXT
     ln -s /proc/self/fd "$1/dev/fd"
     for each in 0:stdin 1:stdout 2:stderr; do ln -s "/proc/self/fd/${each%:*}" "$1/dev/${each#*:}"; done
     mount --bind build/fresh/packages "$1/var/cache/apt/archives"
+    mkdir -p "$1/home/user/.cache/ccache"
+    mount --bind build/fresh/ccache "$1/home/user/.cache/ccache"
+    chroot "$1" chown user:user /home/user/.cache /home/user/.cache/ccache
     hostname fresh
     exec env -i PATH=/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin HOME=/home/user USER=user LOGNAME=user \
       chroot --userspec=user --groups=user "$1" bash -c "set -e; cd ~/ZNMessaging; $2"' _ "$1" "$2" </dev/null
@@ -69,11 +72,35 @@ write_linking() {  # FOLDER
     /^```$/ { file = ""; next }
     /^```cmake$/ { file = folder "/my host/CMakeLists.txt"; next }
     /^```cpp$/ { file = folder "/my host/main.cpp"; next }
-    file { print >file; next }
-    sub(/^    /, "") { print >(folder "/commands") }' README.md
+    /^```sh$/ { file = folder "/commands"; next }
+    file { print >file }' README.md
   [[ -s $1/commands && -s "$1/my host/CMakeLists.txt" && -s "$1/my host/main.cpp" ]] ||
     fail "README.md has no commands, project and program under \"Linking it\""
   chmod -R a+rX "$1"
+}
+
+# Makes the packages in a system that is as README says, and takes them out.
+try_packages() {  # SYSTEM
+  timed "./package" as_user "$1" '
+    sudo apt-get -q update && sudo apt-get -q install -y --no-install-recommends ccache
+    ./package --check' || return 1
+  mkdir -p "$work/packages"
+  mv "$1"/home/user/ZNMessaging/build/packages/*.deb "$work/packages"
+}
+
+# Installs them in a system that never saw the source compiled, builds all examples against them, and removes them.
+try_installed() {  # SYSTEM
+  local packages=$1/home/user/ZNMessaging/build/packages
+  mkdir -p "$packages"
+  cp "$work/packages"/*.deb "$packages"
+  commands_of "## Packages" | grep -vx ./package >"$1/install.sh" || fail "README.md does not say how to install the packages"
+  cp tools/installed.sh "$1/installed.sh"
+  timed "Examples/ against the packages" as_user "$1" '. /installed.sh; try_it /install.sh' || return 1
+}
+
+# The commands of a section of README.
+commands_of() {  # HEADING
+  awk -v heading="$1" '/^## / { here = $0 == heading } /^```/ { inside = here && $0 == "```sh"; next } inside' README.md
 }
 
 timed() {  # WHAT command...
@@ -100,6 +127,11 @@ try_suite() {
     ~/my-host/minimal-host Examples/configuration.json' || return 1
 
   make_system "$base" "$system" || return 1
+  try_packages "$system" || return 1
+  make_system "$base" "$system" || return 1
+  try_installed "$system" || return 1
+
+  make_system "$base" "$system" || return 1
   timed "./run" as_user "$system" './run' || return 1
   timed "./test" as_user "$system" './test' || return 1
   # A system that lives in a folder lets nobody make sandboxes.
@@ -115,7 +147,7 @@ try_fresh_systems() {  # SUITE...
   (($(id -u) == 0)) || fail "only root can make fresh systems"
   need_packages mmdebstrap git
   [[ -z $(git status --porcelain) ]] || say "What is not committed is not tried."
-  mkdir -p build/fresh/packages
+  mkdir -p build/fresh/packages build/fresh/ccache
   work=$(mktemp -d build/fresh/work-XXXXXX)
   chmod 755 "$work"
   trap 'rm -rf --one-file-system "$work"' EXIT

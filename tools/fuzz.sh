@@ -23,6 +23,8 @@ collect_seeds() {
   cp Examples/campaigns/inbox.json "$all/InboxAnswer"
   cp Examples/campaigns/{triggers,segments}.json "$all/TriggerAnswer"
   cp Examples/configuration.json "$all/Configuration"
+  cp Examples/payloads/* Examples/campaigns/* Examples/configuration.json "$all/Check"
+  awk -v seed="$all/Check/table-" '/^== /{++n; next} n && !/^--/{print >(seed n)}' Tests/Check/Table.txt
   cp ZNMessaging/ZNInbox/ZNInboxUI/ZNInbox.storyboard.json "$all/Storyboard"
   for scenario in Tests/Scenarios/*.jsonl; do
     grep -v '^#' "$scenario" | split -l 3 - "$all/Scenario/$(basename "$scenario" .jsonl)-"

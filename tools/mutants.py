@@ -35,6 +35,8 @@ TARGETS = {
     "crash": ["CrashTests"],
     "faults": ["FaultTests"],
     "integration": ["IntegrationTests"],
+    "push": ["PushTests", "push_interop"],
+    "desktop": ["DesktopTests", "QtTests", "desktop_host", "zindistributor", "zinhost", "zinserver", "zinpush"],
 }
 
 

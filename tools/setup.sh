@@ -5,11 +5,11 @@
 
 library_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcurl4-openssl-dev libexpat1-dev)
 application_packages=("${library_packages[@]}" libcli11-dev libcpp-httplib-dev)
-desktop_packages=(libsystemd-dev qt6-base-dev dbus)
+desktop_packages=(libsystemd-dev libssl-dev qt6-base-dev dbus)
 # What stands in for a desktop where there is none.
 headless_packages=(xvfb dunst imagemagick xdotool x11-xserver-utils fonts-dejavu-core curl procps)
 test_packages=("${application_packages[@]}" "${desktop_packages[@]}" "${headless_packages[@]}" libgtest-dev libglib2.0-dev
-  python3 ca-certificates openssl locales xdg-desktop-portal-gtk bubblewrap notification-daemon)
+  python3 python3-cryptography ca-certificates openssl locales xdg-desktop-portal-gtk bubblewrap notification-daemon)
 
 say() { printf '%s\n' "$*" >&2; }
 

@@ -46,12 +46,14 @@ last_match() { sed -nE "s|.*$2.*|\1|p" "$tour/$1.log" | tail -n 1; }
 is_logged() { grep -qE -- "$2" "$tour/$1.log"; }
 
 start_services() {
-  start zinserver "$programs/zinserver" --folder Examples/campaigns --port 0
-  start zindistributor "$programs/zindistributor" --folder "$tour/distributor" --port 0 --show-endpoints
+  local key
+  key=$("$programs/zinpush" --print-key --key "$tour/server/vapid.pem")
+  start zinserver "$programs/zinserver" --folder Examples/campaigns --state "$tour/server" --port 0
+  start zindistributor "$programs/zindistributor" --folder "$tour/distributor" --port 0
   until_true "the campaign server listens" is_logged zinserver "listening on"
   until_true "the push distributor is on the bus" is_logged zindistributor '"on the bus"'
   server=$(last_match zinserver '(http://[0-9.:]+)')
-  sed "s|http://127.0.0.1:8088|$server|" Apps/zinhost/zinhost.json >"$tour/shop.json"
+  sed "s|http://127.0.0.1:8088|$server|; s|\"vapidKey\": \"\"|\"vapidKey\": \"$key\"|" Apps/zinhost/zinhost.json >"$tour/shop.json"
   shop_command=("$programs/zinhost" --configuration "$tour/shop.json" --home "$tour/home")
 }
 
@@ -60,8 +62,8 @@ clean_tour_folder() {
   mkdir -p "$tour/services"
 }
 
-endpoint() { last_match zindistributor '"endpoint": "(http[^"]+)"'; }
-curl_line() { printf "curl --data '%s' %s" "$1" "$(endpoint)"; }
+is_subscribed() { curl -s "$server/devices" | grep -q '"endpoint"'; }
+zinpush_line() { printf '%s --all --via %s %s' "${programs#"$PWD"/}/zinpush" "$server" "${1#"$PWD"/}"; }
 
 # Where people try it themselves. Ends with the shop's window.
 tour_with_display() {
@@ -79,16 +81,16 @@ of its own, all on this machine.
 
  1. Say "Yes, please" in its window. It asks for permission and gets an endpoint for its pushes.
 EOT
-  until [[ $(endpoint) ]]; do
+  until is_subscribed; do
     kill -0 "$window" 2>/dev/null || return 0
     sleep 0.2
   done
   cat <<EOT
  2. Send it a push, from another terminal:
 
-    $(curl_line '{"aps": {"alert": {"title": "Your parcel", "body": "It comes at 3 pm."}}, "zintar": {"cid": "parcel-1"}, "app_extra": {"screenName": "Parcels"}}')
+    $(zinpush_line Examples/payloads/plain-text.json)
 
-    Click the notification: the shop opens the screen that the push asks for. The inbox has it, too.
+    Only this shop can read it. Click the notification: the shop opens the screen that the push asks for. The inbox has it, too.
  3. Put the wool blanket into the basket: a campaign kept on this device reminds you of it.
 
 What the shop sent to the server: curl -s $server/received
@@ -109,7 +111,7 @@ press() {  # key...
   xdotool windowfocus --sync "$window"
   xdotool key --clearmodifiers --delay 30 "$@"
 }
-push() { curl -sS -o /dev/null --data "$1" "$(endpoint)"; }
+push() { "$programs/zinpush" --all --via "$server" "$1" | sed "s/^/   /"; }
 
 start_session() {
   local address=unix:path=$tour/bus
@@ -147,13 +149,15 @@ tour_by_itself() {
   sleep 0.3
   picture 1-shop
   press alt+y
-  until_true "the shop is registered for push" endpoint_is_there
-  detail "The push distributor gave it an endpoint: $(endpoint)"
+  until_true "the server knows the shop's subscription" is_subscribed
+  detail "The push distributor gave it an endpoint, and the server has that, with the keys for its pushes."
 
-  tell "2. A push comes, over HTTP."
-  local parcel='{"aps": {"alert": {"title": "Your parcel", "body": "It comes between 14:00 and 16:00."}, "category": "PARCEL"}, "zintar": {"cid": "parcel-1"}, "app_extra": {"screenName": "Parcels", "screenData": {"order": "4711", "courier": "Northwind"}}}'
-  detail "$(curl_line '{"aps": {"alert": {"title": "Your parcel", …')"
-  push "$parcel"
+  tell "2. The server pushes, so that only the shop can read it."
+  printf '%s\n' '{"aps": {"alert": {"title": "Your parcel", "body": "It comes between 14:00 and 16:00."}, "category": "PARCEL"},' \
+    ' "zintar": {"cid": "parcel-1"},' \
+    ' "app_extra": {"screenName": "Parcels", "screenData": {"order": "4711", "courier": "Northwind"}}}' >"$tour/parcel.json"
+  detail "$(zinpush_line "$tour/parcel.json")"
+  push "$tour/parcel.json"
   until_true "the notification is shown" shown 1
   sleep 0.3
   picture 2-push
@@ -184,7 +188,8 @@ tour_by_itself() {
   tell "6. The shop is closed, and a push comes: the session's bus starts it."
   pkill -TERM -f -- "--home $tour/home"
   until_true "the shop has ended" shop_is_gone
-  push '{"aps": {"alert": {"title": "Autumn sale", "body": "20 % off until Sunday."}}, "zintar": {"cid": "sale-1"}}'
+  echo '{"aps": {"alert": {"title": "Autumn sale", "body": "20 % off until Sunday."}}, "zintar": {"cid": "sale-1"}}' |
+    push -
   until_true "the shop is started and shows the push" shown 1
   dunstctl action 0
   until_true "the click opens the shop's window" shop_window
@@ -195,5 +200,4 @@ tour_by_itself() {
   tell "The tour is over. Its pictures: build/tour/*.png. What each program said: build/tour/*.log."
 }
 
-endpoint_is_there() { [[ $(endpoint) ]]; }
 shop_is_gone() { ! pgrep -f -- "--home $tour/home"; }

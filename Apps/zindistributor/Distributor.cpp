@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <utility>
 
+#include "ZNDevices/Freedesktop/WebPush/P256Key_p.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 
 namespace zindistributor {
 
@@ -73,12 +75,13 @@ void Distributor::exportVersion2() {
                      {{"Register", "a{sv}", "a{sv}",
                        [this, text](BusCall call) {
                          const Value arguments = call.arguments().readValue();
-                         registerService({2, text(arguments, "service"), text(arguments, "token")},
-                                         [call](const char* result, const std::string& reason) mutable {
-                                           Value told = Value::dictionary({{"success", result}});
-                                           if (!reason.empty()) told.setObjectNilHandled(reason, "reason");
-                                           call.answer([&](BusMessage& answer) { answer.appendDictionary(told); });
-                                         });
+                         registerService(
+                             {2, text(arguments, "service"), text(arguments, "token"), text(arguments, "vapid")},
+                             [call](const char* result, const std::string& reason) mutable {
+                               Value told = Value::dictionary({{"success", result}});
+                               if (!reason.empty()) told.setObjectNilHandled(reason, "reason");
+                               call.answer([&](BusMessage& answer) { answer.appendDictionary(told); });
+                             });
                        }},
                       {"Unregister", "a{sv}", "a{sv}", [this, text](BusCall call) {
                          unregister(text(call.arguments().readValue(), "token"));
@@ -95,6 +98,8 @@ void Distributor::registerService(const Request& request,
   };
   if (faults_.refusesNow()) return refuse(faults_.refuse);
   if (!sd_bus_service_name_is_valid(request.service.c_str()) || request.token.empty()) return refuse("INTERNAL_ERROR");
+  const auto vapid = zn::dataFromBase64UrlText(request.vapid);
+  if (!request.vapid.empty() && !(vapid && zn::P256Key::ofPublic(*vapid))) return refuse("INTERNAL_ERROR");
 
   Shared registration = store_.withToken(request.token);
   if (!registration) {
@@ -103,6 +108,7 @@ void Distributor::registerService(const Request& request,
   }
   registration->service = request.service;
   registration->version = request.version;
+  registration->vapid = request.vapid;
   registration->known.clear();
   store_.add(registration);
   log("registered", *registration, Value::dictionary({{"endpoint", shown(endpointOf(*registration))}}));

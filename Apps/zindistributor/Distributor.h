@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -23,14 +24,22 @@ class Distributor final : public zn::SessionBus::Part {
   void start() { bus_.connect({this}); }
   void stop() { bus_.stop(); }
 
-  /// What became of a message that was posted.
+  /// What comes to an endpoint.
+  struct Post {
+    std::string path;
+    std::string body;
+    std::optional<double> secondsToLive;  ///< nothing where its sender does not say
+    std::string authorization;
+    std::string topic;
+  };
+  /// What became of it.
   struct Receipt {
     int status = 201;
     std::string id{};
     std::string error{};  ///< for people, where it was not taken
   };
   /// Stores a message before it answers. Thread: any but the bus's, before `stop`.
-  Receipt post(const std::string& path, const std::string& body, double secondsToLive);
+  Receipt post(const Post& message);
 
  private:
   using Shared = std::shared_ptr<Registration>;
@@ -38,6 +47,7 @@ class Distributor final : public zn::SessionBus::Part {
     int version;
     std::string service;
     std::string token;
+    std::string vapid{};  ///< the only sender's public key, in base64url
   };
 
   void connected() override;
@@ -54,7 +64,11 @@ class Distributor final : public zn::SessionBus::Part {
   std::string endpointOf(const Registration& registration) const { return address_ + "/" + registration.path; }
 
   // Distributor_Delivery.cpp
-  Receipt take(const std::string& path, const std::string& body, double secondsToLive);
+  Receipt take(const Post& message);
+  /// Why a message is not taken; nothing where it is.
+  std::optional<Receipt> refusalOf(const Post& message, const Registration& registration) const;
+  /// Of the messages that wait those go whose place the newest one takes, except one that is on its way.
+  void removeReplaced(const Shared& registration);
   /// Does what is to be done next for an application, unless something is on its way.
   void deliver(const Shared& registration);
   void announce(const Shared& registration);

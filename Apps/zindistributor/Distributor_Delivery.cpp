@@ -1,7 +1,11 @@
+#include <algorithm>
 #include <future>
 
+#include "Apps/Push/Message.h"
+#include "Apps/Push/Vapid.h"
 #include "Apps/zindistributor/Distributor.h"
 #include "ZNPlatform/Foundation/Exception.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/RetryPolicy_p.h"
 
 namespace zindistributor {
@@ -21,11 +25,11 @@ bool isAbsence(const std::string& error) {
 
 }  // namespace
 
-Distributor::Receipt Distributor::post(const std::string& path, const std::string& body, double secondsToLive) {
+Distributor::Receipt Distributor::post(const Post& message) {
   const auto answer = std::make_shared<std::promise<Receipt>>();
-  bus_.perform([this, answer, path, body, secondsToLive] {
+  bus_.perform([this, answer, message] {
     try {
-      answer->set_value(take(path, body, secondsToLive));
+      answer->set_value(take(message));
     } catch (...) {
       answer->set_exception(std::current_exception());
     }
@@ -33,17 +37,58 @@ Distributor::Receipt Distributor::post(const std::string& path, const std::strin
   return answer->get_future().get();
 }
 
-Distributor::Receipt Distributor::take(const std::string& path, const std::string& body, double secondsToLive) {
+std::optional<Distributor::Receipt> Distributor::refusalOf(const Post& message,
+                                                           const Registration& registration) const {
   constexpr std::size_t kMost = 4096;
-  const Shared registration = store_.withPath(path);
+  const auto refused = [](int status, const std::string& why) { return Receipt{.status = status, .error = why}; };
+  if (!registration.vapid.empty()) {
+    const auto key = zn::dataFromBase64UrlText(registration.vapid).value_or(zn::Data());
+    if (const auto refusal = push::vapidRefusal(message.authorization, key, address_, now())) {
+      return refused(refusal->status, refusal->reason);
+    }
+    if (!message.secondsToLive) return refused(400, "TTL is needed");
+  }
+  try {
+    if (!message.topic.empty()) push::checkTopic(message.topic);
+  } catch (const zn::Exception& problem) {
+    return refused(400, problem.reason());
+  }
+  if (message.body.empty()) return refused(400, "the message is empty");
+  if (message.body.size() > kMost) return refused(413, "the message has more than 4096 bytes");
+  return std::nullopt;
+}
+
+Distributor::Receipt Distributor::take(const Post& message) {
+  const Shared registration = store_.withPath(message.path);
   if (!registration) return {.status = 404, .error = "there is no such endpoint"};
-  if (body.empty()) return {.status = 400, .error = "the message is empty"};
-  if (body.size() > kMost) return {.status = 413, .error = "the message has more than 4096 bytes"};
+  if (const auto refusal = refusalOf(message, *registration)) {
+    log("not taken", *registration, Value::dictionary({{"status", refusal->status}, {"why", refusal->error}}));
+    return *refusal;
+  }
   const std::string id = randomText();
-  store_.append(*registration, {id, zn::Data(body.begin(), body.end()), now() + secondsToLive});
-  log("received", *registration, Value::dictionary({{"id", id}, {"bytes", body.size()}}));
+  const double expires = now() + message.secondsToLive.value_or(kLongestLife);
+  store_.append(*registration, {.id = id,
+                                .body = zn::Data(message.body.begin(), message.body.end()),
+                                .expires = expires,
+                                .topic = message.topic});
+  log("received", *registration, Value::dictionary({{"id", id}, {"bytes", message.body.size()}}));
+  removeReplaced(registration);
   bus_.perform([this, registration] { deliver(registration); });
   return {.id = id};
+}
+
+void Distributor::removeReplaced(const Shared& registration) {
+  const auto& waiting = registration->waiting;
+  const std::string topic = waiting.back().topic;
+  if (topic.empty()) return;
+  for (std::size_t index = registration->isCalling ? 1 : 0; index + 1 < waiting.size();) {
+    if (waiting[index].topic != topic) {
+      ++index;
+      continue;
+    }
+    log("replaced", *registration, Value::dictionary({{"id", waiting[index].id}}));
+    store_.remove(*registration, index);
+  }
 }
 
 void Distributor::deliver(const Shared& registration) {
@@ -51,11 +96,17 @@ void Distributor::deliver(const Shared& registration) {
   if (registration->isCalling || registration->isPausing) return;
   if (registration->known != endpointOf(*registration)) return announce(registration);
   auto& waiting = registration->waiting;
-  while (!waiting.empty() && waiting.front().wasTried && now() >= waiting.front().expires) {
-    log("expired", *registration, Value::dictionary({{"id", waiting.front().id}}));
-    store_.removeFirst(*registration);
+  while (!waiting.empty()) {
+    const Message& first = waiting.front();
+    const bool isOver = first.wasTried && now() >= first.expires;
+    // It was on its way when another one took its place.
+    const bool isReplaced =
+        !first.topic.empty() &&
+        std::any_of(waiting.begin() + 1, waiting.end(), [&](const auto& each) { return each.topic == first.topic; });
+    if (!isOver && !isReplaced) return sendFirst(registration);
+    log(isOver ? "expired" : "replaced", *registration, Value::dictionary({{"id", first.id}}));
+    store_.remove(*registration, 0);
   }
-  if (!waiting.empty()) sendFirst(registration);
 }
 
 BusMessage Distributor::callTo(const Registration& registration, const char* member) {
@@ -123,7 +174,7 @@ void Distributor::sendFirst(const Shared& registration) {
 void Distributor::wasDelivered(const Shared& registration) {
   registration->failures = 0;
   const std::string id = registration->waiting.front().id;
-  store_.removeFirst(*registration);
+  store_.remove(*registration, 0);
   log("delivered", *registration, Value::dictionary({{"id", id}}));
   const std::int64_t count = ++registration->delivered;
   if (faults_.unregisterAfter && count % faults_.unregisterAfter == 0) return tellUnregistered(registration);

@@ -23,7 +23,13 @@ constexpr const char* kMore =
     R"(ENDPOINTS
   POST an endpoint   A message of 1 to 4096 bytes, as it is. Status 201: it is stored, and will be
                      delivered, in order, until the application has taken it or its TTL (header,
-                     seconds) is over. 404: there is no such endpoint, or no more. 413: too long.
+                     seconds) is over. Where it has a Topic (header), it takes the place of one of
+                     that topic which was not delivered yet. 404: there is no such endpoint, or no
+                     more. 413: too long. 400: a header cannot be used.
+  An application that registers with a VAPID key ("vapid", version 2) takes pushes of that key's
+  owner only: they need a TTL (400 without) and "Authorization: vapid t=TOKEN, k=KEY" (RFC 8292; 401
+  without). 403: another key, a wrong signature, a token for another server, one that has expired or
+  does so in more than 24 hours. zinpush sends all that.
   Who knows an endpoint may push, so the log shows its beginning only.
 
 ON THE BUS
@@ -38,6 +44,7 @@ OUTPUT
   received      a message, with its "id"      new endpoint  the application knows its "endpoint"
   delivered     the application has it        kept          until the application runs
   failed        with "why"; tried again       expired       its TTL was over first
+  not taken     with the "status" and "why"   replaced      by a later one of its topic
 
 FAULTS
   A fault is a JSON object; of several, each adds to those before.
@@ -53,7 +60,7 @@ FAULTS
 
 EXAMPLES
   $ zindistributor --folder ~/.local/share/zindistributor --show-endpoints
-  $ curl -d '{"aps": {"alert": "Hello"}}' ENDPOINT
+  $ curl -d '{"aps": {"alert": "Hello"}}' ENDPOINT   # without a VAPID key
 
   Does the application register again, with pauses?
 

@@ -69,6 +69,7 @@ void Store::readRegistrations() {
                                                     .service = textOf(kept, "service"),
                                                     .version = static_cast<int>(kept["version"].integer()),
                                                     .path = textOf(kept, "path"),
+                                                    .vapid = textOf(kept, "vapid"),
                                                     .known = textOf(kept, "known")});
   }
 }
@@ -90,8 +91,8 @@ void Store::readMessages() {
     }
     last_ = std::max(last_, number);
     const auto body = kept["body"].data();
-    registration->waiting.push_back(
-        {textOf(kept, "id"), zn::Data(body.begin(), body.end()), kept["expires"].doubleValue(), file.string()});
+    registration->waiting.push_back({textOf(kept, "id"), zn::Data(body.begin(), body.end()),
+                                     kept["expires"].doubleValue(), textOf(kept, "topic"), file.string()});
   }
 }
 
@@ -119,17 +120,19 @@ void Store::add(const std::shared_ptr<Registration>& registration) {
 void Store::save() const {
   Value all = Value::dictionary();
   for (const auto& [token, each] : registrations_) {
-    all.setObjectNilHandled(
-        Value::dictionary(
-            {{"service", each->service}, {"version", each->version}, {"path", each->path}, {"known", each->known}}),
-        token);
+    all.setObjectNilHandled(Value::dictionary({{"service", each->service},
+                                               {"version", each->version},
+                                               {"path", each->path},
+                                               {"vapid", each->vapid},
+                                               {"known", each->known}}),
+                            token);
   }
   writeJson(file_, all);
 }
 
 void Store::remove(const std::shared_ptr<Registration>& registration) {
   if (!holds(registration)) return;
-  while (!registration->waiting.empty()) removeFirst(*registration);
+  while (!registration->waiting.empty()) remove(*registration, 0);
   registrations_.erase(registration->token);
   save();
 }
@@ -141,13 +144,15 @@ void Store::append(Registration& registration, Message message) {
   writeJson(message.file, Value::dictionary({{"token", registration.token},
                                              {"id", message.id},
                                              {"expires", message.expires},
+                                             {"topic", message.topic},
                                              {"body", Value::data(message.body)}}));
   registration.waiting.push_back(std::move(message));
 }
 
-void Store::removeFirst(Registration& registration) {
-  zn::removeItemAtPath(registration.waiting.front().file);
-  registration.waiting.pop_front();
+void Store::remove(Registration& registration, std::size_t index) {
+  const auto message = registration.waiting.begin() + static_cast<std::ptrdiff_t>(index);
+  zn::removeItemAtPath(message->file);
+  registration.waiting.erase(message);
 }
 
 }  // namespace zindistributor

@@ -11,10 +11,13 @@
 
 namespace zindistributor {
 
+constexpr double kLongestLife = 28.0 * 24 * 3600;  ///< of a message, in seconds
+
 struct Message {
   std::string id;
   zn::Data body;
-  double expires = 0;  ///< seconds since 1970
+  double expires = 0;   ///< seconds since 1970
+  std::string topic{};  ///< a later one of the same topic takes its place; empty: none
   std::string file{};
   bool wasTried = false;
 };
@@ -25,6 +28,7 @@ struct Registration {
   std::string service;            ///< the application's name on the bus
   int version = 2;                ///< of the interface that it came by, and is called back by
   std::string path;               ///< of its endpoint
+  std::string vapid{};            ///< public key of the only one who may push, in base64url; empty: anybody
   std::string known{};            ///< the endpoint that the application has been told
   std::deque<Message> waiting{};  ///< oldest first
 
@@ -54,7 +58,7 @@ class Store {
   void save() const;  ///< after a change of a registration
   void remove(const std::shared_ptr<Registration>& registration);
   void append(Registration& registration, Message message);
-  void removeFirst(Registration& registration);
+  void remove(Registration& registration, std::size_t index);  ///< one of its messages
 
  private:
   void readRegistrations();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -20,26 +21,26 @@ using zindistributor::Distributor;
 
 /// How long a message is kept, in seconds (RFC 8030, section 5.2): as its sender asks, up to four weeks. Nothing for a
 /// header that is no number.
-std::optional<std::int64_t> secondsToLive(const httplib::Request& request) {
-  constexpr std::int64_t kLongest = std::int64_t{28} * 24 * 3600;
-  if (!request.has_header("TTL")) return kLongest;
-  const std::string text = request.get_header_value("TTL");
-  std::int64_t seconds = 0;
-  const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-  if (problem == std::errc::result_out_of_range) return kLongest;
-  if (problem != std::errc() || end != text.data() + text.size() || seconds < 0) return std::nullopt;
-  return std::min(seconds, kLongest);
+std::optional<double> secondsToLive(const std::string& header) {
+  double seconds = 0;
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  if (header.empty() || !std::all_of(header.begin(), header.end(), isDigit)) return std::nullopt;
+  const auto [end, problem] = std::from_chars(header.data(), header.data() + header.size(), seconds);
+  return problem == std::errc() ? std::min(seconds, zindistributor::kLongestLife) : zindistributor::kLongestLife;
 }
 
 void answer(Distributor& distributor, const std::string& address, const httplib::Request& request,
             httplib::Response& response) {
-  const auto seconds = secondsToLive(request);
-  if (!seconds) return apps::giveJson(response, 400, apps::errorOf("TTL must be a number of seconds"));
-  const auto receipt = distributor.post(request.path.substr(1), request.body, static_cast<double>(*seconds));
+  std::optional<double> seconds;
+  if (request.has_header("TTL") && !(seconds = secondsToLive(request.get_header_value("TTL")))) {
+    return apps::giveJson(response, 400, apps::errorOf("TTL must be a number of seconds"));
+  }
+  const auto receipt = distributor.post({request.path.substr(1), request.body, seconds,
+                                         request.get_header_value("Authorization"), request.get_header_value("Topic")});
   if (receipt.status != 201) return apps::giveJson(response, receipt.status, apps::errorOf(receipt.error));
   response.status = receipt.status;
   response.set_header("Location", address + "/messages/" + receipt.id);
-  response.set_header("TTL", std::to_string(*seconds));
+  response.set_header("TTL", std::to_string(std::lround(seconds.value_or(zindistributor::kLongestLife))));
 }
 
 void run(const zindistributor::Options& options) {

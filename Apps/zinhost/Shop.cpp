@@ -3,7 +3,6 @@
 #include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
-#include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/UserSession.h"
 
@@ -66,13 +65,12 @@ void Shop::notificationClickedWithScreenName(const zn::Value& screenName, const 
 
 void Shop::didRegister(const std::shared_ptr<UIApplication>&, const zn::Data& token) {
   ZNMessaging::sharedInstance()->setPushToken(token);
-  const auto subscription = zn::parseJson({reinterpret_cast<const char*>(token.data()), token.size()});
-  endpointChanged(subscription ? std::string(subscription->validObjectForKey("endpoint").string()) : "");
+  subscriptionChanged({token.begin(), token.end()});
 }
 
 void Shop::didFail(const std::shared_ptr<UIApplication>&, const std::string& why) {
   ZNMessaging::sharedInstance()->didFailToRegisterForPush();
-  endpointChanged("");
+  subscriptionChanged("");
   happened("No push: " + why);
 }
 

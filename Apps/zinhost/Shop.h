@@ -22,7 +22,7 @@ class Shop : public zn::Object, public zn::DesktopHost, public ZNMessagingDelega
   std::function<void(const std::string& token)> activated;
   std::function<void(const std::string& screen, const zn::Value& pairs)> screenAsked;
   std::function<void(std::size_t unread)> unreadChanged;
-  std::function<void(const std::string& endpoint)> endpointChanged;  ///< empty: no push
+  std::function<void(const std::string& subscription)> subscriptionChanged;  ///< JSON; empty: no push
   std::function<void(const std::string& text)> happened;
 
   void start(const std::string& user);

@@ -13,6 +13,7 @@
 #include "ZNDevices/Qt/InboxWindow.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 #include "ZNPlatform/Foundation/Format.h"
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/UIKit/UIPasteboard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
@@ -84,8 +85,10 @@ QWidget* page(const std::vector<QWidget*>& cards) {
   return area;
 }
 
-/// Who knows an endpoint may push: it is not for everybody who looks at the screen.
-std::string shortened(const std::string& endpoint) {
+/// Who knows a subscription may push: it is not for everybody who looks at the screen.
+std::string shortened(const std::string& subscription) {
+  const zn::Value read = zn::parseJson(subscription).value_or(zn::nil);
+  const std::string endpoint(read.validObjectForKey("endpoint").string());
   const std::size_t host = endpoint.find('/', endpoint.find("//") + 2);
   return host == std::string::npos ? "…" : endpoint.substr(0, host) + "/…";
 }
@@ -114,12 +117,12 @@ ShopWindow::ShopWindow(std::shared_ptr<Shop> shop, const std::string& name, cons
   shop_->activated = [this](const std::string& token) { zn::QtDevice::raise(*this, token); };
   shop_->screenAsked = [this](const std::string& screen, const zn::Value& pairs) { showScreen(screen, pairs); };
   shop_->unreadChanged = [this](std::size_t unread) { showUnread(unread); };
-  shop_->endpointChanged = [this](const std::string& endpoint) { showEndpoint(endpoint); };
+  shop_->subscriptionChanged = [this](const std::string& subscription) { showSubscription(subscription); };
   shop_->happened = [this](const std::string& text) { status_->setText(QString::fromStdString(text)); };
   new QShortcut(QKeySequence::Quit, this, qApp, &QApplication::quit);
   turnTo(goods);
   showUnread(0);
-  showEndpoint("");
+  showSubscription("");
 }
 
 QWidget* ShopWindow::header(const std::string& name) {
@@ -172,13 +175,13 @@ QWidget* ShopWindow::settingsPage() {
   offers->setChecked(ZNConfigDataManager::sharedInstance()->isPushNotificationEnabled());
   connect(offers, &QCheckBox::clicked, this,
           [](bool wants) { ZNMessaging::sharedInstance()->optOutOfZintarPushNotification(!wants); });
-  endpoint_ = label("");
+  subscription_ = label("");
   copy_ = button("Copy", [this] {
-    UIPasteboard::generalPasteboard()->setString(endpoint_->property("whole").toString().toStdString());
-    shop_->happened("The whole endpoint is on the clipboard: whoever has it may push");
+    UIPasteboard::generalPasteboard()->setString(subscription_->property("whole").toString().toStdString());
+    shop_->happened("The subscription is on the clipboard: whoever has it may push");
   });
   return page({card(QBoxLayout::TopToBottom, {label("Notifications", "name"), offers}),
-               card(QBoxLayout::TopToBottom, {label("Push", "name"), endpoint_, copy_})});
+               card(QBoxLayout::TopToBottom, {label("Push", "name"), subscription_, copy_})});
 }
 
 void ShopWindow::turnTo(Page page) {
@@ -194,10 +197,10 @@ void ShopWindow::track(const char* event, const char* product, int price) {
   shop_->happened(std::string("Tracked ") + event + ": " + product);
 }
 
-void ShopWindow::showEndpoint(const std::string& endpoint) {
-  endpoint_->setProperty("whole", QString::fromStdString(endpoint));
-  endpoint_->setText(QString::fromStdString(endpoint.empty() ? "No push yet" : shortened(endpoint)));
-  copy_->setVisible(!endpoint.empty());
+void ShopWindow::showSubscription(const std::string& subscription) {
+  subscription_->setProperty("whole", QString::fromStdString(subscription));
+  subscription_->setText(QString::fromStdString(subscription.empty() ? "No push yet" : shortened(subscription)));
+  copy_->setVisible(!subscription.empty());
 }
 
 void ShopWindow::showScreen(const std::string& name, const zn::Value& pairs) {

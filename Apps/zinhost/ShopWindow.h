@@ -25,7 +25,7 @@ class ShopWindow : public QWidget {
   QWidget* settingsPage();
   void turnTo(Page page);
   void track(const char* event, const char* product, int price);
-  void showEndpoint(const std::string& endpoint);
+  void showSubscription(const std::string& subscription);
   void showScreen(const std::string& name, const zn::Value& pairs);
   void showUnread(std::size_t count);
 
@@ -33,7 +33,7 @@ class ShopWindow : public QWidget {
   QStackedWidget* const pages_;
   QPushButton* tabs_[3] = {};
   QLabel* badge_ = nullptr;
-  QLabel* endpoint_ = nullptr;
+  QLabel* subscription_ = nullptr;
   QPushButton* copy_ = nullptr;
   QLabel* askedTitle_ = nullptr;
   QLabel* askedText_ = nullptr;

@@ -62,6 +62,8 @@ int run(int count, char** arguments, const Options& options) {
   deviceOptions.applicationID = text("id");
   deviceOptions.name = text("name");
   deviceOptions.home = options.home;
+  deviceOptions.vapidKey = text("vapidKey");
+  deviceOptions.acceptPlainPushes = application["acceptPlainPushes"].boolean();
   const auto schemes = application["linkSchemes"].elements();
   for (const zn::Value& each : schemes) deviceOptions.linkSchemes.emplace_back(each.string());
   if (zn::QtDevice::handOver(deviceOptions, options.links)) return 0;  // it runs already

@@ -20,27 +20,38 @@ constexpr const char* kFaults = "faults.json";
   throw zn::Exception(file + ": " + reason);
 }
 
-/// Milliseconds since 1970; 0 for what is no number.
-double timeOf(const Value& value) { return value.isNumber() ? value.doubleValue() : 0; }
-
-}  // namespace
-
-/// nil when there is no such file.
-Value CampaignFolder::readJson(const char* name) const {
-  std::string reason;
-  const auto bytes = zn::readFile(zn::stringByAppendingPathComponent(path_, name), &reason);
-  if (!bytes && reason.empty()) return zn::nil;
-  if (!bytes) refuse(name, reason);
+Value valueIn(const char* name, std::string_view text) {
   zn::JsonError error;
-  const std::string_view text(reinterpret_cast<const char*>(bytes->data()), bytes->size());
   const auto value = zn::parseJson(text, &error, {.allowComments = true});
   if (!value) refuse(name, error.text);
   return *value;
 }
 
+/// Milliseconds since 1970; 0 for what is no number.
+double timeOf(const Value& value) { return value.isNumber() ? value.doubleValue() : 0; }
+
+}  // namespace
+
+std::string CampaignFolder::pathOf(const char* name) const { return zn::stringByAppendingPathComponent(path_, name); }
+
+std::optional<std::string> CampaignFolder::readText(const char* name) const {
+  std::string reason;
+  const auto bytes = zn::readFile(pathOf(name), &reason);
+  if (!bytes && reason.empty()) return std::nullopt;
+  if (!bytes) refuse(name, reason);
+  return std::string(bytes->begin(), bytes->end());
+}
+
+Value CampaignFolder::readJson(const char* name) const {
+  const auto text = readText(name);
+  return text ? valueIn(name, *text) : zn::nil;
+}
+
 Value CampaignFolder::readObject(const char* name) const {
-  const Value value = readJson(name);
-  if (value.isNil()) refuse(name, "there is no such file in the folder");
+  const auto text = readText(name);
+  if (!text) refuse(name, "there is no such file in the folder");
+  findings_.tell(name, *text);
+  const Value value = valueIn(name, *text);
   if (!value.isDictionary()) refuse(name, "must hold a JSON object");
   return value;
 }

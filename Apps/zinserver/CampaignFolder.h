@@ -1,9 +1,11 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Apps/zinserver/Faults.h"
+#include "Apps/zinserver/FolderFindings.h"
 #include "ZNPlatform/Foundation/Value.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
@@ -19,13 +21,18 @@ class CampaignFolder {
   /// Those of faults.json; none without that file. Throws likewise.
   std::vector<Fault> faults() const;
 
- private:
+  /// nil when there is no such file. Throws likewise.
   zn::Value readJson(const char* name) const;
+  std::string pathOf(const char* name) const;
+
+ private:
+  std::optional<std::string> readText(const char* name) const;
   zn::Value readObject(const char* name) const;
   zn::Value campaigns(const zn::Value& request) const;
   zn::Value segment(const zn::Value& request) const;
 
   std::string path_;
+  mutable FolderFindings findings_;
 };
 
 }  // namespace zinserver

@@ -1,6 +1,8 @@
 #include "Apps/zinserver/Options.h"
 
 #include "Apps/CommandLine.h"
+#include "Apps/Push/Sender.h"
+#include "ZNPlatform/Foundation/Exception.h"
 
 namespace zinserver {
 
@@ -20,7 +22,8 @@ constexpr const char* kAbout =
 constexpr const char* kMore =
     R"(OUTPUT
   The first line on standard output is "listening on http://ADDRESS:PORT". Standard error has one
-  line for each request, and the reason where it could not be answered.
+  line for each request, and the reason where it could not be answered; and, once for each version
+  of a file, what zincheck says of it.
 
 SERVICES (POST, JSON objects; the paths are those of Examples/configuration.json)
   /v1/events      1   Events. Accepts everything.
@@ -38,11 +41,32 @@ SERVICES (POST, JSON objects; the paths are those of Examples/configuration.json
   A file that cannot be read or used is answered with status 500 and {"error": REASON}; a request
   that is no JSON object with 400.
 
+PUSHES
+  The server knows the devices whose records it received among the events, and pushes to them so
+  that only they can read it (Web Push), with a key of its own. Subscriptions that a push server
+  calls gone are forgotten.
+  GET /push          {"key": BASE64URL}: the public key, which applications name when they register
+                     for pushes. With --state it is kept, in DIR/vapid.pem.
+  POST /push         {"device": ID, "payload": PUSH PAYLOAD}, or "all": true instead of a device,
+                     and if wanted "ttl": SECONDS (86400), "urgency": "very-low", "low", "normal" or
+                     "high", "topic": NAME. The answer, when all push servers have answered:
+                     {"results": [{"device": ID, "outcome": OUTCOME, "text": FOR PEOPLE}]}, an
+                     OUTCOME being accepted, gone, tooLarge, slowDown, refused, notReached or failed.
+                     zinpush --via asks for that.
+  GET /devices       [{"id": ID, "since": SECONDS SINCE 1970, "lastRecord": SECONDS SINCE 1970,
+                     "attributes": THE USER'S, "endpoint": ITS BEGINNING}]
+  DELETE /devices/ID   Forgets that device until its next record.
+  pushes.json in the folder, an array of {"id": TEXT, "payload": PUSH PAYLOAD} with "ttl", "urgency"
+  and "topic" if wanted, is pushed to all devices, each push once to a device: at once, and to
+  devices that come later when they come. A push server that is not reached, or wants to be left
+  alone, is tried again. A mistake in the file is said once on standard error.
+
 WHAT WAS RECEIVED
   GET /received      The requests to services, oldest first: [{"time": SECONDS SINCE 1970,
                      "service": NUMBER, "body": BODY, "fault": FAULT}], the fault where its answer
                      suffered one. A body that is not JSON is its text. The last 1000 are kept, and
-                     of those at most 16 MiB.
+                     of those at most 16 MiB. Device tokens are in there, as they came: who has one
+                     can push to that device.
   DELETE /received   The same for the last time: it forgets them.
 
 FAULTS
@@ -71,7 +95,8 @@ EXAMPLES
 
 EXIT STATUS
   0  It was interrupted, or printed this text.
-  2  An option cannot be used, or the address is taken. Standard error says which and why.
+  2  An option cannot be used, or the address or the state is taken. Standard error says which and
+     why.
 )";
 
 }  // namespace
@@ -82,7 +107,17 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
   line.text("--folder DIR", "Where the files are (needed). They are read again for every request.", options.folder,
             apps::CommandLine::Need::required);
   line.text("--host ADDRESS", "The address to listen at (127.0.0.1).", options.host);
+  line.text("--state DIR", "Where devices and the key for pushes are kept (nowhere); made if missing.", options.state);
   line.number("--port NUMBER", "The port (8088); 0 picks one that is free.", options.port, 0, kHighestPort);
+  line.text("--contact URL", "Whom people of push servers may turn to, such as mailto:push@example.com.",
+            options.contact);
+  line.check([&] {
+    try {
+      if (!options.contact.empty()) push::checkContact(options.contact);
+    } catch (const zn::Exception& problem) {
+      throw apps::UsageError("option --contact: " + problem.reason());
+    }
+  });
   return line.read(count, arguments);
 }
 

@@ -2,13 +2,12 @@
 
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 
 #include "Apps/Servers/Connections.h"
+#include "Apps/zinserver/Log.h"
 #include "Apps/zinserver/Visitors.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Json.h"
-#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zinserver {
 
@@ -20,13 +19,12 @@ namespace {
 
 constexpr const char* kJson = "application/json";
 
-void log(const std::string& text) { std::fputs(("zinserver: " + zn::singleLine(text) + "\n").c_str(), stderr); }
-
 double now() { return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count(); }
 
 }  // namespace
 
-Server::Server(std::string folder, std::string host) : folder_(std::move(folder)), host_(std::move(host)) {
+Server::Server(const Options& options)
+    : folder_(options.folder), host_(options.host), devices_(options.state), pusher_(devices_, folder_, options) {
   server_.http().set_payload_max_length(8 << 20);  // more than a full queue of events
   addRoutes();
 }
@@ -53,6 +51,7 @@ void Server::addRoutes() {
   server_.http().Delete("/received",
                         forVisitors([this](const auto&, auto& response) { giveJson(response, 200, journal_.take()); }));
   addRoutesOfFaults();
+  addRoutesOfPushes();
 }
 
 void Server::addRoutesOfFaults() {
@@ -103,6 +102,7 @@ std::pair<int, Value> Server::answer(const Service& service, const httplib::Requ
                fault ? descriptionOf(*fault) : zn::nil);
   if (!body) return {400, errorOf(error.text)};
   if (!body->isDictionary()) return {400, errorOf("the body must be a JSON object")};
+  if (service.number == ZNService::events && devices_.takeRecords((*body)["events"], now())) pusher_.wake();
   try {
     return {200, folder_.answer(service.number, *body)};
   } catch (const zn::Exception& problem) {
@@ -147,6 +147,7 @@ void Server::stop() {
     stopping_ = true;
   }
   stopped_.notify_all();
+  pusher_.stop();  // whose outcomes requests wait for
   server_.stop();
 }
 

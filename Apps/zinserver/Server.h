@@ -7,16 +7,19 @@
 
 #include "Apps/Servers/HttpServer.h"
 #include "Apps/zinserver/CampaignFolder.h"
+#include "Apps/zinserver/Devices.h"
 #include "Apps/zinserver/Faults.h"
 #include "Apps/zinserver/Journal.h"
+#include "Apps/zinserver/Options.h"
+#include "Apps/zinserver/Pusher.h"
 #include "Apps/zinserver/Services.h"
 
 namespace zinserver {
 
 class Server {
  public:
-  /// Will listen at that address.
-  Server(std::string folder, std::string host);
+  /// Will listen at the host's address. Throws zn::Exception where the state cannot be used.
+  explicit Server(const Options& options);
 
   /// As apps::HttpServer.
   void bind(int port) { server_.bind(host_, port); }
@@ -31,6 +34,9 @@ class Server {
   httplib::Server::Handler forVisitors(Answerer answer) const;
   void addRoutes();
   void addRoutesOfFaults();
+  // Server_Pushes.cpp
+  void addRoutesOfPushes();
+  void push(const httplib::Request& request, httplib::Response& response);
   void serve(const Service& service, const httplib::Request& request, httplib::Response& response);
   std::pair<int, zn::Value> answer(const Service& service, const httplib::Request& request,
                                    const std::optional<Fault>& fault);
@@ -42,6 +48,8 @@ class Server {
   const std::string host_;
   Faults faults_;
   Journal journal_;
+  Devices devices_;
+  Pusher pusher_;
   apps::HttpServer server_;
 
   std::mutex mutex_;

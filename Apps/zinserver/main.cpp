@@ -17,7 +17,7 @@ void run(const zinserver::Options& options) {
     throw zn::Exception(options.folder + ": " + (failure ? failure.message() : "there is no such folder"));
   }
   apps::blockEndingSignals();
-  zinserver::Server server(options.folder, options.host);
+  zinserver::Server server(options);
   server.bind(options.port);
   std::printf("listening on %s\n", server.address().c_str());
   std::fflush(stdout);

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Apps/Check/Check.h"
 #include "Apps/zinsim/Session.h"
 #include "Apps/zinsim/Shapes.h"
 
@@ -65,13 +66,23 @@ inline Command command(const char* name, std::vector<Field> fields, const char* 
   return {name, std::move(fields), about, run};
 }
 
+/// What is said of a field that the command does not know.
+std::string unknownField(const Command& command, const std::string& name);
+
 std::vector<Command> deviceCommands();
 std::vector<Command> fileCommands();
 std::vector<Command> hostCommands();
 std::vector<Command> inboxScreenCommands();
+std::vector<Command> checkCommands();
 
 const std::vector<Command>& allCommands();
 
+/// What this program would refuse in a line, or ignore with a warning, without running it: what depends on what ran
+/// before is not known.
+std::vector<apps::check::LineProblem> problemsIn(const zn::Value& line);
+
+/// The command that a line names; throws UsageError where it names none.
+const Command& commandIn(const zn::Value& line);
 /// The command of that name; throws UsageError where there is none.
 const Command& commandNamed(std::string_view name);
 

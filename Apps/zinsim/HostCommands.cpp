@@ -144,7 +144,8 @@ std::vector<Command> hostCommands() {
               }),
       command("explain", {{"event", required, shape::text}, {"attributes", optional, shape::dictionary}},
               "Prints what device triggers would do for that event now, and why: gates, the global delay, and\n"
-              "every stored campaign with every rule. Without any effect.",
+              "every stored campaign with every rule. The gate \"event\" also says which test of a condition\n"
+              "fails, and which campaigns the last synchronisation dropped and why. Without any effect.",
               [](F fields) {
                 ZNDeviceTriggersHandler::sharedInstance()->explainEvent(
                     fields.text("event"), zn::trackedDictionary(fields.orNil("attributes")),

@@ -48,23 +48,28 @@ const Operation* find(const std::vector<Operation>& operations, std::string_view
 
 }  // namespace
 
+void refuseUnfit(const std::string& selector, const std::vector<Shape>& parameters, const Value& list) {
+  const auto values = list.elements();
+  if (values.size() > parameters.size()) {
+    throw UsageError("\"" + selector + "\" takes " + std::to_string(parameters.size()) +
+                     (parameters.size() == 1 ? " argument, not " : " arguments, not ") + std::to_string(values.size()));
+  }
+  for (std::size_t index = 0; index < parameters.size(); ++index) {
+    const Value& value = index < values.size() ? values[index] : Value::null();
+    const Shape& shape = parameters[index];
+    const bool takesNull = shape.fits != shape::boolean.fits;
+    if (value.isNull() ? takesNull : shape.fits(value)) continue;
+    const bool isNullOnly = shape.fits == shape::nothing.fits;
+    refuse("argument " + std::to_string(index + 1) + " (" + pieceOf(selector, index) + ") of \"" + selector + "\"",
+           std::string(shape.expected) + (takesNull && !isNullOnly ? " or null" : ""), value);
+  }
+}
+
 Arguments::Arguments(const std::string& selector, const std::vector<Shape>& parameters, const Value& list,
                      Session& session)
     : values_(list.elements().begin(), list.elements().end()), session_(session) {
-  if (values_.size() > parameters.size()) {
-    throw UsageError("\"" + selector + "\" takes " + std::to_string(parameters.size()) +
-                     (parameters.size() == 1 ? " argument, not " : " arguments, not ") +
-                     std::to_string(values_.size()));
-  }
+  refuseUnfit(selector, parameters, list);
   values_.resize(parameters.size(), Value::null());
-  for (std::size_t index = 0; index < values_.size(); ++index) {
-    const Shape& shape = parameters[index];
-    const bool takesNull = shape.fits != shape::boolean.fits;
-    if (values_[index].isNull() ? takesNull : shape.fits(values_[index])) continue;
-    const bool isNullOnly = shape.fits == shape::nothing.fits;
-    refuse("argument " + std::to_string(index + 1) + " (" + pieceOf(selector, index) + ") of \"" + selector + "\"",
-           std::string(shape.expected) + (takesNull && !isNullOnly ? " or null" : ""), values_[index]);
-  }
 }
 
 void Arguments::read(const Value&, std::shared_ptr<UIApplication>& into) const {

@@ -114,6 +114,9 @@ void Arguments::read(const zn::Value&, std::function<void(T...)>& into) const {
   into = [&session = session_](const T&... values) { session.print("completion", printed(values...)); };
 }
 
+/// Throws UsageError for too many arguments, or one of a wrong shape.
+void refuseUnfit(const std::string& selector, const std::vector<Shape>& parameters, const zn::Value& list);
+
 /// What an argument for a parameter of that type is made into.
 template <class Parameter, class T = std::remove_cvref_t<Parameter>>
 using Taken = std::conditional_t<std::is_base_of_v<ZNModelObject, T>, Record<T>, T>;

@@ -24,7 +24,7 @@ constexpr const char* kAbout =
 constexpr const char* kStatusTimeAndValues =
     R"(EXIT STATUS
   0  Every line ran.
-  1  The output could not be written.
+  1  The output could not be written, or is not what --expect names.
   2  A line or an option cannot be used. Standard error says which and why; the lines after it are
      not run.
 
@@ -37,7 +37,8 @@ TIME AND ORDER
 VALUES
   JSON values stand for themselves. {"$date": SECONDS} is a date, {"$data": "HEX"} is data. null is
   nil where an argument may be absent, and stays null inside a payload. Fields that a command does
-  not know are ignored with a warning, without one if named "comment" or beginning with "_".
+  not know are ignored with a warning (with --strict they are errors), without one if named
+  "comment" or beginning with "_".
 )";
 
 constexpr const char* kArguments =
@@ -96,6 +97,7 @@ EFFECTS
   {"saved": "inbox"}                             the inbox file was written
   {"returned": value}                            what a call returned
   {"completion": value}                          what a call's completion was called with
+  {"check": kind, "findings": [...]}             what is wrong with it
   {"defaults": value, "key": key, "store": store}, {"exists": bool, "path": path}, {"inbox": [...]}
                                                  what a command asked for
 
@@ -111,6 +113,11 @@ EXAMPLES
 
     {"do": "call", "on": "ZNMessaging", "operation": "sharedInstance"}
     {"do": "tap", "payload": {"aps": {"alert": "Hello"}, "zintar": {"cid": "c1"}}}
+
+  Does it still do that? As a test, once the difference that shows was found right:
+
+    $ zinsim --strict --except log --expect click.expected --update click.jsonl
+    $ zinsim --strict --except log --expect click.expected click.jsonl
 
   Is the click still in the inbox after a relaunch?
 
@@ -161,19 +168,32 @@ std::optional<int> readOptions(int count, char** arguments, Options& options) {
   line.text("--home DIR",
             "Where the device keeps its files; made when missing and kept afterwards, so that\n"
             "a second run is a relaunch of the same installation. Without it: a fresh folder\n"
-            "that is removed at the end; effects call it ~.",
+            "that is removed at the end, in memory where the machine has room there, unless\n"
+            "TMPDIR in the environment names a place; effects call it ~.",
             options.home);
-  const auto addKind = [&](const std::string& kind) {
-    const auto& known = zn::effectKinds();
-    if (std::find(known.begin(), known.end(), kind) == known.end()) {
-      throw apps::UsageError("--only: there is no kind of effect \"" + kind + "\"");
-    }
-    options.only.insert(kind);
+  const auto addTo = [](std::set<std::string>& kinds, const char* option) {
+    return [&kinds, option](const std::string& kind) {
+      const auto& known = zn::effectKinds();
+      if (std::find(known.begin(), known.end(), kind) == known.end()) {
+        throw apps::UsageError(std::string(option) + ": there is no kind of effect \"" + kind + "\"");
+      }
+      kinds.insert(kind);
+    };
   };
   line.each("--only KIND,...",
             "Print effects of these kinds only. The kind is the first key of an effect's\n"
             "line.",
-            addKind, ',');
+            addTo(options.only, "--only"), ',');
+  line.each("--except KIND,...", "Leave out effects of these kinds.", addTo(options.except, "--except"), ',');
+  line.flag("--strict", "A field that a command does not know is an error, which ends the run.", options.strict);
+  line.text("--expect FILE",
+            "Print nothing but how the output differs from this file, if it does. The file's\n"
+            "lines of kinds that --except leaves out count for nothing.",
+            options.expect);
+  line.flag("--update", "With --expect: write the output into the file, if it differs.", options.update);
+  line.check([&] {
+    if (options.update && options.expect.empty()) throw apps::UsageError("--update needs --expect FILE");
+  });
   return line.read(count, arguments);
 }
 

@@ -15,7 +15,7 @@ bool isSkipped(std::string_view line) {
   return line.starts_with('#') || line.find_first_not_of(" \t\r\f\v") == std::string_view::npos;
 }
 
-Value commandIn(std::string_view line) {
+Value objectIn(std::string_view line) {
   zn::JsonError error;
   const auto parsed = zn::parseJson(zn::sanitizedUtf8(line), &error);
   if (!parsed) {
@@ -48,14 +48,11 @@ void Session::print(std::string_view kind, const Value& value,
 void runLine(std::string_view line, Session& session, const std::function<void(const std::string&)>& warn) {
   if (isSkipped(line)) return;
   try {
-    const Value text = commandIn(line);
-    const Value& name = text["do"];
-    if (name.isNil()) throw UsageError("a command needs the field \"do\"");
-    if (!name.isString()) throw UsageError("field \"do\" must be a command's name, not " + shown(name));
-    const Command& command = commandNamed(name.string());
+    const Value text = objectIn(line);
+    const Command& command = commandIn(text);
     const Fields fields(command.name, command.fields, text, session);
     for (const std::string& field : fields.ignored()) {
-      warn("\"" + std::string(command.name) + "\" has no field \"" + field + "\", which is ignored");
+      warn(unknownField(command, field));
     }
     command.run(fields);
   } catch (const zn::Exception& refusal) {

@@ -47,7 +47,7 @@ class Session {
 
 /// Runs one line of a scenario to its end: the command, then everything that is due afterwards. Blank lines and lines
 /// that start with '#' do nothing. Throws UsageError, before anything is done, for a line that cannot be used; what it
-/// ignores goes to `warn`.
+/// ignores goes to `warn` before that, too, which may throw one.
 void runLine(std::string_view line, Session& session, const std::function<void(const std::string&)>& warn);
 
 /// null for nil.

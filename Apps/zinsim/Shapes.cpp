@@ -14,8 +14,12 @@ std::string shown(const Value& value) {
   return text;
 }
 
+std::string refusal(const std::string& what, const std::string& expected, const Value& value) {
+  return what + " must be " + expected + ", not " + shown(value);
+}
+
 void refuse(const std::string& what, const std::string& expected, const Value& value) {
-  throw UsageError(what + " must be " + expected + ", not " + shown(value));
+  throw UsageError(refusal(what, expected, value));
 }
 
 }  // namespace zinsim

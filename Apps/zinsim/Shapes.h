@@ -106,6 +106,8 @@ inline constexpr Shape postInfo{isPostInfo, "{\"campaign\": ..., \"payload\": {.
 /// A value for a message, shortened.
 std::string shown(const zn::Value& value);
 
+/// "WHAT must be EXPECTED, not VALUE".
+std::string refusal(const std::string& what, const std::string& expected, const zn::Value& value);
 [[noreturn]] void refuse(const std::string& what, const std::string& expected, const zn::Value& value);
 
 /// One table of several parts.

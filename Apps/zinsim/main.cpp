@@ -5,9 +5,11 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "Apps/CommandLine.h"
+#include "Apps/zinsim/Expectation.h"
 #include "Apps/zinsim/LineReader.h"
 #include "Apps/zinsim/Options.h"
 #include "Apps/zinsim/Session.h"
@@ -22,15 +24,19 @@ bool isInteractive(std::FILE* output) {
   return fstat(fileno(output), &status) != 0 || !S_ISREG(status.st_mode);
 }
 
-int runScenario(zinsim::LineReader& input, const std::string& name, zinsim::Session& session) {
+int runScenario(zinsim::LineReader& input, const zinsim::Options& options, zinsim::Session& session) {
   const bool flushes = isInteractive(stdout);
-  const std::string file = name == "-" ? "" : name + ": ";
+  const std::string file = options.file == "-" ? "" : options.file + ": ";
   long number = 0;
   while (const auto line = input.next()) {
     ++number;
     const std::string place = file + "line " + std::to_string(number) + ": ";
+    const auto warn = [&](const std::string& problem) {
+      if (options.strict) throw apps::UsageError(problem);
+      apps::complain(place + problem + ", which is ignored", 0);
+    };
     try {
-      zinsim::runLine(*line, session, [&](const std::string& warning) { apps::complain(place + warning, 0); });
+      zinsim::runLine(*line, session, warn);
     } catch (const apps::UsageError& problem) {
       return apps::complain(place + problem.what(), apps::kUnusable);
     }
@@ -41,10 +47,17 @@ int runScenario(zinsim::LineReader& input, const std::string& name, zinsim::Sess
 
 int run(const zinsim::Options& options) {
   zinsim::LineReader input(options.file);
+  std::optional<zinsim::Expectation> expectation;
+  if (!options.expect.empty()) expectation.emplace(options.expect, options.update);
+  std::string printed;  // kept for the expectation
   const auto show = [&](const zn::Effect& effect) {
-    if (!options.only.empty() && !options.only.contains(effect.kind)) return;
+    if (!options.shows(effect.kind)) return;
     const std::string line = effect.line() + "\n";
-    std::fwrite(line.data(), 1, line.size(), stdout);
+    if (expectation) {
+      printed += line;
+    } else {
+      std::fwrite(line.data(), 1, line.size(), stdout);
+    }
   };
   const auto device = zn::Simulator::install({options.home});
   // As in a host, where nobody reads the log: the module must do the same without it.
@@ -52,13 +65,13 @@ int run(const zinsim::Options& options) {
   int status;
   {
     zinsim::Session session(device, show);
-    status = runScenario(input, options.file, session);
+    status = runScenario(input, options, session);
   }
   if (const int signal = zinsim::LineReader::endedBySignal()) {
     device->shutDown();
     raise(signal);  // its handler is gone: whoever sent it sees that it was heard
   }
-  return status;
+  return expectation && status == 0 ? expectation->check(printed, options.except) : status;
 }
 
 }  // namespace

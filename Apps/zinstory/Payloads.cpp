@@ -1,15 +1,18 @@
 #include "Apps/zinstory/Payloads.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
 
-#include "ZNMessaging/Constants/ZNMessagingConstants.h"
+#include "Apps/Check/Check.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Format.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/Unicode.h"
 
 namespace zinstory {
 
@@ -42,20 +45,12 @@ std::string placeOfStart(std::string_view text) {
   return zn::format("line %ld, column %ld", line, column);
 }
 
-/// The module takes any payload, and passes over what has another shape than it reads; whoever tries a payload wants to
-/// know instead.
-void checkShape(const zn::Value& payload, const std::string& path) {
-  for (const char* key :
-       {zn::payload::aps, kNotificationPayloadKeyZintar, kNotificationPayloadKeyAppExtra, zn::payload::features}) {
-    const zn::Value& part = payload[key];
-    if (part && !part.isDictionary()) {
-      throw zn::Exception(zn::format("%@: key \"%@\" must hold an object, not %@", path, key, kindOf(part)));
-    }
-  }
-  const zn::Value& campaign = payload[kNotificationPayloadKeyZintar][kNotificationPayloadKeyCampaignID];
-  if (campaign && !campaign.isString()) {
-    throw zn::Exception(zn::format("%@: key \"%@.%@\" must hold a string, not %@", path, kNotificationPayloadKeyZintar,
-                                   kNotificationPayloadKeyCampaignID, kindOf(campaign)));
+/// The module takes any payload, and passes over what it does not know; whoever tries one wants to be told.
+void tellFindings(const std::string& path, std::string_view text) {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  const apps::check::Options options{.now = std::chrono::duration<double>(now).count()};
+  for (const auto& finding : apps::check::check(apps::check::Kind::payload, text, options)) {
+    std::fputs((apps::check::lineFor(zn::singleLine(path), finding) + "\n").c_str(), stderr);
   }
 }
 
@@ -73,7 +68,7 @@ Payload readPayload(const std::string& path) {
     throw zn::Exception(
         zn::format("%@: %@: a payload must be a JSON object, not %@", path, placeOfStart(text), kindOf(*content)));
   }
-  checkShape(*content, path);
+  tellFindings(path, text);
   return {fs::path(path).filename().string(), *content};
 }
 

@@ -16,6 +16,7 @@
 #include "Tests/Devices/ScriptedServer.h"
 #include "ZNDevices/Freedesktop/FreedesktopDevice.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
+#include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ZNConfigDataManager.h"
@@ -110,14 +111,24 @@ int run() {
   device->setNotificationsAllowed(true);
   UIApplication::sharedApplication()->registerForRemoteNotifications();
   device->start();
-  const std::string endpoint(distributor.logged("new endpoint")["endpoint"].string());
+  distributor.logged("new endpoint");
+  // Registering is over when its file has the endpoint.
+  std::string token;
+  for (int tries = 0; token.empty() && tries < 100; ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const zn::Data bytes = zn::readFile(options.home + "/Library/DesktopPush").value_or(zn::Data());
+    token.assign(bytes.begin(), bytes.end());
+    if (zn::parseJson(token).value_or(zn::nil)["endpoint"].length() == 0) token.clear();
+  }
+  const auto subscription = zn::test::Subscription::of(token);
 
   std::vector<double> times;
   for (int i = 1; i <= kPushes; ++i) {
     const std::string number = std::to_string(i);
     const auto start = Clock::now();
-    const int status = zn::test::push(endpoint, R"({"aps": {"alert": {"title": "Sale", "body": "No. )" + number +
-                                                    R"("}}, "zintar": {"cid": "sale-)" + number + R"("}})");
+    const int status = zn::test::push(
+        subscription.endpoint, subscription.sealed(R"({"aps": {"alert": {"title": "Sale", "body": "No. )" + number +
+                                                   R"("}}, "zintar": {"cid": "sale-)" + number + R"("}})"));
     if (status != 201 || server.shown.wait(static_cast<std::size_t>(i)).size() < static_cast<std::size_t>(i)) {
       std::fprintf(stderr, "push %d did not come through (status %d)\n", i, status);
       return 1;

@@ -6,12 +6,7 @@
 #include <string_view>
 
 #include "ZNDevices/Freedesktop/FreedesktopDevice.h"
-#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNMessaging/ZNMessaging.h"
-#include "ZNPlatform/UIKit/UIApplication.h"
-#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
-#include "ZintarCore/UserSession.h"
-#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZNMessaging/Messaging.h"
 
 namespace {
 

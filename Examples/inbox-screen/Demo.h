@@ -5,10 +5,7 @@
 #include <iostream>
 #include <string>
 
-#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNPlatform/Foundation/Json.h"
-#include "ZNPlatform/HeadlessDevice.h"
-#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZNMessaging/Messaging.h"
 
 /// The device whose pumped main queue is this thread's; null, with a line on standard error, without a configuration.
 inline std::shared_ptr<zn::HeadlessDevice> startDemo(int count, char** arguments) {

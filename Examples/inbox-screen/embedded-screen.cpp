@@ -1,7 +1,6 @@
 // A host that embeds the ready-made inbox screen in a screen of its own, in its own colours. It draws what the screen's
 // views say; here as text, elsewhere with the toolkit at hand.
 #include "Demo.h"
-#include "ZNMessaging/ZNInbox/ZNInbox.h"
 #include "ZNMessaging/ZNInbox/ZNInboxUI/ZNInboxViewController.h"
 
 namespace {

@@ -1,6 +1,5 @@
 // A host that draws its own list of messages from the inbox's calls.
 #include "Demo.h"
-#include "ZNMessaging/ZNInbox/ZNInbox.h"
 
 namespace {
 

@@ -3,14 +3,7 @@
 #include <iostream>
 #include <string_view>
 
-#include "ZNAnalytics/ZNAnalytics.h"
-#include "ZNMessaging/ZNMessaging.h"
-#include "ZNPlatform/Foundation/Json.h"
-#include "ZNPlatform/Foundation/NSNotificationCenter.h"
-#include "ZNPlatform/HeadlessDevice.h"
-#include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
-#include "ZintarCore/UserSession.h"
-#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZNMessaging/Messaging.h"
 
 class ShopDelegate : public zn::Object {
  public:

@@ -1,12 +1,7 @@
 // The smallest host application: it hands a clicked push to the module and looks at the inbox.
 #include <iostream>
 
-#include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
-#include "ZNMessaging/ZNMessaging.h"
-#include "ZNPlatform/Foundation/Json.h"
-#include "ZNPlatform/HeadlessDevice.h"
-#include "ZintarCore/UserSession.h"
-#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZNMessaging/Messaging.h"
 
 class ScreenOpener : public ZNMessagingDelegate {
  public:

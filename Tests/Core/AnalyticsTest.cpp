@@ -11,6 +11,8 @@
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/Json.h"
 #include "ZintarCore/RetryPolicy_p.h"
+#include "ZintarCore/UserSession.h"
+#include "ZintarCore/ZNCoreUtils.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
 namespace {
@@ -148,6 +150,25 @@ TEST_F(AnalyticsTest, WhatTheServerRefusesByItselfIsSetAsideAndTheRestIsSent) {
   ASSERT_TRUE(refused);
   EXPECT_EQ(std::count(refused->begin(), refused->end(), '\n'), 2);
   EXPECT_EQ(zn::readFile(device.home() + "/Library/ZNAnalytics/Events.jsonl")->size(), 0u);
+}
+
+TEST_F(AnalyticsTest, ADeviceRecordNamesItsInstallationWhateverTokenItHas) {
+  const auto record = [this](const char* token) {
+    ZNCoreUtils::saveDeviceToken(token);
+    analytics.pushTokenUpdated();
+    device.device().waitUntilIdle();
+    const Value sentRecord = lastEvents().elements().back()["device"];
+    answer({Value::dictionary(), 200});
+    return sentRecord;
+  };
+  const Value first = record("c0de");
+  EXPECT_EQ(first["installation"].string().size(), 36u);
+  EXPECT_EQ(first["pushToken"], "c0de");
+  zn::UserSession::logIn("somebody");
+  zn::UserSession::logOut();
+  const Value next = record(nullptr);
+  EXPECT_EQ(next["installation"], first["installation"]);
+  EXPECT_TRUE(next["pushToken"].isNil());
 }
 
 TEST(Source, ALinkIsOneByAParameterWhoseNameBeginsWithUtm) {

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <limits>
 
+#include "Tests/Support/PlainDevice.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNPlatform/Foundation/File.h"
 #include "ZNPlatform/Foundation/NSNotificationCenter.h"
@@ -95,6 +96,24 @@ TEST(Configuration, AppliesAFileWithCommentsAndNamesThePlaceOfAnError) {
   for (const char* address : {"https://push.example", "http://127.1.2.3:8088", "http://[::1]", "http://LocalHost/x"}) {
     EXPECT_EQ(server(address), "");
   }
+}
+
+TEST(Configuration, AnAccountThatIsLeftInactiveIsReportedOnceForEachReason) {
+  auto& log = zn::test::PlainDevice::installed().log();
+  const auto& manager = ZNConfigDataManager::sharedInstance();
+  const auto isReported = [&](const char* reason) {
+    for (int i = 0; i < 2; ++i) EXPECT_FALSE(manager->isAccountActive());
+    const auto lines = log.take();
+    return lines.size() == 1 && lines[0].find(reason) != std::string::npos;
+  };
+  EXPECT_TRUE(isReported("no configuration is loaded"));
+  manager->apply(Value::dictionary());
+  EXPECT_TRUE(isReported("does not say \"accountActive\": true"));
+  manager->apply(Value::dictionary({{"accountActive", true}}));
+  EXPECT_TRUE(manager->isAccountActive());
+  manager->apply(Value::dictionary({{"accountActive", false}}));
+  EXPECT_FALSE(manager->isAccountActive());
+  EXPECT_EQ(log.count(), 0u) << "it was said";
 }
 
 struct PostCounter {

@@ -1,12 +1,16 @@
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <set>
 
 #include "Tests/Devices/DesktopTest.h"
 #include "Tests/Support/InTheWay.h"
+#include "ZNPlatform/Foundation/File.h"
 
 namespace {
 
 using zn::Value;
+using zn::test::Subscription;
 
 class DesktopPushTest : public zn::test::DesktopTest {
  protected:
@@ -16,20 +20,17 @@ class DesktopPushTest : public zn::test::DesktopTest {
     distributor_ = std::make_unique<zn::test::DistributorProcess>(*session_);
     startServer();
   }
-  /// The endpoint in the next token.
-  std::string endpoint() {
-    const Value token = host_->told("token")["token"];
-    return std::string(zn::parseJson(token.string()).value_or(zn::nil)["endpoint"].string());
-  }
-  std::string registered() {
+  /// In the next token.
+  Subscription subscription() { return Subscription::of(std::string(host_->told("token")["token"].string())); }
+  Subscription registered() {
     host_->run(R"({"do": "register"})");
-    return endpoint();
+    return subscription();
   }
   static std::string payload(const std::string& campaign) {
     return R"({"aps": {"alert": {"title": ")" + campaign + R"("}}, "zintar": {"cid": ")" + campaign + "\"}}";
   }
-  static int push(const std::string& endpoint, const std::string& campaign) {
-    return zn::test::push(endpoint, payload(campaign));
+  static int push(const Subscription& to, const std::string& campaign) {
+    return zn::test::push(to.endpoint, to.sealed(payload(campaign)));
   }
   /// The campaign of the next push that the application gets.
   std::string pushed() {
@@ -49,28 +50,28 @@ TEST_F(DesktopPushTest, AMessageIsKeptShownAndDeliveredByEitherVersion) {
   for (const char* version : {"1", "2"}) {
     distributor_->start({"--only", version});
     startHost();
-    const std::string there = registered();
+    const Subscription there = registered();
     EXPECT_EQ(push(there, version), 201);
     EXPECT_EQ(pushed(), version);
     EXPECT_EQ(nextShown()["title"], version);
-    EXPECT_EQ(zn::test::push(there, "no JSON"), 201);
+    EXPECT_EQ(zn::test::push(there.endpoint, there.sealed("no JSON")), 201);
     EXPECT_TRUE(host_->tellsOf("no JSON object"));
-    EXPECT_EQ(zn::test::push(there, R"({"zintar": {"cid": "silent", "silentPush": 1}})"), 201);
+    EXPECT_EQ(zn::test::push(there.endpoint, there.sealed(R"({"zintar": {"cid": "silent", "silentPush": 1}})")), 201);
     pushed();
     EXPECT_EQ(kept().back(), version);
-    EXPECT_EQ(zn::test::push(there, std::string(4097, 'x')), 413);
-    EXPECT_EQ(zn::test::push(there, ""), 400);
-    EXPECT_EQ(zn::test::push(there + "0", "x"), 404);
+    EXPECT_EQ(zn::test::push(there.endpoint, std::string(4097, 'x')), 413);
+    EXPECT_EQ(zn::test::push(there.endpoint, ""), 400);
+    EXPECT_EQ(zn::test::push(there.endpoint + "0", "x"), 404);
     EXPECT_EQ(host_->end(), 0);
     distributor_->end(SIGTERM);
   }
-  EXPECT_EQ(server_->shown.count(), 2u);
+  EXPECT_EQ(server_->shown.wait(2).size(), 2u);
 }
 
 TEST_F(DesktopPushTest, NothingIsLostOrDoubledWhileAnybodyIsAway) {
   distributor_->start();
   startHost();
-  const std::string there = registered();
+  const Subscription there = registered();
   host_->kill();
   EXPECT_EQ(push(there, "a"), 201);
   distributor_->end(SIGKILL);
@@ -83,7 +84,7 @@ TEST_F(DesktopPushTest, NothingIsLostOrDoubledWhileAnybodyIsAway) {
   EXPECT_EQ(pushed(), "b");
   distributor_->end(SIGKILL);
   distributor_->start();
-  EXPECT_EQ(registered(), there);
+  EXPECT_TRUE(registered() == there);
   EXPECT_EQ(push(there, "c"), 201);
   EXPECT_EQ(pushed(), "c");
   EXPECT_EQ(kept(), (Texts{"a", "b", "c"}));
@@ -92,7 +93,7 @@ TEST_F(DesktopPushTest, NothingIsLostOrDoubledWhileAnybodyIsAway) {
 TEST_F(DesktopPushTest, WhatCannotBeKeptIsShownOnceAndComesAgainUntilItIs) {
   distributor_->start();
   startHost();
-  const std::string there = registered();
+  const Subscription there = registered();
   EXPECT_EQ(push(there, "a"), 201);
   EXPECT_FALSE(distributor_->logged("delivered").isNil());
   {
@@ -103,16 +104,16 @@ TEST_F(DesktopPushTest, WhatCannotBeKeptIsShownOnceAndComesAgainUntilItIs) {
   }
   EXPECT_FALSE(distributor_->logged("delivered").isNil());
   EXPECT_EQ(kept(), (Texts{"a", "b"}));
-  EXPECT_EQ(server_->shown.count(), 2u);
+  EXPECT_EQ(server_->shown.wait(2).size(), 2u);
 }
 
 TEST_F(DesktopPushTest, ADistributorThatMisbehavesWithMessagesDoublesNone) {
   distributor_->start({"--fault", R"({"twice": true, "unknownToken": true, "newEndpointAfter": 2})"});
   startHost();
-  const std::string there = registered();
+  const Subscription there = registered();
   for (const char* campaign : {"a", "b"}) EXPECT_EQ(push(there, campaign), 201);
-  const std::string another = endpoint();
-  EXPECT_NE(another, there);
+  const Subscription another = subscription();
+  EXPECT_NE(another.endpoint, there.endpoint);
   EXPECT_EQ(push(another, "c"), 201);
   EXPECT_EQ(nextShown()["title"], "a");
   EXPECT_EQ(nextShown()["title"], "b");
@@ -131,13 +132,93 @@ TEST_F(DesktopPushTest, ARegistrationThatFailsIsTriedAgain) {
   // The next one refuses once, answers late, and forgets the application after its first message.
   distributor_->start({"--fault", R"({"refuse": "NETWORK", "times": 1, "delaySeconds": 0.2, "unregisterAfter": 1})"});
   EXPECT_TRUE(host_->tellsOf("NETWORK"));
-  const std::string first = endpoint();
+  const Subscription first = subscription();
   EXPECT_EQ(push(first, "a"), 201);
   EXPECT_EQ(pushed(), "a");
-  const std::string second = endpoint();
-  EXPECT_NE(second, first);
+  const Subscription second = subscription();
+  EXPECT_NE(second.endpoint, first.endpoint);
+  EXPECT_NE(second.p256dh, first.p256dh);
   EXPECT_EQ(push(second, "b"), 201);
   EXPECT_EQ(pushed(), "b");
+}
+
+TEST_F(DesktopPushTest, WhatWasNotSealedForItIsLeftUnusedAndNotShown) {
+  distributor_->start();
+  startHost();
+  const Subscription there = registered();
+  const std::string body = there.sealed(payload("a"));
+  for (int times = 0; times < 2; ++times) EXPECT_EQ(zn::test::push(there.endpoint, body), 201);
+  EXPECT_TRUE(host_->tellsOf("it came before"));
+  EXPECT_EQ(zn::test::push(there.endpoint, payload("secret")), 201);
+  const std::string line(host_->told("diagnostic")["text"].string());
+  EXPECT_NE(line.find("acceptPlainPushes"), std::string::npos) << line;
+  EXPECT_EQ(line.find("secret"), std::string::npos) << line;
+  std::string changed = there.sealed(payload("b"));
+  changed.back() ^= 1;
+  EXPECT_EQ(zn::test::push(there.endpoint, changed), 201);
+  EXPECT_TRUE(host_->tellsOf("changed on its way"));
+  EXPECT_EQ(host_->end(), 0);
+  startHost();
+  EXPECT_TRUE(registered() == there);
+  EXPECT_EQ(zn::test::push(there.endpoint, body), 201);
+  EXPECT_TRUE(host_->tellsOf("it came before")) << "a process later, too";
+  EXPECT_EQ(host_->end(), 0);
+  host_->arguments = {"plain"};
+  startHost();
+  registered();
+  EXPECT_EQ(zn::test::push(there.endpoint, payload("plain")), 201);
+  EXPECT_EQ(pushed(), "plain");
+  EXPECT_EQ(kept(), (Texts{"a", "plain"}));
+  EXPECT_EQ(nextShown()["title"], "a");
+  EXPECT_EQ(nextShown()["title"], "plain");
+}
+
+TEST_F(DesktopPushTest, AnotherOwnerAndLostKeysMakeAnotherRegistration) {
+  distributor_->start();
+  startHost();
+  host_->run(R"({"do": "logIn", "user": "a"})");
+  Subscription last = registered();
+  const auto isRenewed = [&](const char* why) {
+    const Subscription now = subscription();
+    EXPECT_NE(now.endpoint, last.endpoint) << why;
+    EXPECT_NE(now.p256dh, last.p256dh) << why;
+    EXPECT_NE(now.auth, last.auth) << why;
+    EXPECT_EQ(push(now, why), 201);
+    EXPECT_EQ(pushed(), why);
+    EXPECT_FALSE(distributor_->logged("unregistered").isNil()) << why;
+    EXPECT_EQ(push(last, "late"), 404) << why;
+    last = now;
+  };
+  host_->run(R"({"do": "logIn", "user": "b"})");
+  isRenewed("another user");
+  host_->run(R"({"do": "optOut", "out": true})");
+  isRenewed("opted out");
+  const std::string file = host_->home() + "/Library/DesktopPush";
+  const zn::Data bytes = zn::readFile(file).value_or(zn::Data());
+  std::string state(bytes.begin(), bytes.end());
+  EXPECT_EQ(std::filesystem::status(file).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  EXPECT_EQ(host_->end(), 0);
+  state.replace(state.find("\"private\":\"") + 14, 4, "AAAA");
+  std::ofstream(file) << state;
+  host_->start();
+  EXPECT_TRUE(host_->tellsOf("keys of the registration are lost"));
+  isRenewed("a damaged key");  // by itself, since the server goes by the old one
+  for (const char* contents : {"", "{\"token\": "}) {
+    EXPECT_EQ(host_->end(), 0);
+    std::ofstream(file) << contents;
+    host_->start();
+    EXPECT_NE(std::exchange(last, subscription()).p256dh, last.p256dh);
+  }
+  EXPECT_EQ(host_->end(), 0);
+  {
+    const zn::test::InTheWay folder(file);
+    host_->start();
+    const Subscription kept = subscription();
+    EXPECT_EQ(push(kept, "unwritable"), 201);
+    EXPECT_EQ(pushed(), "unwritable");
+    EXPECT_EQ(host_->end(), 0);
+  }
 }
 
 TEST_F(DesktopPushTest, TheApplicationsNameIsTakenOnceAnEarlierProcessLeavesIt) {
@@ -152,7 +233,7 @@ TEST_F(DesktopPushTest, TheApplicationsNameIsTakenOnceAnEarlierProcessLeavesIt) 
   host_->run(R"({"do": "register"})");
   EXPECT_TRUE(host_->tellsOf("another process has the name com.example.Shop"));
   earlier.reset();
-  EXPECT_EQ(push(endpoint(), "a"), 201);
+  EXPECT_EQ(push(subscription(), "a"), 201);
   EXPECT_EQ(pushed(), "a");
 }
 
@@ -160,7 +241,7 @@ TEST_F(DesktopPushTest, ABurstArrivesWholeAlthoughTheDistributorIsKilledInIt) {
   constexpr int kCount = 5000;
   distributor_->start();
   startHost();
-  const std::string there = registered();
+  const Subscription there = registered();
   const auto start = std::chrono::steady_clock::now();
   std::set<std::string> sent;
   for (int number = 0; number < kCount; ++number) {

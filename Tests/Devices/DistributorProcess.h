@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "Tests/Support/PrivateSession.h"
+#include "ZNDevices/Freedesktop/WebPush/PushMessage_p.h"
 #include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 
 namespace zn::test {
 
@@ -52,5 +54,26 @@ inline int push(const std::string& endpoint, const std::string& body, const http
   const auto result = client->Post(endpoint.substr(path), headers, body, "application/octet-stream");
   return result ? result->status : 0;
 }
+
+/// What a server needs to push to an application.
+struct Subscription {
+  std::string endpoint;
+  Data p256dh, auth;
+
+  static Subscription of(const std::string& token) {
+    const Value all = parseJson(token).value_or(nil);
+    const auto key = [&](const char* name) {
+      return dataFromBase64UrlText(all["keys"][name].string()).value_or(Data());
+    };
+    return {std::string(all["endpoint"].string()), key("p256dh"), key("auth")};
+  }
+  std::string sealed(const std::string& text) const {
+    const auto key = P256Key::ofPublic(p256dh);
+    if (!key) return "";
+    const Data body = webpush::seal(*key, auth, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    return {body.begin(), body.end()};
+  }
+  bool operator==(const Subscription&) const = default;
+};
 
 }  // namespace zn::test

@@ -16,10 +16,12 @@ class HostProcess {
   void start() {
     std::vector<std::string> command = launcher;
     command.insert(command.end(), {ZN_DESKTOP_HOST, home()});
+    command.insert(command.end(), arguments.begin(), arguments.end());
     process_ = std::make_unique<Process>(command, session_.environment());
     told("ready");
   }
-  std::vector<std::string> launcher;  ///< what it is started with, such as a sandbox
+  std::vector<std::string> arguments;  ///< more of them
+  std::vector<std::string> launcher;   ///< what it is started with, such as a sandbox
   /// As it ends by itself; the exit status.
   int end() {
     process_->endInput();

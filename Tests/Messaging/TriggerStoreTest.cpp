@@ -53,6 +53,14 @@ TEST_F(TriggerStore, MergesDropsAndSortsByExactTimesWithWhatIsNoneLast) {
                     sent("f", "active", kNow, kNanoseconds + 1), sent("g", "active", kNow, Value::array(), 9)}),
       true);
   EXPECT_EQ(ids(*store), "fedag");
+  const auto log = device.log();
+  for (const char* line :
+       {"Device Triggers -- Campaigns that came: 6, dropped: 3, kept: 3",
+        "Device Triggers -- Dropped campaign \"c\": its status is \"stopped\" 🛑",
+        "Device Triggers -- Campaigns that came: 5, dropped: 2, kept: 5",
+        "Device Triggers -- Dropped entry 3 of the answer: it is malformed: \"odd\" is no dictionary 🛑"}) {
+    EXPECT_EQ(std::ranges::count(log, line), 1) << line;
+  }
   store->saveDeviceTriggerCampaigns(Value::array({sent("e", "stopped"), sent("d", "expired"), sent("a", "stopped"),
                                                   sent("f", "stopped"), sent("g", "stopped")}),
                                     true);

@@ -1,26 +1,13 @@
 # Variables: source, build (folders of the project), work (a folder of the test's own), compiler, flags, launcher,
 # generator (what the project was built with).
 
-function(run_or_fail what output)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT result EQUAL 0)
-    message(FATAL_ERROR "${what} failed (${result}):\n${out}${err}")
-  endif()
-  set(${output} "${out}${err}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/Steps.cmake)
 
 function(build_against_package project target)
   run_or_fail("configuring ${target}" log ${CMAKE_COMMAND} -S ${project} -B ${work}/${target} -G ${generator}
               -DCMAKE_PREFIX_PATH=${work}/elsewhere -DCMAKE_CXX_COMPILER=${compiler} "-DCMAKE_CXX_FLAGS=${flags}"
               -DCMAKE_CXX_COMPILER_LAUNCHER=${launcher})
   run_or_fail("building ${target}" log ${CMAKE_COMMAND} --build ${work}/${target})
-endfunction()
-
-function(expect_output what expected)
-  run_or_fail("${what}" output ${ARGN})
-  if(NOT output STREQUAL expected)
-    message(FATAL_ERROR "${what}: expected:\n${expected}\nbut got:\n${output}")
-  endif()
 endfunction()
 
 # A path with blanks, as a user may have it.
@@ -60,6 +47,11 @@ set(host ${work}/intercepted-host/intercepted-host ${configuration})
 set(click "the shop hears of a click on parcel\nthe click is dealt with\n")
 expect_output("the example without the proxy" "${click}" ${host})
 expect_output("the example with the proxy" "the module broadcasts the click\n${click}" ${host} with-proxy)
+
+build_against_package(${source}/Examples/event-loop-host event-loop-host)
+run_or_fail("the example with an event loop" log ${CMAKE_COMMAND} -E env ZN_LOG=1
+            python3 -B ${CMAKE_CURRENT_LIST_DIR}/event_loop.py ${work}/event-loop-host/event-loop-host
+            ${work}/elsewhere/bin/zinserver ${source}/Examples ${work})
 
 if(EXISTS ${work}/elsewhere/include/zintar/ZNDevices/Freedesktop/FreedesktopDevice.h)
   build_against_package(${source}/Examples/glib-host glib-host)

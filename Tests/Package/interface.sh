@@ -12,6 +12,23 @@ cd "$installed/include/zintar"
 find . -name '*.h' -printf '%P\n' | sort | comm -23 - <(echo "$tried") |
   xargs -P2 -I{} "$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Werror -I. -include {} -x c++ /dev/null
 
+# A program that is compiled in the wrong way is told so by one sentence, which no other errors drown.
+expect_one_sentence() {  # SENTENCE FLAG...
+  local sentence=$1 each output
+  shift
+  for each in g++ clang++; do
+    command -v "$each" >/dev/null || continue
+    output=$("$each" -fsyntax-only -I. "$@" -include ZNMessaging/Messaging.h -x c++ /dev/null 2>&1) || true
+    if [[ $output != *"$sentence"* || $(wc -l <<<"$output") -gt 10 ]]; then
+      printf 'with %s %s:\n%s\n' "$each" "$*" "$output" >&2
+      exit 1
+    fi
+  done
+}
+expect_one_sentence "ZNMessaging needs C++20: compile with -std=c++20 or newer" -std=c++17
+expect_one_sentence "needs run-time type information: compile without -fno-rtti" -std=c++20 -fno-rtti
+expect_one_sentence "needs exceptions: compile without -fno-exceptions" -std=c++20 -fno-exceptions
+
 mapfile -t libraries < <(find "$installed" -name 'libZ*.so')
 ((${#libraries[@]})) || { echo "no library is installed" >&2; exit 1; }
 ours='^(_Z(T[VITS]|Tv?hn?[0-9_]+|GV)?Z*(N[rVKRO]*)?[0-9]+(zn|ZN|NS|UI|UN|getNamedProperty|zin_swizzle)|k[A-Z]|Zintar_|ZN|UI|UN|UserNotification)'

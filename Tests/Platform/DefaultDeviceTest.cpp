@@ -58,7 +58,7 @@ class DefaultDeviceDeathTest : public testing::Test {
 }
 
 TEST_F(DefaultDeviceDeathTest, IsInstalledByTheFirstUseAndOnlyOnce) {
-  EXPECT_EXIT(useTheDefaultDevice(), testing::ExitedWithCode(0), "main: 1, a device is installed already");
+  EXPECT_EXIT(useTheDefaultDevice(), testing::ExitedWithCode(0), "main: 1, the default device is installed already, by a use of the library before");
   EXPECT_TRUE(std::filesystem::is_directory(folder_ + "/zintar/Library"));
   EXPECT_THROW(zn::Device::install(std::make_shared<zn::Device>()), zn::Exception) << "it has no clock";
 }

@@ -33,11 +33,17 @@ refused() {
   expect 2 '{"exists": false, "path": "x"}' "zinsim: line 4: $2" "$1"
 }
 
-# What a command does not know is ignored, but not silently; null is as good as nothing.
+# What a command does not know is ignored, but not silently, or refused; null is as good as nothing.
 printf '%s\n' '{"do": "exists", "path": "x", "pth": 1, "_mine": 2, "comment": "c"}' \
   '{"do": "tap", "payload": {}, "action": null}' >spare
+problem='zinsim: line 1: "exists" has no field "pth" (did you mean "path"?)'
 go <spare
-expect 0 '{"exists": false, "path": "x"}' 'zinsim: line 1: "exists" has no field "pth", which is ignored' "spare fields"
+expect 0 '{"exists": false, "path": "x"}' "$problem, which is ignored" "spare fields"
+go --strict <spare
+expect 2 '' "$problem" "spare fields, --strict"
+echo '{"do": "badge", "is": 1, "quietly": true}' >strange
+go --strict strange
+expect 2 '' 'zinsim: strange: line 1: "badge" has no field "quietly" (it has "is")' "a strange field"
 
 refused '{"do": "tap"}' '"tap" needs the field "payload"'
 refused '{"do": "fly"}' 'unknown command "fly"'
@@ -69,6 +75,27 @@ go --help
 printf '{"do": "exists", "path": "x"}\r\n  \t\r\n{"do": "track", "event": "e"}' >lines
 go --only event - <lines
 expect 0 '{"event": "e", "attributes": {}, "interactive": true}' '' "--only event"
+
+# What is expected of a scenario: written, met, missed; kinds that do not count.
+go --expect lines.expected lines
+expect 2 '' 'zinsim: lines.expected: No such file or directory; --update writes it' "nothing to compare with"
+go --expect lines.expected --update lines
+expect 0 '' 'zinsim: lines.expected is updated' "--update"
+go --expect lines.expected --update lines
+expect 0 '' '' "--update without a difference"
+sed -i 's/"e"/"f"/' lines.expected
+go --expect lines.expected lines
+expect 1 '--- lines.expected
++++ what is printed
+@@ -1,2 +1,2 @@
+ {"exists": false, "path": "x"}
+-{"event": "f", "attributes": {}, "interactive": true}
++{"event": "e", "attributes": {}, "interactive": true}' '' "a difference"
+go --expect lines.expected --except log --except event lines
+expect 0 '' '' "a difference that does not count"
+sed -i 's/"x"/"y"/' lines.expected
+go --expect lines.expected --except event lines
+[ "$status" = 1 ] || fail "a difference beside one that does not count: status $status"
 
 # Without --home nothing stays behind.
 mkdir tmp

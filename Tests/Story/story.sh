@@ -60,6 +60,12 @@ story_of --payload wild.json
 tells "a [31mb c" "holds 1 message"
 if grep -q '[[:cntrl:]]' story.txt; then complain "control characters reach the terminal"; fi
 
+# What is wrong with a payload is said before its story.
+printf '{"aps": {"alert": "a"}, "zintar": {"cid": 7}}' >campaign.json
+"$zinstory" --payload campaign.json >story.txt 2>err.txt || complain "a payload with a mistake has no story"
+grep -q '^campaign.json:1:43: error: "cid" is a number, not text' err.txt || complain "a mistake is told as: $(<err.txt)"
+tells "campaign.json" "clicked"
+
 # Events: one campaign fires with what the server says now, one with what was stored before the server was stopped.
 story_of --payload "$examples/silent.json" --campaigns "$campaigns"
 tells "added      order-10371" "added      back-in-stock-7" "added      order-10482-shipped" "unread     2" \
@@ -72,10 +78,8 @@ tells "added      order-10371" "added      back-in-stock-7" "added      order-10
 
 printf '{\n  "aps": {"alert": "x",}\n}\n' >comma.json
 printf '\n  [1]\n' >array.json
-printf '{"zintar": {"cid": 7}}' >campaign.json
 refuses 1 'zinstory: comma.json: line 2, column 24: a key in double quotes is missing' --payload comma.json
 refuses 1 'zinstory: array.json: line 2, column 3: a payload must be a JSON object, not an array' --payload array.json
-refuses 1 'zinstory: campaign.json: key "zintar.cid" must hold a string, not a number' --payload campaign.json
 refuses 2 'zinstory: no payload is named'
 
 # Asked to end, it ends with its server and puts everything away.

@@ -35,7 +35,8 @@ Value DesktopStore::load() {
   }
   std::string error;
   const std::string aside = keepAside(path_, &error);
-  device_.systemLog->diagnostic(problem + (aside.empty() ? "; " + error : "; it is kept as " + aside));
+  if (!aside.empty()) error = "it is kept as " + aside;
+  device_.systemLog->diagnostic(problem + (error == problem ? "" : "; " + error));
   return Value::dictionary();
 }
 

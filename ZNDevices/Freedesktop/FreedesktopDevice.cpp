@@ -13,9 +13,13 @@
 #include "ZNDevices/Freedesktop/PushDelivery_p.h"
 #include "ZNDevices/Freedesktop/Sandbox_p.h"
 #include "ZNPlatform/Foundation/File.h"
-#include "ZNPlatform/Foundation/Json.h"
+#include "ZNPlatform/Foundation/NSNotificationCenter.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZNPlatform/HomeDirectories.h"
 #include "ZNPlatform/UIKit/UIApplication.h"
+#include "ZintarCore/UserSession.h"
+#include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNCoreUtils.h"
 
 namespace zn {
 
@@ -31,13 +35,18 @@ HeadlessDevice::Options headless(const FreedesktopDevice::Options& options) {
 FreedesktopDevice::Options completed(FreedesktopDevice::Options options) {
   if (options.name.empty()) options.name = options.applicationID;
   if (options.icon.empty()) options.icon = options.applicationID;
+  P256Key::prepare();  // not installed yet, the device does not end yet with the process
+  const auto key = dataFromBase64UrlText(options.vapidKey);
+  if (!options.vapidKey.empty() && !(key && P256Key::ofPublic(*key))) {
+    throw Exception("vapidKey is no public key: it takes 65 bytes of an uncompressed key on P-256, in base64url");
+  }
   return options;
 }
 
-/// The device token: the subscription as the web writes it, compact and with sorted keys.
-Data tokenOf(const std::string& endpoint) {
-  const std::string text = jsonText(Value::dictionary({{"endpoint", endpoint}}));
-  return {text.begin(), text.end()};
+/// Whose push registrations are: another user's, and one after another decision about push, are others.
+std::string ownerOfRegistrations() {
+  const bool isOptedOut = !ZNConfigDataManager::sharedInstance()->isPushNotificationEnabled();
+  return std::to_string(UserSession::resets()) + (isOptedOut ? " opted out" : "");
 }
 
 /// The request to another process to do what this one was started for.
@@ -95,7 +104,8 @@ struct FreedesktopDevice::Parts {
         daemon(bus, {options.applicationID, options.name, options.icon}, notifications),
         portal(bus, notifications, isSandboxed()),
         delivery(owner, bus, notifications),
-        push(owner, bus, file("DesktopPush"), options.applicationID, options.name, receiver()),
+        push(owner, bus, file("DesktopPush"),
+             {options.applicationID, options.name, options.vapidKey, options.acceptPlainPushes}, receiver()),
         application(
             placed(owner.application, std::make_unique<DesktopApplication>(owner, bus, file("DesktopApplication"),
                                                                            options.applicationID, hooks()))) {
@@ -116,15 +126,26 @@ struct FreedesktopDevice::Parts {
 
   PushConnector::Receiver receiver() {
     const auto onMain = [this](auto tell) { device.queues->async(Queue::main, std::move(tell)); };
-    return {[onMain](const std::string& endpoint) {
-              onMain([endpoint] { UIApplication::sharedApplication()->deliverDeviceToken(tokenOf(endpoint)); });
+    return {[onMain](const std::string& subscription) {
+              onMain([token = Data(subscription.begin(), subscription.end())] {
+                UIApplication::sharedApplication()->deliverDeviceToken(token);
+              });
             },
             [onMain](const std::string& why) {
               onMain([why] { UIApplication::sharedApplication()->deliverRegistrationFailure(why); });
             },
-            [this](const Data& message, const std::string& identifier, bool isRepeated) {
+            [this](std::string_view message, const std::string& identifier, bool isRepeated) {
               return delivery.received(message, identifier, isRepeated);
             }};
+  }
+
+  void watchOwner() {
+    const auto changed = [this](const NSNotification&) {
+      bus.perform([this] { push.belongsTo(ownerOfRegistrations()); });
+    };
+    for (const char* name : {kNotificationNameUserReset, kNotificationNamePushConsentChanged}) {
+      NSNotificationCenter::defaultCenter()->addObserver(watcher, name, changed);
+    }
   }
 
   DesktopApplication::Hooks hooks() {
@@ -145,6 +166,7 @@ struct FreedesktopDevice::Parts {
   PushDelivery delivery;
   PushConnector push;
   DesktopApplication& application;
+  const std::shared_ptr<void> watcher = std::make_shared<int>();  // of the owner's changes
 };
 
 FreedesktopDevice::FreedesktopDevice(Options options)
@@ -158,7 +180,11 @@ void FreedesktopDevice::shutDown() {
 }
 
 void FreedesktopDevice::start() {
-  parts_->bus.perform([parts = parts_.get()] { parts->notifications.start(); });
+  parts_->watchOwner();
+  parts_->bus.perform([parts = parts_.get()] {
+    parts->notifications.start();
+    parts->push.start(ownerOfRegistrations());
+  });
   parts_->bus.connect({&parts_->daemon, &parts_->portal, &parts_->push, &parts_->application});
 }
 

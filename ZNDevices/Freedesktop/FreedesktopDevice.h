@@ -34,8 +34,13 @@ class ZN_EXPORT DesktopHost {
 /// The session may lack any of what it talks to, and any of that may come late, go away, hang or answer nonsense: no
 /// call waits for it. What the session lacks is told once, as a diagnostic of the system log; `missing` lists it.
 ///
+/// A device token is a subscription as the web writes it, {"endpoint":"…","keys":{"auth":"…","p256dh":"…"}}, and a push
+/// a message that is encrypted for it (RFC 8291), whose text is the payload as JSON. The keys are made with each
+/// registration, which is made anew for another user (zn::UserSession), when the user opts out of push or in again, and
+/// where the old one cannot be read: the application then gets another token.
+///
 /// On disk, below the home, mode 0600: Library/DesktopNotifications (permission, and what waits or stands on the
-/// screen), Library/DesktopPush (the push registration), Library/DesktopApplication (the badge).
+/// screen), Library/DesktopPush (the push registration with its private key), Library/DesktopApplication (the badge).
 ///
 /// Thread: any, unless an operation says otherwise. Lives until the process ends, once it is installed.
 class ZN_EXPORT FreedesktopDevice : public HeadlessDevice {
@@ -54,9 +59,16 @@ class ZN_EXPORT FreedesktopDevice : public HeadlessDevice {
     /// takes links of its own scheme adds that.
     std::vector<std::string> linkSchemes = {"http", "https", "mailto"};
     std::string busAddress;  ///< empty: the session's bus
+    /// The public VAPID key of who sends the pushes (RFC 8292), in base64url, as `zinpush --print-key` prints it: a
+    /// push server then takes pushes from nobody else. Empty: from whoever knows the endpoint.
+    std::string vapidKey;
+    /// Takes pushes that are not encrypted, too: for development, since whoever carries one can read it, and whoever
+    /// learns the endpoint can make one.
+    bool acceptPlainPushes = false;
   };
 
-  /// Throws Exception as HeadlessDevice does. Nothing is sent or delivered before `start`.
+  /// Throws Exception as HeadlessDevice does, and for a `vapidKey` that is none. Nothing is sent or delivered before
+  /// `start`.
   explicit FreedesktopDevice(Options options);
   ~FreedesktopDevice() override;
 

@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <utility>
 
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/TextEncoding.h"
+#include "ZintarCore/ZNCoreUtils.h"
 
 namespace zn {
 
@@ -20,9 +22,8 @@ constexpr const char* kDistributors[] = {"org.unifiedpush.Distributor2", "org.un
 constexpr double kPatience = 30;   // seconds; a distributor may have to ask its server first
 constexpr double kFirstPause = 5;  // between attempts to register
 constexpr double kLongestPause = 3600;
-constexpr std::size_t kLongestMessage = 4096;
 constexpr std::size_t kLongestEndpoint = 1000;
-constexpr std::size_t kMostSeen = 1000;
+constexpr std::size_t kMostFormer = 16;
 
 /// A UUID of version 4, of the system's random numbers.
 std::string randomToken() {
@@ -40,38 +41,71 @@ bool isMissing(const std::string& error) {
          error == SD_BUS_ERROR_UNKNOWN_OBJECT || error == SD_BUS_ERROR_INVALID_ARGS;
 }
 
-bool contains(const std::deque<std::string>& list, const std::string& wanted) {
-  return std::find(list.begin(), list.end(), wanted) != list.end();
+std::optional<webpush::Secrets> secretsOf(const Value& kept) {
+  const auto bytes = [&](const char* key) { return dataFromBase64UrlText(kept[key].string()).value_or(Data()); };
+  auto key = P256Key::ofPair(bytes("private"), bytes("p256dh"));
+  Data auth = bytes("auth");
+  if (!key || auth.size() != webpush::kAuthSize) return std::nullopt;
+  return webpush::Secrets{*std::move(key), std::move(auth)};
+}
+
+Value textsOf(const std::deque<std::string>& list) {
+  Value texts = Value::array();
+  for (const std::string& each : list) texts.append(each);
+  return texts;
 }
 
 }  // namespace
 
-PushConnector::PushConnector(Device& device, SessionBus& bus, const std::string& file, std::string applicationID,
-                             std::string description, Receiver receiver)
+PushConnector::PushConnector(Device& device, SessionBus& bus, const std::string& file, Options options,
+                             Receiver receiver)
     : device_(device),
       bus_(bus),
-      applicationID_(std::move(applicationID)),
-      description_(std::move(description)),
+      options_(std::move(options)),
       receiver_(std::move(receiver)),
       store_(device, bus, file, [this] { return state(); }) {
   load();  // at once: an application asks at its start whether it is registered
 }
 
 Value PushConnector::state() const {
-  Value seen = Value::array();
-  for (const std::string& each : seen_) {
-    if (!contains(unkept_, each)) seen.append(each);
+  std::deque<std::string> seen = seen_;
+  for (const std::string& each : unkept_) std::erase(seen, each);
+  Value keys;
+  if (keys_) {
+    keys = Value::dictionary({{"private", base64UrlText(keys_->key.privateKey())},
+                              {"p256dh", base64UrlText(keys_->key.publicKey())},
+                              {"auth", base64UrlText(keys_->auth)}});
   }
-  return Value::dictionary({{"token", token_}, {"distributor", distributor_}, {"endpoint", endpoint_}, {"seen", seen}});
+  return Value::dictionary({{"owner", owner_},
+                            {"token", token_},
+                            {"keys", keys},
+                            {"former", textsOf(former_)},
+                            {"distributor", distributor_},
+                            {"endpoint", endpoint_},
+                            {"seen", textsOf(seen)}});
 }
 
 void PushConnector::load() {
   const Value state = store_.load();
+  owner_ = state["owner"].string();
   token_ = state["token"].string();
   distributor_ = state["distributor"].string();
   endpoint_ = state["endpoint"].string();
+  for (const Value& each : state["former"].elements()) former_.emplace_back(each.string());
   for (const Value& each : state["seen"].elements()) seen_.emplace_back(each.string());
+  keptKeys_ = state["keys"];
   isRegistered_ = !endpoint_.empty();
+}
+
+void PushConnector::start(const std::string& owner) {
+  keys_ = secretsOf(std::exchange(keptKeys_, nil));
+  if (!token_.empty() && !keys_) {
+    device_.systemLog->diagnostic("push: the keys of the registration are lost; it is made anew");
+    forget();
+  }
+  belongsTo(owner);
+  // What the module gave to the server is dead then, and it registers by itself only where there is a registration.
+  if (!isRegistered_ && !ZNCoreUtils::getDeviceToken().isNil()) registerForPush();
 }
 
 void PushConnector::registerForPush() {
@@ -79,7 +113,7 @@ void PushConnector::registerForPush() {
     isWanted_ = true;
     lastFailure_.clear();  // every request is answered
     if (!hindrance_.empty()) return fail(hindrance_);
-    if (isRegistered_ && told_ == endpoint_) return receiver_.registered(endpoint_);
+    if (!told_.empty() && told_ == subscription()) return receiver_.registered(told_);
     findDistributor();
   });
 }
@@ -107,9 +141,10 @@ void PushConnector::disconnected() {
 
 void PushConnector::nameIsOurs(bool isOurs) {
   if (!isOurs) {
-    const bool isName = sd_bus_service_name_is_valid(applicationID_.c_str()) > 0;
-    return hinder(isName ? "another process has the name " + applicationID_ + " on the session's bus"
-                         : "\"" + applicationID_ + "\" cannot be a name on the session's bus");
+    const std::string& name = options_.applicationID;
+    const bool isName = sd_bus_service_name_is_valid(name.c_str()) > 0;
+    return hinder(isName ? "another process has the name " + name + " on the session's bus"
+                         : "\"" + name + "\" cannot be a name on the session's bus");
   }
   isNameOurs_ = true;
   hindrance_.clear();
@@ -201,6 +236,7 @@ void PushConnector::registerWith(const std::string& distributor, Version version
   isAsking_ = true;
   if (token_.empty()) {
     // On the disk first: what is sent to an endpoint whose token a crash made unknown would be lost.
+    keys_ = webpush::Secrets::make();
     token_ = randomToken();
     return store_.changed([this, distributor, version, attempt = attempts_] {
       if (attempt == attempts_) registerWith(distributor, version);
@@ -209,10 +245,12 @@ void PushConnector::registerWith(const std::string& distributor, Version version
   const char* interface = kDistributors[version == Version::second ? 0 : 1];
   BusMessage call = bus_.makeCall(distributor.c_str(), kDistributorPath, interface, "Register");
   if (version == Version::second) {
-    call.appendDictionary(
-        Value::dictionary({{"service", applicationID_}, {"token", token_}, {"description", description_}}));
+    Value wanted = Value::dictionary(
+        {{"service", options_.applicationID}, {"token", token_}, {"description", options_.description}});
+    if (!options_.vapidKey.empty()) wanted.setObjectNilHandled(options_.vapidKey, "vapid");
+    call.appendDictionary(wanted);
   } else {
-    call.append("sss", applicationID_.c_str(), token_.c_str(), description_.c_str());
+    call.append("sss", options_.applicationID.c_str(), token_.c_str(), options_.description.c_str());
   }
   bus_.call(std::move(call), kPatience,
             [this, version, attempt = attempts_](BusMessage& answer, const std::string& error) {
@@ -229,11 +267,14 @@ void PushConnector::answered(Version version, BusMessage& answer, const std::str
   const Value result = isSecond ? given["success"] : given;
   const Value reason = isSecond ? given["reason"] : answer.readValue();
   if (result.string() == "REGISTRATION_FAILED") {
-    return fail("the push distributor " + distributor_ + " refuses: " + std::string(reason.string()));
+    const bool lacksKey = reason.string() == "VAPID_REQUIRED" && options_.vapidKey.empty();
+    return fail("the push distributor " + distributor_ + " refuses: " + std::string(reason.string()) +
+                (lacksKey ? "; FreedesktopDevice::Options::vapidKey names the sender" : ""));
   }
   if (result.string() != "REGISTRATION_SUCCEEDED" && result.string() != "NEW_ENDPOINT") {
     return fail("the push distributor " + distributor_ + " gives an answer that is none");
   }
+  endFormer(version);
   store_.changed();
   // The endpoint comes by itself; one that this distributor gave before still holds.
   if (!endpoint_.empty()) return newEndpoint(token_, endpoint_);
@@ -271,39 +312,58 @@ void PushConnector::newEndpoint(const std::string& token, const std::string& end
   isRegistered_ = true;
   lastFailure_.clear();
   pause_ = 0;
-  if (isWanted_ && std::exchange(told_, endpoint) != endpoint) receiver_.registered(endpoint);
+  const std::string now = subscription();
+  if (isWanted_ && std::exchange(told_, now) != now) receiver_.registered(now);
+}
+
+std::string PushConnector::subscription() const {
+  const Value keys =
+      Value::dictionary({{"auth", base64UrlText(keys_->auth)}, {"p256dh", base64UrlText(keys_->key.publicKey())}});
+  return jsonText(Value::dictionary({{"endpoint", endpoint_}, {"keys", keys}}));
 }
 
 void PushConnector::unregistered(const std::string& token) {
   if (token_.empty() || token != token_) return;
-  token_.clear();  // a new registration has a token of its own
-  endpoint_.clear();
-  isRegistered_ = false;
-  ++attempts_;
-  isAsking_ = false;
+  forget();
+  former_.pop_back();  // it has ended
   store_.changed();
   if (isWanted_) tryLater();
 }
 
-void PushConnector::message(BusCall call, const std::string& token, const Data& bytes, const std::string& identifier) {
-  if (token_.empty() || token != token_) return;
-  if (bytes.empty() || bytes.size() > kLongestMessage) {
-    device_.systemLog->diagnostic("push: a message of " + std::to_string(bytes.size()) + " bytes is left unused");
-    return;
+/// A new registration has a token and keys of its own.
+void PushConnector::forget() {
+  former_.push_back(std::exchange(token_, ""));
+  if (former_.size() > kMostFormer) former_.pop_front();
+  keys_.reset();
+  endpoint_.clear();
+  told_.clear();
+  isRegistered_ = false;
+  ++attempts_;
+  isAsking_ = false;
+}
+
+void PushConnector::endFormer(Version version) {
+  for (const std::string& token : std::exchange(former_, {})) {
+    BusMessage call = bus_.makeCall(distributor_.c_str(), kDistributorPath,
+                                    kDistributors[version == Version::second ? 0 : 1], "Unregister");
+    if (version == Version::second) {
+      call.appendDictionary(Value::dictionary({{"token", token}}));
+    } else {
+      call.append("s", token.c_str());
+    }
+    bus_.call(std::move(call), kPatience, [](BusMessage&, const std::string&) {});
   }
-  const bool isRepeated = !identifier.empty() && contains(unkept_, identifier);
-  if (!identifier.empty() && contains(seen_, identifier) && !isRepeated) return;
-  if (!identifier.empty() && !isRepeated) {
-    seen_.push_back(identifier);
-    if (seen_.size() > kMostSeen) seen_.pop_front();
+}
+
+void PushConnector::belongsTo(const std::string& owner) {
+  if (owner == owner_) return;
+  const bool isAnother = !std::exchange(owner_, owner).empty() && !token_.empty();
+  if (isAnother) {
+    isWanted_ = isWanted_ || isRegistered_;
+    forget();
+    findDistributor();
   }
-  if (receiver_.received(bytes, identifier, isRepeated)) {
-    std::erase(unkept_, identifier);
-    store_.changed();
-    return;
-  }
-  if (!identifier.empty() && !isRepeated) unkept_.push_back(identifier);
-  call.fail(SD_BUS_ERROR_FAILED, "it cannot be kept now");
+  if (isAnother || !token_.empty()) store_.changed();
 }
 
 }  // namespace zn

@@ -52,10 +52,9 @@ bool isToBeShown(const Value& payload, const UNNotificationContent& content) {
 
 }  // namespace
 
-bool PushDelivery::received(const Data& message, const std::string& identifier, bool isRepeated) {
-  const std::string_view text(reinterpret_cast<const char*>(message.data()), message.size());
+bool PushDelivery::received(std::string_view message, const std::string& identifier, bool isRepeated) {
   JsonError malformed;
-  const auto payload = parseJson(text, &malformed, {.maximumMemory = kMostMemory});
+  const auto payload = parseJson(message, &malformed, {.maximumMemory = kMostMemory});
   if (!payload || !payload->isDictionary()) {
     device_.systemLog->diagnostic("push: a message that is no JSON object is left unused" +
                                   (payload ? "" : ": " + malformed.text));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "ZNDevices/Freedesktop/DesktopNotifications_p.h"
 
@@ -15,7 +16,7 @@ class PushDelivery {
       : device_(device), bus_(bus), notifications_(notifications) {}
 
   /// False where it could not be kept; it is shown and delivered all the same. One that `isRepeated` is kept only.
-  bool received(const Data& message, const std::string& identifier, bool isRepeated);
+  bool received(std::string_view message, const std::string& identifier, bool isRepeated);
 
  private:
   bool keep(const Value& payload) const;

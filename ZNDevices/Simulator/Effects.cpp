@@ -13,6 +13,7 @@ const std::vector<std::string>& effectKinds() {
                                                              "badge",
                                                              "broadcast",
                                                              "categories",
+                                                             "check",
                                                              "completion",
                                                              "config",
                                                              "defaults",

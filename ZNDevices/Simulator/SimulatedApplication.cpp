@@ -1,5 +1,10 @@
 #include "ZNDevices/Simulator/SimulatedApplication_p.h"
 
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -8,6 +13,21 @@
 #include "ZNPlatform/Foundation/TemporaryFolder_p.h"
 
 namespace zn {
+
+namespace {
+
+/// In memory where the machine has room there: on a disk every save waits until it is safe, which nothing that is
+/// thrown away needs.
+std::filesystem::path parentOfTemporaryHome() {
+  constexpr const char* kMemory = "/dev/shm";
+  constexpr std::uint64_t kRoom = std::uint64_t{512} << 20;
+  struct statvfs status {};
+  const bool isThere = ::access(kMemory, W_OK | X_OK) == 0 && ::statvfs(kMemory, &status) == 0;
+  const bool hasRoom = isThere && std::uint64_t{status.f_bavail} * status.f_frsize >= kRoom;
+  return hasRoom && !std::getenv("TMPDIR") ? kMemory : systemTemporaryFolder();
+}
+
+}  // namespace
 
 void SimulatedApplication::setBadge(long number) {
   setBadgeSilently(number);
@@ -51,7 +71,7 @@ void SimulatedApplication::expireBackgroundTasks(DeviceSystemLog& log) {
 }
 
 SimulatedDirectories::SimulatedDirectories(const std::string& home, EffectSinkPtr effects)
-    : HomeDirectories(home.empty() ? makeTemporaryFolder("zinsim") : absolutePath(home)),
+    : HomeDirectories(home.empty() ? makeTemporaryFolder("zinsim", parentOfTemporaryHome()) : absolutePath(home)),
       effects_(std::move(effects)),
       isTemporary_(home.empty()) {}
 

@@ -80,6 +80,7 @@ class ShowAnalytics : public AnalyticsObserver {
 };
 
 void showLogLine(const EffectSink& effects, const SimulatedDirectories& folders, const ZNLogger::Line& line) {
+  if (line.type == ZNLogger::kDetail) return;
   const std::string text = folders.withoutTemporaryHome(line.text);
   if (line.operation.empty()) {
     effects.emit("log", text, {{"type", line.type}});
@@ -91,7 +92,7 @@ void showLogLine(const EffectSink& effects, const SimulatedDirectories& folders,
 /// What the platform and the core post is no effect of the module.
 bool isPostedByOthers(const std::string& name) {
   return name == UIApplicationWillEnterForegroundNotification || name == kNotificationNameUpdateModules ||
-         name == kNotificationNameUserReset;
+         name == kNotificationNameUserReset || name == kNotificationNamePushConsentChanged;
 }
 
 Value initialConfiguration() {

@@ -65,7 +65,7 @@ struct HostClass {
 class ZN_EXPORT Simulator : public Device {
  public:
   struct Options {
-    /// Folder for all files, kept at the end; made when missing. Empty: a fresh temporary folder, removed at the end.
+    /// Folder for all files, made when missing, kept. Empty: one in TMPDIR, or in memory, that is removed at the end.
     std::string home;
   };
 

@@ -6,6 +6,7 @@
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNAppDelegateSwizzler.h"
+#include "ZintarCore/ZNLogger.h"
 
 namespace {
 
@@ -15,6 +16,9 @@ constexpr const char* kAddObserverFailure =
     "Encountered exception trying to add a KVO observer for UNUserNotificationCenter's 'delegate' property: %@";
 constexpr const char* kRemoveObserverFailure =
     "Encountered exception trying to remove a KVO observer for UNUserNotificationCenter's 'delegate' property: %@";
+constexpr const char* kNotConforming =
+    "The notification centre's delegate of the class %@ is not intercepted: its class does not say that it conforms to "
+    "%@ (zn::ClassBuilder::conformsTo)";
 
 constexpr char contextAddress = 0;
 
@@ -141,9 +145,7 @@ void ZNAppDelegateMessagingProxy::listenForDelegateChangesInUserNotificationCent
 void ZNAppDelegateMessagingProxy::listenTo(const std::shared_ptr<zn::Object>& center) {
   zn::guarded("listenForDelegateChangesInUserNotificationCenter:", kProxyFailure, [&] {
     const auto delegate = getNamedPropertyFromObject(*center, kDelegateKeyPath, nullptr);
-    if (delegate && delegate->conformsToProtocol(kProtocolUserNotificationCenterDelegate)) {
-      swizzleUserNotificationCenterDelegate(delegate);
-    }
+    if (delegate) swizzleUserNotificationCenterDelegate(delegate);
   });
   addDelegateObserverToUserNotificationCenter(center);
 }
@@ -181,7 +183,9 @@ void ZNAppDelegateMessagingProxy::observeValueForKeyPath(const std::string& keyP
 void ZNAppDelegateMessagingProxy::swizzleUserNotificationCenterDelegate(const std::shared_ptr<zn::Object>& delegate) {
   zn::guarded("swizzleUserNotificationCenterDelegate:", kProxyFailure, [&] {
     if (!delegate || delegate == currentUserNotificationCenterDelegate()) return;
-    if (!delegate->conformsToProtocol(kProtocolUserNotificationCenterDelegate)) return;
+    if (!delegate->conformsToProtocol(kProtocolUserNotificationCenterDelegate)) {
+      return zn::logDetail(kNotConforming, delegate->isa().name(), kProtocolUserNotificationCenterDelegate);
+    }
     const zn::Protocol* const protocol = zn::Protocol::named(kProtocolUserNotificationCenterDelegate);
     const auto replace = [&](const char* name, const zn::MethodPtr& replacement) {
       const zn::Selector selector = zn::NSSelectorFromString(name);

@@ -66,7 +66,7 @@ class ZN_EXPORT ZNAppDelegateMessagingProxy : public zn::Object {
                               const zn::KeyValueChange& change, const void* context) override;
 
   /// `swizzleUserNotificationCenterDelegate:`: replaces those of the two callbacks that the delegate responds to.
-  /// Nothing for the delegate that is intercepted already, and for one that does not conform to the protocol.
+  /// Nothing for the delegate that is intercepted already; one that does not conform to the protocol is logged instead.
   void swizzleUserNotificationCenterDelegate(const std::shared_ptr<zn::Object>& delegate);
   /// `unswizzleUserNotificationCenterDelegate:`: undoes it; only for the delegate that is intercepted.
   void unswizzleUserNotificationCenterDelegate(const std::shared_ptr<zn::Object>& delegate);

@@ -18,9 +18,9 @@ class OwnerToken;
 }  // namespace zn
 class UIAlertController;
 
-/// Decides what a delivered or clicked push means: tells the module's own pushes from others, broadcasts clicks to the
-/// host, and for own, visible pushes carries out the click, counts it and records it in the inbox. Keeps the device
-/// token and the user's push preference up to date.
+/// Decides what a delivered or clicked push means: tells the module's own pushes from others, broadcasts arrivals
+/// and clicks to the host, and for own, visible pushes carries out the click, counts it and records it in the inbox.
+/// Keeps the device token and the user's push preference up to date.
 ///
 /// A push is the module's own when its payload has "zintar"; it is processed when that dictionary holds "cid" and not
 /// "silentPush".
@@ -52,7 +52,7 @@ class ZN_EXPORT ZNNotificationHandler : public std::enable_shared_from_this<ZNNo
   /// `shouldProcessNotificationZintarDict:`: for a payload's "zintar" dictionary, or the stats attributes made from it.
   bool shouldProcessNotificationZintarDict(const zn::Value& dictionary) const;
 
-  /// `broadcastNotificationClickedWithPushPayload:`
+  /// `broadcastNotificationClickedWithPushPayload:`: for arrivals, too; see Zintar_Notification_Received_Notification.
   void broadcastNotificationClickedWithPushPayload(const zn::Value& payload);
   /// `broadcastNotificationRegisteredWithToken:`; nothing for nil.
   void broadcastNotificationRegisteredWithToken(const zn::Value& token);

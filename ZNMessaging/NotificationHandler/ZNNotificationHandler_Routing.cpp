@@ -161,7 +161,7 @@ void ZNNotificationHandler::handlePushNotificationForeground(const zn::Value& pa
 
 void ZNNotificationHandler::broadcastNotificationClickedWithPushPayload(const zn::Value& payload) {
   zn::guarded("broadcastNotificationClickedWithPushPayload:", "Exception while broadcasting a click : %@", [&] {
-    // The name says "received" although this is a click: hosts listen for it under that name.
+    // The same name for an arrival and for a click: hosts listen for both under it.
     NSNotificationCenter::defaultCenter()->postNotificationName(Zintar_Notification_Received_Notification, payload);
   });
 }

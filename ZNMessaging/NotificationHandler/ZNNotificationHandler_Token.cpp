@@ -32,13 +32,20 @@ bool keepPushPreference(bool isAllowed) {
   return changes;
 }
 
+/// The token of a desktop is a JSON object with an endpoint and its secret, both of which a log would give away.
+zn::Value loggedForm(const zn::Data& token, const zn::Value& text) {
+  constexpr std::size_t kShown = 16;
+  if (token.front() != '{') return text;
+  return std::string(text.string().substr(0, kShown)) + "...";
+}
+
 }  // namespace
 
 void ZNNotificationHandler::setPushToken(const zn::Data& token) {
   zn::guarded("setPushToken:", kRegistrationFailure, [&] {
     if (!isAccountActive() || token.empty()) return;
     const zn::Value text = ZNCoreUtils::hexTokenForData(token);
-    zn::log("========= Push Token 📲 : %@ ========= ", text);
+    zn::log("========= Push Token 📲 : %@ ========= ", loggedForm(token, text));
     broadcastNotificationRegisteredWithToken(text);
     if (ZNCoreUtils::getDeviceToken() == text) return;
     saveAndRegisterWithToken(text);

@@ -116,7 +116,8 @@ bool ArchivedFile::saveLocked(const std::function<std::shared_ptr<const Coding>(
   if (!keepAsideLocked(later_, later, reports, error)) return false;
   if (!isLater && !keepAsideLocked(file_, path, reports, error)) return false;
   const std::string& target = isLater ? later : path;
-  const Data bytes = NSKeyedArchiver::archivedDataWithRootObject(*newest());
+  NSKeyedArchiver archiver;
+  const auto bytes = archiver.archiveRootObject(*newest());
   if (!fitsStateFile(target, bytes.size(), maximumSize_, &error)) return false;
   if (steps.willReplace && !steps.willReplace(bytes, error)) return false;
   if (!replaceFile(target, bytes, &error)) return false;

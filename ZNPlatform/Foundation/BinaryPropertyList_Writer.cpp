@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -94,8 +95,22 @@ std::uint8_t* storeAll(std::uint8_t* at, std::span<const std::uint32_t> numbers)
 
 }  // namespace
 
-BinaryListWriter::BinaryListWriter() : slots_(1024) {
+BinaryListWriter::BinaryListWriter() : slots_(1024) { clear(); }
+
+void BinaryListWriter::clear() {
+  bytes_.shrink(0);
+  offsets_.shrink(0);
+  lists_.shrink(0);
+  references_.shrink(0);
+  texts_.shrink(0);
+  std::fill(slots_.begin(), slots_.end(), Slot{});
+  booleans_[0] = booleans_[1] = kNone;
   std::memcpy(bytes_.extend(kHeaderSize), "bplist00", kHeaderSize);
+}
+
+std::size_t BinaryListWriter::capacity() const noexcept {
+  return bytes_.capacity() + offsets_.capacity() + lists_.capacity() + references_.capacity() + texts_.capacity() +
+         slots_.capacity() * sizeof(Slot) + wide_.capacity();
 }
 
 /// Begins an object: its head is written, and `bytes` of contents are the caller's to write at the result.
@@ -171,7 +186,7 @@ BinaryListWriter::Ref BinaryListWriter::dictionary(std::span<const Ref> keys, st
 
 BinaryListWriter::Text& BinaryListWriter::intern(std::string_view text) {
   std::span bytes{reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-  // Another seed in every writer: nobody can prepare texts that all fall into one place.
+  // Another seed in every process: nobody can prepare texts that all fall into one place.
   const std::uint64_t seed = reinterpret_cast<std::uintptr_t>(this) * kMultiplier;
   Scan scanned = scan(bytes, seed);
   const bool wide = !scanned.ascii;
@@ -233,7 +248,7 @@ std::uint8_t* BinaryListWriter::writeLists(std::uint8_t* at, std::uint32_t posit
   return at;
 }
 
-Data BinaryListWriter::finish(Ref top) {
+std::span<const std::uint8_t> BinaryListWriter::finish(Ref top) {
   const auto width = [](std::size_t largest) -> std::uint8_t {
     return largest <= UINT8_MAX ? 1 : largest <= UINT16_MAX ? 2 : 4;
   };
@@ -243,24 +258,21 @@ Data BinaryListWriter::finish(Ref top) {
   if (table > kLargestFile) refuseSize();
   const std::uint8_t offsetSize = width(table);
 
-  Data file;
-  file.reserve(table + offsets_.size() * offsetSize + kTrailerSize);
-  file.assign(bytes_.begin(), bytes_.end());
-  file.resize(file.capacity());
-  std::uint8_t* at = file.data() + bytes_.size();
   const auto position = static_cast<std::uint32_t>(bytes_.size());
+  std::uint8_t* at = bytes_.extend(table + offsets_.size() * offsetSize + kTrailerSize - position);
   at = referenceSize == 1   ? writeLists<std::uint8_t>(at, position)
        : referenceSize == 2 ? writeLists<std::uint16_t>(at, position)
                             : writeLists<std::uint32_t>(at, position);
   at = offsetSize == 1   ? storeAll<std::uint8_t>(at, offsets_)
        : offsetSize == 2 ? storeAll<std::uint16_t>(at, offsets_)
                          : storeAll<std::uint32_t>(at, offsets_);
+  std::memset(at, 0, kTrailerSize);
   at[6] = offsetSize;
   at[7] = referenceSize;
   store(at + 8, std::uint64_t{offsets_.size()});
   store(at + 16, std::uint64_t{top});
   store(at + 24, std::uint64_t{table});
-  return file;
+  return bytes_;
 }
 
 }  // namespace zn

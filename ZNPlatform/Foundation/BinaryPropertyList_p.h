@@ -47,8 +47,12 @@ class BinaryListWriter {
   /// The entry of a string, written if it is new; UTF-8 that is not valid becomes U+FFFD. Valid until the next call.
   Text& intern(std::string_view text);
 
-  /// The whole file. The writer is used up.
-  Data finish(Ref top);
+  /// The whole file, which lies in the writer. The writer is used up until `clear`.
+  std::span<const std::uint8_t> finish(Ref top);
+
+  /// Begins another file in the same memory.
+  void clear();
+  std::size_t capacity() const noexcept;  ///< bytes of memory that it holds
 
  private:
   struct List {

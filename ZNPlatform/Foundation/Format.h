@@ -44,7 +44,7 @@ ZN_EXPORT std::string formatArguments(std::string_view format, std::span<const F
 /// and the like, `%%`. Never fails: a placeholder without an argument prints "(null)", spare arguments are left out,
 /// and an argument of another type than the placeholder's is printed as `%@` would. Two exceptions: an integer may
 /// stand for a real, and a Value that is a number, or a string that reads as one, is converted (`%ld` prints its
-/// integer value). Call it with its namespace: beside <format>, a string among the arguments brings in std::format too,
+/// integer value). Call it with its namespace: beside `<format>`, a string among the arguments brings in std::format too,
 /// which would take the call and print the placeholders as they are.
 template <class... Arguments>
 std::string format(std::string_view text, const Arguments&... arguments) {

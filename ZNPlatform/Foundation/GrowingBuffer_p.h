@@ -34,6 +34,7 @@ class GrowingBuffer {
   void shrink(std::size_t size) noexcept { size_ = size; }
 
   std::size_t size() const noexcept { return size_; }
+  std::size_t capacity() const noexcept { return capacity_ * sizeof(T); }  ///< in bytes
   const T* data() const noexcept { return data_; }
   const T* begin() const noexcept { return data_; }
   const T* end() const noexcept { return data_ + size_; }

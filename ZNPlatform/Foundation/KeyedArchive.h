@@ -37,12 +37,17 @@ struct ArchivedClass {
 /// data and null take Foundation's usual archived forms; text that is not valid UTF-8 is written with U+FFFD. Memory
 /// and time are linear.
 ///
-/// Thread: one archiver belongs to the call that made it. Throws Exception where a value nests deeper than
-/// `Value::maximumReadDepth` or records do, so that nothing is written which could not be read again, and beyond 2 GB.
+/// Thread: one archiver belongs to the call that made it, and makes one archive. The memory of one that ended is kept
+/// for the next, up to 8 MB. Throws Exception where a value nests deeper than `Value::maximumReadDepth` or records do,
+/// so that nothing is written which could not be read again, and beyond 2 GB.
 class ZN_EXPORT NSKeyedArchiver {
  public:
   /// The archive whose root object is `root`.
   static Data archivedDataWithRootObject(const Coding& root);
+
+  NSKeyedArchiver();
+  /// The same without a copy: the bytes lie in the archiver.
+  std::span<const std::uint8_t> archiveRootObject(const Coding& root);
 
   // For encodeWithCoder. Keys must be ASCII string literals (their addresses are kept), each used once in a record.
   void encodeObject(const Value& value, const char* key);
@@ -56,8 +61,8 @@ class ZN_EXPORT NSKeyedArchiver {
   ~NSKeyedArchiver();
 
  private:
-  NSKeyedArchiver();
   struct State;
+  struct Spare;
   std::unique_ptr<State> state_;
 };
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <deque>
@@ -5,6 +6,8 @@
 #include "ZNPlatform/Foundation/BinaryPropertyList_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
+#include "ZNPlatform/Foundation/Mutex.h"
+#include "ZNPlatform/Foundation/NeverDestroyed.h"
 
 namespace zn {
 
@@ -28,6 +31,12 @@ class AddressTable {
     }
     return place.ref;
   }
+
+  void clear() {
+    std::fill(places_.begin(), places_.end(), Place{});
+    count_ = 0;
+  }
+  std::size_t capacity() const noexcept { return places_.capacity() * sizeof(Place); }
 
  private:
   struct Place {
@@ -85,12 +94,37 @@ struct NSKeyedArchiver::State {
   Ref classKey, keysKey, objectsKey, timeKey;
   Ref dateClass = kNone;
 
-  State()
-      : classKey(writer.string("$class")),
-        keysKey(writer.string("NS.keys")),
-        objectsKey(writer.string("NS.objects")),
-        timeKey(writer.string("NS.time")) {
+  State() { begin(); }
+
+  void begin() {
+    classKey = writer.string("$class");
+    keysKey = writer.string("NS.keys");
+    objectsKey = writer.string("NS.objects");
+    timeKey = writer.string("NS.time");
     nil = place(writer.string("$null"));
+  }
+
+  /// Lets go of all that was archived and keeps the memory.
+  void clear() {
+    writer.clear();
+    objects.shrink(0);
+    records.shrink(0);
+    containers.shrink(0);
+    keptValues.clear();
+    keptRecords.clear();
+    seen.clear();
+    literals.clear();
+    classes.clear();
+    level = 0;
+    truth[0] = truth[1] = null = dateClass = kNone;
+    for (auto& each : containerClasses) each[0] = each[1] = kNone;
+    begin();
+  }
+
+  std::size_t capacity() const noexcept {
+    return writer.capacity() + objects.capacity() + records.capacity() + containers.capacity() +
+           keptRecords.capacity() * sizeof keptRecords[0] + seen.capacity() + literals.capacity() + keys.capacity() +
+           values.capacity() + references.capacity();
   }
 
   /// Gives an object its place; the result refers to it.
@@ -235,7 +269,7 @@ struct NSKeyedArchiver::State {
     values.push_back(value);
   }
 
-  Data archive(NSKeyedArchiver& coder, const Coding& root) {
+  std::span<const std::uint8_t> archive(NSKeyedArchiver& coder, const Coding& root) {
     const Ref rootReference = referenceTo(root);
     for (std::size_t next = 0; next < records.size(); ++next) {
       const Record record = records[next];  // the list grows below
@@ -253,12 +287,44 @@ struct NSKeyedArchiver::State {
   }
 };
 
-NSKeyedArchiver::NSKeyedArchiver() : state_(std::make_unique<State>()) {}
-NSKeyedArchiver::~NSKeyedArchiver() = default;
+/// The memory of the last archive, for the next one: to get it page by page and to give it back takes a third of the
+/// time of a large one. One that holds very much is not kept.
+struct NSKeyedArchiver::Spare {
+  static constexpr std::size_t kMostKept = 8 << 20;
+
+  Mutex mutex;
+  std::unique_ptr<State> state ZN_GUARDED_BY(mutex);
+
+  static Spare& shared() {
+    static NeverDestroyed<Spare> spare;
+    return *spare;
+  }
+  std::unique_ptr<State> take() {
+    Lock lock(mutex);
+    return std::move(state);
+  }
+  void keep(std::unique_ptr<State>& used) {
+    if (used->capacity() > kMostKept) return;
+    used->clear();
+    Lock lock(mutex);
+    state.swap(used);
+  }
+};
+
+NSKeyedArchiver::NSKeyedArchiver() : state_(Spare::shared().take()) {
+  if (!state_) state_ = std::make_unique<State>();
+}
+
+NSKeyedArchiver::~NSKeyedArchiver() { Spare::shared().keep(state_); }
+
+std::span<const std::uint8_t> NSKeyedArchiver::archiveRootObject(const Coding& root) {
+  return state_->archive(*this, root);
+}
 
 Data NSKeyedArchiver::archivedDataWithRootObject(const Coding& root) {
   NSKeyedArchiver archiver;
-  return archiver.state_->archive(archiver, root);
+  const auto archive = archiver.archiveRootObject(root);
+  return {archive.begin(), archive.end()};
 }
 
 void NSKeyedArchiver::encodeObject(const Value& value, const char* key) {

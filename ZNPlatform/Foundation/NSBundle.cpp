@@ -1,6 +1,7 @@
 #include "ZNPlatform/Foundation/NSBundle.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include <filesystem>
 #include <system_error>
@@ -16,9 +17,12 @@ constexpr int kLevelsAbove = 2;
 
 NSBundle NSBundle::bundleForAddress(const void* address) {
   Dl_info found{};
-  if (dladdr(address, &found) == 0 || !found.dli_fname) return NSBundle("");
+  void* map = nullptr;
+  if (dladdr1(address, &found, &map, RTLD_DL_LINKMAP) == 0 || !map) return NSBundle("");
+  // The program itself has no name here, and its argument 0 need not be a path.
+  const char* file = static_cast<const link_map*>(map)->l_name;
   std::error_code failure;
-  auto folder = std::filesystem::canonical(found.dli_fname, failure).parent_path();
+  auto folder = std::filesystem::canonical(*file ? file : "/proc/self/exe", failure).parent_path();
   for (int level = 0; !failure && level < kLevelsAbove; ++level) {
     folder = folder.parent_path();
     const auto resources = folder / "share" / "zintar";

@@ -60,7 +60,10 @@ std::optional<Value> parseBinary(std::span<const std::uint8_t> bytes, std::strin
 /// Writes containers after what they hold. Recurses: the depth was checked.
 class ListWriter {
  public:
-  Data run(const Value& value) { return writer_.finish(write(value)); }
+  Data run(const Value& value) {
+    const auto file = writer_.finish(write(value));
+    return {file.begin(), file.end()};
+  }
 
  private:
   using Ref = BinaryListWriter::Ref;

@@ -66,6 +66,23 @@ std::optional<Data> dataFromBase64Text(std::string_view text) {
   return count == 0 && filled <= 2 ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
+std::string base64UrlText(std::span<const std::uint8_t> bytes) {
+  std::string text = base64Text(bytes);
+  text.erase(std::min(text.find('='), text.size()));
+  std::replace(text.begin(), text.end(), '+', '-');
+  std::replace(text.begin(), text.end(), '/', '_');
+  return text;
+}
+
+std::optional<Data> dataFromBase64UrlText(std::string_view text) {
+  if (text.find_first_of("+/ \t\r\n") != std::string_view::npos) return std::nullopt;
+  std::string other(text);
+  std::replace(other.begin(), other.end(), '-', '+');
+  std::replace(other.begin(), other.end(), '_', '/');
+  if (!text.ends_with('=')) other.append((4 - other.size() % 4) % 4, '=');
+  return dataFromBase64Text(other);
+}
+
 std::string percentEncoded(std::string_view text, bool (*mayStay)(char)) {
   constexpr char digits[] = "0123456789ABCDEF";
   std::string out;

@@ -35,6 +35,10 @@ ZN_EXPORT std::optional<Data> dataFromHexText(std::string_view text);  ///< eith
 ZN_EXPORT std::string base64Text(std::span<const std::uint8_t> bytes);
 ZN_EXPORT std::optional<Data> dataFromBase64Text(std::string_view text);  ///< blanks anywhere; empty when malformed
 
+/// RFC 4648, section 5, as JSON Web Signatures and Web Push have it: not filled.
+ZN_EXPORT std::string base64UrlText(std::span<const std::uint8_t> bytes);
+ZN_EXPORT std::optional<Data> dataFromBase64UrlText(std::string_view text);  ///< filled or not; empty when malformed
+
 /// RFC 3986's unreserved characters, which mean themselves anywhere in a URL.
 constexpr bool isUnreserved(char c) noexcept {
   return isAsciiLetter(c) || isAsciiDigit(c) || c == '-' || c == '.' || c == '_' || c == '~';

@@ -1,9 +1,10 @@
-// An application on a desktop for tests: `desktop_host HOME`, until its standard input ends. It takes commands, a JSON
-// object a line, whose "do" says what:
+// An application on a desktop for tests: `desktop_host HOME`, until its standard input ends. With a further argument,
+// "plain", it accepts plain pushes. It takes commands, a JSON object a line, whose "do" says what:
 //
 //     {"do": "authorize"}  {"do": "allow", "allowed": BOOL}  {"do": "register"}   {"do": "settings"}
 //     {"do": "post", "id": …, "title": …, "body": …, "category": …, "image": PATH, "delay": SECONDS}
 //     {"do": "remove", "ids": […]}  {"do": "removePending", "ids": […]}  {"do": "removeAll"}
+//     {"do": "logIn", "user": …}  {"do": "optOut", "out": BOOL}
 //     {"do": "shown"}  {"do": "pending"}  {"do": "missing"}  {"do": "kept"}  {"do": "activate", "options": NUMBER}
 //
 // and tells what happens, likewise: "event" is "ready", "authorized", "settings", "posted", "shown", "pending",
@@ -22,7 +23,9 @@
 #include "ZNPlatform/Foundation/NSUserDefaults.h"
 #include "ZNPlatform/UIKit/UIApplication.h"
 #include "ZNPlatform/UserNotifications/UNUserNotificationCenter.h"
+#include "ZintarCore/UserSession.h"
 #include "ZintarCore/ZNConfigDataManager.h"
+#include "ZintarCore/ZNCoreUtils.h"
 
 namespace {
 
@@ -59,6 +62,7 @@ class Host final : public zn::Object {
 
  private:
   void didRegister(const std::shared_ptr<UIApplication>&, const zn::Data& token) {
+    ZNCoreUtils::saveDeviceToken(ZNCoreUtils::hexTokenForData(token));  // as the module does
     tell("token", Value::dictionary({{"token", std::string(token.begin(), token.end())}}));
   }
   void didFail(const std::shared_ptr<UIApplication>&, const std::string& why) {
@@ -107,6 +111,10 @@ class Commands {
       });
     } else if (name == "register") {
       UIApplication::sharedApplication()->registerForRemoteNotifications();
+    } else if (name == "logIn") {
+      zn::UserSession::logIn(std::string(command["user"].string()));
+    } else if (name == "optOut") {
+      ZNConfigDataManager::sharedInstance()->setUserPushNotificationOptedOut(command["out"].boolean());
     } else if (name == "activate") {
       host_->options = static_cast<unsigned>(command["options"].integer());
       device_->setApplicationState(UIApplicationState::active);
@@ -180,11 +188,12 @@ class Commands {
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count != 2) return 2;
+  if (count != 2 && count != 3) return 2;
   zn::FreedesktopDevice::Options options;
   options.applicationID = "com.example.Shop";
   options.name = "The Shop";
   options.home = arguments[1];
+  options.acceptPlainPushes = count == 3 && std::string(arguments[2]) == "plain";
   const auto device = std::make_shared<zn::FreedesktopDevice>(options);
   device->systemLog = std::make_unique<Log>();
   zn::Device::install(device);

@@ -224,7 +224,7 @@ struct ZNInboxModel::Archived {
 };
 
 void ZNInboxModel::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  zn::encodeFields(coder, fields_.all(), Archived::fields);
+  fields_.read([&](const Fields& fields) { zn::encodeFields(coder, fields, Archived::fields); });
 }
 
 std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithCoder(zn::NSKeyedUnarchiver& coder) {

@@ -20,9 +20,8 @@ namespace {
 constexpr const char* kSavingSelector = "saveDeviceTriggerCampaigns:andUpdateLastSyncTime:";
 constexpr const char* kSavingFailure = "Device Triggers -- exception while saving in device trigger data is %@";
 
-std::int64_t timeIn(const zn::Value& value) { return zn::numberOrNil(value).longLongValue(); }
-
-bool isOver(const zn::Value& expiry, std::int64_t now) { return timeIn(expiry) < now; }
+using zn::isOver;
+using zn::timeIn;
 
 std::shared_ptr<ZNDeviceTriggerStatus> freshStatus(const ZNDeviceTriggerCampaign& campaign) {
   return ZNDeviceTriggerStatus::initWithDictionary(
@@ -165,14 +164,16 @@ void ZNDeviceTriggersDataManager::saveServerAnswer(const std::shared_ptr<ZNDevic
   zn::guarded(kSavingSelector, kSavingFailure, [&] {
     if (!container) return;
     const std::int64_t now = zn::millisecondsSince1970();
-    const zn::CampaignList answer = campaignsIn(campaigns, container->fields().campaigns().empty());
+    const auto dropped = std::make_shared<zn::DroppedCampaigns>();
+    const zn::CampaignList answer = campaignsIn(campaigns, container->fields().campaigns().empty(), dropped.get());
     for (const auto& campaign : answer) tellOfOddExpiry(*campaign);
     container->update([&](ZNDeviceTriggers::Fields& fields) {
       if (limits) limits(fields);
       zn::CampaignList all = merged(fields.campaigns(), answer);
       // Records are reconciled before expired campaigns go: theirs must not outlive them.
       fields.deviceTriggerStatus = std::make_shared<const zn::StatusList>(reconciled(fields.statuses(), all, now));
-      fields.deviceTriggers = sortCampaignByLastUpdatedTime(withoutExpired(all, now));
+      fields.deviceTriggers = sortCampaignByLastUpdatedTime(withoutExpired(all, now, dropped.get()));
+      fields.dropped = dropped;
       fields.deviceTriggerEvents = getTriggerEvents(fields.campaigns());
       // With the flag off a time of 0 stays 0: a user whom the server does not know asks for everything.
       if (updateLastSyncTime || timeIn(fields.deviceTriggerLastUpdatedTime) != 0) {
@@ -180,18 +181,9 @@ void ZNDeviceTriggersDataManager::saveServerAnswer(const std::shared_ptr<ZNDevic
       }
     });
     zn::log("Device Triggers -- Device Trigger Events : %@", container->fields().deviceTriggerEvents);
+    tellOfAnswer(campaigns.size(), *container);
     updateDeviceTriggersInPersistentStorage();
   });
-}
-
-zn::CampaignList ZNDeviceTriggersDataManager::campaignsIn(const zn::Value& answer, bool takesNameless) {
-  zn::CampaignList campaigns;
-  for (const zn::Value& dictionary : answer.elements()) {
-    if (!dictionary.isDictionary()) continue;
-    if (!takesNameless && dictionary.validObjectForKey("campaign_id").isNil()) continue;
-    campaigns.push_back(ZNDeviceTriggerCampaign::initWithDictionary(dictionary));
-  }
-  return campaigns;
 }
 
 zn::CampaignList ZNDeviceTriggersDataManager::updateDeviceTriggersFromServerResponse(const zn::Value& campaigns) const {
@@ -266,17 +258,6 @@ zn::StatusList ZNDeviceTriggersDataManager::reconciled(const zn::StatusList& sta
 zn::CampaignList ZNDeviceTriggersDataManager::removeExpiredCampaign(const zn::CampaignList& campaigns,
                                                                     std::int64_t now) {
   return zn::guarded("removeExpiredCampaign:", kSavingFailure, [&] { return withoutExpired(campaigns, now); });
-}
-
-zn::CampaignList ZNDeviceTriggersDataManager::withoutExpired(const zn::CampaignList& campaigns, std::int64_t now) {
-  const zn::Value stopped = "stopped";
-  const zn::Value expired = "expired";
-  zn::CampaignList live;
-  std::copy_if(campaigns.begin(), campaigns.end(), std::back_inserter(live), [&](const auto& campaign) {
-    return campaign &&
-           !(campaign->status() == stopped || campaign->status() == expired || isOver(campaign->expiry(), now));
-  });
-  return live;
 }
 
 zn::CampaignListPtr ZNDeviceTriggersDataManager::sortCampaignByLastUpdatedTime(zn::CampaignList campaigns) {

@@ -93,8 +93,11 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   void startOver();
   void adopt(const std::shared_ptr<ZNDeviceTriggers>& stored);
   static zn::StatusList addedUp(const zn::StatusList& older, const zn::StatusList& newer);
-  static zn::CampaignList withoutExpired(const zn::CampaignList& campaigns, std::int64_t now);
-  static zn::CampaignList campaignsIn(const zn::Value& answer, bool takesNameless);
+  static zn::CampaignList withoutExpired(const zn::CampaignList& campaigns, std::int64_t now,
+                                         zn::DroppedCampaigns* dropped = nullptr);
+  static zn::CampaignList campaignsIn(const zn::Value& answer, bool takesNameless,
+                                      zn::DroppedCampaigns* dropped = nullptr);
+  static void tellOfAnswer(std::size_t count, const ZNDeviceTriggers& container);
   static void countShowing(ZNDeviceTriggers::Fields& fields, const ZNDeviceTriggerCampaign& campaign, std::int64_t now);
 
   mutable zn::Mutex mutex_;

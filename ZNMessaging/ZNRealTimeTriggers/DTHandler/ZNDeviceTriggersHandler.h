@@ -82,8 +82,11 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   UIBackgroundTaskIdentifier dt_BgTask() const { return dt_BgTask_; }
 
   /// What would happen for that event now, and why: gates, the global delay, and every stored campaign with every rule,
-  /// with the numbers compared and the time from which a rule would pass. No effect, no log line. The completion is
-  /// called once, on the queue on which the device tells what the user allows, with
+  /// with the numbers compared and the time from which a rule would pass. The gate "event" also says, of campaigns that
+  /// wait for the event, which test of the condition fails and with what value, that the condition cannot be understood
+  /// or that there is none; and which campaigns the last synchronisation of this process dropped, and why (of those
+  /// that waited for the event, or for one that is not known). No effect, no log line. The completion is called once,
+  /// on the queue on which the device tells what the user allows, with
   /// {"gates": [{"gate", "passes", "because"}], "globalDelay": {"passes", "because", "passesAt"}, "campaigns":
   /// [{"campaign", "matches", "fires", "rules": [{"rule", "passes", "because", "passesAt"}]}]}; passesAt in seconds
   /// since 1970, or null.

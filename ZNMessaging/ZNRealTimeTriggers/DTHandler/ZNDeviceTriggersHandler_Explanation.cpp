@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iterator>
 #include <string_view>
+#include <vector>
 
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/ModuleState_p.h"
@@ -61,7 +62,33 @@ std::string ownEventNote(const Value& name) {
       zn::ShowingChain::kMost);
 }
 
-Explanation gatesFor(const Value& name, const ZNDeviceTriggers& triggers, bool alertsAllowed) {
+/// What there is to say of campaigns that wait for the event, and of those that did not come so far.
+std::vector<std::string> remarksOn(const Value& name, const Value& attributes, const ZNDeviceTriggers& triggers) {
+  std::vector<std::string> remarks;
+  for (const auto& campaign : triggers.campaignsForEvent(name)) {
+    const std::string remark = campaign->conditionRemark(attributes);
+    if (!remark.empty()) remarks.push_back(zn::format("campaign \"%@\": %@", campaign->campaignID(), remark));
+  }
+  const auto dropped = triggers.fields().dropped;
+  if (!dropped) return remarks;
+  for (const zn::DroppedCampaign& each : dropped->described) {
+    if (!each.triggerEvent.isNil() && each.triggerEvent != name) continue;
+    remarks.push_back(zn::format("%@ was dropped by the last synchronisation: %@", each.name, each.because));
+  }
+  return remarks;
+}
+
+std::string eventNote(const Value& name, const Value& attributes, bool waits, const ZNDeviceTriggers& triggers) {
+  constexpr std::size_t kMost = 20;
+  const auto remarks = remarksOn(name, attributes, triggers);
+  std::string note =
+      waits ? "a campaign waits for this event" + ownEventNote(name) : "no campaign waits for this event";
+  for (std::size_t i = 0; i < std::min(remarks.size(), kMost); ++i) note += "; " + remarks[i];
+  if (remarks.size() > kMost) note += zn::format("; and so on for %ld more", remarks.size() - kMost);
+  return note;
+}
+
+Explanation gatesFor(const Value& name, const Value& attributes, const ZNDeviceTriggers& triggers, bool alertsAllowed) {
   const auto& configuration = ZNConfigDataManager::sharedInstance();
   Explanation all;
   const bool account = configuration->isAccountActive();
@@ -75,8 +102,7 @@ Explanation gatesFor(const Value& name, const ZNDeviceTriggers& triggers, bool a
   const Value appID = configuration->getZinAppID();
   all.add("appID", appID.length() > 0, zn::format("the application id is \"%@\"", appID.isNil() ? Value("") : appID));
   const bool waits = !name.isNil() && triggers.waitsForEvent(name);
-  all.add("event", waits,
-          !waits ? "no campaign waits for this event" : "a campaign waits for this event" + ownEventNote(name));
+  all.add("event", waits, eventNote(name, attributes, waits, triggers));
   all.add("alerts", alertsAllowed, alertsAllowed ? "the user allows alerts" : "the user does not allow alerts");
   return all;
 }
@@ -85,7 +111,7 @@ Value explained(const Value& name, const Value& attributes, bool alertsAllowed) 
   const auto& store = ZNDeviceTriggersDataManager::sharedInstance();
   const auto triggers = store->activeDeviceTriggers();
   const auto fields = triggers->fields();
-  const Explanation gates = gatesFor(name, *triggers, alertsAllowed);
+  const Explanation gates = gatesFor(name, attributes, *triggers, alertsAllowed);
   const zn::Verdict globalDelay = decided([&] {
     return zn::globalDelayRule(fields.deviceTriggerLastPostedTime, fields.globalDelay, zn::secondsSince1970());
   });

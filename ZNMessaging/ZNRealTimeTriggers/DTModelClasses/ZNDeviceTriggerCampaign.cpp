@@ -52,8 +52,14 @@ int ZNDeviceTriggerCampaign::getDeviceTriggerType(const zn::Value& type) { retur
 
 std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithDictionary(const zn::Value& dictionary) {
   auto campaign = std::make_shared<ZNDeviceTriggerCampaign>();
-  zn::guarded("initWithDictionary:", "exception in initializing ZNDeviceTriggerCampaign : %@",
-              [&] { campaign->fill(dictionary); });
+  zn::guarded("initWithDictionary:", "exception in initializing ZNDeviceTriggerCampaign : %@", [&] {
+    try {
+      campaign->fill(dictionary);
+    } catch (...) {
+      campaign->fields_.set(&Fields::malformation, zn::currentExceptionText());
+      throw;
+    }
+  });
   return campaign;
 }
 
@@ -119,6 +125,14 @@ std::shared_ptr<const ZNEventCondition> ZNDeviceTriggerCampaign::condition() con
 
 bool ZNDeviceTriggerCampaign::matches(const zn::Value& event, const zn::Value& attributes) const {
   return condition()->checkIfAttributeConditionSatisfiedForEvent(event, attributes);
+}
+
+std::string ZNDeviceTriggerCampaign::conditionRemark(const zn::Value& attributes) const {
+  const auto present = condition();
+  if (!present->problem().empty()) return "its condition cannot be understood: " + present->problem();
+  if (!present->hasFilter()) return "it has no condition, so that every such event matches";
+  const std::string refusal = present->refusal(attributes);
+  return refusal.empty() ? "" : "its condition is not met: " + refusal;
 }
 
 bool ZNDeviceTriggerCampaign::checkIfAttributeConditionSatisfiedForEvent(const zn::Value& event,

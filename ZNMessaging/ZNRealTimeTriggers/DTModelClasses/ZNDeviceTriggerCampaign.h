@@ -44,6 +44,9 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   bool matches(const zn::Value& event, const zn::Value& attributes) const;
   /// Why the condition cannot be understood; empty for one that can.
   std::string conditionProblem() const { return condition()->problem(); }
+  /// What people want to know of the condition where the trigger event comes with these attributes: that it cannot be
+  /// understood, that there is none, or which of its tests fail; empty for one that is satisfied.
+  std::string conditionRemark(const zn::Value& attributes) const;
 
   ZN_PROPERTY(zn::Value, campaignID, setCampaignID)
   ZN_PROPERTY(std::shared_ptr<ZNDeviceTriggerPayload>, payload, setPayload)  ///< null without one
@@ -65,6 +68,8 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   ZN_PROPERTY(bool, shouldSupportOffline, setShouldSupportOffline)
   ZN_PROPERTY(bool, shouldIgnoreDND, setShouldIgnoreDND)
   bool isActive() const { return status() == kActiveValue(); }
+  /// What `initWithDictionary` could not read, and left out with all that comes after it; empty where it read all.
+  std::string malformation() const { return fields_.get(&Fields::malformation); }
 
   const char* archivedClassName() const override { return "ZNDeviceTriggerCampaign"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
@@ -88,6 +93,7 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
     zn::Value lastUpdatedTime;
     bool shouldSupportOffline = false;
     bool shouldIgnoreDND = false;
+    std::string malformation;                           // never archived
     std::shared_ptr<const ZNEventCondition> condition;  // on the first check: most campaigns are never checked
   };
   friend class ZNDeviceTriggers;

@@ -18,6 +18,21 @@ using CampaignListPtr = std::shared_ptr<const CampaignList>;
 using StatusList = std::vector<std::shared_ptr<const ZNDeviceTriggerStatus>>;
 using StatusListPtr = std::shared_ptr<const StatusList>;
 
+/// A campaign that a synchronisation did not keep.
+struct DroppedCampaign {
+  std::string name;     ///< for messages: 'campaign "ID"', or its place in the answer
+  Value triggerEvent;   ///< nil where it is not known
+  std::string because;  ///< for people
+};
+
+/// What one synchronisation did not keep. Of many campaigns the first ones are described.
+struct DroppedCampaigns {
+  static constexpr std::size_t kMostDescribed = 100;
+
+  std::vector<DroppedCampaign> described;
+  std::size_t count = 0;
+};
+
 }  // namespace zn
 
 /// Everything that device triggers keep between launches, and the root object of their file. Times and delays are
@@ -35,6 +50,8 @@ class ZN_EXPORT ZNDeviceTriggers : public zn::Coding {
     zn::Value globalDelay;                   ///< between any two notifications of device triggers
     zn::Value deviceTriggerLastUpdatedTime;  ///< last successful synchronisation
     zn::Value deviceTriggerLastPostedTime;
+    /// By the last synchronisation of this process; not archived. null stands for none.
+    std::shared_ptr<const zn::DroppedCampaigns> dropped;
 
     const zn::CampaignList& campaigns() const;
     const zn::StatusList& statuses() const;
