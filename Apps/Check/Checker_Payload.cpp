@@ -53,7 +53,7 @@ void Checker::nothingAtAll(const Item& item) {
 void Checker::nothingToShow(const Item& item) {
   const Item zintar = item["zintar"];
   const Item aps = item["aps"];
-  if (options_.isOwnPush && item.is(Type::object) && !zintar.isPresent()) {
+  if (options_.isOwnPush && aps.isPresent() && !zintar.isPresent()) {
     reportKey(
         item, Severity::warning,
         "\"zintar\" is missing: the push is not the library's own: it is shown and handed to the application, and "
