@@ -11,7 +11,6 @@
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
-#include "ZNPlatform/Foundation/TextEncoding.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 #include "ZintarCore/ZNCoreUtils.h"
@@ -63,22 +62,12 @@ std::string ownEventNote(const Value& name) {
       zn::ShowingChain::kMost);
 }
 
-bool areTheSameButForCase(const Value& a, const Value& b) {
-  return std::ranges::equal(a.string(), b.string(), {}, zn::asciiLower, zn::asciiLower);
-}
-
 /// What there is to say of campaigns that wait for the event, and of those that did not come so far.
 std::vector<std::string> remarksOn(const Value& name, const Value& attributes, const ZNDeviceTriggers& triggers) {
   std::vector<std::string> remarks;
   for (const auto& campaign : triggers.campaignsForEvent(name)) {
     const std::string remark = campaign->conditionRemark(attributes);
     if (!remark.empty()) remarks.push_back(zn::format("campaign \"%@\": %@", campaign->campaignID(), remark));
-  }
-  for (const auto& campaign : triggers.fields().campaigns()) {
-    const Value event = campaign->triggerEvent();
-    if (event == name || event.string().empty() || !areTheSameButForCase(event, name)) continue;
-    remarks.push_back(
-        zn::format("campaign \"%@\" waits for \"%@\", and upper and lower case differ", campaign->campaignID(), event));
   }
   const auto dropped = triggers.fields().dropped;
   if (!dropped) return remarks;
