@@ -82,6 +82,8 @@ void Checker::configuration(const Item& item) {
   if (!item.is(Type::object)) {
     return report(item, Severity::error, "a configuration is a JSON object, not " + shownType(item));
   }
+  const Item account = item["account"];  // of a host that has more to configure, such as zinhost
+  if (account["accountActive"]) return configuration(account);
   refusals(item);
   const Item group = item["appGroupID"];
   if (group.is(Type::text) && !group.text().empty() && !NSUserDefaults::canNameSuite(group.text())) {
