@@ -81,6 +81,8 @@ class Checker {
   void repeatedCards(const Item& list);
   void repeatedCampaigns(const Item& list);
   void refusals(const Item& configuration);
+  void textsForOthers(const Item& filter);
+  void endpoints(const Item& endpoints);
   void conditionProblem(const Item& condition, const std::string& problem);
 
   const Document& document_;

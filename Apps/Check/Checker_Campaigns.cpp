@@ -5,6 +5,8 @@
 #include "Apps/Check/Checker.h"
 #include "Apps/NearMiss.h"
 #include "ZNAnalytics/ZNEventCondition.h"
+#include "ZNPlatform/Foundation/IsoDate_p.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 
 namespace apps::check {
 
@@ -70,6 +72,7 @@ void Checker::campaignAnswer(const Item& item) {
   if (kind == "campaign") return campaign(item);
   if (kind == "payload") return payload(item);
   object(item, kind);
+  if (kind == "segment") localPayload(item["payload"]);
 }
 
 void Checker::triggers(const Item& item) {
@@ -152,7 +155,36 @@ void Checker::condition(const Item& item) {
   zn::Value whole = item.value();
   if (!item["eventName"]) whole.setObjectNilHandled("E", "eventName");  // a campaign names its event elsewhere
   const std::string problem = ZNEventCondition(whole).problem();
-  if (!problem.empty()) conditionProblem(item, problem);
+  if (!problem.empty()) return conditionProblem(item, problem);
+  textsForOthers(item["filter"]);
+}
+
+/// Texts that a number, date or truth was meant by, in a filter that is understood.
+void Checker::textsForOthers(const Item& filter) {
+  if (filter["not"]) return textsForOthers(filter["not"]);
+  for (const char* list : {"and", "or"}) {
+    for (const Item& each : inside(filter[list])) textsForOthers(each);
+  }
+  const std::string comparison = filter["is"].text();
+  const bool isOrder = comparison == "greater" || comparison == "less" || comparison == "atLeast" ||
+                       comparison == "atMost" || comparison == "between";
+  const auto look = [&](const Item& value) {
+    if (!value.is(Type::text)) return;
+    const std::string text = value.text();
+    const bool isTruth = text == "true" || text == "false";
+    const bool isDateLike = text.size() > 7 && text[4] == '-' && text[7] == '-' && zn::isAsciiDigit(text[0]);
+    if (isTruth || (isOrder && numberIn(value))) {
+      report(value, Severity::warning, quoted(text) + " is text, and compares with text only",
+             std::string("if ") + (isTruth ? "a truth" : "a number") + " was meant, write " + text);
+    } else if (isOrder && isDateLike && !std::isfinite(zn::secondsOfIsoDate(text))) {
+      report(value, Severity::warning, quoted(text) + " is no date, and compares with text only",
+             "write a date such as \"2024-03-01\" or \"2024-03-01T12:30Z\"");
+    }
+  };
+  look(filter["value"]);
+  if (comparison != "contains") {
+    for (const Item& each : inside(filter["value"])) look(each);
+  }
 }
 
 namespace {
