@@ -29,10 +29,28 @@ int likeness(const Item& item, const char* kind) {
   return points;
 }
 
+/// What an array of zinserver's folder is a list of, by its first object.
+const char* arrayKind(const Item& list) {
+  const Item first = list.firstInside();
+  const int push = likeness(first, "push");
+  const int fault = likeness(first, "fault");
+  const int most = std::max(push, fault);
+  if (most == 0 || most < likeness(first, "campaign") || most < likeness(first, "message")) return nullptr;
+  return push > fault ? "push" : "fault";
+}
+
 }  // namespace
 
 void Checker::campaignAnswer(const Item& item) {
   if (item.is(Type::array)) {
+    if (const char* kind = arrayKind(item)) {
+      for (const Item& each : inside(item)) {
+        if (!each.is(Type::object)) report(each, Severity::error, "this is " + shownType(each) + ", not an object");
+        object(each, kind);
+        nothingToShow(each["payload"]);
+      }
+      return;
+    }
     report(item, Severity::error, "this is an array, so devices keep the campaigns that they have",
            "write {\"campaigns\": [ … ]}");
     return whatever(item);
@@ -75,11 +93,36 @@ void Checker::campaign(const Item& item) {
   object(item, "campaign");
   mayBePast_ = false;
   maximumTimes(item);
+  conditionsEvent(item);
+  localPayload(item["payload"]);
   const Item offline = item["should_support_offline"];
   if (offline.is(Type::boolean) && offline.written() == "true" && !item["payload"].isPresent() && use_ == Use::sent) {
     reportKey(offline, Severity::warning, "without a \"payload\" the campaign is never shown offline",
               "add \"payload\"");
   }
+}
+
+/// Of a notification that the device posts itself.
+void Checker::localPayload(const Item& payload) {
+  if (use_ != Use::sent || !payload.is(Type::object) || !payload.firstInside()) return;
+  const Item alert = payload["aps"]["alert"];
+  if (alert.text().empty() && !alert["title"].isPresent() && !alert["body"].isPresent()) {
+    reportKey(payload, Severity::warning, "the notification is empty, as \"aps.alert\" has neither a title nor a body",
+              "add \"aps\": {\"alert\": {\"title\": \"Sale\", \"body\": \"Today only.\"}}");
+  }
+  if (!payload["zintar"].isPresent()) {
+    reportKey(payload, Severity::warning, "\"zintar\" is missing: clicks are neither counted nor acted on",
+              "add \"zintar\": {\"cid\": \"autumn-sale\"}");
+  }
+}
+
+void Checker::conditionsEvent(const Item& campaign) {
+  const Item named = campaign["condition"]["eventName"];
+  const Item event = campaign["trigger_event_name"];
+  if (!named || !event.is(Type::text) || (named.is(Type::text) && named.text() == event.text())) return;
+  reportKey(named, Severity::warning,
+            "\"eventName\" does not count in a campaign, which waits for " + inQuotes(event.text()),
+            "take it out, or change \"trigger_event_name\"");
 }
 
 void Checker::maximumTimes(const Item& campaign) {
