@@ -124,7 +124,7 @@ void Checker::conditionsEvent(const Item& campaign) {
   const Item event = campaign["trigger_event_name"];
   if (!named || !event.is(Type::text) || (named.is(Type::text) && named.text() == event.text())) return;
   reportKey(named, Severity::warning,
-            "\"eventName\" does not count in a campaign, which waits for " + quoted(event.text()),
+            "\"eventName\" does not count in a campaign, which waits for " + inQuotes(event.text()),
             "take it out, or change \"trigger_event_name\"");
 }
 
@@ -143,7 +143,7 @@ void Checker::repeatedCampaigns(const Item& list) {
   for (const Item& each : inside(list)) {
     const Item id = each["campaign_id"];
     if (!id.is(Type::text) || first.emplace(id.text(), id).second) continue;
-    report(id, Severity::warning, "a campaign of this answer has the id " + quoted(id.text()) + " already",
+    report(id, Severity::warning, "a campaign of this answer has the id " + inQuotes(id.text()) + " already",
            "give each campaign an id of its own");
   }
 }
@@ -227,7 +227,7 @@ void Checker::conditionProblem(const Item& condition, const std::string& problem
   if (isUnknownKey && at[word]) at = at[word];
   if (isUnknownKey || isComparison) {
     const Key* meant = objectKind(isComparison ? "comparison" : "test").nearest(word);
-    if (meant && meant->name != word) advice = "write " + quoted(meant->name);
+    if (meant && meant->name != word) advice = "write " + inQuotes(meant->name);
   }
   // A filter where the condition belongs, which holds it.
   if (isUnknownKey && place == "condition" &&
