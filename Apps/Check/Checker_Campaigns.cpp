@@ -159,7 +159,7 @@ void Checker::condition(const Item& item) {
   textsForOthers(item["filter"]);
 }
 
-/// Texts that a number, date or truth was meant by, in a filter that is understood.
+/// Texts that were meant as numbers, dates, true or false, in a filter that is understood.
 void Checker::textsForOthers(const Item& filter) {
   if (filter["not"]) return textsForOthers(filter["not"]);
   for (const char* list : {"and", "or"}) {
@@ -174,10 +174,10 @@ void Checker::textsForOthers(const Item& filter) {
     const bool isTruth = text == "true" || text == "false";
     const bool isDateLike = text.size() > 7 && text[4] == '-' && text[7] == '-' && zn::isAsciiDigit(text[0]);
     if (isTruth || (isOrder && numberIn(value))) {
-      report(value, Severity::warning, quoted(text) + " is text, and compares with text only",
-             std::string("if ") + (isTruth ? "a truth" : "a number") + " was meant, write " + text);
+      report(value, Severity::warning, inQuotes(text) + " is text, and compares with text only",
+             "if no text was meant, write " + text + " without quotation marks");
     } else if (isOrder && isDateLike && !std::isfinite(zn::secondsOfIsoDate(text))) {
-      report(value, Severity::warning, quoted(text) + " is no date, and compares with text only",
+      report(value, Severity::warning, inQuotes(text) + " is no date, and compares with text only",
              "write a date such as \"2024-03-01\" or \"2024-03-01T12:30Z\"");
     }
   };

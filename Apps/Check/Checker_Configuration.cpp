@@ -99,7 +99,7 @@ void Checker::endpoints(const Item& endpoints) {
   for (Item each = endpoints.firstInside(); each; each = each.next(endpoints)) {
     const std::string key = each.key();
     if (key == "1" || key == "7" || key == "8" || key == "9" || key == "10") continue;
-    reportKey(each, Severity::warning, quoted(key) + " is no service, and nothing is sent there",
+    reportKey(each, Severity::warning, inQuotes(key) + " is no service, and nothing is sent there",
               "write 1 (events), 7 (inbox), 8 (categories), 9 (campaigns) or 10 (segments)");
   }
 }
