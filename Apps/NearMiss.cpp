@@ -43,10 +43,13 @@ std::string plainWord(std::string_view word) {
 
 bool isSlip(std::string_view plain, std::string_view meant) {
   if (plain == meant) return true;
-  constexpr std::size_t kShort = 5;
+  constexpr std::size_t kShort = 4;
   constexpr std::size_t kLong = 9;
   const auto [shorter, longer] = std::minmax({plain.size(), meant.size()});  // copies
-  const std::size_t allowed = shorter >= kLong ? 2 : shorter >= kShort ? 1 : 0;
+  // Of four letters one other makes another word, such as "date" and "data".
+  const bool isAnotherWord =
+      longer == kShort && !std::is_permutation(plain.begin(), plain.end(), meant.begin(), meant.end());
+  const std::size_t allowed = shorter >= kLong ? 2 : shorter >= kShort && !isAnotherWord ? 1 : 0;
   return allowed > 0 && longer <= kLongest && longer - shorter <= allowed && distance(plain, meant) <= allowed;
 }
 

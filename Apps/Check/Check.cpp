@@ -84,9 +84,10 @@ void addSyntaxError(const zn::JsonError& error, Findings& findings) {
       {"a key in double quotes", "look for a comma before } and for a key without double quotes"},
       {"a value is missing", "look for a comma too many"},
       {"' or '", "look for a missing comma or bracket before this"},
-      {"unexpected characters", "JSON has true, false, null, numbers, and texts in double quotes"},
+      {"unexpected characters", "JSON has true, false, null, numbers, and texts in straight double quotes"},
       {"too early", "look for a missing bracket or quotation mark"},
       {"after the end", "look for a bracket too many"},
+      {"control character", "write \\n for a line break and \\t for a tab"},
       {"escape", "write \\\\ for a backslash"}};
   const auto fits = [&](const Advice& each) { return reason.find(each.reason) != reason.npos; };
   const auto* found = std::find_if(std::begin(kAdvice), std::end(kAdvice), fits);
@@ -116,10 +117,17 @@ std::optional<Kind> kindOf(std::string_view text) {
     Kind kind;
     std::string_view object;
   };
-  constexpr Candidate kCandidates[] = {
-      {Kind::payload, "payload"},    {Kind::campaigns, "triggers"}, {Kind::campaigns, "campaign"},
-      {Kind::campaigns, "segments"}, {Kind::campaigns, "segment"},  {Kind::campaigns, "inbox"},
-      {Kind::campaigns, "message"},  {Kind::condition, "test"},     {Kind::configuration, "configuration"}};
+  constexpr Candidate kCandidates[] = {{Kind::payload, "payload"},
+                                       {Kind::campaigns, "triggers"},
+                                       {Kind::campaigns, "campaign"},
+                                       {Kind::campaigns, "segments"},
+                                       {Kind::campaigns, "segment"},
+                                       {Kind::campaigns, "inbox"},
+                                       {Kind::campaigns, "message"},
+                                       {Kind::campaigns, "push"},
+                                       {Kind::campaigns, "fault"},
+                                       {Kind::condition, "test"},
+                                       {Kind::configuration, "configuration"}};
   std::optional<Kind> best;
   int most = 0;
   for (const auto& [kind, object] : kCandidates) {

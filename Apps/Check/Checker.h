@@ -72,11 +72,17 @@ class Checker {
   void link(const Item& item, const Key& key);
 
   void nothingToShow(const Item& item);
+  void nothingAtAll(const Item& item);
+  void localPayload(const Item& payload);
   void wrapped(const Item& item);
   void maximumTimes(const Item& campaign);
+  void conditionsEvent(const Item& campaign);
   void cardAction(const Item& action);
+  void repeatedCards(const Item& list);
   void repeatedCampaigns(const Item& list);
   void refusals(const Item& configuration);
+  void textsForOthers(const Item& filter);
+  void endpoints(const Item& endpoints);
   void conditionProblem(const Item& condition, const std::string& problem);
 
   const Document& document_;
@@ -98,7 +104,9 @@ std::string shownDate(double secondsSince1970);
 std::string shownNumber(double number);
 /// Of a number, or a text that is one as a whole; nothing for anything else.
 std::optional<double> numberIn(const Item& item);
-/// Why nothing can open the link, and what to write instead where that is plain; empty for one that can be opened.
-std::pair<std::string, std::string> linkProblem(std::string_view link, const std::vector<std::string>& schemes);
+/// Why nothing can open the link, with the effect of that, and what to write instead where that is plain; empty for one
+/// that can be opened.
+std::pair<std::string, std::string> linkProblem(std::string_view link, const std::vector<std::string>& schemes,
+                                                std::string_view effect = "nothing is opened");
 
 }  // namespace apps::check

@@ -5,6 +5,8 @@
 #include "Apps/Check/Checker.h"
 #include "Apps/NearMiss.h"
 #include "ZNAnalytics/ZNEventCondition.h"
+#include "ZNPlatform/Foundation/IsoDate_p.h"
+#include "ZNPlatform/Foundation/TextEncoding.h"
 
 namespace apps::check {
 
@@ -29,10 +31,28 @@ int likeness(const Item& item, const char* kind) {
   return points;
 }
 
+/// What an array of zinserver's folder is a list of, by its first object.
+const char* arrayKind(const Item& list) {
+  const Item first = list.firstInside();
+  const int push = likeness(first, "push");
+  const int fault = likeness(first, "fault");
+  const int most = std::max(push, fault);
+  if (most == 0 || most < likeness(first, "campaign") || most < likeness(first, "message")) return nullptr;
+  return push > fault ? "push" : "fault";
+}
+
 }  // namespace
 
 void Checker::campaignAnswer(const Item& item) {
   if (item.is(Type::array)) {
+    if (const char* kind = arrayKind(item)) {
+      for (const Item& each : inside(item)) {
+        if (!each.is(Type::object)) report(each, Severity::error, "this is " + shownType(each) + ", not an object");
+        object(each, kind);
+        nothingToShow(each["payload"]);
+      }
+      return;
+    }
     report(item, Severity::error, "this is an array, so devices keep the campaigns that they have",
            "write {\"campaigns\": [ … ]}");
     return whatever(item);
@@ -52,6 +72,7 @@ void Checker::campaignAnswer(const Item& item) {
   if (kind == "campaign") return campaign(item);
   if (kind == "payload") return payload(item);
   object(item, kind);
+  if (kind == "segment") localPayload(item["payload"]);
 }
 
 void Checker::triggers(const Item& item) {
@@ -75,11 +96,36 @@ void Checker::campaign(const Item& item) {
   object(item, "campaign");
   mayBePast_ = false;
   maximumTimes(item);
+  conditionsEvent(item);
+  localPayload(item["payload"]);
   const Item offline = item["should_support_offline"];
   if (offline.is(Type::boolean) && offline.written() == "true" && !item["payload"].isPresent() && use_ == Use::sent) {
     reportKey(offline, Severity::warning, "without a \"payload\" the campaign is never shown offline",
               "add \"payload\"");
   }
+}
+
+/// Of a notification that the device posts itself.
+void Checker::localPayload(const Item& payload) {
+  if (use_ != Use::sent || !payload.is(Type::object) || !payload.firstInside()) return;
+  const Item alert = payload["aps"]["alert"];
+  if (alert.text().empty() && !alert["title"].isPresent() && !alert["body"].isPresent()) {
+    reportKey(payload, Severity::warning, "the notification is empty, as \"aps.alert\" has neither a title nor a body",
+              "add \"aps\": {\"alert\": {\"title\": \"Sale\", \"body\": \"Today only.\"}}");
+  }
+  if (!payload["zintar"].isPresent()) {
+    reportKey(payload, Severity::warning, "\"zintar\" is missing: clicks are neither counted nor acted on",
+              "add \"zintar\": {\"cid\": \"autumn-sale\"}");
+  }
+}
+
+void Checker::conditionsEvent(const Item& campaign) {
+  const Item named = campaign["condition"]["eventName"];
+  const Item event = campaign["trigger_event_name"];
+  if (!named || !event.is(Type::text) || (named.is(Type::text) && named.text() == event.text())) return;
+  reportKey(named, Severity::warning,
+            "\"eventName\" does not count in a campaign, which waits for " + inQuotes(event.text()),
+            "take it out, or change \"trigger_event_name\"");
 }
 
 void Checker::maximumTimes(const Item& campaign) {
@@ -109,7 +155,36 @@ void Checker::condition(const Item& item) {
   zn::Value whole = item.value();
   if (!item["eventName"]) whole.setObjectNilHandled("E", "eventName");  // a campaign names its event elsewhere
   const std::string problem = ZNEventCondition(whole).problem();
-  if (!problem.empty()) conditionProblem(item, problem);
+  if (!problem.empty()) return conditionProblem(item, problem);
+  textsForOthers(item["filter"]);
+}
+
+/// Texts that were meant as numbers, dates, true or false, in a filter that is understood.
+void Checker::textsForOthers(const Item& filter) {
+  if (filter["not"]) return textsForOthers(filter["not"]);
+  for (const char* list : {"and", "or"}) {
+    for (const Item& each : inside(filter[list])) textsForOthers(each);
+  }
+  const std::string comparison = filter["is"].text();
+  const bool isOrder = comparison == "greater" || comparison == "less" || comparison == "atLeast" ||
+                       comparison == "atMost" || comparison == "between";
+  const auto look = [&](const Item& value) {
+    if (!value.is(Type::text)) return;
+    const std::string text = value.text();
+    const bool isTruth = text == "true" || text == "false";
+    const bool isDateLike = text.size() > 7 && text[4] == '-' && text[7] == '-' && zn::isAsciiDigit(text[0]);
+    if (isTruth || (isOrder && numberIn(value))) {
+      report(value, Severity::warning, inQuotes(text) + " is text, and compares with text only",
+             "if no text was meant, write " + text + " without quotation marks");
+    } else if (isOrder && isDateLike && !std::isfinite(zn::secondsOfIsoDate(text))) {
+      report(value, Severity::warning, inQuotes(text) + " is no date, and compares with text only",
+             "write a date such as \"2024-03-01\" or \"2024-03-01T12:30Z\"");
+    }
+  };
+  look(filter["value"]);
+  if (comparison != "contains") {
+    for (const Item& each : inside(filter["value"])) look(each);
+  }
 }
 
 namespace {

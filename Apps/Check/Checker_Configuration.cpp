@@ -82,6 +82,8 @@ void Checker::configuration(const Item& item) {
   if (!item.is(Type::object)) {
     return report(item, Severity::error, "a configuration is a JSON object, not " + shownType(item));
   }
+  const Item account = item["account"];  // of a host that has more to configure, such as zinhost
+  if (account["accountActive"]) return configuration(account);
   refusals(item);
   const Item group = item["appGroupID"];
   if (group.is(Type::text) && !group.text().empty() && !NSUserDefaults::canNameSuite(group.text())) {
@@ -89,6 +91,17 @@ void Checker::configuration(const Item& item) {
            "write a name such as \"group.example.shop\"");
   }
   object(item, "configuration");
+  endpoints(item["server"]["endpoints"]);
+}
+
+void Checker::endpoints(const Item& endpoints) {
+  if (!endpoints.is(Type::object)) return;
+  for (Item each = endpoints.firstInside(); each; each = each.next(endpoints)) {
+    const std::string key = each.key();
+    if (key == "1" || key == "7" || key == "8" || key == "9" || key == "10") continue;
+    reportKey(each, Severity::warning, inQuotes(key) + " is no service, and nothing is sent there",
+              "write 1 (events), 7 (inbox), 8 (categories), 9 (campaigns) or 10 (segments)");
+  }
 }
 
 }  // namespace apps::check

@@ -1,3 +1,5 @@
+#include <set>
+
 #include "Apps/Check/Checker.h"
 
 namespace apps::check {
@@ -13,6 +15,7 @@ void Checker::pushPayload(const Item& item) {
            "shorten it");
   }
   wrapped(item);
+  nothingAtAll(item);
   payload(item);
   nothingToShow(item);
 }
@@ -35,11 +38,22 @@ void Checker::wrapped(const Item& item) {
   }
 }
 
+void Checker::nothingAtAll(const Item& item) {
+  const auto isWrapped = [](const Item& each) { return each["aps"] || each["zintar"]; };
+  for (Item each = item.firstInside(); each; each = each.next(item)) {
+    const Key* meant = objectKind("payload").nearest(each.key());
+    if (meant || objectKind("payload").key(each.key()) || isWrapped(each)) return;
+  }
+  reportKey(item, Severity::warning,
+            "neither \"aps\" nor \"zintar\" is there: nothing is shown, and nothing is counted",
+            "write {\"aps\": {\"alert\": \"Today only.\"}, \"zintar\": {\"cid\": \"autumn-sale\"}}");
+}
+
 /// Pushes of others may have a meaning of their own.
 void Checker::nothingToShow(const Item& item) {
   const Item zintar = item["zintar"];
   const Item aps = item["aps"];
-  if (options_.isOwnPush && item.is(Type::object) && !zintar.isPresent()) {
+  if (options_.isOwnPush && aps.isPresent() && !zintar.isPresent()) {
     reportKey(
         item, Severity::warning,
         "\"zintar\" is missing: the push is not the library's own: it is shown and handed to the application, and "
@@ -60,11 +74,28 @@ void Checker::nothingToShow(const Item& item) {
             "add \"body\", or \"silentPush\": true to \"zintar\" if that is meant");
 }
 
+/// A click finds the first one.
+void Checker::repeatedCards(const Item& list) {
+  std::set<double> numbers;
+  for (const Item& each : inside(list)) {
+    const auto number = each["cardID"].isPresent() ? numberIn(each["cardID"]) : std::nullopt;
+    if (!number || numbers.insert(*number).second) continue;
+    report(each["cardID"], Severity::warning,
+           "a card before has the number " + shownNumber(*number) + ", and clicks on this one do what that one says",
+           "give each card a number of its own");
+  }
+}
+
 void Checker::cardAction(const Item& action) {
   const auto isNumber = [&](const char* key, double number) {
     const Item item = action[key];
     return item.isPresent() ? numberIn(item) == number : number == 0;
   };
+  const Item type = action["actionType"];
+  const auto number = type.isPresent() ? numberIn(type) : std::nullopt;
+  if (number && *number != 0 && *number != 1 && *number != 2 && isNumber("actionName", 0)) {
+    report(type, Severity::error, "\"actionType\" is " + shownNumber(*number) + ": nothing is done", "write 0, 1 or 2");
+  }
   const Item value = action["value"];
   if (!value.is(Type::text) || !isNumber("actionName", 0) || !(isNumber("actionType", 0) || isNumber("actionType", 1)))
     return;

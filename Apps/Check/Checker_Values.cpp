@@ -16,6 +16,7 @@ namespace apps::check {
 namespace {
 
 constexpr double kSecondsPerDay = 86400;
+constexpr double kOldestMoment = 5e8;  // 1985; what is less was meant as something else
 
 const char* wanted(const KeyType& of) {
   const std::string_view type = of.name;
@@ -49,6 +50,12 @@ std::string shownPeriod(double seconds) {
   constexpr double kSecondsPerHour = 3600;
   const bool isLong = seconds >= kSecondsPerDay;
   return shownNumber(std::floor(seconds / (isLong ? kSecondsPerDay : kSecondsPerHour))) + (isLong ? " days" : " hours");
+}
+
+std::string_view withoutBlanksAround(std::string_view text) {
+  constexpr const char* kBlanks = " \t\r\n";
+  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+  return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
 std::string write(const std::string& what) { return "write " + what; }
@@ -125,11 +132,17 @@ void Checker::value(const Item& item, const Key& key) {
     return repeatedCampaigns(item);
   }
   if (type->of == "payload") return payload(item);
-  if (type->name == "object" && !type->of.empty()) return object(item, type->of);
+  if (type->name == "object" && !type->of.empty()) {
+    object(item, type->of);
+    if (type->of == "segment") localPayload(item["payload"]);
+    return;
+  }
+  if (type->of == "card") repeatedCards(item);
   for (Item each = item.firstInside(); each && !type->of.empty(); each = each.next(item)) {
     if (each.is(Type::object)) {
       object(each, type->of);
       if (type->of == "action") cardAction(each);
+      if (type->of == "segment") localPayload(each["payload"]);
     } else if (each.isPresent()) {
       report(each, Severity::error, "this is " + shownType(each) + ", where an object belongs, and it is passed over");
     }
@@ -148,17 +161,34 @@ void Checker::wrongType(const Item& item, const Key& key) {
   } else if (!key.example.empty()) {
     advice = write("something like " + key.example);
   }
-  const std::string effect = key.otherwise.empty() ? "" : ": " + key.otherwise;
+  std::string effect = key.otherwise.empty() ? "" : ": " + key.otherwise;
+  const bool isTruth = item.is(Type::boolean) && !key.takes("text") && !key.takes("object") && !key.takes("objects");
+  if (isTruth) effect = std::string(": it counts as ") + (item.written() == "true" ? "1" : "0");
   report(item, Severity::error, inQuotes(key.name) + " is " + shownType(item) + ", not " + wanted(key) + effect,
          advice);
 }
 
 void Checker::text(const Item& item, const Key& key) {
   const std::string text = item.text();
+  const bool mustTell = key.needed && (!key.isNeededOnlyWhenSent || use_ == Use::sent);
+  if (mustTell && text.empty()) {
+    return report(item, Severity::error, inQuotes(key.name) + " is empty: " + key.otherwise,
+                  write("something like " + key.example));
+  }
+  if (mustTell && (text.front() == ' ' || text.back() == ' ')) {
+    report(item, Severity::warning, inQuotes(text) + " begins or ends with a blank, which counts",
+           "take the blank out");
+  }
   if (key.values.empty() || std::find(key.values.begin(), key.values.end(), text) != key.values.end()) return;
   const auto isMeant = [&](const std::string& value) { return isSlip(plainWord(text), plainWord(value)); };
   const auto meant = std::find_if(key.values.begin(), key.values.end(), isMeant);
-  if (meant == key.values.end()) return;
+  if (meant == key.values.end()) {
+    if (key.isOpen) return;
+    std::string known;
+    for (const std::string& value : key.values) known += (known.empty() ? "" : " or ") + inQuotes(value);
+    return report(item, Severity::error, inQuotes(text) + " is no " + inQuotes(key.name) + ": " + key.otherwise,
+                  write(known));
+  }
   report(item, Severity::error, inQuotes(text) + " is not " + inQuotes(*meant) + ": " + key.otherwise,
          write(inQuotes(*meant)));
 }
@@ -188,14 +218,14 @@ void Checker::momentAsText(const Item& item, const Key& key, double factor) {
   const double read = zn::Value(text).doubleValue();
   const char* unit = factor > 1 ? " milliseconds" : " seconds";
   const double meant = zn::secondsOfIsoDate(text);
+  const bool isPast = !key.past.empty() && read / factor < (options_.now > 0 ? options_.now : kOldestMoment);
   report(item, Severity::error,
          inQuotes(key.name) + ": " + inQuotes(text) + " is read as " + shownNumber(read) + unit + " since 1970" +
-             (key.past.empty() ? "" : ": " + key.past),
+             (isPast ? ": " + key.past : ""),
          write(std::isfinite(meant) ? shownNumber(meant * factor) : unit + 1 + std::string(" since 1970")));
 }
 
 void Checker::moment(const Item& item, const Key& key, std::string_view unit) {
-  constexpr double kOldest = 5e8;       // 1985 in seconds
   constexpr double kTooLarge = 1e11;    // 1973 in milliseconds, far in the future in seconds
   constexpr double kFar = 16725225600;  // 2500
   const double factor = unit == "ms" ? 1000 : 1;
@@ -203,7 +233,7 @@ void Checker::moment(const Item& item, const Key& key, std::string_view unit) {
   if (!number) return momentAsText(item, key, factor);
   const double seconds = *number / factor;
   const std::string is = inQuotes(key.name) + " is " + shownDate(seconds);
-  if (factor > 1 && *number >= kOldest && *number < kTooLarge) {
+  if (factor > 1 && *number >= kOldestMoment && *number < kTooLarge) {
     return report(item, Severity::error,
                   is + ", as seconds stand where milliseconds belong" + (key.past.empty() ? "" : ": " + key.past),
                   write(shownNumber(*number * 1000)));
@@ -215,7 +245,7 @@ void Checker::moment(const Item& item, const Key& key, std::string_view unit) {
   if (seconds >= kFar)
     return report(item, Severity::warning, is + ", which is far away", "look at the number of digits");
   if (key.past.empty() || mayBePast_ || options_.now == 0 || seconds >= options_.now) return;
-  const bool isPeriod = seconds < kOldest;
+  const bool isPeriod = seconds < kOldestMoment;
   report(
       item, Severity::warning, is + ", which is past: " + key.past,
       isPeriod ? "write a moment, not a period: " + std::string(factor > 1 ? "milli" : "") + "seconds since 1970" : "");
@@ -223,13 +253,18 @@ void Checker::moment(const Item& item, const Key& key, std::string_view unit) {
 
 void Checker::period(const Item& item, const Key& key, std::string_view unit) {
   const auto number = numberIn(item);
-  if (!number || *number <= 0) return;
+  if (!number) return;
   if (unit == "s") {
     if (key.longest == 0 || *number <= key.longest) return;
     return report(item, Severity::warning,
                   inQuotes(key.name) + " is " + shownPeriod(*number) + ", as periods here are seconds",
                   "if milliseconds were meant, write " + shownNumber(*number / 1000));
   }
+  if (*number < 0 || (*number == 0 && key.needed)) {
+    return report(item, Severity::warning, inQuotes(key.name) + " is " + shownNumber(*number) + ": " + key.otherwise,
+                  key.needed ? write("something like " + key.example) : "");
+  }
+  if (*number == 0) return;
   constexpr double kHour = 3600;
   const bool isSeconds = *number < 1000 || (std::fmod(*number, kHour) == 0 && std::fmod(*number, 1000) != 0);
   if (!isSeconds) return;
@@ -241,7 +276,10 @@ void Checker::period(const Item& item, const Key& key, std::string_view unit) {
 void Checker::timeOfDay(const Item& item, const Key& key) {
   const std::string written = item.is(Type::text) ? item.text() : std::string(item.written());
   const std::int64_t read = zn::Value(written).longLongValue();
-  const auto clock = [](std::int64_t hhmm) { return std::to_string(hhmm / 100) + ":" + std::to_string(hhmm % 100); };
+  const auto clock = [](std::int64_t hhmm) {
+    const std::string minutes = std::to_string(hhmm % 100);
+    return std::to_string(hhmm / 100) + (minutes.size() < 2 ? ":0" : ":") + minutes;
+  };
   const auto isTime = [](std::int64_t hhmm) { return hhmm >= 0 && hhmm / 100 < 24 && hhmm % 100 < 60; };
   if (item.is(Type::text)) {
     const std::int64_t meant = zn::Value([&] {
@@ -256,43 +294,58 @@ void Checker::timeOfDay(const Item& item, const Key& key) {
                       (isSame ? ", where the number hhmm belongs" : ", of which a device reads " + clock(read)),
                   write(isTime(meant) ? std::to_string(meant) : "hhmm as a number, such as 2230"));
   }
-  if (isTime(read) && numberIn(item) == static_cast<double>(read)) return;
+  if (isTime(read) && numberIn(item) == static_cast<double>(read)) {
+    const bool isHour = read > 0 && read < 24;
+    if (!isHour) return;
+    return report(item, Severity::warning, inQuotes(key.name) + " is " + clock(read) + ", as times here are hhmm",
+                  "if " + clock(read * 100) + " was meant, write " + std::to_string(read * 100));
+  }
   report(item, Severity::error, inQuotes(key.name) + " is " + std::string(written) + ", which is no time of day",
          "write hhmm as a number from 0 to 2359, such as 2230");
 }
 
 void Checker::link(const Item& item, const Key& key) {
-  const auto [problem, instead] = linkProblem(item.text(), options_.linkSchemes);
+  const bool isMedia = key.name == "media-attachment";
+  const auto [problem, instead] =
+      linkProblem(item.text(), options_.linkSchemes, isMedia ? key.otherwise : "nothing is opened");
   if (problem.empty()) return;
   report(item, Severity::error, inQuotes(key.name) + ": " + inQuotes(item.text()) + " " + problem,
          instead.empty() ? "" : write(inQuotes(instead)));
 }
 
-std::pair<std::string, std::string> linkProblem(std::string_view link, const std::vector<std::string>& schemes) {
-  if (link.empty()) return {"is empty, so nothing is opened", ""};
+std::pair<std::string, std::string> linkProblem(std::string_view link, const std::vector<std::string>& schemes,
+                                                std::string_view effect) {
+  const std::string so = ", so " + std::string(effect);
+  if (link.empty()) return {"is empty" + so, ""};
   const auto url = NSURL::URLWithString(link);
   if (!url) {
     std::string mended;
-    for (const char c : link) mended += c == ' ' ? "%20" : std::string(1, c);
-    const bool helps = mended != link && linkProblem(mended, schemes).first.empty();
-    return {"is no link, so nothing is opened", helps ? mended : ""};
+    for (const char c : withoutBlanksAround(link)) mended += c == ' ' ? "%20" : std::string(1, c);
+    const bool helps = mended != link && linkProblem(mended, schemes, effect).first.empty();
+    return {"is no link" + so, helps ? mended : ""};
   }
   std::string scheme;
   for (const char c : url->scheme()) scheme += zn::asciiLower(c);
   if (scheme.empty()) {
-    const bool isBareHost = !link.starts_with('/') && link.substr(0, link.find('/')).find('.') != link.npos;
-    return {"names no scheme, so nothing is opened", link.starts_with("//") ? "https:" + std::string(link)
-                                                     : isBareHost           ? "https://" + std::string(link)
-                                                                            : ""};
+    const std::size_t slashes = link.find("//");
+    const bool lacksColon = link.starts_with("https//") || link.starts_with("http//");
+    const std::string_view host = link.substr(0, link.find('/'));
+    const bool mayBeFile = host.size() == link.size() && effect != "nothing is opened";
+    const bool isBareHost = !host.empty() && host.find('.') != host.npos && !mayBeFile;
+    return {"names no scheme" + so, slashes == 0 || lacksColon ? "https:" + std::string(link.substr(slashes))
+                                    : isBareHost               ? "https://" + std::string(link)
+                                                               : ""};
   }
   const std::string_view rest = link.substr(scheme.size());
   // A host with a port looks like a scheme.
   const bool isHost = scheme == "localhost" || scheme.find('.') != scheme.npos;
   if (isHost && rest.size() > 1 && zn::isAsciiDigit(rest[1])) {
-    return {"names no scheme, so nothing is opened", "https://" + std::string(link)};
+    return {"names no scheme" + so, "https://" + std::string(link)};
   }
   const bool isWeb = scheme == "http" || scheme == "https";
-  if (isWeb) return url->host().empty() ? std::pair{"names no host, so nothing is opened", ""} : std::pair{"", ""};
+  if (isWeb)
+    return url->host().empty() ? std::pair{"names no host" + so, std::string()}
+                               : std::pair{std::string(), std::string()};
   for (const char* typo : {"htps", "htpps", "htttps", "httpss", "hhtps", "ttps", "htp", "htttp", "hhtp", "ttp"}) {
     if (scheme == typo) {
       const std::string meant = scheme.find('s') != scheme.npos ? "https" : "http";

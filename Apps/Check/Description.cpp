@@ -37,6 +37,7 @@ Key keyIn(const Value& value) {
           .near = texts(value["near"]),
           .astray = texts(value["astray"]),
           .values = texts(value["values"]),
+          .isOpen = value["open"].boolean(),
           .past = text("past"),
           .longest = value["longest"].doubleValue(),
           .example = text("example"),

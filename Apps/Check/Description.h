@@ -28,6 +28,7 @@ struct Key {
   std::vector<std::string> near;  ///< as plain words
   std::vector<std::string> astray;
   std::vector<std::string> values;
+  bool isOpen = false;  ///< it may have other values, too
   std::string past;
   double longest = 0;
   std::string example;

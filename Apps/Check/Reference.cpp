@@ -68,7 +68,8 @@ std::optional<std::string> reference(Kind kind) {
       append(text, name);
     }
   } else {
-    for (const char* name : {"triggers", "campaign", "segment", "segments", "inbox", "message"}) append(text, name);
+    for (const char* name : {"triggers", "campaign", "segment", "segments", "inbox", "message", "push", "fault"})
+      append(text, name);
   }
   return text;
 }

@@ -36,7 +36,9 @@ Result resultOf(long status, double retryAfter, std::size_t size) {
       return {Outcome::tooLarge, "too large: the push server does not take " + std::to_string(size) + " bytes"};
     case 429:
     case 503: {
-      const std::string when = retryAfter > 0 ? "in " + std::to_string(std::lround(retryAfter)) + " seconds" : "later";
+      const long seconds = std::lround(retryAfter);
+      const std::string unit = seconds == 1 ? " second" : " seconds";
+      const std::string when = seconds > 0 ? "in " + std::to_string(seconds) + unit : "later";
       return {Outcome::slowDown, "slow down: again " + when, retryAfter};
     }
     default:

@@ -31,6 +31,7 @@ std::optional<zn::P256Key> read(const std::string& path) {
   if (!file) fail("read", path);
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) fail("read", path);
+  if (!S_ISREG(status.st_mode)) throw zn::Exception(path + " is no ordinary file: name another for this sender's key");
   if ((status.st_mode & kOthers) != 0) {
     throw zn::Exception("others may use " + path +
                         ", the key of this sender: chmod 600 it, or, if somebody may have "
@@ -81,7 +82,7 @@ std::string usualVapidKeyFile() {
   const char* const configured = std::getenv("XDG_CONFIG_HOME");
   if (configured && *configured == '/') return std::string(configured) + "/zinpush/vapid.pem";
   const char* const home = std::getenv("HOME");
-  if (!home || !*home) throw zn::Exception("there is no HOME for this sender's key: name a file");
+  if (!home || !*home) throw zn::Exception("there is no HOME for this sender's key: name a file with --key");
   return std::string(home) + "/.config/zinpush/vapid.pem";
 }
 

@@ -39,8 +39,9 @@ constexpr const char* kMore =
 
 KINDS
   payload        a push payload, as it is sent
-  campaigns      {"campaigns": [...]}, {"messagesInfo": [...]}, segments.json, the answer of a segment
-                 service, or one campaign; comments are allowed, as zinserver reads them
+  campaigns      {"campaigns": [...]}, {"messagesInfo": [...]}, the answer of a segment service, one
+                 campaign, or what else a folder of zinserver holds: segments.json, pushes.json and
+                 faults.json; comments are allowed, as zinserver reads them
   condition      an event condition, or what stands under a campaign's "condition"
   configuration  what applications load, as Examples/configuration.json; comments are allowed
   scenario       lines for zinsim, with the payloads, campaigns and settings in them
@@ -49,7 +50,8 @@ KINDS
 EXAMPLES
   $ zincheck Examples/payloads/*.json Examples/campaigns/*.json
   $ echo '{"aps": {"alert": "Hello"}, "zintar": {"campain_id": "c1"}}' | zincheck -
-  standard input:1:40: error: "campain_id" means nothing to a device (write "cid")
+  standard input:1:40: error: "campain_id" means nothing to a device: clicks are
+  neither counted nor acted on, and the inbox cannot tell the message from others (write "cid")
 
 EXIT STATUS
   0  Nothing was found, or this text was printed.

@@ -60,7 +60,7 @@ FAULTS
 
 EXAMPLES
   $ zindistributor --folder ~/.local/share/zindistributor --show-endpoints
-  $ curl -d '{"aps": {"alert": "Hello"}}' ENDPOINT   # without a VAPID key
+  $ curl -d '{"aps": {"alert": "Hello"}}' ENDPOINT   # without a VAPID key, and where plain pushes are taken
 
   Does the application register again, with pauses?
 

@@ -24,10 +24,19 @@ std::string readText(const std::string& path) {
   return {bytes->begin(), bytes->end()};
 }
 
+namespace {
+
+/// Why it is no JSON, and what to do.
+std::string unreadable(std::string_view text, const std::string& from) {
+  const auto findings = apps::check::check(apps::check::Kind::payload, text, {});
+  return findings.empty() ? from + ": this is no JSON" : apps::check::lineFor(from, findings.front());
+}
+
+}  // namespace
+
 std::string payloadIn(std::string_view text, const std::string& from) {
-  zn::JsonError error;
-  const auto value = zn::parseJson(text, &error, {.allowComments = true});
-  if (!value) throw apps::UsageError(from + ": " + error.text);
+  const auto value = zn::parseJson(text, nullptr, {.allowComments = true});
+  if (!value) throw apps::UsageError(unreadable(text, from));
   try {
     return push::textOf(*value);
   } catch (const zn::Exception& problem) {

@@ -85,7 +85,8 @@ Target serverOf(const Options& options) {
   return [options, client = clientFor(options.via)](const push::Message& message) -> std::vector<Report> {
     const auto answer = client->Post("/push", zn::jsonText(requestFor(options, message)), "application/json");
     if (answer) return reportsIn(*answer);
-    return {{.result = {Outcome::notReached, "not reached: zinserver (" + httplib::to_string(answer.error()) + ")"}}};
+    return {{.result = {Outcome::notReached,
+                        "not reached: zinserver at " + options.via + " (" + httplib::to_string(answer.error()) + ")"}}};
   };
 }
 

@@ -61,7 +61,7 @@ void Devices::read() {
   if (!bytes) throw zn::Exception(error);
   zn::JsonError problem;
   const auto all = zn::parseJson({reinterpret_cast<const char*>(bytes->data()), bytes->size()}, &problem);
-  if (!all) throw zn::Exception(file_ + ": " + problem.text);
+  if (!all) throw zn::Exception(file_ + ": " + problem.text + "; move it away to begin without devices");
   zn::Lock lock(mutex_);
   for (const auto& [id, kept] : all->entries()) {
     Device& device = devices_[std::string(id.string())];

@@ -1,5 +1,6 @@
 #include <sys/stat.h>
 
+#include <optional>
 #include <set>
 
 #include "Apps/zinserver/FolderFindings.h"
@@ -15,9 +16,11 @@ namespace {
 
 constexpr const char* kFile = "pushes.json";
 
-std::string versionOf(const std::string& path) {
+/// "" without a file; nothing for an empty one, as somebody is writing it.
+std::optional<std::string> versionOf(const std::string& path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) return "";
+  if (status.st_size == 0) return std::nullopt;
   std::string version;
   for (const auto each : {status.st_ino, static_cast<ino_t>(status.st_size), static_cast<ino_t>(status.st_mtim.tv_sec),
                           static_cast<ino_t>(status.st_mtim.tv_nsec)}) {
@@ -29,9 +32,9 @@ std::string versionOf(const std::string& path) {
 }  // namespace
 
 bool Pusher::readFileIfChanged() {
-  std::string version = versionOf(folder_.pathOf(kFile));
-  if (version == seen_) return false;
-  seen_ = std::move(version);
+  auto version = versionOf(folder_.pathOf(kFile));
+  if (!version || *version == seen_) return false;
+  seen_ = *std::move(version);
   try {
     pushes_ = pushesIn(folder_.readJson(kFile));
   } catch (const zn::Exception& problem) {

@@ -33,10 +33,13 @@ void print(F fields, Kind kind, std::string_view text, bool hasPlace) {
 }
 
 void check(F fields) {
+  bool isGiven = static_cast<bool>(fields["text"]);
   for (const Kind kind : kGiven) {
     const Value& given = fields[apps::check::nameOf(kind)];
+    isGiven |= static_cast<bool>(given);
     if (given) print(fields, kind, zn::jsonText(given, zn::JsonStyle::spaced), false);
   }
+  if (!isGiven) throw UsageError("\"check\" needs \"text\", or one of the fields named after what is checked");
   if (!fields["text"]) return;
   const std::string text = fields.text("text");
   const std::string name = fields.text("as");

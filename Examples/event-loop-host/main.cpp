@@ -57,9 +57,13 @@ class Host : public std::enable_shared_from_this<Host> {
  private:
   void track(const std::string& text) {
     const std::size_t blank = text.find(' ');
-    const auto attributes = blank == std::string::npos ? std::nullopt : zn::parseJson(text.substr(blank + 1));
-    ZNAnalytics::sharedInstance()->trackEvent(text.substr(0, blank),
-                                              ZNProperties::initWithAttributes(attributes.value_or(zn::nil)));
+    zn::JsonError error;
+    const auto attributes = zn::parseJson(blank == std::string::npos ? "{}" : text.substr(blank + 1), &error);
+    if (!attributes) {
+      std::cout << error.text << std::endl;
+      return;
+    }
+    ZNAnalytics::sharedInstance()->trackEvent(text.substr(0, blank), ZNProperties::initWithAttributes(*attributes));
   }
 
   void receive(const std::string& text) {

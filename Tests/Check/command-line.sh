@@ -29,6 +29,7 @@ fail() {
 
 echo '{"aps": {"alert": "A", "badge": "3"}}' >badge.json
 echo '{"aps": {"alert": "A"}}' >good.json
+echo '{"not": {"attribute": "a", "is": "exists"}}' >filter.json
 echo '{"mine": 1}' >other.json
 : >input
 badge='1:33: error: "badge" is text, not a number: the badge stays as it is (write 3)'
@@ -39,7 +40,8 @@ expect 1 '[{"advice": "write 3", "column": 33, "file": "badge.json", "line": 1, 
   '' --json badge.json
 expect 2 "badge.json:$badge" 'zincheck: nowhere.json: there is no such file' nowhere.json badge.json
 expect 2 '' 'zincheck: other.json: its keys do not tell what it is; say so with --as' other.json
-expect 0 '' '' --as payload other.json
+expect 1 'filter.json:1:1: warning: neither "aps" nor "zintar" is there: nothing is shown, and nothing is counted (write {"aps": {"alert": "Today only."}, "zintar": {"cid": "autumn-sale"}})' \
+  '' --as payload filter.json
 expect 2 '' 'zincheck: there is no kind "push"; use payload, campaigns, condition, configuration or scenario' --as push good.json
 expect 2 '' 'zincheck: no file is named'
 cp badge.json input

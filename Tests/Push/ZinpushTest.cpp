@@ -98,7 +98,7 @@ TEST_F(ZinpushTest, WhatCannotBeSentIsSaidBeforeAnythingIs) {
     int status;
     const char* text;
   } cases[] = {
-      {{"--to", to, "-"}, "{\n\"a\": }", 2, "standard input: line 2, column 6"},
+      {{"--to", to, "-"}, "{\n\"a\": }", 2, "standard input:2:6: error"},
       {{"--to", to, "-"}, "[1]", 2, "must be a JSON object"},
       {{"--to", to, "-"}, most.substr(0, 7) + most.substr(6), 4, "3994 bytes, and may have 3993"},
       {{"--to", to, "--strict", "-"},
@@ -128,7 +128,7 @@ TEST_F(ZinpushTest, WhatCannotBeSentIsSaidBeforeAnythingIs) {
   EXPECT_EQ(run({"--to", to, "-"}, most).status, 0);
   const Ended lines = run({"--to", to, "--stdin"}, "{\"a\": 1}\n{\n{\"b\": 2}");
   EXPECT_EQ(lines.status, 2);
-  EXPECT_TRUE(lines.output.starts_with("accepted\nnot sent: payload 2: ")) << lines.output;
+  EXPECT_TRUE(lines.output.starts_with("accepted\nnot sent: payload 2:1:2: error: ")) << lines.output;
   EXPECT_EQ(run({"--to", to, "--repeat=3", payload}).output, "accepted\naccepted\naccepted\n");
   EXPECT_EQ(server_.requests().size(), 6u);
   const PushDevice away("http://127.0.0.1:1/nobody-listens-at-this-port");

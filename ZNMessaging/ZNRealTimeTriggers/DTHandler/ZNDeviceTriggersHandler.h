@@ -76,7 +76,8 @@ class ZN_EXPORT ZNDeviceTriggersHandler : public std::enable_shared_from_this<ZN
   bool checkForGlobalDelay() const;                                          ///< `checkForGlobalDelay`: true: may post
   bool isDateTimeGreaterThanNow(double secondsSince1970) const;              ///< `isDateTimeGreaterThanNow:`
   bool canPostDeviceTrigger(const ZNDeviceTriggerCampaign& campaign) const;  ///< `canPostDeviceTrigger:`
-  /// `checkIfDNDForCampaign:`: true: inside the do-not-disturb window.
+  /// `checkIfDNDForCampaign:`: true: held back for the do-not-disturb window. The server decides about that; here it is
+  /// false for every time that can be read.
   bool checkIfDNDForCampaign(const ZNDeviceTriggerCampaign& campaign) const;
   void endBGTask();  ///< `endBGTask`
   UIBackgroundTaskIdentifier dt_BgTask() const { return dt_BgTask_; }
