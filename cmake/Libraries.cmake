@@ -64,7 +64,9 @@ function(zn_library name)
     target_link_options(${name} PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
     set_target_properties(${name} PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
   endif()
-  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} DEFINE_SYMBOL "")
+  # The binary interface may change with a minor version.
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} DEFINE_SYMBOL ""
+                        SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
   zn_precompile(${name} LIBRARY ${ZN_USUAL_HEADERS})
   get_property(components GLOBAL PROPERTY ZN_COMPONENTS)
   if(NOT arg_COMPONENT IN_LIST components)

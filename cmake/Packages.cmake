@@ -78,36 +78,36 @@ set(about "ZNMessaging gives C++20 applications on Linux push notifications, an 
 set(CPACK_COMPONENTS_ALL)
 zn_package(data NAME znmessaging-data SECTION misc IS_ALIKE SUMMARY "push, inbox and device triggers - resources"
            DESCRIPTION "${about}This package has what its libraries read when they run.")
-zn_package(ZNMessaging NAME libznmessaging1 SECTION libs DEPENDS znmessaging-data
+zn_package(ZNMessaging NAME libznmessaging1.0 SECTION libs DEPENDS znmessaging-data
            SUMMARY "push, inbox and device triggers - libraries"
            DESCRIPTION "${about}This package has the module with the libraries beneath it, for any\nprocess.")
-zn_package(ZNSimulator NAME libznsimulator1 SECTION libs DEPENDS libznmessaging1
+zn_package(ZNSimulator NAME libznsimulator1.0 SECTION libs DEPENDS libznmessaging1.0
            SUMMARY "push, inbox and device triggers - simulated device"
            DESCRIPTION "${about}This package has a device with virtual time on which everything is\nobservable, for tests.")
-zn_package(ZNFreedesktop NAME libznfreedesktop1 SECTION libs DEPENDS libznmessaging1
+zn_package(ZNFreedesktop NAME libznfreedesktop1.0 SECTION libs DEPENDS libznmessaging1.0
            SUMMARY "push, inbox and device triggers - desktop session"
            DESCRIPTION "${about}This package has the device of a desktop session: notifications, push,\nbadge and links over D-Bus.")
-zn_package(ZNQt NAME libznqt1 SECTION libs DEPENDS libznfreedesktop1
+zn_package(ZNQt NAME libznqt1.0 SECTION libs DEPENDS libznfreedesktop1.0
            SUMMARY "push, inbox and device triggers - Qt windows"
            DESCRIPTION "${about}This package has the device of a desktop session with Qt 6: event loop and\nwindows.")
 
-zn_package(ZNMessaging-dev NAME libznmessaging-dev SECTION libdevel DEPENDS libznmessaging1
+zn_package(ZNMessaging-dev NAME libznmessaging-dev SECTION libdevel DEPENDS libznmessaging1.0
            SUMMARY "push, inbox and device triggers - development files"
            DESCRIPTION "${about}This package has headers, and what CMake and pkg-config need to find the\nlibraries.")
-zn_package(ZNSimulator-dev NAME libznsimulator-dev SECTION libdevel DEPENDS libznmessaging-dev libznsimulator1
+zn_package(ZNSimulator-dev NAME libznsimulator-dev SECTION libdevel DEPENDS libznmessaging-dev libznsimulator1.0
            SUMMARY "push, inbox and device triggers - development of tests"
            DESCRIPTION "${about}This package has what is needed to build tests with the simulated device.")
-zn_package(ZNFreedesktop-dev NAME libznfreedesktop-dev SECTION libdevel DEPENDS libznmessaging-dev libznfreedesktop1
+zn_package(ZNFreedesktop-dev NAME libznfreedesktop-dev SECTION libdevel DEPENDS libznmessaging-dev libznfreedesktop1.0
            SUMMARY "push, inbox and device triggers - desktop development"
            DESCRIPTION "${about}This package has what is needed to build with the device of a desktop\nsession.")
-zn_package(ZNQt-dev NAME libznqt-dev SECTION libdevel DEPENDS libznfreedesktop-dev libznqt1 NEEDS qt6-base-dev
+zn_package(ZNQt-dev NAME libznqt-dev SECTION libdevel DEPENDS libznfreedesktop-dev libznqt1.0 NEEDS qt6-base-dev
            SUMMARY "push, inbox and device triggers - development with Qt"
            DESCRIPTION "${about}This package has what is needed to build with the Qt device.")
 
-zn_package(tools NAME znmessaging-tools SECTION devel DEPENDS libznmessaging1 libznsimulator1
+zn_package(tools NAME znmessaging-tools SECTION devel DEPENDS libznmessaging1.0 libznsimulator1.0
            SUMMARY "push, inbox and device triggers - programs"
            DESCRIPTION "${about}This package has the scenario runner zinsim, servers for development, a\nsender of pushes and the notification service extension.")
-zn_package(zinhost NAME zinhost SECTION net DEPENDS libznqt1 NEEDS hicolor-icon-theme
+zn_package(zinhost NAME zinhost SECTION net DEPENDS libznqt1.0 NEEDS hicolor-icon-theme
            SUMMARY "push, inbox and device triggers - demo shop"
            DESCRIPTION "${about}This package has a small shop for the desktop, which shows how an\napplication uses the module.")
 include(CPack)

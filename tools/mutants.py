@@ -36,6 +36,7 @@ TARGETS = {
     "faults": ["FaultTests"],
     "integration": ["IntegrationTests"],
     "push": ["PushTests", "push_interop"],
+    "desktop": ["DesktopTests", "QtTests", "desktop_host", "zindistributor", "zinhost", "zinserver", "zinpush"],
 }
 
 
@@ -80,6 +81,7 @@ def copy_sources():
 
 def run(command, limit):
     """Its output, and whether it ended well in time."""
+    SCRATCH.mkdir(exist_ok=True)
     environment = dict(os.environ, TMPDIR=str(SCRATCH), ZN_STRESS_SCALE="0.2")
     cap = lambda: resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
     with open(PLACE / "log", "wb") as log:

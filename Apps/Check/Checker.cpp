@@ -68,7 +68,7 @@ void Checker::duplicates() {
     for (std::size_t i = 1; i < keys.size(); ++i) {
       if (keys[i].first != keys[i - 1].first) continue;
       findings_.add(document_.placeOf(keys[i].second), Severity::warning,
-                    quoted(keys[i].first) + " stands here for the second time, and only the last one counts",
+                    inQuotes(keys[i].first) + " stands here for the second time, and only the last one counts",
                     "take one out");
     }
   }
@@ -99,8 +99,8 @@ void Checker::unknownKey(const Item& item, const std::string& name, const Object
   const Key* meant = kind.nearest(name);
   if (!meant || members.contains(meant->name)) return;
   const std::string effect = meant->missing.empty() ? "" : ": " + asClause(meant->missing);
-  reportKey(item, meant->needed.value_or(Severity::warning), quoted(name) + " means nothing to a device" + effect,
-            "write " + quoted(meant->name));
+  reportKey(item, meant->needed.value_or(Severity::warning), inQuotes(name) + " means nothing to a device" + effect,
+            "write " + inQuotes(meant->name));
 }
 
 bool Checker::isAstray(const Item& item, const std::string& name, const ObjectKind& kind) {
@@ -110,10 +110,10 @@ bool Checker::isAstray(const Item& item, const std::string& name, const ObjectKi
   for (const auto& [home, key] : astrayKeys(plainWord(name), kind.name)) {
     const Item part = partOf(payload_, home->name);
     if (part[key->name].isPresent()) return false;
-    const std::string where = home->name == "payload" ? "the top level" : quoted(home->name);
-    const std::string here = kind.name == "payload" ? "at the top level" : "inside " + quoted(kind.name);
-    reportKey(item, Severity::warning, quoted(name) + " means nothing to a device " + here,
-              name == key->name ? "move it into " + where : "write " + quoted(key->name) + " inside " + where);
+    const std::string where = home->name == "payload" ? "the top level" : inQuotes(home->name);
+    const std::string here = kind.name == "payload" ? "at the top level" : "inside " + inQuotes(kind.name);
+    reportKey(item, Severity::warning, inQuotes(name) + " means nothing to a device " + here,
+              name == key->name ? "move it into " + where : "write " + inQuotes(key->name) + " inside " + where);
     return true;
   }
   return false;
@@ -129,8 +129,8 @@ void Checker::missingKeys(const Item& item, const ObjectKind& kind, const Member
       return !kind.key(member.first) && kind.nearest(member.first) == &key;
     };
     if (std::any_of(members.begin(), members.end(), isOtherName)) continue;
-    reportKey(item, *key.needed, quoted(key.name) + " is missing: " + asClause(key.missing),
-              "add " + quoted(key.name) + (key.example.empty() ? "" : ": " + key.example));
+    reportKey(item, *key.needed, inQuotes(key.name) + " is missing: " + asClause(key.missing),
+              "add " + inQuotes(key.name) + (key.example.empty() ? "" : ": " + key.example));
   }
 }
 

@@ -97,7 +97,7 @@ class Checker {
 std::string shownType(const Item& item);
 /// The value as it is written, shortened, on one line.
 std::string shownValue(const Item& item);
-std::string quoted(std::string_view text);
+std::string inQuotes(std::string_view text);
 /// "2023-09-01"; "the year 56000" for what is far away.
 std::string shownDate(double secondsSince1970);
 /// A whole number where it is one.

@@ -124,7 +124,7 @@ void Checker::conditionsEvent(const Item& campaign) {
   const Item event = campaign["trigger_event_name"];
   if (!named || !event.is(Type::text) || (named.is(Type::text) && named.text() == event.text())) return;
   reportKey(named, Severity::warning,
-            "\"eventName\" does not count in a campaign, which waits for " + quoted(event.text()),
+            "\"eventName\" does not count in a campaign, which waits for " + inQuotes(event.text()),
             "take it out, or change \"trigger_event_name\"");
 }
 
@@ -143,7 +143,7 @@ void Checker::repeatedCampaigns(const Item& list) {
   for (const Item& each : inside(list)) {
     const Item id = each["campaign_id"];
     if (!id.is(Type::text) || first.emplace(id.text(), id).second) continue;
-    report(id, Severity::warning, "a campaign of this answer has the id " + quoted(id.text()) + " already",
+    report(id, Severity::warning, "a campaign of this answer has the id " + inQuotes(id.text()) + " already",
            "give each campaign an id of its own");
   }
 }
@@ -159,7 +159,7 @@ void Checker::condition(const Item& item) {
   textsForOthers(item["filter"]);
 }
 
-/// Texts that a number, date or truth was meant by, in a filter that is understood.
+/// Texts that were meant as numbers, dates, true or false, in a filter that is understood.
 void Checker::textsForOthers(const Item& filter) {
   if (filter["not"]) return textsForOthers(filter["not"]);
   for (const char* list : {"and", "or"}) {
@@ -174,10 +174,10 @@ void Checker::textsForOthers(const Item& filter) {
     const bool isTruth = text == "true" || text == "false";
     const bool isDateLike = text.size() > 7 && text[4] == '-' && text[7] == '-' && zn::isAsciiDigit(text[0]);
     if (isTruth || (isOrder && numberIn(value))) {
-      report(value, Severity::warning, quoted(text) + " is text, and compares with text only",
-             std::string("if ") + (isTruth ? "a truth" : "a number") + " was meant, write " + text);
+      report(value, Severity::warning, inQuotes(text) + " is text, and compares with text only",
+             "if no text was meant, write " + text + " without quotation marks");
     } else if (isOrder && isDateLike && !std::isfinite(zn::secondsOfIsoDate(text))) {
-      report(value, Severity::warning, quoted(text) + " is no date, and compares with text only",
+      report(value, Severity::warning, inQuotes(text) + " is no date, and compares with text only",
              "write a date such as \"2024-03-01\" or \"2024-03-01T12:30Z\"");
     }
   };
@@ -227,7 +227,7 @@ void Checker::conditionProblem(const Item& condition, const std::string& problem
   if (isUnknownKey && at[word]) at = at[word];
   if (isUnknownKey || isComparison) {
     const Key* meant = objectKind(isComparison ? "comparison" : "test").nearest(word);
-    if (meant && meant->name != word) advice = "write " + quoted(meant->name);
+    if (meant && meant->name != word) advice = "write " + inQuotes(meant->name);
   }
   // A filter where the condition belongs, which holds it.
   if (isUnknownKey && place == "condition" &&

@@ -70,7 +70,7 @@ void Checker::refusals(const Item& item) {
     const std::string sentence = "the configuration is refused: " + refusal->reason;
     if (refusal->reason.ends_with("is not known")) {
       const Key* meant = objectKind(parent.empty() ? "configuration" : "server").nearest(name);
-      reportKey(at, Severity::error, sentence, meant ? "write " + quoted(meant->name) : "take it out");
+      reportKey(at, Severity::error, sentence, meant ? "write " + inQuotes(meant->name) : "take it out");
     } else {
       report(at, Severity::error, sentence);
     }
@@ -87,7 +87,7 @@ void Checker::configuration(const Item& item) {
   refusals(item);
   const Item group = item["appGroupID"];
   if (group.is(Type::text) && !group.text().empty() && !NSUserDefaults::canNameSuite(group.text())) {
-    report(group, Severity::error, "the configuration is refused: " + quoted(group.text()) + " cannot name a group",
+    report(group, Severity::error, "the configuration is refused: " + inQuotes(group.text()) + " cannot name a group",
            "write a name such as \"group.example.shop\"");
   }
   object(item, "configuration");
@@ -99,7 +99,7 @@ void Checker::endpoints(const Item& endpoints) {
   for (Item each = endpoints.firstInside(); each; each = each.next(endpoints)) {
     const std::string key = each.key();
     if (key == "1" || key == "7" || key == "8" || key == "9" || key == "10") continue;
-    reportKey(each, Severity::warning, quoted(key) + " is no service, and nothing is sent there",
+    reportKey(each, Severity::warning, inQuotes(key) + " is no service, and nothing is sent there",
               "write 1 (events), 7 (inbox), 8 (categories), 9 (campaigns) or 10 (segments)");
   }
 }

@@ -33,7 +33,7 @@ void Checker::wrapped(const Item& item) {
     if (!each["aps"].is(Type::object) && !each["zintar"].is(Type::object)) continue;
     return reportKey(
         each, Severity::error,
-        "the payload is wrapped in " + quoted(each.key()) + ", so a device finds neither \"aps\" nor \"zintar\"",
+        "the payload is wrapped in " + inQuotes(each.key()) + ", so a device finds neither \"aps\" nor \"zintar\"",
         "send what is inside");
   }
 }
@@ -101,8 +101,8 @@ void Checker::cardAction(const Item& action) {
     return;
   const auto [problem, instead] = linkProblem(value.text(), options_.linkSchemes);
   if (problem.empty()) return;
-  report(value, Severity::error, "\"value\": " + quoted(value.text()) + " " + problem,
-         instead.empty() ? "" : "write " + quoted(instead));
+  report(value, Severity::error, "\"value\": " + inQuotes(value.text()) + " " + problem,
+         instead.empty() ? "" : "write " + inQuotes(instead));
 }
 
 }  // namespace apps::check

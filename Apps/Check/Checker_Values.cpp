@@ -62,7 +62,7 @@ std::string write(const std::string& what) { return "write " + what; }
 
 }  // namespace
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
   constexpr std::size_t kLongest = 60;
   const bool isLong = text.size() > kLongest;
   return "\"" + zn::sanitizedUtf8(text.substr(0, kLongest)) + (isLong ? "…\"" : "\"");
@@ -84,7 +84,7 @@ std::string shownType(const Item& item) {
 }
 
 std::string shownValue(const Item& item) {
-  if (item.is(Type::text)) return quoted(item.text());
+  if (item.is(Type::text)) return inQuotes(item.text());
   constexpr std::size_t kLongest = 40;
   const std::string_view written = item.written();
   return std::string(written.substr(0, kLongest)) + (written.size() > kLongest ? "…" : "");
@@ -153,7 +153,7 @@ void Checker::wrongType(const Item& item, const Key& key) {
   std::string advice;
   const auto number = numberIn(item);
   if (key.takes("text") && item.is(Type::number)) {
-    advice = write(quoted(item.written()));
+    advice = write(inQuotes(item.written()));
   } else if (number && !key.takes("text") && !key.takes("object")) {
     advice = write(shownNumber(*number));
   } else if (key.takes("objects") && item.is(Type::object)) {
@@ -164,18 +164,20 @@ void Checker::wrongType(const Item& item, const Key& key) {
   std::string effect = key.otherwise.empty() ? "" : ": " + key.otherwise;
   const bool isTruth = item.is(Type::boolean) && !key.takes("text") && !key.takes("object") && !key.takes("objects");
   if (isTruth) effect = std::string(": it counts as ") + (item.written() == "true" ? "1" : "0");
-  report(item, Severity::error, quoted(key.name) + " is " + shownType(item) + ", not " + wanted(key) + effect, advice);
+  report(item, Severity::error, inQuotes(key.name) + " is " + shownType(item) + ", not " + wanted(key) + effect,
+         advice);
 }
 
 void Checker::text(const Item& item, const Key& key) {
   const std::string text = item.text();
   const bool mustTell = key.needed && (!key.isNeededOnlyWhenSent || use_ == Use::sent);
   if (mustTell && text.empty()) {
-    return report(item, Severity::error, quoted(key.name) + " is empty: " + key.otherwise,
+    return report(item, Severity::error, inQuotes(key.name) + " is empty: " + key.otherwise,
                   write("something like " + key.example));
   }
   if (mustTell && (text.front() == ' ' || text.back() == ' ')) {
-    report(item, Severity::warning, quoted(text) + " begins or ends with a blank, which counts", "take the blank out");
+    report(item, Severity::warning, inQuotes(text) + " begins or ends with a blank, which counts",
+           "take the blank out");
   }
   if (key.values.empty() || std::find(key.values.begin(), key.values.end(), text) != key.values.end()) return;
   const auto isMeant = [&](const std::string& value) { return isSlip(plainWord(text), plainWord(value)); };
@@ -183,12 +185,12 @@ void Checker::text(const Item& item, const Key& key) {
   if (meant == key.values.end()) {
     if (key.isOpen) return;
     std::string known;
-    for (const std::string& value : key.values) known += (known.empty() ? "" : " or ") + quoted(value);
-    return report(item, Severity::error, quoted(text) + " is no " + quoted(key.name) + ": " + key.otherwise,
+    for (const std::string& value : key.values) known += (known.empty() ? "" : " or ") + inQuotes(value);
+    return report(item, Severity::error, inQuotes(text) + " is no " + inQuotes(key.name) + ": " + key.otherwise,
                   write(known));
   }
-  report(item, Severity::error, quoted(text) + " is not " + quoted(*meant) + ": " + key.otherwise,
-         write(quoted(*meant)));
+  report(item, Severity::error, inQuotes(text) + " is not " + inQuotes(*meant) + ": " + key.otherwise,
+         write(inQuotes(*meant)));
 }
 
 void Checker::flag(const Item& item, const Key& key) {
@@ -218,7 +220,7 @@ void Checker::momentAsText(const Item& item, const Key& key, double factor) {
   const double meant = zn::secondsOfIsoDate(text);
   const bool isPast = !key.past.empty() && read / factor < (options_.now > 0 ? options_.now : kOldestMoment);
   report(item, Severity::error,
-         quoted(key.name) + ": " + quoted(text) + " is read as " + shownNumber(read) + unit + " since 1970" +
+         inQuotes(key.name) + ": " + inQuotes(text) + " is read as " + shownNumber(read) + unit + " since 1970" +
              (isPast ? ": " + key.past : ""),
          write(std::isfinite(meant) ? shownNumber(meant * factor) : unit + 1 + std::string(" since 1970")));
 }
@@ -230,7 +232,7 @@ void Checker::moment(const Item& item, const Key& key, std::string_view unit) {
   const auto number = numberIn(item);
   if (!number) return momentAsText(item, key, factor);
   const double seconds = *number / factor;
-  const std::string is = quoted(key.name) + " is " + shownDate(seconds);
+  const std::string is = inQuotes(key.name) + " is " + shownDate(seconds);
   if (factor > 1 && *number >= kOldestMoment && *number < kTooLarge) {
     return report(item, Severity::error,
                   is + ", as seconds stand where milliseconds belong" + (key.past.empty() ? "" : ": " + key.past),
@@ -255,11 +257,11 @@ void Checker::period(const Item& item, const Key& key, std::string_view unit) {
   if (unit == "s") {
     if (key.longest == 0 || *number <= key.longest) return;
     return report(item, Severity::warning,
-                  quoted(key.name) + " is " + shownPeriod(*number) + ", as periods here are seconds",
+                  inQuotes(key.name) + " is " + shownPeriod(*number) + ", as periods here are seconds",
                   "if milliseconds were meant, write " + shownNumber(*number / 1000));
   }
   if (*number < 0 || (*number == 0 && key.needed)) {
-    return report(item, Severity::warning, quoted(key.name) + " is " + shownNumber(*number) + ": " + key.otherwise,
+    return report(item, Severity::warning, inQuotes(key.name) + " is " + shownNumber(*number) + ": " + key.otherwise,
                   key.needed ? write("something like " + key.example) : "");
   }
   if (*number == 0) return;
@@ -267,7 +269,7 @@ void Checker::period(const Item& item, const Key& key, std::string_view unit) {
   const bool isSeconds = *number < 1000 || (std::fmod(*number, kHour) == 0 && std::fmod(*number, 1000) != 0);
   if (!isSeconds) return;
   report(item, Severity::warning,
-         quoted(key.name) + " is " + shownNumber(*number / 1000) + " seconds, as periods here are milliseconds",
+         inQuotes(key.name) + " is " + shownNumber(*number / 1000) + " seconds, as periods here are milliseconds",
          "if seconds were meant, write " + shownNumber(*number * 1000));
 }
 
@@ -288,17 +290,17 @@ void Checker::timeOfDay(const Item& item, const Key& key) {
                                    .longLongValue();
     const bool isSame = numberIn(item) && isTime(read);
     return report(item, isSame ? Severity::warning : Severity::error,
-                  quoted(key.name) + " is text" +
+                  inQuotes(key.name) + " is text" +
                       (isSame ? ", where the number hhmm belongs" : ", of which a device reads " + clock(read)),
                   write(isTime(meant) ? std::to_string(meant) : "hhmm as a number, such as 2230"));
   }
   if (isTime(read) && numberIn(item) == static_cast<double>(read)) {
     const bool isHour = read > 0 && read < 24;
     if (!isHour) return;
-    return report(item, Severity::warning, quoted(key.name) + " is " + clock(read) + ", as times here are hhmm",
+    return report(item, Severity::warning, inQuotes(key.name) + " is " + clock(read) + ", as times here are hhmm",
                   "if " + clock(read * 100) + " was meant, write " + std::to_string(read * 100));
   }
-  report(item, Severity::error, quoted(key.name) + " is " + std::string(written) + ", which is no time of day",
+  report(item, Severity::error, inQuotes(key.name) + " is " + std::string(written) + ", which is no time of day",
          "write hhmm as a number from 0 to 2359, such as 2230");
 }
 
@@ -307,8 +309,8 @@ void Checker::link(const Item& item, const Key& key) {
   const auto [problem, instead] =
       linkProblem(item.text(), options_.linkSchemes, isMedia ? key.otherwise : "nothing is opened");
   if (problem.empty()) return;
-  report(item, Severity::error, quoted(key.name) + ": " + quoted(item.text()) + " " + problem,
-         instead.empty() ? "" : write(quoted(instead)));
+  report(item, Severity::error, inQuotes(key.name) + ": " + inQuotes(item.text()) + " " + problem,
+         instead.empty() ? "" : write(inQuotes(instead)));
 }
 
 std::pair<std::string, std::string> linkProblem(std::string_view link, const std::vector<std::string>& schemes,
