@@ -108,6 +108,10 @@ ZNInboxModel::CampaignKey ZNInboxModel::campaignKey() const {
   return fields_.read([](const Fields& fields) { return CampaignKey{fields.campaignID, fields.campaignHash}; });
 }
 
+bool ZNInboxModel::isUnreadWithPayload() const {
+  return fields_.read([](const Fields& fields) { return !fields.isRead && !fields.notificationPayloadDict.isNil(); });
+}
+
 void ZNInboxModel::fillDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken) {
   if (const zn::Value received = zintar.validObjectForKey(zn::payload::receivedEpoch)) {
     fields_.set(&Fields::receivedDate, dateFromSeconds(received));

@@ -73,6 +73,7 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   ZN_PROPERTY(zn::Value, clickedDate, setClickedDate)
   ZN_PROPERTY(zn::Value, inboxExpiryDate, setInboxExpiryDate)  ///< after it the entry is removed
   ZN_PROPERTY(bool, isRead, setIsRead)
+  bool isUnreadWithPayload() const;  ///< read as one step
 
   const char* archivedClassName() const override { return "ZNInboxModel"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
