@@ -55,6 +55,13 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   };
   CampaignKey campaignKey() const;
   bool isOfSameCampaign(const ZNInboxModel& other) const { return campaignKey() == other.campaignKey(); }
+  /// What observers of the inbox see of an entry, read as one step.
+  struct Seen {
+    CampaignKey campaign;
+    bool isRead = false;
+  };
+  Seen seen() const;
+  bool isStill(const Seen& earlier) const;  ///< nothing of it has changed since; copies nothing
 
   // Setters change the property alone, not what the stored payload says.
 
