@@ -91,29 +91,80 @@ void SaveInbox(benchmark::State& state) {
   }
 }
 
-/// The same number of bytes with write, fdatasync and rename: what the disk takes whatever we do.
-void WriteSameBytes(benchmark::State& state) {
+void writeSameBytes(benchmark::State& state, bool syncsFolder) {
   const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0)));
-  const std::string path = device().home() + "/bare";
+  const std::string home = device().home();
+  const std::string path = home + "/bare";
   const std::string temporary = path + ".new";
   for (auto _ : state) {
     const int file = ::open(temporary.c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
-    if (::write(file, archive.data(), archive.size()) != static_cast<ssize_t>(archive.size())) {
-      state.SkipWithError("the bytes were not written");
-    }
-    ::fdatasync(file);
+    bool done = ::write(file, archive.data(), archive.size()) == static_cast<ssize_t>(archive.size());
+    done = ::fdatasync(file) == 0 && done;
     ::close(file);
-    ::rename(temporary.c_str(), path.c_str());
+    done = ::rename(temporary.c_str(), path.c_str()) == 0 && done;
+    if (syncsFolder) {
+      const int folder = ::open(home.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+      done = ::fsync(folder) == 0 && done;
+      ::close(folder);
+    }
+    if (!done) return state.SkipWithError("the bytes were not written");
   }
 }
+
+/// The same number of bytes with write, fdatasync and rename: what the disk takes whatever we do.
+void WriteSameBytes(benchmark::State& state) { writeSameBytes(state, false); }
+
+/// And with the folder's sync, without which a power cut may bring the old file back: all that a save does to the disk.
+void WriteSameBytesSafely(benchmark::State& state) { writeSameBytes(state, true); }
 
 /// As they come from a server or an extension: the keys of records that are alike share their storage.
 Value received(const std::vector<Value>& payloads) { return *zn::parseJson(zn::jsonText(Value::array(payloads))); }
 
-void ClickOnStoredPush(benchmark::State& state) {
-  const auto store = storeOf(state.range(0));
+void clickOnStoredPush(benchmark::State& state, const std::shared_ptr<ZNInboxHandler>& store) {
   const Value payload = zn::test::realisticPayload("campaign-5");
   for (auto _ : state) store->updateClickedNotificationInStorageWithPayload(payload);
+  state.SetComplexityN(state.range(0));
+}
+
+void ClickOnStoredPush(benchmark::State& state) { clickOnStoredPush(state, storeOf(state.range(0))); }
+
+struct Observer final : zn::InboxObserver {
+  void inboxChanged(const zn::InboxChange& change) override { reads += change.read.size(); }
+  std::size_t reads = 0;
+};
+
+/// An inbox that is observed has to find out what each click changed.
+void ClickOnStoredPushObserved(benchmark::State& state) {
+  const auto store = storeOf(state.range(0));
+  const auto observer = std::make_shared<Observer>();
+  store->addObserver(observer);
+  clickOnStoredPush(state, store);
+}
+
+/// That alone, and telling it: one entry becomes read, without a save.
+void ObserveOneRead(benchmark::State& state) {
+  const auto store = storeOf(state.range(0));
+  const auto observer = std::make_shared<Observer>();
+  const auto noteChange = [&] { store->setInboxData(store->inboxData()); };
+  const auto entry = (*store->getAllNotificationModelObjs())[5];
+  store->addObserver(observer);
+  for (auto _ : state) {
+    state.PauseTiming();
+    entry->setIsRead(false);
+    noteChange();
+    state.ResumeTiming();
+    entry->setIsRead(true);
+    noteChange();
+    device().device().runPending();
+  }
+  if (observer->reads != static_cast<std::size_t>(state.iterations())) state.SkipWithError("not all was told");
+  state.SetComplexityN(state.range(0));
+}
+
+void CountUnread(benchmark::State& state) {
+  const auto store = storeOf(state.range(0));
+  for (const auto& entry : *store->getAllNotificationModelObjs()) entry->setIsRead(false);
+  for (auto _ : state) benchmark::DoNotOptimize(store->getUnreadNotifictionCount());
   state.SetComplexityN(state.range(0));
 }
 
@@ -232,7 +283,11 @@ BENCHMARK(LoadInbox)->Apply(sizes);
 BENCHMARK(ParseSameWithLibplist)->Apply(sizes);
 BENCHMARK(SaveInbox)->Apply(sizes)->UseRealTime();
 BENCHMARK(WriteSameBytes)->Apply(sizes)->UseRealTime();
+BENCHMARK(WriteSameBytesSafely)->Apply(sizes)->UseRealTime();
 BENCHMARK(ClickOnStoredPush)->Apply(sizes)->UseRealTime();
+BENCHMARK(ClickOnStoredPushObserved)->Apply(sizes)->UseRealTime();
+BENCHMARK(ObserveOneRead)->Apply(sizes);
+BENCHMARK(CountUnread)->Apply(sizes);
 BENCHMARK(MergeAsManyNewPushes)->Apply(sizes);
 BENCHMARK(MergeAlone)->Apply(sizes);
 BENCHMARK(ReadServerAnswer)->Apply(sizes);

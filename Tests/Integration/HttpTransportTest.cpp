@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <future>
 #include <latch>
 #include <string>
@@ -305,8 +306,10 @@ std::promise<void> clientIsGone;
 TEST_F(HttpTransportTest, TheEndOfTheProcessBreaksRequestsOff) {
   const auto endWithARequestUnderWay = [&] {
     // Runs after the transport's own exit handler, which is registered with the first request.
+    static const std::filesystem::path home = device.home();  // of this process, which puts nothing else away
     std::atexit([] {
       clientIsGone.get_future().wait();
+      std::filesystem::remove_all(home.parent_path());
       std::_Exit(0);
     });
     std::promise<void> arrived;
@@ -322,7 +325,6 @@ TEST_F(HttpTransportTest, TheEndOfTheProcessBreaksRequestsOff) {
     std::exit(2);  // which the handler replaces
   };
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  setenv("TMPDIR", device.home().c_str(), 1);  // of the other process, which puts nothing away
   EXPECT_EXIT(endWithARequestUnderWay(), ::testing::ExitedWithCode(0), "");
 }
 

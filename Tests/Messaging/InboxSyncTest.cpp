@@ -247,19 +247,21 @@ TEST_F(InboxSync, AnAnswerForTheLastUserIsLeftUnusedWhateverMomentTheResetTakes)
   EXPECT_EQ(idsOf(inbox), Ids{});
 }
 
-TEST_F(InboxSync, ObserversLearnEachChangeOnceInOrderAndMayUseTheStore) {
-  struct Recorder final : zn::InboxObserver {
-    void inboxChanged(const zn::InboxChange& change) override {
-      std::string text;
-      for (const auto& [what, ids] : {std::pair("+", &change.added), {"=", &change.read}, {"-", &change.removed}}) {
-        for (const Value& id : *ids) text += what + (id.isNil() ? "none" : std::string(id.string())) + ' ';
-      }
-      lines.push_back(text + std::to_string(change.unreadCount));
-      if (inbox && !change.added.empty()) inbox->markInboxNotificationReadForCampaignID(change.added.front());
+/// One line a change: "+added =read -removed UNREAD".
+struct Recorder final : zn::InboxObserver {
+  void inboxChanged(const zn::InboxChange& change) override {
+    std::string text;
+    for (const auto& [what, ids] : {std::pair("+", &change.added), {"=", &change.read}, {"-", &change.removed}}) {
+      for (const Value& id : *ids) text += what + (id.isNil() ? "none" : std::string(id.string())) + ' ';
     }
-    std::shared_ptr<ZNInboxHandler> inbox;
-    std::vector<std::string> lines;
-  };
+    lines.push_back(text + std::to_string(change.unreadCount));
+    if (inbox && !change.added.empty()) inbox->markInboxNotificationReadForCampaignID(change.added.front());
+  }
+  std::shared_ptr<ZNInboxHandler> inbox;
+  std::vector<std::string> lines;
+};
+
+TEST_F(InboxSync, ObserversLearnEachChangeOnceInOrderAndMayUseTheStore) {
   const auto inbox = relaunch();
   leave(R"([{"zintar": {"cid": "before"}}])");
   synced(inbox);
@@ -281,6 +283,31 @@ TEST_F(InboxSync, ObserversLearnEachChangeOnceInOrderAndMayUseTheStore) {
   EXPECT_EQ(first->lines, (std::vector<std::string>{"+a +b +none 4", "=a 3", "-b 2", "-a -none -before 0"}));
   EXPECT_EQ(second->lines, (std::vector<std::string>{"+a +b +none 4", "=a 3"}));
   EXPECT_EQ(third->lines, (std::vector<std::string>{"-a -none -before 0"})) << "b went before it came";
+}
+
+TEST_F(InboxSync, ObserversLearnWithTheNextChangeWhatTheHostDidToEntriesOfOneCampaignToo) {
+  const auto entry = [](const char* campaign, bool isRead = false) {
+    const auto made = ZNInboxModel::initWithNotificationPayload(
+        Value::dictionary({{"zintar", Value::dictionary({{"cid", campaign}})}}));
+    made->setIsRead(isRead);
+    return made;
+  };
+  const auto first = entry("a"), other = entry("b"), second = entry("a", true), last = entry("c"), late = entry("d");
+  const auto inbox = relaunch();
+  const auto hold = [&](zn::InboxList list) {
+    inbox->inboxData()->setInboxMessages(std::make_shared<const zn::InboxList>(std::move(list)));
+  };
+  hold({late, first, other, second, last});
+  const auto recorder = std::make_shared<Recorder>();
+  inbox->addObserver(recorder);
+  hold({late, second, last});
+  inbox->markInboxNotificationReadForCampaignID("d");
+  last->setIsRead(true);
+  inbox->removeNotificationForCampaignID("d");
+  hold({second, last, first});
+  inbox->clearInboxData();
+  device.device().runPending();
+  EXPECT_EQ(recorder->lines, (std::vector<std::string>{"=d =a -b -a 1", "=c -d 0", "-a -c 0"}));
 }
 
 TEST_F(InboxSync, SynchronisationsRemovalsAndClearingFromManyThreadsLeaveAllInStep) {

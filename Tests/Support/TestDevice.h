@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -50,7 +51,9 @@ class WatchedClock : public ManualClock {
 class TestDevice {
  public:
   explicit TestDevice(HeadlessDevice::MainQueue mainQueue = HeadlessDevice::MainQueue::pumped,
-                      std::unique_ptr<DeviceNotifications> notifications = nullptr) {
+                      std::unique_ptr<DeviceNotifications> notifications = nullptr,
+                      const std::filesystem::path& parentOfHome = MemoryFolder::parent())
+      : folder_("zntest", parentOfHome) {
     HeadlessDevice::Options options;
     options.home = folder_ / "home";
     options.mainQueue = mainQueue;
@@ -97,7 +100,7 @@ class TestDevice {
   }
 
  private:
-  MemoryFolder folder_;
+  const zn::TemporaryFolder folder_;
   std::shared_ptr<HeadlessDevice> device_;
   ManualClock* clock_ = nullptr;
   mutable Mutex mutex_;

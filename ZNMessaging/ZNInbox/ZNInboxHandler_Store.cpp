@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include "ZNAnalytics/ZNAnalytics.h"
@@ -172,7 +173,13 @@ zn::Value ZNInboxHandler::payloadsWithReadState(bool isRead) const {
 zn::Value ZNInboxHandler::getUnreadNotificationPayloads() const { return payloadsWithReadState(false); }
 zn::Value ZNInboxHandler::getReadNotificationPayloads() const { return payloadsWithReadState(true); }
 std::size_t ZNInboxHandler::getAllNotificationCount() const { return listOrEmpty(messages()).size(); }
-std::size_t ZNInboxHandler::getUnreadNotifictionCount() const { return getUnreadNotificationPayloads().size(); }
+
+/// As many as getUnreadNotificationPayloads gives.
+std::size_t ZNInboxHandler::getUnreadNotifictionCount() const {
+  const zn::InboxListPtr list = messages();
+  return static_cast<std::size_t>(
+      std::ranges::count_if(listOrEmpty(list), [](const auto& entry) { return entry->isUnreadWithPayload(); }));
+}
 
 std::shared_ptr<ZNInboxModel> ZNInboxHandler::fetchInboxEntryForCampaignID(const zn::Value& campaignID) const {
   if (campaignID.isNil()) {

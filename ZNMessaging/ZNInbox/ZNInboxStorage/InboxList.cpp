@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory_resource>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -78,7 +79,8 @@ InboxList mergedWithNewEntries(const InboxList& stored, const InboxList& newEntr
     std::size_t first = none;
     std::size_t last = none;
   };
-  std::unordered_map<CampaignKey, Holders, CampaignHash> holders(newEntries.size());
+  std::pmr::monotonic_buffer_resource memory;  // freed at once, not entry by entry
+  std::pmr::unordered_map<CampaignKey, Holders, CampaignHash> holders(newEntries.size(), &memory);
   std::vector<Holders*> holdersOf;  // of each new entry
   holdersOf.reserve(newEntries.size());
   for (const auto& entry : newEntries) holdersOf.push_back(entry ? &holders[entry->campaignKey()] : nullptr);
@@ -117,7 +119,8 @@ InboxList mergedWithServerEntries(const InboxList& stored, const InboxList& serv
   InboxList result = stored;
   std::erase(result, nullptr);
   result.reserve(stored.size() + serverEntries.size());
-  std::unordered_set<CampaignKey, CampaignHash> present(stored.size() + serverEntries.size());
+  std::pmr::monotonic_buffer_resource memory;
+  std::pmr::unordered_set<CampaignKey, CampaignHash> present(stored.size() + serverEntries.size(), &memory);
   for (const auto& entry : result) present.insert(entry->campaignKey());
   for (const auto& entry : serverEntries) {
     if (entry && present.insert(entry->campaignKey()).second) result.push_back(entry);

@@ -108,6 +108,23 @@ ZNInboxModel::CampaignKey ZNInboxModel::campaignKey() const {
   return fields_.read([](const Fields& fields) { return CampaignKey{fields.campaignID, fields.campaignHash}; });
 }
 
+ZNInboxModel::Seen ZNInboxModel::seen() const {
+  return fields_.read([](const Fields& fields) {
+    return Seen{{fields.campaignID, fields.campaignHash}, fields.isRead};
+  });
+}
+
+bool ZNInboxModel::isStill(const Seen& earlier) const {
+  return fields_.read([&](const Fields& fields) {
+    return fields.isRead == earlier.isRead && fields.campaignHash == earlier.campaign.hash &&
+           fields.campaignID == earlier.campaign.id;
+  });
+}
+
+bool ZNInboxModel::isUnreadWithPayload() const {
+  return fields_.read([](const Fields& fields) { return !fields.isRead && !fields.notificationPayloadDict.isNil(); });
+}
+
 void ZNInboxModel::fillDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken) {
   if (const zn::Value received = zintar.validObjectForKey(zn::payload::receivedEpoch)) {
     fields_.set(&Fields::receivedDate, dateFromSeconds(received));

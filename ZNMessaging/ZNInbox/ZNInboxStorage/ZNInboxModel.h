@@ -55,6 +55,13 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   };
   CampaignKey campaignKey() const;
   bool isOfSameCampaign(const ZNInboxModel& other) const { return campaignKey() == other.campaignKey(); }
+  /// What observers of the inbox see of an entry, read as one step.
+  struct Seen {
+    CampaignKey campaign;
+    bool isRead = false;
+  };
+  Seen seen() const;
+  bool isStill(const Seen& earlier) const;  ///< nothing of it has changed since; copies nothing
 
   // Setters change the property alone, not what the stored payload says.
 
@@ -73,6 +80,7 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   ZN_PROPERTY(zn::Value, clickedDate, setClickedDate)
   ZN_PROPERTY(zn::Value, inboxExpiryDate, setInboxExpiryDate)  ///< after it the entry is removed
   ZN_PROPERTY(bool, isRead, setIsRead)
+  bool isUnreadWithPayload() const;  ///< read as one step
 
   const char* archivedClassName() const override { return "ZNInboxModel"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
