@@ -1,5 +1,6 @@
 #include "ZNDevices/Freedesktop/FreedesktopDevice.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <future>
@@ -166,6 +167,7 @@ struct FreedesktopDevice::Parts {
   PushDelivery delivery;
   PushConnector push;
   DesktopApplication& application;
+  std::atomic<bool> isStarted{false};
   const std::shared_ptr<void> watcher = std::make_shared<int>();  // of the owner's changes
 };
 
@@ -180,6 +182,7 @@ void FreedesktopDevice::shutDown() {
 }
 
 void FreedesktopDevice::start() {
+  if (parts_->isStarted.exchange(true)) return;
   parts_->watchOwner();
   parts_->bus.perform([parts = parts_.get()] {
     parts->notifications.start();
