@@ -183,7 +183,9 @@ tour_by_itself() {
   sleep 0.3
   picture 5-trigger
   detail "ADDED_TO_CART with a price of 65 set off the campaign cart-reminder."
+  until_true "the shop keeps what is shown" is_kept
   dunstctl close-all
+  until_true "the shop keeps that it is gone" is_gone  # what it forgets when it is killed, it shows again
 
   tell "6. The shop is closed, and a push comes: the session's bus starts it."
   pkill -TERM -f -- "--home $tour/home"
@@ -200,4 +202,6 @@ tour_by_itself() {
   tell "The tour is over. Its pictures: build/tour/*.png. What each program said: build/tour/*.log."
 }
 
+is_kept() { grep -q cart-reminder "$tour/home/Library/DesktopNotifications"; }
+is_gone() { ! is_kept; }
 shop_is_gone() { ! pgrep -f -- "--home $tour/home"; }
