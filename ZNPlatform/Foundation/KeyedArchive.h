@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -23,7 +24,14 @@ class ZN_EXPORT Coding {
   /// The class name that the archive carries, such as "ZNInboxModel". Must be a string literal.
   virtual const char* archivedClassName() const = 0;
   virtual void encodeWithCoder(NSKeyedArchiver& coder) const = 0;
+  /// Tells the states of records apart: a number from `nextRevision`, another one after each change, also of a record
+  /// that this one encodes. What was encoded is kept, and is used again while the number stays. 0: the record is
+  /// encoded for every archive. Asked before encodeWithCoder, on the saving thread.
+  virtual std::uint64_t revision() const { return 0; }
 };
+
+/// A number that no call gave before; larger than those, never 0. Thread: any.
+ZN_EXPORT std::uint64_t nextRevision() noexcept;
 
 /// How an archive's class becomes a record: only classes that a reader names are made, all others read as nil.
 struct ArchivedClass {

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstring>
 #include <deque>
 
@@ -310,6 +311,11 @@ struct NSKeyedArchiver::Spare {
     state.swap(used);
   }
 };
+
+std::uint64_t nextRevision() noexcept {
+  static std::atomic<std::uint64_t> last{0};
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
 
 NSKeyedArchiver::NSKeyedArchiver() : state_(Spare::shared().take()) {
   if (!state_) state_ = std::make_unique<State>();
