@@ -59,7 +59,8 @@ void ArchivedFile::readPartLocked(Part& part, const std::string& path) {
   part.problem = read.error;
   if (read.isUnread) return;
   if (read.root && !isWanted_(*read.root)) {
-    read = {nullptr, true, {}};
+    read = {};
+    read.damaged = true;
     part.problem = "it holds something else";
   }
   part.contents = read.damaged ? Contents::damaged : read.root ? Contents::present : Contents::absent;
