@@ -2,13 +2,13 @@
 // and the bare disk.
 
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
 #include <malloc.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <string>
 
+#include "Benchmarks/BareWrite.h"
 #include "Benchmarks/BenchmarkDevice.h"
 #include "Benchmarks/Libplist.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
@@ -91,31 +91,13 @@ void SaveInbox(benchmark::State& state) {
   }
 }
 
-void writeSameBytes(benchmark::State& state, bool syncsFolder) {
-  const zn::Data archive = zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0)));
-  const std::string home = device().home();
-  const std::string path = home + "/bare";
-  const std::string temporary = path + ".new";
-  for (auto _ : state) {
-    const int file = ::open(temporary.c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
-    bool done = ::write(file, archive.data(), archive.size()) == static_cast<ssize_t>(archive.size());
-    done = ::fdatasync(file) == 0 && done;
-    ::close(file);
-    done = ::rename(temporary.c_str(), path.c_str()) == 0 && done;
-    if (syncsFolder) {
-      const int folder = ::open(home.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-      done = ::fsync(folder) == 0 && done;
-      ::close(folder);
-    }
-    if (!done) return state.SkipWithError("the bytes were not written");
-  }
+void writeSameBytes(benchmark::State& state, zn::test::BareWrite how) {
+  zn::test::writeBare(state, zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0))), how);
 }
 
-/// The same number of bytes with write, fdatasync and rename: what the disk takes whatever we do.
-void WriteSameBytes(benchmark::State& state) { writeSameBytes(state, false); }
+void WriteSameBytes(benchmark::State& state) { writeSameBytes(state, zn::test::BareWrite::renamed); }
 
-/// And with the folder's sync, without which a power cut may bring the old file back: all that a save does to the disk.
-void WriteSameBytesSafely(benchmark::State& state) { writeSameBytes(state, true); }
+void WriteSameBytesSafely(benchmark::State& state) { writeSameBytes(state, zn::test::BareWrite::safely); }
 
 /// As they come from a server or an extension: the keys of records that are alike share their storage.
 Value received(const std::vector<Value>& payloads) { return *zn::parseJson(zn::jsonText(Value::array(payloads))); }
