@@ -121,6 +121,10 @@ bool ZNInboxModel::isStill(const Seen& earlier) const {
   });
 }
 
+bool ZNInboxModel::hasPayload() const {
+  return fields_.read([](const Fields& fields) { return !fields.notificationPayloadDict.isNil(); });
+}
+
 bool ZNInboxModel::isUnreadWithPayload() const {
   return fields_.read([](const Fields& fields) { return !fields.isRead && !fields.notificationPayloadDict.isNil(); });
 }
