@@ -111,11 +111,15 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
     zn::Value campaignID;
     bool isRead = false;
 
+    void setCampaign(const zn::Value& id);
+    void setContent(const zn::Value& aps, const zn::Value& zinDict);
+    void setLinks(const zn::Value& payload);
+    /// Both copies get what a payload without dates lacks.
+    void setDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken, double expiryPeriod);
     void click(zn::Date now);
   };
 
   void fillFromPayload(const zn::Value& payload, zn::Date taken);
-  void fillDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken);
 
   zn::GuardedFields<Fields> fields_;
 };
