@@ -1,12 +1,14 @@
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxModel.h"
 
+#include <string>
+#include <utility>
+
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/ArchivedFields_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
@@ -16,22 +18,19 @@ constexpr const char* kClickSelector = "updateClickedDate";
 constexpr const char* kClickFailure = "exception while updating inbox data model with clicked info -- %@";
 constexpr const char* kCreationFailure = "exception while creating inbox data model is %@";
 
-/// The dotted paths that an entry is read from, made once.
-struct KeyPaths {
-  static std::string joined(const char* first, const char* second) { return zn::format("%@.%@", first, second); }
-  const std::string campaignID = joined(kNotificationPayloadKeyZintar, kNotificationPayloadKeyCampaignID);
-  const std::string richLandingURL = joined(kNotificationPayloadKeyZintar, kNotificationPayloadKeyRichLandingURL);
-  const std::string deepLinkURL = joined(kNotificationPayloadKeyAppExtra, kNotificationPayloadKeyDeepLinkURL);
-  const std::string screenName = joined(ZN_PUSH_APP_EXTRA, ZN_PUSH_SCREEN_NAME);
-  const std::string screenData = joined(ZN_PUSH_APP_EXTRA, ZN_PUSH_SCREEN_DATA);
-};
+zn::Value dateFromSeconds(const zn::Value& seconds) { return zn::Date{seconds.doubleValue()}; }
 
-const KeyPaths& keyPaths() {
-  static const zn::NeverDestroyed<KeyPaths> paths;
-  return *paths;
+/// As validObjectForKey, without a copy.
+const zn::Value& valid(const zn::Value& dictionary, const char* key) {
+  const zn::Value& found = dictionary[key];
+  return found.isNull() ? zn::nil : found;
 }
 
-zn::Value dateFromSeconds(const zn::Value& seconds) { return zn::Date{seconds.doubleValue()}; }
+/// Asks for the memory of all that a dictionary holds, which is about to be looked at or shared: one by one, each would
+/// wait for its own.
+void prefetch(const zn::Value& dictionary) {
+  for (const zn::Value::Entry& entry : dictionary.entries()) __builtin_prefetch(entry.value.identity(), 1);
+}
 
 bool isDictionary(const zn::Value& read) { return read.isDictionary(); }
 
@@ -65,18 +64,18 @@ std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithLegacyInboxPlistPayload(cons
   return zn::guarded(
       "initWithLegacyInboxPlistPayload:", kCreationFailure,
       [&] {
-        zn::Value data = entry.validObjectForKey(ZN_DATA).mutableCopy();
+        zn::Value data = valid(entry, ZN_DATA).mutableCopy();
         // An entry without a payload stays empty: whoever does not look stores an empty entry.
         if (data.isNil()) return std::make_shared<ZNInboxModel>();
-        zn::Value zintar = data.validObjectForKey(kNotificationPayloadKeyZintar).mutableCopy();
+        zn::Value zintar = valid(data, kNotificationPayloadKeyZintar).mutableCopy();
         if (zintar.isDictionary()) {
-          const zn::Value received = entry.validObjectForKey(ZN_PUSH_TIME);
-          if (zintar.validObjectForKey(zn::payload::receivedEpoch).isNil() && !received.isNil()) {
+          const zn::Value& received = valid(entry, ZN_PUSH_TIME);
+          if (valid(zintar, zn::payload::receivedEpoch).isNil() && !received.isNil()) {
             zintar.setObjectNilHandled(received.doubleValue(), zn::payload::receivedEpoch);
           }
           // Only a true value is written: an unread entry stays without the key.
-          if (entry.validObjectForKey(ZN_PUSH_IS_READ).boolValue()) zintar.setObjectNilHandled(true, ZN_PUSH_IS_READ);
-          data.setObjectNilHandled(zintar, kNotificationPayloadKeyZintar);
+          if (valid(entry, ZN_PUSH_IS_READ).boolValue()) zintar.setObjectNilHandled(true, ZN_PUSH_IS_READ);
+          data.setObjectNilHandled(std::move(zintar), kNotificationPayloadKeyZintar);
         }
         return initWithNotificationPayload(data, taken);
       },
@@ -86,22 +85,32 @@ std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithLegacyInboxPlistPayload(cons
 void ZNInboxModel::fillFromPayload(const zn::Value& payload, zn::Date taken) {
   if (payload.isNil()) return;
   if (!payload.isDictionary()) throw zn::Exception(zn::format("a payload must be a dictionary, not %@", payload));
-  zn::Value payloadCopy = payload.mutableCopy();
-  zn::Value zintar = payload.validObjectForKey(kNotificationPayloadKeyZintar).mutableDictionaryCopy();
-  setCampaignID(payload.validObjectForKeyPath(keyPaths().campaignID));
-  setNotificationContentProperties(payload.validObjectForKey(zn::payload::aps), zintar);
-  setNotificationDeepLinkingPropertiesWithPayload(payload);
-  fillDates(payloadCopy, zintar, taken);
-  fields_.set(&Fields::notificationPayloadDict, payloadCopy);
-  fields_.set(&Fields::screenDataDict, payload.validObjectForKeyPath(keyPaths().screenData));
-  fields_.set(&Fields::zintarDict, zintar);
+  fields_.update([&, expiryPeriod = zn::defaultInboxExpiryPeriod()](Fields& fields) {
+    prefetch(payload);
+    prefetch(valid(payload, kNotificationPayloadKeyZintar));
+    prefetch(valid(payload, ZN_PUSH_APP_EXTRA));
+    const zn::Value& aps = valid(payload, zn::payload::aps);
+    prefetch(aps);
+    prefetch(valid(aps, zn::payload::alert));
+    zn::Value payloadCopy = payload.mutableCopy();
+    zn::Value zintar = valid(payload, kNotificationPayloadKeyZintar).mutableDictionaryCopy();
+    fields.setCampaign(valid(zintar, kNotificationPayloadKeyCampaignID));
+    fields.setContent(valid(payload, zn::payload::aps), zintar);
+    fields.setLinks(payload);
+    fields.setDates(payloadCopy, zintar, taken, expiryPeriod);
+    fields.notificationPayloadDict = std::move(payloadCopy);
+    fields.screenDataDict = valid(valid(payload, ZN_PUSH_APP_EXTRA), ZN_PUSH_SCREEN_DATA);
+    fields.zintarDict = std::move(zintar);
+  });
+}
+
+void ZNInboxModel::Fields::setCampaign(const zn::Value& id) {
+  campaignID = id;
+  campaignHash = id.hash();
 }
 
 void ZNInboxModel::setCampaignID(const zn::Value& campaignID) {
-  fields_.update([&, hash = campaignID.hash()](Fields& fields) {
-    fields.campaignID = campaignID;
-    fields.campaignHash = hash;
-  });
+  fields_.update([&](Fields& fields) { fields.setCampaign(campaignID); });
 }
 
 ZNInboxModel::CampaignKey ZNInboxModel::campaignKey() const {
@@ -121,59 +130,62 @@ bool ZNInboxModel::isStill(const Seen& earlier) const {
   });
 }
 
+bool ZNInboxModel::hasPayload() const {
+  return fields_.read([](const Fields& fields) { return !fields.notificationPayloadDict.isNil(); });
+}
+
 bool ZNInboxModel::isUnreadWithPayload() const {
   return fields_.read([](const Fields& fields) { return !fields.isRead && !fields.notificationPayloadDict.isNil(); });
 }
 
-void ZNInboxModel::fillDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken) {
-  if (const zn::Value received = zintar.validObjectForKey(zn::payload::receivedEpoch)) {
-    fields_.set(&Fields::receivedDate, dateFromSeconds(received));
+void ZNInboxModel::Fields::setDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken, double expiryPeriod) {
+  if (const zn::Value& received = valid(zintar, zn::payload::receivedEpoch)) {
+    receivedDate = dateFromSeconds(received);
   } else {
     // Read from inside "zintar", but written at the payload's top level: extensions and older versions rely on the two
     // places as they are.
-    fields_.set(&Fields::receivedDate, taken);
+    receivedDate = taken;
     payloadCopy.setObjectNilHandled(taken.secondsSince1970, zn::payload::receivedEpoch);
   }
-  if (const zn::Value isRead = zintar.validObjectForKey(ZN_PUSH_IS_READ)) setIsRead(isRead.boolValue());
-  if (const zn::Value clicked = zintar.validObjectForKey(zn::payload::clickedEpoch)) {
-    fields_.set(&Fields::clickedDate, dateFromSeconds(clicked));
-  }
-  if (const zn::Value expiry = zintar.validObjectForKey(ZN_INBOX_EXPIRY)) {
-    fields_.set(&Fields::inboxExpiryDate, dateFromSeconds(expiry));
+  if (const zn::Value& read = valid(zintar, ZN_PUSH_IS_READ)) isRead = read.boolValue();
+  if (const zn::Value& clicked = valid(zintar, zn::payload::clickedEpoch)) clickedDate = dateFromSeconds(clicked);
+  if (const zn::Value& expiry = valid(zintar, ZN_INBOX_EXPIRY)) {
+    inboxExpiryDate = dateFromSeconds(expiry);
     return;
   }
-  zn::Value base = receivedDate();
-  if (base.isNil()) base = clickedDate();
-  if (base.isNil()) return;
-  const std::int64_t expiry = zn::Value(base.date().secondsSince1970 + zn::defaultInboxExpiryPeriod()).longLongValue();
+  const std::int64_t expiry = zn::Value(receivedDate.date().secondsSince1970 + expiryPeriod).longLongValue();
   if (expiry == 0) return;
-  fields_.set(&Fields::inboxExpiryDate, zn::Date{static_cast<double>(expiry)});
-  zintar.setObjectNilHandled(zn::format("%ld", expiry), ZN_INBOX_EXPIRY);
+  inboxExpiryDate = zn::Date{static_cast<double>(expiry)};
+  zintar.setObjectNilHandled(std::to_string(expiry), ZN_INBOX_EXPIRY);
 }
 
 void ZNInboxModel::setNotificationContentProperties(const zn::Value& aps, const zn::Value& zinDict) {
+  fields_.update([&](Fields& fields) { fields.setContent(aps, zinDict); });
+}
+
+void ZNInboxModel::Fields::setContent(const zn::Value& aps, const zn::Value& zinDict) {
   if (aps.isNil()) return;  // then not even the media address is taken
-  const zn::Value alert = aps.validObjectForKey(zn::payload::alert);
-  fields_.update([&](Fields& fields) {
-    if (alert.isString()) {
-      fields.notificationBody = alert;
-    } else {
-      fields.notificationTitle = alert.validObjectForKey(zn::payload::title);
-      fields.notificationSubTitle = alert.validObjectForKey(zn::payload::subtitle);
-      fields.notificationBody = alert.validObjectForKey(zn::payload::body);
-    }
-    fields.notificationSound = aps.validObjectForKey(zn::payload::sound);
-    if (!zinDict.isNil()) fields.notificationMediaURL = zinDict.validObjectForKey(ZN_MEDIA_ATTACHMENT);
-  });
+  const zn::Value& alert = valid(aps, zn::payload::alert);
+  if (alert.isString()) {
+    notificationBody = alert;
+  } else {
+    notificationTitle = valid(alert, zn::payload::title);
+    notificationSubTitle = valid(alert, zn::payload::subtitle);
+    notificationBody = valid(alert, zn::payload::body);
+  }
+  notificationSound = valid(aps, zn::payload::sound);
+  if (!zinDict.isNil()) notificationMediaURL = valid(zinDict, ZN_MEDIA_ATTACHMENT);
 }
 
 void ZNInboxModel::setNotificationDeepLinkingPropertiesWithPayload(const zn::Value& payload) {
+  fields_.update([&](Fields& fields) { fields.setLinks(payload); });
+}
+
+void ZNInboxModel::Fields::setLinks(const zn::Value& payload) {
   if (payload.isNil()) return;
-  fields_.update([&](Fields& fields) {
-    fields.deepLinkURL = payload.validObjectForKeyPath(keyPaths().deepLinkURL);
-    fields.richLandingURL = payload.validObjectForKeyPath(keyPaths().richLandingURL);
-    fields.screenName = payload.validObjectForKeyPath(keyPaths().screenName);
-  });
+  deepLinkURL = valid(valid(payload, kNotificationPayloadKeyAppExtra), kNotificationPayloadKeyDeepLinkURL);
+  richLandingURL = valid(valid(payload, kNotificationPayloadKeyZintar), kNotificationPayloadKeyRichLandingURL);
+  screenName = valid(valid(payload, ZN_PUSH_APP_EXTRA), ZN_PUSH_SCREEN_NAME);
 }
 
 void ZNInboxModel::updateClickedDate() { updateClickedDate(zn::Date{zn::secondsSince1970()}); }

@@ -54,6 +54,7 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
     friend bool operator==(const CampaignKey& a, const CampaignKey& b) { return a.hash == b.hash && a.id == b.id; }
   };
   CampaignKey campaignKey() const;
+  std::size_t campaignHash() const { return fields_.get(&Fields::campaignHash); }  ///< the key's; copies nothing
   bool isOfSameCampaign(const ZNInboxModel& other) const { return campaignKey() == other.campaignKey(); }
   /// What observers of the inbox see of an entry, read as one step.
   struct Seen {
@@ -66,6 +67,7 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   // Setters change the property alone, not what the stored payload says.
 
   ZN_PROPERTY(zn::Value, notificationPayloadDict, setNotificationPayloadDict)
+  bool hasPayload() const;  ///< whether notificationPayloadDict gives one, without a look into it
   ZN_PROPERTY(zn::Value, screenDataDict, setScreenDataDict)
   ZN_PROPERTY(zn::Value, zintarDict, setZintarDict)
   ZN_PROPERTY(zn::Value, notificationTitle, setNotificationTitle)
@@ -90,7 +92,9 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
  private:
   struct Archived;
   struct Fields {
-    zn::Value receivedDate;  // first, on the mutex's cache line: sorting reads it of every entry
+    // First, beside the mutex: merging and sorting read these two of every entry.
+    zn::Value receivedDate;
+    std::size_t campaignHash = zn::nil.hash();
     zn::Value notificationPayloadDict;
     zn::Value screenDataDict;
     zn::Value zintarDict;
@@ -105,14 +109,17 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
     zn::Value clickedDate;
     zn::Value inboxExpiryDate;
     zn::Value campaignID;
-    std::size_t campaignHash = zn::nil.hash();
     bool isRead = false;
 
+    void setCampaign(const zn::Value& id);
+    void setContent(const zn::Value& aps, const zn::Value& zinDict);
+    void setLinks(const zn::Value& payload);
+    /// Both copies get what a payload without dates lacks.
+    void setDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken, double expiryPeriod);
     void click(zn::Date now);
   };
 
   void fillFromPayload(const zn::Value& payload, zn::Date taken);
-  void fillDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken);
 
   zn::GuardedFields<Fields> fields_;
 };
