@@ -67,7 +67,7 @@ class ArchiveTexts {
   const std::uint8_t* loaded_ = nullptr;
   std::size_t unindexed_ = 0;  // how many were loaded; they are indexed once a text is looked for
   std::vector<Id> loadedLiterals_;
-  std::size_t garbage_ = 0;    // in `own_`
+  std::size_t garbage_ = 0;  // in `own_`
   std::vector<Id> free_;
   std::vector<Id> idle_;  // perhaps not used any more
   std::vector<Id> named_;

@@ -341,8 +341,8 @@ void ArchiveWriter::addClass(const std::string&, ArchiveTexts::Id text, std::opt
   chain.push_back(objectOf("NSObject"));
   const std::uint32_t names = add({.kind = kArray, .references = std::move(chain)});
   place = static_cast<std::uint32_t>(fixedPlaces_.size());
-  placeObject(add({.kind = kDictionary,
-                   .references = {objectOf("$classname"), objectOf("$classes"), textObjects_[text], names}}));
+  placeObject(add(
+      {.kind = kDictionary, .references = {objectOf("$classname"), objectOf("$classes"), textObjects_[text], names}}));
 }
 
 void ArchiveWriter::addFixedObjects() {
@@ -366,17 +366,17 @@ void ArchiveWriter::addFixedObjects() {
   }
   if (users[ref::kNull] != 0) {
     fixedRefs_[ref::kNull] = static_cast<std::uint32_t>(fixedPlaces_.size());
-    placeObject(add({.kind = kDictionary,
-                     .references = {objectOf("$class"), classPlaces_[static_cast<std::size_t>(FoundationClass::null)]}}));
+    placeObject(
+        add({.kind = kDictionary,
+             .references = {objectOf("$class"), classPlaces_[static_cast<std::size_t>(FoundationClass::null)]}}));
   }
   shapeClassPlaces_.resize(records_.shapes_.size());
   for (std::size_t i = 0; i < records_.shapes_.size(); ++i) {
     const EncodedShape& shape = records_.shapes_[i];
     if (shape.users == 0) continue;
-    const auto same = std::find_if(records_.shapes_.begin(), records_.shapes_.begin() + static_cast<std::ptrdiff_t>(i),
-                                   [&](const EncodedShape& each) {
-                                     return each.users != 0 && each.className == shape.className;
-                                   });
+    const auto same =
+        std::find_if(records_.shapes_.begin(), records_.shapes_.begin() + static_cast<std::ptrdiff_t>(i),
+                     [&](const EncodedShape& each) { return each.users != 0 && each.className == shape.className; });
     if (same != records_.shapes_.begin() + static_cast<std::ptrdiff_t>(i)) {
       shapeClassPlaces_[i] = shapeClassPlaces_[static_cast<std::size_t>(same - records_.shapes_.begin())];
     } else {
@@ -427,8 +427,7 @@ void ArchiveWriter::write(GrowingBuffer<std::uint8_t>& output) {
     body.uids();
     body.texts();
     for (const Fixed& object : fixed_) body.fixed(object);
-    body.prepareRecords(records_.shapes_,
-                        std::array{objectOf("NS.keys"), objectOf("NS.objects"), objectOf("$class")},
+    body.prepareRecords(records_.shapes_, std::array{objectOf("NS.keys"), objectOf("NS.objects"), objectOf("$class")},
                         std::array{objectOf("NS.objects"), objectOf("$class")},
                         std::array{objectOf("NS.time"), objectOf("$class")});
     std::size_t tail = 0;

@@ -65,6 +65,7 @@ void ArchivedFile::readPartLocked(Part& part, const std::string& path) {
   }
   part.contents = read.damaged ? Contents::damaged : read.root ? Contents::present : Contents::absent;
   if (read.root) adopt_(read.root);
+  if (read.root && !encoded_) encoded_ = std::move(read.encoded);
 }
 
 bool ArchivedFile::keepAsideLocked(Part& part, const std::string& path, Reports& reports, std::string& error) {
@@ -117,7 +118,7 @@ bool ArchivedFile::saveLocked(const std::function<std::shared_ptr<const Coding>(
   if (!keepAsideLocked(later_, later, reports, error)) return false;
   if (!isLater && !keepAsideLocked(file_, path, reports, error)) return false;
   const std::string& target = isLater ? later : path;
-  NSKeyedArchiver archiver;
+  NSKeyedArchiver archiver(encoded_);
   const auto bytes = archiver.archiveRootObject(*newest());
   if (!fitsStateFile(target, bytes.size(), maximumSize_, &error)) return false;
   if (steps.willReplace && !steps.willReplace(bytes, error)) return false;

@@ -4,9 +4,7 @@ namespace zn {
 
 using namespace list;
 
-BinaryListWriter::BinaryListWriter() {
-  std::memcpy(bytes_.extend(kHeaderSize), kHeader.data(), kHeaderSize);
-}
+BinaryListWriter::BinaryListWriter() { std::memcpy(bytes_.extend(kHeaderSize), kHeader.data(), kHeaderSize); }
 
 /// Begins an object of so many bytes, which are the caller's to write at the result.
 std::uint8_t* BinaryListWriter::start(std::size_t bytes) {

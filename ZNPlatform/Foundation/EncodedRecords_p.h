@@ -34,13 +34,14 @@ inline constexpr std::uint32_t kNumber = (1u << 30) - 1;
 inline constexpr std::uint32_t kOwn = 0;           ///< an object of the same record
 inline constexpr std::uint32_t kText = 1u << 30;   ///< a text of the archive
 inline constexpr std::uint32_t kFixed = 2u << 30;  ///< one of those below
-inline constexpr std::uint32_t kOther = 3u << 30;  ///< an object of another record: a number in `others` of this archive
+inline constexpr std::uint32_t kOther = 3u
+                                        << 30;  ///< an object of another record: a number in `others` of this archive
 enum Fixed : std::uint32_t {
   kNil,
   kTrue,
   kFalse,
   kNull,
-  kInlineTrue,     ///< a record's boolean stands in its place
+  kInlineTrue,  ///< a record's boolean stands in its place
   kInlineFalse,
   kInlineInteger,  ///< so does its integer, which is the next word
   kFixedCount
@@ -132,8 +133,8 @@ class EncodedRecords {
 
   /// The archive; it lies here, until the next one. After an exception nothing is kept.
   std::span<const std::uint8_t> archive(NSKeyedArchiver& coder, const Coding& root);
-  /// Keeps what an archive was read into; before anything else. False where an archive of it is not `bytes`: they are not
-  /// what this writes, or they are damaged. Nothing must be done with this then.
+  /// Keeps what an archive was read into; before anything else. False where an archive of it is not `bytes`: they are
+  /// not what this writes, or they are damaged. Nothing must be done with this then.
   bool load(std::shared_ptr<const LoadedArchive> archive, std::span<const std::uint8_t> bytes);
   /// Of the records that were loaded, in their order; once. 0: one that is not to be kept.
   void setRevisions(std::span<const std::uint64_t> revisions);
@@ -199,10 +200,10 @@ class EncodedRecords {
 
   std::vector<EncodedRecord> records_;  // the first: the root
   std::vector<std::uint32_t> freeSlots_;
-  std::vector<std::uint32_t> order_;        // those of this archive
-  std::vector<std::uint32_t> lastOrder_;    // and of the one before
-  std::size_t expected_ = 0;                // in `lastOrder_`: where the next record probably is
-  std::uint64_t newest_ = 0;                // revision
+  std::vector<std::uint32_t> order_;                             // those of this archive
+  std::vector<std::uint32_t> lastOrder_;                         // and of the one before
+  std::size_t expected_ = 0;                                     // in `lastOrder_`: where the next record probably is
+  std::uint64_t newest_ = 0;                                     // revision
   std::unordered_map<std::uint64_t, std::uint32_t> byRevision_;  // of the archive before, once it is needed
   std::uint32_t round_ = 0;
   AddressTable<Found> seen_;  // containers and records

@@ -120,8 +120,9 @@ class ZN_EXPORT NSKeyedUnarchiver {
                                         std::size_t maximumSize = kMaximumMessageFile);
 
   // For initWithCoder: fields of the record being made.
-  Value decodeObjectForKey(std::string_view key);  ///< nil for a missing key and for a record
-  bool decodeBoolForKey(std::string_view key);     ///< false for a missing key; numbers count, inline or archived
+  Value decodeObjectForKey(std::string_view key);      ///< nil for a missing key and for a record
+  bool decodesDictionaryForKey(std::string_view key);  ///< decodeObjectForKey gives one; nothing is made of it
+  bool decodeBoolForKey(std::string_view key);         ///< false for a missing key; numbers count, inline or archived
   std::int32_t decodeIntForKey(std::string_view key);
   std::shared_ptr<Coding> decodeRecordForKey(std::string_view key);
   /// The records in an array; what is no record of a class named to the reader is left out. `isNil`, if given, tells a

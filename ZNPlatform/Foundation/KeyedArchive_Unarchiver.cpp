@@ -19,6 +19,7 @@ struct NSKeyedUnarchiver::State {
   virtual ~State() = default;
   virtual Value value(std::string_view key) = 0;
   virtual Value number(std::string_view key) = 0;
+  virtual bool isDictionary(std::string_view key) { return value(key).isDictionary(); }
   virtual std::shared_ptr<Coding> record(NSKeyedUnarchiver& coder, std::string_view key) = 0;
   virtual std::vector<std::shared_ptr<Coding>> records(NSKeyedUnarchiver& coder, std::string_view key, bool& isNil) = 0;
   virtual FieldsForLater later() const { return {}; }
@@ -202,6 +203,12 @@ struct NSKeyedUnarchiver::Loaded final : State {
     return ref == (ref::kFixed | ref::kInlineInteger) ? Value(integer) : fields.value(ref, archive.fits);
   }
 
+  bool isDictionary(std::string_view key) override {
+    std::int32_t integer = 0;
+    const EncodedRef ref = field(key, integer);
+    return ref::how(ref) == ref::kOwn && fields.object(ref::number(ref)).kind == EncodedKind::dictionary;
+  }
+
   Value number(std::string_view key) override {
     const Value found = value(key);
     if (found.isNumber()) return found;
@@ -331,6 +338,7 @@ void FieldsForLater::read(const std::function<void(NSKeyedUnarchiver& coder)>& d
 }
 
 Value NSKeyedUnarchiver::decodeObjectForKey(std::string_view key) { return state_->value(key); }
+bool NSKeyedUnarchiver::decodesDictionaryForKey(std::string_view key) { return state_->isDictionary(key); }
 bool NSKeyedUnarchiver::decodeBoolForKey(std::string_view key) { return state_->number(key).boolValue(); }
 std::int32_t NSKeyedUnarchiver::decodeIntForKey(std::string_view key) { return state_->number(key).intValue(); }
 

@@ -47,7 +47,8 @@ bool isWellFormedUtf16(std::span<const std::uint8_t> text) noexcept {
   return !isAscii;
 }
 
-/// How deep records' containers may nest here; deeper ones are for the thorough reader, which does not recurse on trust.
+/// How deep records' containers may nest here; deeper ones are for the thorough reader, which does not recurse on
+/// trust.
 constexpr int kDeepest = 64;
 /// What a record may unfold to, in bytes; beyond, the thorough reader decides.
 constexpr double kLargestRecord = 32e6;
