@@ -136,6 +136,7 @@ class ZN_EXPORT NSKeyedUnarchiver {
 
  private:
   friend class FieldsForLater;
+  friend struct ArchiveReaders;
   struct State;
   struct Thorough;
   struct Loaded;

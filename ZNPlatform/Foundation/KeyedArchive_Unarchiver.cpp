@@ -289,7 +289,7 @@ bool NSKeyedUnarchiver::readEncoded(std::span<const std::uint8_t> bytes, std::sp
     archive.fits = false;
   }
   if (!archive.fits) {
-    result = {};
+    result.root.reset();
     return false;
   }
   std::vector<std::uint64_t> revisions(archive.made.size() - 1);
