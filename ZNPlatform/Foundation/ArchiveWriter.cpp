@@ -33,56 +33,11 @@ std::size_t uidBytes(std::size_t count) noexcept {
 
 }  // namespace
 
-std::optional<FoundationClass> foundationClassOf(const EncodedObject& object) noexcept {
-  switch (object.kind) {
-    case EncodedKind::dictionary:
-      return object.isMutable ? FoundationClass::mutableDictionary : FoundationClass::dictionary;
-    case EncodedKind::array:
-      return object.isMutable ? FoundationClass::mutableArray : FoundationClass::array;
-    case EncodedKind::date:
-      return FoundationClass::date;
-    default:
-      return std::nullopt;
-  }
-}
-
 std::optional<FoundationClass> foundationClassNamed(std::string_view name) noexcept {
   for (std::size_t i = 0; i < kClassNames.size(); ++i) {
     if (kClassNames[i].name == name) return static_cast<FoundationClass>(i);
   }
   return std::nullopt;
-}
-
-WrittenSize writtenSize(const EncodedObject& object) noexcept {
-  const auto head = static_cast<std::uint32_t>(headSize(object.count));
-  switch (object.kind) {
-    case EncodedKind::record: {
-      WrittenSize size{1, 2, 0};
-      std::uint32_t fields = 1;  // the class
-      forEachField(object, [&](EncodedRef field, std::int32_t integer) {
-        ++fields;
-        size.references += 2;
-        if (field != (ref::kFixed | ref::kInlineInteger)) return;
-        ++size.objects;
-        size.bytes += static_cast<std::uint32_t>(integerSize(integer));
-      });
-      size.bytes += static_cast<std::uint32_t>(headSize(fields));
-      return size;
-    }
-    case EncodedKind::dictionary:
-      return {3, 6 + 2 * object.count, 1 + 2 * head};
-    case EncodedKind::array:
-      return {2, 4 + object.count, 1 + head};
-    case EncodedKind::date:
-      return {2, 4, 1 + 9};
-    case EncodedKind::real:
-      return {1, 0, 9};
-    case EncodedKind::integer:
-      return {1, 0, static_cast<std::uint32_t>(integerSize(object.integer()))};
-    case EncodedKind::data:
-      return {1, 0, head + object.count};
-  }
-  return {};
 }
 
 /// Writes objects with references of one width.
@@ -199,7 +154,7 @@ class ArchiveWriter::Body {
     }
   }
   std::uint32_t classOf(const EncodedObject& object) const noexcept {
-    return writer_.classPlaces_[static_cast<std::size_t>(*foundationClassOf(object))];
+    return writer_.classPlaces_[static_cast<std::size_t>(foundationClassOf(object))];
   }
 
   void object(const EncodedObject& object) {

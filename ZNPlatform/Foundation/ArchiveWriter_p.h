@@ -13,7 +13,13 @@ namespace zn {
 enum class FoundationClass : std::uint32_t { dictionary, mutableDictionary, array, mutableArray, date, null };
 inline constexpr std::size_t kFoundationClasses = 6;
 
-std::optional<FoundationClass> foundationClassOf(const EncodedObject& object) noexcept;
+/// Of an object that is one of theirs, and has a class at all: a container or a date.
+inline FoundationClass foundationClassOf(const EncodedObject& object) noexcept {
+  if (object.kind == EncodedKind::date) return FoundationClass::date;
+  if (object.kind == EncodedKind::array)
+    return object.isMutable ? FoundationClass::mutableArray : FoundationClass::array;
+  return object.isMutable ? FoundationClass::mutableDictionary : FoundationClass::dictionary;
+}
 /// By its name; nothing for another class.
 std::optional<FoundationClass> foundationClassNamed(std::string_view name) noexcept;
 
@@ -26,14 +32,6 @@ void forEachField(const EncodedObject& record, const Look& look) {
     look(field, hasInteger ? static_cast<std::int32_t>(record.body[++i]) : 0);
   }
 }
-
-/// What an encoded object takes in a file.
-struct WrittenSize {
-  std::uint32_t objects;
-  std::uint32_t references;
-  std::uint32_t bytes;  ///< without the references
-};
-WrittenSize writtenSize(const EncodedObject& object) noexcept;
 
 /// Writes the file of an archive. Its objects stand in this order:
 ///   references to places    object N means place N, so that every other object refers to place N as object N

@@ -19,6 +19,15 @@ constexpr std::uint32_t kRoot = 0;
 std::uintptr_t addressOf(const Value& container) noexcept {
   return reinterpret_cast<std::uintptr_t>(container.identity()) | (container.isMutable() ? 1 : 0);
 }
+/// Asks for the memory of all that a container holds, which lies scattered and is about to be looked at.
+void prefetch(const Value& container) noexcept {
+  for (const Value& element : container.elements()) __builtin_prefetch(element.identity());
+  for (const Value::Entry& entry : container.entries()) {
+    __builtin_prefetch(entry.key.identity());
+    __builtin_prefetch(entry.value.identity());
+  }
+}
+
 std::uintptr_t addressOf(const Coding& record) noexcept { return reinterpret_cast<std::uintptr_t>(&record) | 2; }
 
 }  // namespace
@@ -45,15 +54,14 @@ std::span<const std::uint8_t> EncodedRecords::archive(NSKeyedArchiver& coder, co
 
 bool EncodedRecords::load(std::shared_ptr<const LoadedArchive> archive, std::span<const std::uint8_t> bytes) {
   loaded_ = std::move(archive);
-  texts_.load(loaded_->textBytes(), loaded_->textEnds(), loaded_->literals());
+  texts_.load(loaded_->textBytes(), loaded_->textStarts(), loaded_->literals());
   shapes_ = loaded_->shapes();
   const auto records = static_cast<std::uint32_t>(loaded_->records());
   records_.resize(records);
   for (std::uint32_t slot = 0; slot < records; ++slot) {
     EncodedRecord& record = records_[slot];
     record.words = loaded_->words(slot);
-    measure(record);
-    count(record, true);
+    add(record);
     order_.push_back(slot);
     others_.push_back({slot, 0});
   }
@@ -113,7 +121,7 @@ void EncodedRecords::endRound() {
 
 void EncodedRecords::forget(std::uint32_t slot) {
   EncodedRecord& record = records_[slot];
-  count(record, false);
+  remove(record);
   record = {};
   if (slot != kRoot) freeSlots_.push_back(slot);
 }
@@ -165,8 +173,7 @@ void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchi
   record.words = held->words;
   record.held = std::move(held);
   if (refersToOthers_) record.revision = 0;
-  measure(record);
-  count(record, true);
+  add(record);
 }
 
 void EncodedRecords::encodeWaiting(const Waiting& waiting, NSKeyedArchiver& coder) {
@@ -224,6 +231,7 @@ void EncodedRecords::encodeValue(const Value& value) {
   if (count > kLargestEncodedCount) list::refuseSize();
   words_.push_back(
       encodedHead(value.isArray() ? EncodedKind::array : EncodedKind::dictionary, value.isMutable(), count));
+  prefetch(value);
   for (const Value& element : value.elements()) words_.push_back(refOf(element, false));
   for (const Value::Entry& entry : value.entries()) words_.push_back(refOf(entry.key, false));
   for (const Value::Entry& entry : value.entries()) words_.push_back(refOf(entry.value, false));
@@ -373,30 +381,80 @@ void EncodedRecords::countRef(EncodedRef ref, bool isUsed) {
   }
 }
 
-/// Notes what an archive with this record has to hold for it, or need not hold any more.
-void EncodedRecords::count(const EncodedRecord& record, bool isUsed) {
-  const std::uint32_t step = isUsed ? 1 : UINT32_MAX;
-  for (const std::uint32_t* at = record.words.data(); at != record.words.data() + record.words.size();) {
-    const EncodedObject object = nextEncodedObject(at);
-    if (const auto users = foundationClassOf(object)) classUsers_[static_cast<std::size_t>(*users)] += step;
-    if (object.kind == EncodedKind::record) {
-      shapes_[object.shape].users += step;
-      forEachField(object, [&](EncodedRef field, std::int32_t) { countRef(field, isUsed); });
-    } else if (object.kind == EncodedKind::dictionary || object.kind == EncodedKind::array) {
-      for (const EncodedRef each : object.body) countRef(each, isUsed);
+/// Finds out what the record takes in an archive, and notes what else that has to hold for it.
+void EncodedRecords::add(EncodedRecord& record) {
+  std::uint32_t places = 0, objects = 0, references = 0, bytes = 0;
+  forEachObject(record.words, [&](const EncodedObject& object) {
+    ++places;
+    const auto head = static_cast<std::uint32_t>(list::headSize(object.count));
+    switch (object.kind) {
+      case EncodedKind::record: {
+        ++shapes_[object.shape].users;
+        std::uint32_t fields = 1;  // the class
+        ++objects;
+        forEachField(object, [&](EncodedRef field, std::int32_t integer) {
+          ++fields;
+          countRef(field, true);
+          if (field != (ref::kFixed | ref::kInlineInteger)) return;
+          ++objects;
+          bytes += static_cast<std::uint32_t>(list::integerSize(integer));
+        });
+        references += 2 * fields;
+        bytes += static_cast<std::uint32_t>(list::headSize(fields));
+        break;
+      }
+      case EncodedKind::dictionary:
+        ++classUsers_[static_cast<std::size_t>(foundationClassOf(object))];
+        objects += 3;
+        references += 6 + 2 * object.count;
+        bytes += 1 + 2 * head;
+        for (const EncodedRef each : object.body) countRef(each, true);
+        break;
+      case EncodedKind::array:
+        ++classUsers_[static_cast<std::size_t>(foundationClassOf(object))];
+        objects += 2;
+        references += 4 + object.count;
+        bytes += 1 + head;
+        for (const EncodedRef each : object.body) countRef(each, true);
+        break;
+      case EncodedKind::date:
+        ++classUsers_[static_cast<std::size_t>(FoundationClass::date)];
+        objects += 2;
+        references += 4;
+        bytes += 1 + 9;
+        break;
+      case EncodedKind::real:
+        ++objects;
+        bytes += 9;
+        break;
+      case EncodedKind::integer:
+        ++objects;
+        bytes += static_cast<std::uint32_t>(list::integerSize(object.integer()));
+        break;
+      case EncodedKind::data:
+        ++objects;
+        bytes += head + object.count;
+        break;
     }
-  }
+  });
+  record.places = places;
+  record.objects = objects;
+  record.references = references;
+  record.bytes = bytes;
 }
 
-void EncodedRecords::measure(EncodedRecord& record) {
-  record.places = record.objects = record.references = record.bytes = 0;
-  for (const std::uint32_t* at = record.words.data(); at != record.words.data() + record.words.size();) {
-    const WrittenSize size = writtenSize(nextEncodedObject(at));
-    ++record.places;
-    record.objects += size.objects;
-    record.references += size.references;
-    record.bytes += size.bytes;
-  }
+/// The reverse of `add`.
+void EncodedRecords::remove(const EncodedRecord& record) {
+  forEachObject(record.words, [&](const EncodedObject& object) {
+    if (object.kind == EncodedKind::record) {
+      --shapes_[object.shape].users;
+      forEachField(object, [&](EncodedRef field, std::int32_t) { countRef(field, false); });
+    } else if (object.kind <= EncodedKind::date) {
+      --classUsers_[static_cast<std::size_t>(foundationClassOf(object))];
+      if (object.kind == EncodedKind::date) return;
+      for (const EncodedRef each : object.body) countRef(each, false);
+    }
+  });
 }
 
 std::size_t EncodedRecords::capacity() const noexcept {

@@ -91,6 +91,12 @@ inline EncodedObject nextEncodedObject(const std::uint32_t*& at) noexcept {
   return object;
 }
 
+template <class Look>
+void forEachObject(std::span<const std::uint32_t> words, const Look& look) {
+  const std::uint32_t* at = words.data();
+  for (const std::uint32_t* const end = at + words.size(); at != end;) look(nextEncodedObject(at));
+}
+
 /// Which fields a record of a class has, in their order.
 struct EncodedShape {
   std::string className;
@@ -186,8 +192,8 @@ class EncodedRecords {
   std::uint32_t shapeOf(const Coding& record);
   std::uint32_t slotOf(std::uint64_t revision);
   std::uint32_t newSlot();
-  void measure(EncodedRecord& record);
-  void count(const EncodedRecord& record, bool isUsed);
+  void add(EncodedRecord& record);
+  void remove(const EncodedRecord& record);
   void countRef(EncodedRef ref, bool isUsed);
   void endRound();
   void forget(std::uint32_t slot);

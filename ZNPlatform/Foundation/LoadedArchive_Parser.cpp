@@ -192,7 +192,8 @@ class ArchiveParser {
 
   void readTexts() {
     const std::uint8_t* const begin = at_;
-    std::vector<std::uint32_t>::size_type count = 0;
+    std::size_t count = 0;
+    archive_.textStarts_.push_back(0);
     while (at_ < end_ && ((*at_ & 0xF0) == kAscii || (*at_ & 0xF0) == kUtf16)) {
       const bool isWide = (*at_ & 0xF0) == kUtf16;
       const std::uint64_t size = std::uint64_t{head(isWide ? kUtf16 : kAscii)} * (isWide ? 2 : 1);
@@ -200,7 +201,7 @@ class ArchiveParser {
       const std::span text{at_, static_cast<std::size_t>(size)};
       expect(isWide ? isWellFormedUtf16(text) : isAscii(text));
       at_ += size;
-      archive_.textEnds_.push_back(static_cast<std::uint32_t>(at_ - begin));
+      archive_.textStarts_.push_back(static_cast<std::uint32_t>(at_ - begin));
       ++count;
     }
     archive_.textBytes_.append({begin, at_});
@@ -477,66 +478,63 @@ class ArchiveParser {
     return &archive_.words_[static_cast<std::size_t>(object.body.data() - archive_.words_.data())];
   }
 
+  /// What is looked at of an object: how deep it nests and how much it unfolds to.
   struct Measure {
     enum : std::uint8_t { fresh, inProgress, done } state = fresh;
-    int height = 0;
-    double weight = 0;
+    int height = 1;
+    std::uint32_t parts = 0;  // where those of its references that mean objects of the record begin in `parts_`
+    double weight = 16;
   };
 
   /// Makes the references of a record's objects those of the record, and looks whether it can be read without care.
   void localise(std::uint32_t first, std::uint32_t end, std::span<const std::uint32_t> memberLists) {
-    measures_.assign(end - first, {});
+    measures_.assign(end - first + 1, {});
+    parts_.clear();
     for (std::uint32_t place = first; place < end; ++place) {
       const EncodedObject each = object(place);
+      Measure& measure = measures_[place - first];
+      measure.parts = static_cast<std::uint32_t>(parts_.size());
+      if (each.kind == EncodedKind::data) measure.weight += each.count;
       if (each.kind > EncodedKind::array) continue;
       if (std::find(memberLists.begin(), memberLists.end(), place) != memberLists.end()) continue;
+      std::uint64_t textBytes = 0;
       std::uint32_t* word = wordsOf(each);
-      for (std::size_t i = 0; i < each.body.size(); ++i) {
-        if (ref::how(word[i]) == ref::kOwn) {
-          expect(word[i] >= first && word[i] < end);
-          word[i] -= first;
-        } else if (word[i] == (ref::kFixed | ref::kInlineInteger)) {
-          ++i;
+      const std::uint32_t* const values = word + (each.kind == EncodedKind::dictionary ? each.count : 0);
+      for (const std::uint32_t* const last = word + each.body.size(); word != last; ++word) {
+        if (word == values) keyBytes_ += textBytes;
+        if (ref::how(*word) == ref::kText) {
+          textBytes += textSize(ref::number(*word)) + 16;
+        } else if (ref::how(*word) == ref::kOwn) {
+          expect(*word >= first && *word < end);
+          *word -= first;
+          parts_.push_back(*word);
+        } else if (*word == (ref::kFixed | ref::kInlineInteger)) {
+          ++word;
         }
       }
+      measure.weight += static_cast<double>(textBytes);
     }
-    measure(first, 0, 0);
+    measures_[end - first].parts = static_cast<std::uint32_t>(parts_.size());
+    expect(keyBytes_ <= 32 * bytes_.size());
+    measure(0, 0);
     expect(measures_[0].weight <= kLargestRecord);
   }
 
-  void measure(std::uint32_t first, std::uint32_t place, int depth) {
+  void measure(std::uint32_t place, int depth) {
     Measure& own = measures_[place];
     if (own.state == Measure::done) return;
     expect(own.state == Measure::fresh && depth < kDeepest);
     own.state = Measure::inProgress;
-    const EncodedObject each = object(first + place);
-    double weight = each.kind == EncodedKind::data ? 16.0 + each.count : 16.0;
-    int height = 0;
-    const auto add = [&](EncodedRef ref) {
-      if (ref::how(ref) == ref::kOwn) {
-        measure(first, ref::number(ref), depth + 1);
-        weight += measures_[ref::number(ref)].weight;
-        height = std::max(height, measures_[ref::number(ref)].height);
-      } else if (ref::how(ref) == ref::kText) {
-        weight += 16 + textSize(ref::number(ref));
-      }
-    };
-    if (each.kind == EncodedKind::record) {
-      forEachField(each, [&](EncodedRef field, std::int32_t) { add(field); });
-    } else if (each.kind == EncodedKind::dictionary || each.kind == EncodedKind::array) {
-      for (const EncodedRef ref : each.body) add(ref);
-      for (std::uint32_t i = 0; each.kind == EncodedKind::dictionary && i < each.count; ++i) {
-        keyBytes_ += textSize(ref::number(each.body[i]));
-      }
-      expect(keyBytes_ <= 16 * bytes_.size());
+    for (std::uint32_t i = own.parts; i < measures_[place + 1].parts; ++i) {
+      measure(parts_[i], depth + 1);
+      own.weight += measures_[parts_[i]].weight;
+      own.height = std::max(own.height, measures_[parts_[i]].height + 1);
     }
-    own = {Measure::done, height + 1, weight};
     expect(depth + own.height < kDeepest);
+    own.state = Measure::done;
   }
 
-  std::uint32_t textSize(Id id) const noexcept {
-    return archive_.textEnds_[id] - (id == 0 ? 0 : archive_.textEnds_[id - 1]);
-  }
+  std::uint32_t textSize(Id id) const noexcept { return archive_.textStarts_[id + 1] - archive_.textStarts_[id]; }
 
   const std::span<const std::uint8_t> bytes_;
   LoadedArchive& archive_;
@@ -560,7 +558,9 @@ class ArchiveParser {
     std::span<const std::uint8_t> keys;
   };
   std::vector<ShapeKeys> shapeKeys_;
-  std::vector<Measure> measures_;  // of the record that is being looked at
+  // Of the record that is being looked at.
+  std::vector<Measure> measures_;
+  std::vector<std::uint32_t> parts_;
   std::size_t keyBytes_ = 0;
 };
 
