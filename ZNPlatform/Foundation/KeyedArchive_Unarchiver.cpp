@@ -268,9 +268,7 @@ struct NSKeyedUnarchiver::Loaded final : State {
   /// Not of one that holds records: what they are is found out by making them.
   FieldsForLater later() const override {
     FieldsForLater fieldsForLater;
-    for (std::uint32_t place = 1; place < fields.size(); ++place) {
-      if (fields.object(place).kind == EncodedKind::record) return fieldsForLater;
-    }
+    if (fields.holdsRecords()) return fieldsForLater;
     fieldsForLater.archive_ = archive.loaded;
     fieldsForLater.record_ = number_;
     return fieldsForLater;

@@ -27,10 +27,15 @@ bool LoadedArchive::isText(ArchiveTexts::Id id, std::string_view ascii) const no
 }
 
 void LoadedFields::reset(std::size_t record) {
-  objects_.clear();
+  starts_.clear();
+  records_ = 0;
   values_.clear();
   asked_ = 0;
-  forEachObject(archive_.words(record), [this](const EncodedObject& each) { objects_.push_back(each); });
+  const auto words = archive_.words(record);
+  for (const std::uint32_t *at = words.data(), *const end = at + words.size(); at != end;) {
+    starts_.push_back(at);
+    records_ += nextEncodedObject(at).kind == EncodedKind::record ? 1 : 0;
+  }
 }
 
 bool LoadedFields::field(const EncodedObject& record, std::string_view key, EncodedRef& ref, std::int32_t& integer) {
@@ -86,7 +91,7 @@ Value LoadedFields::value(EncodedRef ref, bool& fits) {
 
 /// Objects that several places share are made once. Recurses: the depth was checked.
 Value LoadedFields::made(std::uint32_t place, bool& fits) {
-  const EncodedObject& object = objects_[place];
+  const EncodedObject object = this->object(place);
   switch (object.kind) {
     case EncodedKind::record:
       fits = false;
@@ -102,7 +107,7 @@ Value LoadedFields::made(std::uint32_t place, bool& fits) {
     default:
       break;
   }
-  values_.resize(objects_.size());
+  values_.resize(starts_.size());
   if (values_[place].isNil()) values_[place] = container(object, fits);
   return values_[place];
 }

@@ -61,8 +61,12 @@ class LoadedFields {
   LoadedFields(const LoadedArchive& archive, std::size_t record) : archive_(archive) { reset(record); }
 
   /// An object of the record and the fields that it has, if it is one itself.
-  const EncodedObject& object(std::uint32_t place) const noexcept { return objects_[place]; }
-  std::size_t size() const noexcept { return objects_.size(); }
+  EncodedObject object(std::uint32_t place) const noexcept {
+    const std::uint32_t* at = starts_[place];
+    return nextEncodedObject(at);
+  }
+  std::size_t size() const noexcept { return starts_.size(); }
+  bool holdsRecords() const noexcept { return records_ > 1; }  ///< besides itself
   /// Begins with another record of the archive.
   void reset(std::size_t record);
   /// What a field refers to; false where the record has none of that name.
@@ -75,7 +79,8 @@ class LoadedFields {
   Value container(const EncodedObject& object, bool& fits);
 
   const LoadedArchive& archive_;
-  std::vector<EncodedObject> objects_;
+  std::vector<const std::uint32_t*> starts_;  // of its objects
+  std::size_t records_ = 0;
   std::vector<Value> values_;  // containers that were made of them
   // Records of a kind are asked the same, one after the other: which field answered the first question, the second ...
   std::vector<std::size_t> answers_;
