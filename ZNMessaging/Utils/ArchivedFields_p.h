@@ -71,6 +71,22 @@ void encodeFields(NSKeyedArchiver& coder, const Fields& fields, const std::tuple
   std::apply([&](const auto&... each) { (encodeField(coder, fields.*each.member, each.key), ...); }, all);
 }
 
+/// Whether an archive would hold the same of both, bit by bit. Unlike equality this tells 1, 1.0 and true apart,
+/// mutable containers from others at every level, and 0.0 from -0.0, and nan is like itself.
+bool archiveAlike(const Value& a, const Value& b);
+inline bool archiveAlike(bool a, bool b) { return a == b; }
+inline bool archiveAlike(std::int32_t a, std::int32_t b) { return a == b; }
+/// The same record; others are not looked into.
+template <class Record>
+bool archiveAlike(const std::shared_ptr<Record>& a, const std::shared_ptr<Record>& b) {
+  return a == b;
+}
+
+template <class Fields, class... T>
+bool archiveAlike(const Fields& a, const Fields& b, const std::tuple<ArchivedField<Fields, T>...>& all) {
+  return std::apply([&](const auto&... each) { return (archiveAlike(a.*each.member, b.*each.member) && ...); }, all);
+}
+
 template <class Fields, class... T>
 void decodeFields(NSKeyedUnarchiver& coder, Fields& fields, const std::tuple<ArchivedField<Fields, T>...>& all) {
   const auto decode = [&](const auto& each) {

@@ -95,7 +95,8 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   static zn::StatusList addedUp(const zn::StatusList& older, const zn::StatusList& newer);
   static zn::CampaignList withoutExpired(const zn::CampaignList& campaigns, std::int64_t now,
                                          zn::DroppedCampaigns* dropped = nullptr);
-  static zn::CampaignList campaignsIn(const zn::Value& answer, bool takesNameless,
+  /// Stored campaigns, or none, that the answer holds unchanged are themselves in the result.
+  static zn::CampaignList campaignsIn(const zn::Value& answer, bool takesNameless, const zn::CampaignList& stored = {},
                                       zn::DroppedCampaigns* dropped = nullptr);
   static void tellOfAnswer(std::size_t count, const ZNDeviceTriggers& container);
   static void countShowing(ZNDeviceTriggers::Fields& fields, const ZNDeviceTriggerCampaign& campaign, std::int64_t now);

@@ -20,6 +20,15 @@ std::shared_ptr<const List> withoutNull(const std::shared_ptr<const List>& list)
   return copy;
 }
 
+/// A new list of the same records becomes the one that was there, so that what was made of that stays in use.
+template <class List>
+void keepSame(const std::shared_ptr<const List>& before, std::shared_ptr<const List>& now) {
+  if (before && now && *before == *now) now = before;
+}
+void keepSame(const zn::Value& before, zn::Value& now) {
+  if (zn::archiveAlike(before, now)) now = before;
+}
+
 }  // namespace
 
 const zn::CampaignList& ZNDeviceTriggers::Fields::campaigns() const {
@@ -82,6 +91,9 @@ void ZNDeviceTriggers::update(const std::function<void(Fields&)>& change) {
   const auto reindex = [&]() ZN_REQUIRES(mutex_) {
     fields_.deviceTriggers = withoutNull(fields_.deviceTriggers);
     fields_.deviceTriggerStatus = withoutNull(fields_.deviceTriggerStatus);
+    keepSame(before.deviceTriggers, fields_.deviceTriggers);
+    keepSame(before.deviceTriggerStatus, fields_.deviceTriggerStatus);
+    keepSame(before.deviceTriggerEvents, fields_.deviceTriggerEvents);
     const bool isCurrent = index_ && before.deviceTriggers == fields_.deviceTriggers &&
                            before.deviceTriggerStatus == fields_.deviceTriggerStatus &&
                            before.deviceTriggerEvents.identity() == fields_.deviceTriggerEvents.identity();
