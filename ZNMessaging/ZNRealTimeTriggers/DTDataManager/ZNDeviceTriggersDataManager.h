@@ -32,7 +32,7 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   /// `saveDeviceTriggerCampaigns:andUpdateLastSyncTime:`: merges campaigns of a server answer (an array of
   /// dictionaries, or nil), drops stopped and expired ones, sorts, and saves. The time of the last synchronisation
   /// becomes now; with the flag false only if it is not 0, so that a device that never synchronised keeps asking for
-  /// everything.
+  /// everything. A known campaign that came unchanged stays the record that it is, unless it holds fresh contents.
   void saveDeviceTriggerCampaigns(const zn::Value& campaigns, bool updateLastSyncTime);
 
   /// `getCampaignsForEvent:withAttributes:`: campaigns that the event triggers, in stored order. The log tells of every

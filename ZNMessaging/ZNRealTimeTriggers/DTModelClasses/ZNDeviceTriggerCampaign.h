@@ -27,9 +27,9 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   /// `initWithDictionary:`: from the server's dictionary. A payload, a condition or a switch of the wrong kind is a
   /// failure; it is logged with the campaign's id, and what was filled in so far stays.
   static std::shared_ptr<ZNDeviceTriggerCampaign> initWithDictionary(const zn::Value& dictionary);
-  /// The same, but `known` itself, which may be null, where it archives as the new one would and holds no fresh
-  /// contents: whoever keeps what a record was archived as need not do it again. Of a complaint about the condition
-  /// `known` is as new. A campaign that is made has the payload of `known` where that would be made alike.
+  /// The same where the campaign is known already, or null: answers `known` itself if a new one would be archived alike
+  /// and `known` holds no fresh contents; its condition's problem is then told once more, as a new one's is. A new one
+  /// takes over the payload of `known` if that would be archived alike.
   static std::shared_ptr<ZNDeviceTriggerCampaign> initWithDictionary(
       const zn::Value& dictionary, const std::shared_ptr<ZNDeviceTriggerCampaign>& known);
   /// `initWithCoder:`
