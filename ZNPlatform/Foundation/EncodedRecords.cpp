@@ -92,7 +92,8 @@ void EncodedRecords::clear() {
   others_.clear();
   pending_.clear();
   fieldValues_.clear();
-  keptRecords_.clear();
+  owners_.clear();
+  memberOwners_.clear();
   shapes_.clear();
   std::fill(std::begin(classUsers_), std::end(classUsers_), 0u);
   std::fill(std::begin(fixedUsers_), std::end(fixedUsers_), 0u);
@@ -116,6 +117,7 @@ void EncodedRecords::endRound() {
   byRevision_.clear();
   others_.clear();
   pending_.clear();
+  memberOwners_.clear();
   texts_.sweep();
 }
 
@@ -169,7 +171,7 @@ void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchi
     if (value.isContainer()) held->values.push_back(std::move(value));
   }
   fieldValues_.clear();
-  held->records.swap(keptRecords_);
+  held->owners.swap(owners_);
   record.words = held->words;
   record.held = std::move(held);
   if (refersToOthers_) record.revision = 0;
@@ -279,33 +281,39 @@ EncodedRef EncodedRecords::refOfField(const Value& value) {
 
 EncodedRef EncodedRecords::refOf(const std::shared_ptr<const Coding>& record) {
   if (!record) return ref::kFixed | ref::kNil;
-  EncodedRef found = 0;
-  const std::uintptr_t address = addressOf(*record);
-  if (find(address, found)) return found;
-  if (level_ >= Value::maximumReadDepth) throw Exception("records nest too deep to be archived");
-  keptRecords_.push_back(record);
-  return placeFor({.record = record.get(), .level = level_ + 1}, address);
+  const std::size_t before = waiting_.size();
+  const EncodedRef ref = refOf(*record);
+  if (waiting_.size() != before) owners_.push_back(record);
+  return ref;
 }
 
-EncodedRef EncodedRecords::refOf(std::span<const std::shared_ptr<const Coding>> records, bool isMutable) {
+EncodedRef EncodedRecords::refOf(const Coding& record) {
+  EncodedRef found = 0;
+  const std::uintptr_t address = addressOf(record);
+  if (find(address, found)) return found;
+  if (level_ >= Value::maximumReadDepth) throw Exception("records nest too deep to be archived");
+  return placeFor({.record = &record, .level = level_ + 1}, address);
+}
+
+EncodedRef EncodedRecords::refOf(std::shared_ptr<const void> owner, std::span<const Coding* const> records,
+                                 bool isMutable) {
   std::vector<EncodedRef> elements;
   elements.reserve(records.size());
   const bool areMembers = slot_ == kRoot && level_ == 1;
-  for (const auto& record : records) {
-    if (record) elements.push_back(areMembers ? member(record) : refOf(record));
-  }
+  for (const Coding* const record : records) elements.push_back(areMembers ? member(*record) : refOf(*record));
+  (areMembers ? memberOwners_ : owners_).push_back(std::move(owner));
   lists_.push_back({isMutable, std::move(elements)});
   return placeFor({.list = static_cast<std::uint32_t>(lists_.size() - 1)}, 0);
 }
 
 /// A record in a list of the root is encoded by itself, if at all, where its revision tells whether it has changed.
-EncodedRef EncodedRecords::member(const std::shared_ptr<const Coding>& record) {
-  const std::uint64_t revision = record->revision();
+EncodedRef EncodedRecords::member(const Coding& record) {
+  const std::uint64_t revision = record.revision();
   if (revision == 0) return refOf(record);
   std::uint32_t slot = slotOf(revision);
   if (slot == kNone) {
     EncodedRef found = 0;
-    const std::uintptr_t address = addressOf(*record);
+    const std::uintptr_t address = addressOf(record);
     if (find(address, found)) return found;
     slot = newSlot();
     records_[slot].revision = revision;
@@ -313,7 +321,7 @@ EncodedRef EncodedRecords::member(const std::shared_ptr<const Coding>& record) {
     records_[slot].held->addresses = {address};
     newest_ = std::max(newest_, revision);
     seen_.set(address, {slot, 0}, [this](std::uintptr_t at, const Found& known) { return isAt(at, known); });
-    pending_.push_back({slot, record.get()});
+    pending_.push_back({slot, &record});
   }
   if (records_[slot].round != round_) order_.push_back(slot);
   records_[slot].round = round_;
