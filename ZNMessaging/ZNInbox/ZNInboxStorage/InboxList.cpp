@@ -119,8 +119,8 @@ InboxList sortedNewestFirst(InboxList list) {
   forEachEntry(list, [&](const auto& entry, std::size_t) { received.push_back(sortKey(*entry)); });
   // Lists mostly come sorted but for their end, where new entries were appended: only that end is taken out, sorted and
   // put in from behind, so that what is newer than all of it stays where it is.
-  auto sorted = static_cast<std::size_t>(
-      std::is_sorted_until(received.begin(), received.end(), std::greater<>()) - received.begin());
+  auto sorted = static_cast<std::size_t>(std::is_sorted_until(received.begin(), received.end(), std::greater<>()) -
+                                         received.begin());
   std::vector<Keyed> rest;
   rest.reserve(list.size() - sorted);
   for (std::size_t place = sorted; place < list.size(); ++place) {
