@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <memory>
 
 #include "ZNPlatform/Export.h"
@@ -79,6 +80,13 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   ZN_PROPERTY(zn::Value, deepLinkURL, setDeepLinkURL)
   ZN_PROPERTY(zn::Value, richLandingURL, setRichLandingURL)
   ZN_PROPERTY(zn::Value, receivedDate, setReceivedDate)  ///< date or nil, like the next two
+  /// Its seconds since 1970, and for nil what sorts after all of them.
+  double receivedSeconds() const {
+    return fields_.read([](const Fields& fields) {
+      return fields.receivedDate.isDate() ? fields.receivedDate.date().secondsSince1970
+                                          : -std::numeric_limits<double>::infinity();
+    });
+  }
   ZN_PROPERTY(zn::Value, clickedDate, setClickedDate)
   ZN_PROPERTY(zn::Value, inboxExpiryDate, setInboxExpiryDate)  ///< after it the entry is removed
   ZN_PROPERTY(bool, isRead, setIsRead)
