@@ -22,10 +22,10 @@ void forEachEntry(const InboxList& list, Look&& look) {
   constexpr std::size_t kAhead = 8;
   constexpr std::size_t kCacheLine = 64;
   for (std::size_t place = 0; place < list.size(); ++place) {
-    if (place + kAhead < list.size()) {
-      const auto* ahead = reinterpret_cast<const char*>(list[place + kAhead].get());
+    const auto* ahead = place + kAhead < list.size() ? list[place + kAhead].get() : nullptr;
+    if (ahead) {
       __builtin_prefetch(ahead);
-      __builtin_prefetch(ahead + kCacheLine);
+      __builtin_prefetch(reinterpret_cast<const char*>(ahead) + kCacheLine);
     }
     if (list[place]) look(list[place], place);
   }
