@@ -30,6 +30,48 @@ void prefetch(const Value& container) noexcept {
 
 std::uintptr_t addressOf(const Coding& record) noexcept { return reinterpret_cast<std::uintptr_t>(&record) | 2; }
 
+/// What an object takes in a file.
+struct WrittenSize {
+  std::uint32_t objects;
+  std::uint32_t references;
+  std::uint32_t bytes;  // without the references
+};
+
+inline WrittenSize writtenSizeOfRecord(const EncodedObject& record) noexcept {
+  WrittenSize size{1, 0, 0};
+  std::uint32_t fields = 1;  // the class
+  forEachField(record, [&](EncodedRef field, std::int32_t integer) {
+    ++fields;
+    if (field != (ref::kFixed | ref::kInlineInteger)) return;
+    ++size.objects;
+    size.bytes += static_cast<std::uint32_t>(list::integerSize(integer));
+  });
+  size.references = 2 * fields;
+  size.bytes += static_cast<std::uint32_t>(list::headSize(fields));
+  return size;
+}
+
+inline WrittenSize writtenSize(const EncodedObject& object) noexcept {
+  const auto head = static_cast<std::uint32_t>(list::headSize(object.count));
+  switch (object.kind) {
+    case EncodedKind::record:
+      return writtenSizeOfRecord(object);
+    case EncodedKind::dictionary:
+      return {3, 6 + 2 * object.count, 1 + 2 * head};
+    case EncodedKind::array:
+      return {2, 4 + object.count, 1 + head};
+    case EncodedKind::date:
+      return {2, 4, 1 + 9};
+    case EncodedKind::real:
+      return {1, 0, 9};
+    case EncodedKind::integer:
+      return {1, 0, static_cast<std::uint32_t>(list::integerSize(object.integer()))};
+    case EncodedKind::data:
+      return {1, 0, head + object.count};
+  }
+  return {};
+}
+
 }  // namespace
 
 EncodedRecords::EncodedRecords() : records_(1) {}
@@ -391,64 +433,27 @@ void EncodedRecords::countRef(EncodedRef ref, bool isUsed) {
 
 /// Finds out what the record takes in an archive, and notes what else that has to hold for it.
 void EncodedRecords::add(EncodedRecord& record) {
-  std::uint32_t places = 0, objects = 0, references = 0, bytes = 0;
+  WrittenSize sum{0, 0, 0};
+  std::uint32_t places = 0;
   forEachObject(record.words, [&](const EncodedObject& object) {
     ++places;
-    const auto head = static_cast<std::uint32_t>(list::headSize(object.count));
-    switch (object.kind) {
-      case EncodedKind::record: {
-        ++shapes_[object.shape].users;
-        std::uint32_t fields = 1;  // the class
-        ++objects;
-        forEachField(object, [&](EncodedRef field, std::int32_t integer) {
-          ++fields;
-          countRef(field, true);
-          if (field != (ref::kFixed | ref::kInlineInteger)) return;
-          ++objects;
-          bytes += static_cast<std::uint32_t>(list::integerSize(integer));
-        });
-        references += 2 * fields;
-        bytes += static_cast<std::uint32_t>(list::headSize(fields));
-        break;
-      }
-      case EncodedKind::dictionary:
-        ++classUsers_[static_cast<std::size_t>(foundationClassOf(object))];
-        objects += 3;
-        references += 6 + 2 * object.count;
-        bytes += 1 + 2 * head;
-        for (const EncodedRef each : object.body) countRef(each, true);
-        break;
-      case EncodedKind::array:
-        ++classUsers_[static_cast<std::size_t>(foundationClassOf(object))];
-        objects += 2;
-        references += 4 + object.count;
-        bytes += 1 + head;
-        for (const EncodedRef each : object.body) countRef(each, true);
-        break;
-      case EncodedKind::date:
-        ++classUsers_[static_cast<std::size_t>(FoundationClass::date)];
-        objects += 2;
-        references += 4;
-        bytes += 1 + 9;
-        break;
-      case EncodedKind::real:
-        ++objects;
-        bytes += 9;
-        break;
-      case EncodedKind::integer:
-        ++objects;
-        bytes += static_cast<std::uint32_t>(list::integerSize(object.integer()));
-        break;
-      case EncodedKind::data:
-        ++objects;
-        bytes += head + object.count;
-        break;
+    const WrittenSize size = writtenSize(object);
+    sum.objects += size.objects;
+    sum.references += size.references;
+    sum.bytes += size.bytes;
+    if (object.kind == EncodedKind::record) {
+      ++shapes_[object.shape].users;
+      forEachField(object, [&](EncodedRef field, std::int32_t) { countRef(field, true); });
+    } else if (object.kind <= EncodedKind::date) {
+      ++classUsers_[static_cast<std::size_t>(foundationClassOf(object))];
+      if (object.kind == EncodedKind::date) return;
+      for (const EncodedRef each : object.body) countRef(each, true);
     }
   });
   record.places = places;
-  record.objects = objects;
-  record.references = references;
-  record.bytes = bytes;
+  record.objects = sum.objects;
+  record.references = sum.references;
+  record.bytes = sum.bytes;
 }
 
 /// The reverse of `add`.

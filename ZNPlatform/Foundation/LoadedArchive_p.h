@@ -11,6 +11,12 @@
 
 namespace zn {
 
+/// Thrown while an archive is read that is not what ArchiveWriter writes.
+struct UnusualArchive {};
+inline void expectUsual(bool isUsual) {
+  if (!isUsual) throw UnusualArchive();
+}
+
 /// An archive that was read, in the form in which records are kept encoded. Nothing is made of it before somebody asks.
 ///
 /// Only an archive that ArchiveWriter would write the same is read so: whoever reads it checks that it is, byte for
@@ -40,7 +46,9 @@ class LoadedArchive {
 
  private:
   friend class ArchiveParser;
+  friend class RecordSplitter;
 
+  void splitIntoRecords(std::span<const std::uint32_t> objectStarts, std::size_t fileSize);
   list::Text written(ArchiveTexts::Id id) const noexcept {
     return list::withoutHead({textBytes_.data() + textStarts_[id], textStarts_[id + 1] - textStarts_[id]});
   }
