@@ -2,7 +2,6 @@
 // nlohmann's JSON and the bare disk.
 
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
 #include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "Benchmarks/BareWrite.h"
 #include "Benchmarks/BenchmarkDevice.h"
 #include "Benchmarks/Libplist.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
@@ -95,34 +95,13 @@ void SaveInbox(benchmark::State& state) {
   }
 }
 
-void writeBytes(benchmark::State& state, const zn::Data& archive, bool syncsFolder = false) {
-  const std::string home = device().home();
-  const std::string path = home + "/bare";
-  const std::string temporary = path + ".new";
-  for (auto _ : state) {
-    const int file = ::open(temporary.c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
-    bool done = ::write(file, archive.data(), archive.size()) == static_cast<ssize_t>(archive.size());
-    done = ::fdatasync(file) == 0 && done;
-    ::close(file);
-    done = ::rename(temporary.c_str(), path.c_str()) == 0 && done;
-    if (syncsFolder) {
-      const int folder = ::open(home.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-      done = ::fsync(folder) == 0 && done;
-      ::close(folder);
-    }
-    if (!done) return state.SkipWithError("the bytes were not written");
-  }
+void writeSameBytes(benchmark::State& state, zn::test::BareWrite how) {
+  zn::test::writeBare(state, zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0))), how);
 }
 
-void writeSameBytes(benchmark::State& state, bool syncsFolder) {
-  writeBytes(state, zn::NSKeyedArchiver::archivedDataWithRootObject(*inboxOf(state.range(0))), syncsFolder);
-}
+void WriteSameBytes(benchmark::State& state) { writeSameBytes(state, zn::test::BareWrite::renamed); }
 
-/// The same number of bytes with write, fdatasync and rename: what the disk takes whatever we do.
-void WriteSameBytes(benchmark::State& state) { writeSameBytes(state, false); }
-
-/// And with the folder's sync, without which a power cut may bring the old file back: all that a save does to the disk.
-void WriteSameBytesSafely(benchmark::State& state) { writeSameBytes(state, true); }
+void WriteSameBytesSafely(benchmark::State& state) { writeSameBytes(state, zn::test::BareWrite::safely); }
 
 /// As they come from a server or an extension: the keys of records that are alike share their storage.
 Value received(const std::vector<Value>& payloads) { return *zn::parseJson(zn::jsonText(Value::array(payloads))); }
@@ -301,7 +280,7 @@ void WriteBytesOfSynchronisation(benchmark::State& state) {
   synchronised.store->syncInboxNotificationsWithCompletionHandler(nullptr);
   const auto bytes = zn::readFile(synchronised.store->getFilePathForInbox());
   if (!bytes) return state.SkipWithError("there is no inbox file");
-  writeBytes(state, *bytes);
+  zn::test::writeBare(state, *bytes, zn::test::BareWrite::renamed);
   state.counters["bytes"] = static_cast<double>(bytes->size());
 }
 

@@ -1,4 +1,5 @@
-// What device triggers cost: an event that nothing waits for, a whole evaluation, saving, and a synchronisation.
+// What device triggers cost: an event that nothing waits for, a whole evaluation, saving, a showing, and a
+// synchronisation, beside libplist and the bare disk.
 
 #include <benchmark/benchmark.h>
 
@@ -7,6 +8,7 @@
 #include <new>
 #include <string>
 
+#include "Benchmarks/BareWrite.h"
 #include "Benchmarks/BenchmarkDevice.h"
 #include "Benchmarks/Libplist.h"
 #include "ZNMessaging/ZNMessaging.h"
@@ -137,6 +139,39 @@ void SaveTriggers(benchmark::State& state) {
   }
 }
 
+void writeSameBytes(benchmark::State& state, zn::test::BareWrite how) {
+  const auto triggers = storeOf(state.range(0)).activeDeviceTriggers();
+  zn::test::writeBare(state, zn::NSKeyedArchiver::archivedDataWithRootObject(*triggers), how);
+}
+
+void WriteSameTriggerBytes(benchmark::State& state) { writeSameBytes(state, zn::test::BareWrite::renamed); }
+
+void WriteSameTriggerBytesSafely(benchmark::State& state) { writeSameBytes(state, zn::test::BareWrite::safely); }
+
+/// What showing a notification costs the store: one more showing of one campaign is counted and saved, where all
+/// campaigns have been shown before.
+void CountShowingAndSave(benchmark::State& state) {
+  auto& store = storeOf(state.range(0));
+  const auto triggers = store.activeDeviceTriggers();
+  const auto campaigns = triggers->deviceTriggers();
+  triggers->update([&](ZNDeviceTriggers::Fields& fields) {
+    zn::StatusList shown;
+    for (const auto& campaign : *campaigns) {
+      const auto status = ZNDeviceTriggerStatus::initWithDictionary(
+          Value::dictionary({{"campaign_id", campaign->campaignID()}, {"expiry", campaign->expiry()}}));
+      status->setNumberOfTimesShown(1);
+      status->setLastShownTime(1699000000000);
+      shown.push_back(status);
+    }
+    fields.deviceTriggerStatus = std::make_shared<const zn::StatusList>(std::move(shown));
+  });
+  const auto& one = *campaigns->at(campaigns->size() / 2);
+  for (auto _ : state) store.updateCampaignShownForCampaign(one);
+  const std::int64_t counted = triggers->statusForCampaign(one.campaignID())->numberOfTimesShown().integer();
+  if (counted != 1 + static_cast<std::int64_t>(state.iterations()))
+    state.SkipWithError("not every showing was counted");
+}
+
 /// A server's answer of as many campaigns as are stored, all known already, with the file.
 void MergeAnswerAndSave(benchmark::State& state) {
   auto& store = storeOf(state.range(0));
@@ -149,6 +184,9 @@ BENCHMARK(EvaluateUpToTheSegmentRequest)->Arg(1000)->Arg(10000)->Unit(benchmark:
 BENCHMARK(EncodeTriggers)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(EncodeTriggersWithLibplist)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(SaveTriggers)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(WriteSameTriggerBytes)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(WriteSameTriggerBytesSafely)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(CountShowingAndSave)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(MergeAnswerAndSave)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace

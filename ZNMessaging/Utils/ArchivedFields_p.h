@@ -1,12 +1,16 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <tuple>
 #include <vector>
 
 #include "ZNPlatform/Foundation/KeyedArchive.h"
 
 namespace zn {
+
+/// When a field is read: with the record, or when it is asked for, where the archive allows that.
+enum class ReadField { atOnce, later };
 
 /// One field of a record that is archived: its key, where the record keeps it, and, for a value that must have a
 /// certain type to be of use, whether it has; any other is read as nil. A record names its fields once, in a std::tuple
@@ -16,9 +20,10 @@ struct ArchivedField {
   const char* key;
   T Fields::*member;
   bool (*isUsable)(const Value& read) = nullptr;
+  ReadField when = ReadField::atOnce;
 };
-template <class Fields, class T, class... IsUsable>
-ArchivedField(const char*, T Fields::*, IsUsable...) -> ArchivedField<Fields, T>;
+template <class Fields, class T, class... More>
+ArchivedField(const char*, T Fields::*, More...) -> ArchivedField<Fields, T>;
 
 /// For `isUsable`.
 inline bool isDate(const Value& read) { return read.isDate(); }
@@ -71,9 +76,12 @@ void encodeFields(NSKeyedArchiver& coder, const Fields& fields, const std::tuple
   std::apply([&](const auto&... each) { (encodeField(coder, fields.*each.member, each.key), ...); }, all);
 }
 
+/// All of them, or those that are read at that time.
 template <class Fields, class... T>
-void decodeFields(NSKeyedUnarchiver& coder, Fields& fields, const std::tuple<ArchivedField<Fields, T>...>& all) {
+void decodeFields(NSKeyedUnarchiver& coder, Fields& fields, const std::tuple<ArchivedField<Fields, T>...>& all,
+                  std::optional<ReadField> when = std::nullopt) {
   const auto decode = [&](const auto& each) {
+    if (when && each.when != *when) return;
     decodeField(coder, fields.*each.member, each.key);
     if constexpr (std::is_same_v<std::decay_t<decltype(fields.*each.member)>, Value>) {
       if (each.isUsable && !each.isUsable(fields.*each.member)) fields.*each.member = nil;

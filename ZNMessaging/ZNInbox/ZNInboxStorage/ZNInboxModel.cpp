@@ -92,7 +92,7 @@ std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithLegacyInboxPlistPayload(cons
 void ZNInboxModel::fillFromPayload(const zn::Value& payload, zn::Date taken) {
   if (payload.isNil()) return;
   if (!payload.isDictionary()) throw zn::Exception(zn::format("a payload must be a dictionary, not %@", payload));
-  fields_.update([&, expiryPeriod = zn::defaultInboxExpiryPeriod()](Fields& fields) {
+  updateAll([&, expiryPeriod = zn::defaultInboxExpiryPeriod()](Fields& fields) {
     prefetch(payload);
     zn::Value payloadCopy = payload.mutableCopy();
     zn::Value zintar = valid(payload, kNotificationPayloadKeyZintar).mutableDictionaryCopy();
@@ -133,11 +133,30 @@ bool ZNInboxModel::isStill(const Seen& earlier) const {
 }
 
 bool ZNInboxModel::hasPayload() const {
-  return fields_.read([](const Fields& fields) { return !fields.notificationPayloadDict.isNil(); });
+  return fields_.read([](const Fields& fields) { return fields.holdsPayload(); });
 }
 
 bool ZNInboxModel::isUnreadWithPayload() const {
-  return fields_.read([](const Fields& fields) { return !fields.isRead && !fields.notificationPayloadDict.isNil(); });
+  return fields_.read([](const Fields& fields) { return !fields.isRead && fields.holdsPayload(); });
+}
+
+zn::Value ZNInboxModel::content(zn::Value Fields::*field) const {
+  return fields_.updateUnrevised([&](Fields& fields) {
+    fields.readAll();
+    return fields.*field;
+  });
+}
+
+void ZNInboxModel::setContent(zn::Value Fields::*field, const zn::Value& value) {
+  updateAll([&](Fields& fields) { fields.*field = value; });
+}
+
+template <class Change>
+void ZNInboxModel::updateAll(const Change& change) {
+  fields_.update([&](Fields& fields) {
+    fields.readAll();
+    change(fields);
+  });
 }
 
 void ZNInboxModel::Fields::setDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken, double expiryPeriod) {
@@ -162,7 +181,7 @@ void ZNInboxModel::Fields::setDates(zn::Value& payloadCopy, zn::Value& zintar, z
 }
 
 void ZNInboxModel::setNotificationContentProperties(const zn::Value& aps, const zn::Value& zinDict) {
-  fields_.update([&](Fields& fields) { fields.setContent(aps, zinDict); });
+  updateAll([&](Fields& fields) { fields.setContent(aps, zinDict); });
 }
 
 void ZNInboxModel::Fields::setContent(const zn::Value& aps, const zn::Value& zinDict) {
@@ -180,7 +199,7 @@ void ZNInboxModel::Fields::setContent(const zn::Value& aps, const zn::Value& zin
 }
 
 void ZNInboxModel::setNotificationDeepLinkingPropertiesWithPayload(const zn::Value& payload) {
-  fields_.update([&](Fields& fields) { fields.setLinks(payload); });
+  updateAll([&](Fields& fields) { fields.setLinks(payload); });
 }
 
 void ZNInboxModel::Fields::setLinks(const zn::Value& payload) {
@@ -210,6 +229,7 @@ bool ZNInboxModel::markClickedIfUnread() {
 }
 
 void ZNInboxModel::Fields::click(zn::Date now) {
+  readAll();
   isRead = true;
   clickedDate = now;
   zn::Value zintar = zintarDict.mutableCopy();
@@ -225,7 +245,10 @@ void ZNInboxModel::Fields::click(zn::Date now) {
 }
 
 zn::Value ZNInboxModel::getLegacyInboxPayload() const {
-  const Fields fields = fields_.all();
+  const Fields fields = fields_.updateUnrevised([](Fields& present) {
+    present.readAll();
+    return present;
+  });
   return zn::Value::dictionary({{ZN_DATA, fields.notificationPayloadDict},
                                 {kNotificationPayloadKeyCampaignID, fields.campaignID},
                                 {ZN_PUSH_TIME, zn::format("%f", fields.receivedDate.date().secondsSince1970)},
@@ -235,34 +258,51 @@ zn::Value ZNInboxModel::getLegacyInboxPayload() const {
 }
 
 struct ZNInboxModel::Archived {
+  static constexpr auto kLater = zn::ReadField::later;
   static constexpr std::tuple fields{
       zn::ArchivedField{"cid", &Fields::campaignID},
-      zn::ArchivedField{"notificationPayload", &Fields::notificationPayloadDict, isDictionary},
-      zn::ArchivedField{"screenData", &Fields::screenDataDict},
-      zn::ArchivedField{"zintarDict", &Fields::zintarDict, isDictionary},
-      zn::ArchivedField{"title", &Fields::notificationTitle},
-      zn::ArchivedField{"subTitle", &Fields::notificationSubTitle},
-      zn::ArchivedField{"body", &Fields::notificationBody},
-      zn::ArchivedField{"sound", &Fields::notificationSound},
-      zn::ArchivedField{"mediaURL", &Fields::notificationMediaURL},
+      zn::ArchivedField{"notificationPayload", &Fields::notificationPayloadDict, isDictionary, kLater},
+      zn::ArchivedField{"screenData", &Fields::screenDataDict, nullptr, kLater},
+      zn::ArchivedField{"zintarDict", &Fields::zintarDict, isDictionary, kLater},
+      zn::ArchivedField{"title", &Fields::notificationTitle, nullptr, kLater},
+      zn::ArchivedField{"subTitle", &Fields::notificationSubTitle, nullptr, kLater},
+      zn::ArchivedField{"body", &Fields::notificationBody, nullptr, kLater},
+      zn::ArchivedField{"sound", &Fields::notificationSound, nullptr, kLater},
+      zn::ArchivedField{"mediaURL", &Fields::notificationMediaURL, nullptr, kLater},
       zn::ArchivedField{"receivedDate", &Fields::receivedDate, zn::isDate},
       zn::ArchivedField{"inboxExpiryDate", &Fields::inboxExpiryDate, zn::isDate},
       zn::ArchivedField{"clickedDate", &Fields::clickedDate, zn::isDate},
       zn::ArchivedField{"isRead", &Fields::isRead},
-      zn::ArchivedField{"screenName", &Fields::screenName},
-      zn::ArchivedField{"deepLinkURL", &Fields::deepLinkURL},
-      zn::ArchivedField{"richLandingURL", &Fields::richLandingURL}};
+      zn::ArchivedField{"screenName", &Fields::screenName, nullptr, kLater},
+      zn::ArchivedField{"deepLinkURL", &Fields::deepLinkURL, nullptr, kLater},
+      zn::ArchivedField{"richLandingURL", &Fields::richLandingURL, nullptr, kLater}};
 };
 
+void ZNInboxModel::Fields::readAll() {
+  if (!unread) return;
+  std::exchange(unread, {}).read([this](zn::NSKeyedUnarchiver& coder) {
+    zn::decodeFields(coder, *this, Archived::fields, Archived::kLater);
+  });
+}
+
 void ZNInboxModel::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  fields_.read([&](const Fields& fields) { zn::encodeFields(coder, fields, Archived::fields); });
+  fields_.updateUnrevised([&](Fields& fields) {
+    fields.readAll();
+    zn::encodeFields(coder, fields, Archived::fields);
+  });
 }
 
 std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithCoder(zn::NSKeyedUnarchiver& coder) {
   auto entry = std::make_shared<ZNInboxModel>();
-  entry->fields_.update([&](Fields& fields) {
-    zn::decodeFields(coder, fields, Archived::fields);
+  entry->fields_.updateUnrevised([&](Fields& fields) {
+    zn::decodeFields(coder, fields, Archived::fields, zn::ReadField::atOnce);
     fields.campaignHash = fields.campaignID.hash();
+    fields.unread = coder.fieldsForLater();
+    if (fields.unread) {
+      fields.unreadHasPayload = coder.decodesDictionaryForKey("notificationPayload");
+    } else {
+      zn::decodeFields(coder, fields, Archived::fields, Archived::kLater);
+    }
   });
   return entry;
 }

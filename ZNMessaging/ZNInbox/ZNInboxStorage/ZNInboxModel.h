@@ -67,33 +67,47 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
 
   // Setters change the property alone, not what the stored payload says.
 
-  ZN_PROPERTY(zn::Value, notificationPayloadDict, setNotificationPayloadDict)
+  // What an entry of the inbox file holds is made when the first of these is asked for.
+  zn::Value notificationPayloadDict() const { return content(&Fields::notificationPayloadDict); }
+  void setNotificationPayloadDict(const zn::Value& value) { setContent(&Fields::notificationPayloadDict, value); }
   bool hasPayload() const;  ///< whether notificationPayloadDict gives one, without a look into it
-  ZN_PROPERTY(zn::Value, screenDataDict, setScreenDataDict)
-  ZN_PROPERTY(zn::Value, zintarDict, setZintarDict)
-  ZN_PROPERTY(zn::Value, notificationTitle, setNotificationTitle)
-  ZN_PROPERTY(zn::Value, notificationSubTitle, setNotificationSubTitle)
-  ZN_PROPERTY(zn::Value, notificationBody, setNotificationBody)
-  ZN_PROPERTY(zn::Value, notificationSound, setNotificationSound)
-  ZN_PROPERTY(zn::Value, notificationMediaURL, setNotificationMediaURL)
-  ZN_PROPERTY(zn::Value, screenName, setScreenName)
-  ZN_PROPERTY(zn::Value, deepLinkURL, setDeepLinkURL)
-  ZN_PROPERTY(zn::Value, richLandingURL, setRichLandingURL)
+  zn::Value screenDataDict() const { return content(&Fields::screenDataDict); }
+  void setScreenDataDict(const zn::Value& value) { setContent(&Fields::screenDataDict, value); }
+  zn::Value zintarDict() const { return content(&Fields::zintarDict); }
+  void setZintarDict(const zn::Value& value) { setContent(&Fields::zintarDict, value); }
+  zn::Value notificationTitle() const { return content(&Fields::notificationTitle); }
+  void setNotificationTitle(const zn::Value& value) { setContent(&Fields::notificationTitle, value); }
+  zn::Value notificationSubTitle() const { return content(&Fields::notificationSubTitle); }
+  void setNotificationSubTitle(const zn::Value& value) { setContent(&Fields::notificationSubTitle, value); }
+  zn::Value notificationBody() const { return content(&Fields::notificationBody); }
+  void setNotificationBody(const zn::Value& value) { setContent(&Fields::notificationBody, value); }
+  zn::Value notificationSound() const { return content(&Fields::notificationSound); }
+  void setNotificationSound(const zn::Value& value) { setContent(&Fields::notificationSound, value); }
+  zn::Value notificationMediaURL() const { return content(&Fields::notificationMediaURL); }
+  void setNotificationMediaURL(const zn::Value& value) { setContent(&Fields::notificationMediaURL, value); }
+  zn::Value screenName() const { return content(&Fields::screenName); }
+  void setScreenName(const zn::Value& value) { setContent(&Fields::screenName, value); }
+  zn::Value deepLinkURL() const { return content(&Fields::deepLinkURL); }
+  void setDeepLinkURL(const zn::Value& value) { setContent(&Fields::deepLinkURL, value); }
+  zn::Value richLandingURL() const { return content(&Fields::richLandingURL); }
+  void setRichLandingURL(const zn::Value& value) { setContent(&Fields::richLandingURL, value); }
+
   ZN_PROPERTY(zn::Value, receivedDate, setReceivedDate)  ///< date or nil, like the next two
-  /// Its seconds since 1970, and for nil what sorts after all of them.
+  ZN_PROPERTY(zn::Value, clickedDate, setClickedDate)
+  ZN_PROPERTY(zn::Value, inboxExpiryDate, setInboxExpiryDate)  ///< after it the entry is removed
+  /// The received date's seconds since 1970; for nil, what sorts after all of them.
   double receivedSeconds() const {
     return fields_.read([](const Fields& fields) {
       return fields.receivedDate.isDate() ? fields.receivedDate.date().secondsSince1970
                                           : -std::numeric_limits<double>::infinity();
     });
   }
-  ZN_PROPERTY(zn::Value, clickedDate, setClickedDate)
-  ZN_PROPERTY(zn::Value, inboxExpiryDate, setInboxExpiryDate)  ///< after it the entry is removed
   ZN_PROPERTY(bool, isRead, setIsRead)
   bool isUnreadWithPayload() const;  ///< read as one step
 
   const char* archivedClassName() const override { return "ZNInboxModel"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
+  std::uint64_t revision() const override { return fields_.revision(); }
 
   ZNInboxModel() = default;  ///< an entry with nothing set
 
@@ -118,7 +132,11 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
     zn::Value inboxExpiryDate;
     zn::Value campaignID;
     bool isRead = false;
+    bool unreadHasPayload = false;
+    zn::FieldsForLater unread;  // payload, texts and links, until the first of them is asked for
 
+    bool holdsPayload() const { return unread ? unreadHasPayload : !notificationPayloadDict.isNil(); }
+    void readAll();
     void setCampaign(const zn::Value& id);
     void setContent(const zn::Value& aps, const zn::Value& zinDict);
     void setLinks(const zn::Value& payload);
@@ -129,7 +147,13 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
 
   void fillFromPayload(const zn::Value& payload, zn::Date taken);
 
-  zn::GuardedFields<Fields> fields_;
+  zn::Value content(zn::Value Fields::*field) const;
+  void setContent(zn::Value Fields::*field, const zn::Value& value);
+  /// `fields_.update`, for a change that needs what is still to be read.
+  template <class Change>
+  void updateAll(const Change& change);
+
+  mutable zn::RevisedFields<Fields> fields_;  // reading what was left in the archive changes nothing of an entry
 };
 
 namespace zn {

@@ -1,7 +1,8 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 
-#include "ZNMessaging/Utils/ArchivedFields_p.h"
+#include <algorithm>
 
+#include "ZNMessaging/Utils/ArchivedFields_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
@@ -91,6 +92,10 @@ void ZNDeviceTriggerCampaign::updateNotificationPayload(const zn::Value& diction
   setUpdated_payload(ZNDeviceTriggerPayload::initWithDictionary(dictionary.mutableCopy()));
 }
 
+void ZNDeviceTriggerCampaign::setUpdated_payload(std::shared_ptr<ZNDeviceTriggerPayload> payload) {
+  fields_.updateUnrevised([&](Fields& fields) { fields.updated_payload.swap(payload); });
+}
+
 void ZNDeviceTriggerCampaign::setTriggerEvent(const zn::Value& value) {
   fields_.update([&](Fields& fields) {
     fields.triggerEvent = value;
@@ -109,7 +114,7 @@ void ZNDeviceTriggerCampaign::setAttrConditions(const zn::Value& value) {
 }
 
 std::shared_ptr<const ZNEventCondition> ZNDeviceTriggerCampaign::condition() const {
-  return fields_.update([](Fields& fields) {
+  return fields_.updateUnrevised([](Fields& fields) {
     if (!fields.condition) {
       zn::Value whole = fields.attrConditions.isNil() ? zn::Value::dictionary() : fields.attrConditions;
       if (whole.isDictionary()) {
@@ -168,6 +173,14 @@ struct ZNDeviceTriggerCampaign::Archived {
 
 void ZNDeviceTriggerCampaign::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
   zn::encodeFields(coder, fields_.all(), Archived::fields);
+}
+
+/// A payload that is put in place of another may be the older one, so the own number counts as well; every later change
+/// of either has a larger one.
+std::uint64_t ZNDeviceTriggerCampaign::revision() const {
+  return fields_.read([this](const Fields& fields) {
+    return std::max(fields_.revision(), fields.payload ? fields.payload->revision() : 0);
+  });
 }
 
 std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithCoder(zn::NSKeyedUnarchiver& coder) {

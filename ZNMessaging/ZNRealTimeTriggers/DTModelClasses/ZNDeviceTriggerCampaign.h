@@ -51,7 +51,8 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   ZN_PROPERTY(zn::Value, campaignID, setCampaignID)
   ZN_PROPERTY(std::shared_ptr<ZNDeviceTriggerPayload>, payload, setPayload)  ///< null without one
   /// What the segment check gave; null without; never archived.
-  ZN_PROPERTY(std::shared_ptr<ZNDeviceTriggerPayload>, updated_payload, setUpdated_payload)
+  std::shared_ptr<ZNDeviceTriggerPayload> updated_payload() const { return fields_.get(&Fields::updated_payload); }
+  void setUpdated_payload(std::shared_ptr<ZNDeviceTriggerPayload> payload);
   zn::Value triggerEvent() const { return fields_.get(&Fields::triggerEvent); }
   void setTriggerEvent(const zn::Value& value);
   zn::Value attrConditions() const { return fields_.get(&Fields::attrConditions); }
@@ -73,6 +74,7 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
 
   const char* archivedClassName() const override { return "ZNDeviceTriggerCampaign"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
+  std::uint64_t revision() const override;  ///< its payload's, too
 
  private:
   struct Archived;
@@ -104,6 +106,6 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   void fill(const zn::Value& dictionary);
   std::shared_ptr<const ZNEventCondition> condition() const;
 
-  mutable zn::GuardedFields<Fields> fields_;
+  mutable zn::RevisedFields<Fields> fields_;
   mutable std::atomic<bool> problemLogged_{false};
 };

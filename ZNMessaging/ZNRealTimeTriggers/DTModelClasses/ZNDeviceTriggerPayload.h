@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "ZNPlatform/Export.h"
@@ -26,6 +27,7 @@ class ZN_EXPORT ZNDeviceTriggerPayload : public ZNModelObject {
 
   const char* archivedClassName() const override { return "ZNDeviceTriggerPayload"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
+  std::uint64_t revision() const override { return fields_.revision(); }
 
  private:
   struct Archived;
@@ -39,5 +41,5 @@ class ZN_EXPORT ZNDeviceTriggerPayload : public ZNModelObject {
     zn::Value category;
     zn::Value pushDict;
   };
-  zn::GuardedFields<Fields> fields_;
+  zn::RevisedFields<Fields> fields_;
 };
