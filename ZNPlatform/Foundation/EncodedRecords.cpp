@@ -19,15 +19,6 @@ constexpr std::uint32_t kRoot = 0;
 std::uintptr_t addressOf(const Value& container) noexcept {
   return reinterpret_cast<std::uintptr_t>(container.identity()) | (container.isMutable() ? 1 : 0);
 }
-/// Asks for the memory of all that a container holds, which lies scattered and is about to be looked at.
-void prefetch(const Value& container) noexcept {
-  for (const Value& element : container.elements()) __builtin_prefetch(element.identity());
-  for (const Value::Entry& entry : container.entries()) {
-    __builtin_prefetch(entry.key.identity());
-    __builtin_prefetch(entry.value.identity());
-  }
-}
-
 std::uintptr_t addressOf(const Coding& record) noexcept { return reinterpret_cast<std::uintptr_t>(&record) | 2; }
 
 /// What an object takes in a file.
@@ -277,7 +268,7 @@ void EncodedRecords::encodeValue(const Value& value) {
   if (count > kLargestEncodedCount) list::refuseSize();
   words_.push_back(
       encodedHead(value.isArray() ? EncodedKind::array : EncodedKind::dictionary, value.isMutable(), count));
-  prefetch(value);
+  value.prefetchContents();
   std::uint32_t* word = words_.extend(std::size_t{count} * (value.isArray() ? 1 : 2));
   for (const Value& element : value.elements()) *word++ = refOf(element, false);
   for (const Value::Entry& entry : value.entries()) *word++ = ref::kText | texts_.idOf(entry.name());

@@ -26,16 +26,11 @@ const zn::Value& valid(const zn::Value& dictionary, const char* key) {
   return found.isNull() ? zn::nil : found;
 }
 
-void prefetchValues(const zn::Value& dictionary) {
-  for (const zn::Value::Entry& entry : dictionary.entries()) __builtin_prefetch(entry.value.identity(), 1);
-}
-
-/// Asks for the memory of all that a payload holds, which is about to be looked at and shared: value by value, each
-/// would wait for its own.
+/// Of all that a payload holds.
 void prefetch(const zn::Value& payload) {
-  prefetchValues(payload);
-  for (const zn::Value::Entry& entry : payload.entries()) prefetchValues(entry.value);
-  prefetchValues(payload[zn::payload::aps][zn::payload::alert]);
+  payload.prefetchContents();
+  for (const zn::Value::Entry& entry : payload.entries()) entry.value.prefetchContents();
+  payload[zn::payload::aps][zn::payload::alert].prefetchContents();
 }
 
 bool isDictionary(const zn::Value& read) { return read.isDictionary(); }

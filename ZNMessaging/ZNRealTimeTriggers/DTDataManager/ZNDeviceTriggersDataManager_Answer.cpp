@@ -84,8 +84,9 @@ zn::CampaignList ZNDeviceTriggersDataManager::campaignsIn(const zn::Value& answe
   }
   const KnownCampaigns known(stored);
   std::size_t number = 0;
-  for (const zn::Value& dictionary : answer.elements()) {
-    ++number;
+  const auto sent = answer.elements();
+  for (const zn::Value& dictionary : sent) {
+    if (++number < sent.size()) sent[number].prefetchContents();  // of the next one
     const zn::Value id = dictionary.validObjectForKey("campaign_id");
     if (dictionary.isDictionary() && (takesNameless || !id.isNil())) {
       campaigns.push_back(ZNDeviceTriggerCampaign::initWithDictionary(dictionary, known.withID(id)));
