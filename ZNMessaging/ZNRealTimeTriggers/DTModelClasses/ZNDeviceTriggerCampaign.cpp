@@ -57,6 +57,11 @@ std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithDictio
 
 std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithDictionary(
     const zn::Value& dictionary, const std::shared_ptr<ZNDeviceTriggerCampaign>& known) {
+  if (known && known->isStillMadeOf(dictionary)) {
+    known->problemLogged_ = false;
+    return known;
+  }
+  const std::uint64_t knownRevision = known ? known->revision() : 0;
   Fields sent;
   zn::guarded("initWithDictionary:", "exception in initializing ZNDeviceTriggerCampaign : %@", [&] {
     try {
@@ -68,10 +73,12 @@ std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithDictio
   });
   if (known && known->isAsSent(sent)) {
     known->problemLogged_ = false;
+    known->remember(dictionary, knownRevision);
     return known;
   }
   auto campaign = std::make_shared<ZNDeviceTriggerCampaign>();
   campaign->fields_.replace(std::move(sent));
+  campaign->remember(dictionary, campaign->revision());
   return campaign;
 }
 
@@ -183,6 +190,24 @@ struct ZNDeviceTriggerCampaign::Archived {
 
 void ZNDeviceTriggerCampaign::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
   fields_.read([&](const Fields& fields) { zn::encodeFields(coder, fields, Archived::fields); });
+}
+
+/// The quick answer, without reading the dictionary: mostly the server sends what it sent before. A malformed one is
+/// read again, which logs what is wrong.
+bool ZNDeviceTriggerCampaign::isStillMadeOf(const zn::Value& dictionary) const {
+  const std::uint64_t present = revision();
+  return fields_.read([&](const Fields& fields) {
+    return fields.sentRevision == present && !fields.updated_payload && fields.malformation.empty() &&
+           zn::archiveAlike(fields.sent, dictionary);
+  });
+}
+
+/// `revision`: that of the state that the dictionary makes.
+void ZNDeviceTriggerCampaign::remember(const zn::Value& dictionary, std::uint64_t revision) {
+  fields_.updateUnrevised([&](Fields& fields) {
+    fields.sent = dictionary;
+    fields.sentRevision = revision;
+  });
 }
 
 /// A new record has no fresh contents, and says what is malformed.

@@ -102,6 +102,8 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
     bool shouldIgnoreDND = false;
     std::string malformation;                           // never archived
     std::shared_ptr<const ZNEventCondition> condition;  // on the first check: most campaigns are never checked
+    zn::Value sent;                                     // what the server sent, and the state that it was made into
+    std::uint64_t sentRevision = 0;
   };
   friend class ZNDeviceTriggers;
   /// How often a trigger event of any campaign was set after it was made: who keeps campaigns in the order of their
@@ -110,6 +112,8 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   static const zn::Value& kActiveValue();
   static void fill(Fields& fields, const zn::Value& dictionary, const std::shared_ptr<ZNDeviceTriggerPayload>& known);
   bool isAsSent(const Fields& sent) const;
+  bool isStillMadeOf(const zn::Value& dictionary) const;
+  void remember(const zn::Value& dictionary, std::uint64_t revision);
   std::shared_ptr<const ZNEventCondition> condition() const;
 
   mutable zn::RevisedFields<Fields> fields_;
