@@ -43,7 +43,11 @@ void forEachField(const EncodedObject& record, const Look& look) {
 /// So what a record takes is one piece of the file, and only the numbers in it depend on where it stands.
 class ArchiveWriter {
  public:
-  explicit ArchiveWriter(EncodedRecords& records) : records_(records), texts_(records.texts_) {}
+  explicit ArchiveWriter(EncodedRecords& records)
+      : records_(records),
+        texts_(records.texts_),
+        textPlaces_(records.textPlaces_),
+        textObjects_(records.textObjects_) {}
   void write(GrowingBuffer<std::uint8_t>& output);
 
  private:
@@ -78,8 +82,8 @@ class ArchiveWriter {
   std::vector<Class> classes_;
   std::array<std::size_t, kFoundationClasses> foundationClasses_{};  // in `classes_`
   std::vector<std::size_t> shapeClasses_;                            // likewise
-  std::vector<std::uint32_t> textPlaces_;                            // by number of the text
-  std::vector<std::uint32_t> textObjects_;                           // likewise
+  std::vector<std::uint32_t>& textPlaces_;                           // by number of the text
+  std::vector<std::uint32_t>& textObjects_;                          // likewise
   std::vector<Fixed> fixed_, tail_;
   std::vector<std::uint32_t> fixedPlaces_;  // the objects in the first places
   std::array<std::uint32_t, ref::kFixedCount> fixedRefs_{};

@@ -231,6 +231,9 @@ class EncodedRecords {
   std::vector<const char*> keys_;
   std::vector<std::uint32_t> fields_;
 
+  // ArchiveWriter's, kept for its next archive.
+  std::vector<std::uint32_t> textPlaces_;
+  std::vector<std::uint32_t> textObjects_;
   GrowingBuffer<std::uint8_t> output_;
 };
 
