@@ -44,7 +44,7 @@ ArchiveTexts::Id ArchiveTexts::idOf(std::string_view utf8) {
 }
 
 ArchiveTexts::Id ArchiveTexts::add(const list::Text& text, std::uint32_t hash) {
-  if (text.bytes.size() > list::kLargestFile || own_.size() > list::kLargestFile) list::refuseSize();
+  if (text.bytes.size() > list::kLargestFile || own_.size() > list::kLargestFile / 2) list::refuseSize();
   const auto position = static_cast<std::uint32_t>(own_.size());
   text.store(own_.extend(text.size()));
   Id id = static_cast<Id>(texts_.size());

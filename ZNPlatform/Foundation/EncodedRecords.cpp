@@ -24,8 +24,8 @@ std::uintptr_t addressOf(const Coding& record) noexcept { return reinterpret_cas
 /// What an object takes in a file.
 struct WrittenSize {
   std::uint32_t objects;
-  std::uint32_t references;
-  std::uint32_t bytes;  // without the references
+  std::size_t references;
+  std::size_t bytes;  // without the references
 };
 
 inline WrittenSize writtenSizeOfRecord(const EncodedObject& record) noexcept {
@@ -35,30 +35,31 @@ inline WrittenSize writtenSizeOfRecord(const EncodedObject& record) noexcept {
     ++fields;
     if (field != (ref::kFixed | ref::kInlineInteger)) return;
     ++size.objects;
-    size.bytes += static_cast<std::uint32_t>(list::integerSize(integer));
+    size.bytes += list::integerSize(integer);
   });
   size.references = 2 * fields;
-  size.bytes += static_cast<std::uint32_t>(list::headSize(fields));
+  size.bytes += list::headSize(fields);
   return size;
 }
 
 inline WrittenSize writtenSize(const EncodedObject& object) noexcept {
-  const auto head = static_cast<std::uint32_t>(list::headSize(object.count));
+  const std::size_t head = list::headSize(object.count);
+  const std::size_t count = object.count;
   switch (object.kind) {
     case EncodedKind::record:
       return writtenSizeOfRecord(object);
     case EncodedKind::dictionary:
-      return {3, 6 + 2 * object.count, 1 + 2 * head};
+      return {3, 6 + 2 * count, 1 + 2 * head};
     case EncodedKind::array:
-      return {2, 4 + object.count, 1 + head};
+      return {2, 4 + count, 1 + head};
     case EncodedKind::date:
       return {2, 4, 1 + 9};
     case EncodedKind::real:
       return {1, 0, 9};
     case EncodedKind::integer:
-      return {1, 0, static_cast<std::uint32_t>(list::integerSize(object.integer()))};
+      return {1, 0, list::integerSize(object.integer())};
     case EncodedKind::data:
-      return {1, 0, head + object.count};
+      return {1, 0, head + count};
   }
   return {};
 }
@@ -217,6 +218,7 @@ void EncodedRecords::encodeWaiting(const Waiting& waiting, NSKeyedArchiver& code
   if (waiting.record) return encodeRecord(waiting, coder);
   if (waiting.value) return encodeValue(*waiting.value);
   const List& list = lists_[waiting.list];
+  if (list.elements.size() > kLargestEncodedCount) zn::list::refuseSize();
   words_.push_back(encodedHead(EncodedKind::array, list.isMutable, static_cast<std::uint32_t>(list.elements.size())));
   words_.append(list.elements);
 }
@@ -395,6 +397,7 @@ EncodedRef EncodedRecords::other(Found found) {
 }
 
 EncodedRef EncodedRecords::placeFor(const Waiting& waiting, std::uintptr_t address) {
+  if (waiting_.size() > ref::kNumber) list::refuseSize();
   const auto place = static_cast<std::uint32_t>(waiting_.size());
   waiting_.push_back(waiting);
   addresses_.push_back(address);

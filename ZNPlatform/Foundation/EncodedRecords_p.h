@@ -119,8 +119,8 @@ struct EncodedRecord {
   std::uint64_t revision = 0;  ///< 0: not kept beyond the archive
   std::uint32_t places = 0;
   std::uint32_t objects = 0;     ///< that these are written as, without references to places
-  std::uint32_t references = 0;  ///< in these objects
-  std::uint32_t bytes = 0;       ///< of these objects, but for the references
+  std::size_t references = 0;    ///< in these objects
+  std::size_t bytes = 0;         ///< of these objects, but for the references
   std::uint32_t round = 0;       ///< the last archive that it is in
   std::uint32_t firstPlace = 0;  ///< in that archive
 };

@@ -275,9 +275,10 @@ struct ZNInboxModel::Archived {
 
 void ZNInboxModel::Fields::readAll() {
   if (!unread) return;
-  std::exchange(unread, {}).read([this](zn::NSKeyedUnarchiver& coder) {
+  unread.read([this](zn::NSKeyedUnarchiver& coder) {
     zn::decodeFields(coder, *this, Archived::fields, Archived::kLater);
   });
+  unread = {};  // not before all is read
 }
 
 void ZNInboxModel::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
