@@ -14,6 +14,7 @@
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
@@ -73,14 +74,15 @@ Value sentCampaign(std::int64_t number, const std::string& event, bool isTest) {
                             {"payload", zn::test::realisticPayload("campaign-" + std::to_string(number))}});
 }
 
-/// `count` campaigns of which ten wait for ADDED_TO_CART; only the last of these to be considered may be shown.
+/// `count` campaigns of which ten wait for ADDED_TO_CART; only the last of these to be considered may be shown. As they
+/// come from a server: the keys of records that are alike share their storage.
 Value answerOf(std::int64_t count) {
   std::vector<Value> campaigns;
   for (std::int64_t i = 0; i < count; ++i) {
     const bool waits = i < 10;
     campaigns.push_back(sentCampaign(i, waits ? "ADDED_TO_CART" : "EVENT_" + std::to_string(i), waits && i > 0));
   }
-  return Value::array(std::move(campaigns));
+  return *zn::parseJson(zn::jsonText(Value::array(std::move(campaigns))));
 }
 
 ZNDeviceTriggersDataManager& storeOf(std::int64_t count) {

@@ -46,7 +46,10 @@ template <class Record>
 void encodeField(NSKeyedArchiver& coder, const std::shared_ptr<const std::vector<std::shared_ptr<Record>>>& list,
                  const char* key) {
   if (!list) return coder.encodeObject(nil, key);
-  coder.encodeObjects(std::vector<std::shared_ptr<const Coding>>(list->begin(), list->end()), true, key);
+  std::vector<const Coding*> records;
+  records.reserve(list->size());
+  for (const auto& record : *list) records.push_back(record.get());
+  coder.encodeObjects(list, records, true, key);
 }
 
 inline void decodeField(NSKeyedUnarchiver& coder, Value& field, const char* key) {
@@ -74,6 +77,22 @@ void decodeField(NSKeyedUnarchiver& coder, std::shared_ptr<const std::vector<std
 template <class Fields, class... T>
 void encodeFields(NSKeyedArchiver& coder, const Fields& fields, const std::tuple<ArchivedField<Fields, T>...>& all) {
   std::apply([&](const auto&... each) { (encodeField(coder, fields.*each.member, each.key), ...); }, all);
+}
+
+/// Whether an archive would hold the same of both, bit by bit. Unlike equality this tells 1, 1.0 and true apart,
+/// mutable containers from others at every level, and 0.0 from -0.0, and nan is like itself.
+bool archiveAlike(const Value& a, const Value& b);
+inline bool archiveAlike(bool a, bool b) { return a == b; }
+inline bool archiveAlike(std::int32_t a, std::int32_t b) { return a == b; }
+/// The same record; others are not looked into.
+template <class Record>
+bool archiveAlike(const std::shared_ptr<Record>& a, const std::shared_ptr<Record>& b) {
+  return a == b;
+}
+
+template <class Fields, class... T>
+bool archiveAlike(const Fields& a, const Fields& b, const std::tuple<ArchivedField<Fields, T>...>& all) {
+  return std::apply([&](const auto&... each) { return (archiveAlike(a.*each.member, b.*each.member) && ...); }, all);
 }
 
 /// All of them, or those that are read at that time.

@@ -16,16 +16,13 @@ bool isSame(std::span<const std::uint8_t> written, const list::Text& text) noexc
 
 }  // namespace
 
-void ArchiveTexts::load(std::span<const std::uint8_t> bytes, std::span<const std::uint32_t> ends,
+void ArchiveTexts::load(std::span<const std::uint8_t> bytes, std::span<const std::uint32_t> starts,
                         std::span<const Id> literals) {
   loaded_ = bytes.data();
-  Text* text = texts_.extend(ends.size());
-  std::uint32_t position = 0;
-  for (const std::uint32_t end : ends) {
-    *text++ = {position, end - position, 0, 0, true, false, false};
-    position = end;
-  }
-  unindexed_ = ends.size();
+  unindexed_ = starts.size() - 1;
+  Text* const texts = texts_.extend(unindexed_);
+  for (Id id = 0; id < unindexed_; ++id)
+    texts[id] = {starts[id], starts[id + 1] - starts[id], 0, 0, true, false, false};
   loadedLiterals_.assign(literals.begin(), literals.end());
   for (const Id id : literals) texts_[id].isLiteral = true;
 }

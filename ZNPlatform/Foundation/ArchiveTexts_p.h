@@ -17,9 +17,9 @@ class ArchiveTexts {
  public:
   using Id = std::uint32_t;
 
-  /// Takes over the texts of an archive that was read, which has them under these numbers, and says which of them its
-  /// source named. Both must outlive this.
-  void load(std::span<const std::uint8_t> bytes, std::span<const std::uint32_t> ends, std::span<const Id> literals);
+  /// Takes over the texts of an archive that was read: `starts` has one more, where the last one ends. `bytes` must
+  /// outlive this. `literals`: those that its source names.
+  void load(std::span<const std::uint8_t> bytes, std::span<const std::uint32_t> starts, std::span<const Id> literals);
 
   Id idOf(std::string_view utf8);
   Id idOfLiteral(const char* text);  ///< by its address, which is kept

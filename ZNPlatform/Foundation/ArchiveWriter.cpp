@@ -33,56 +33,11 @@ std::size_t uidBytes(std::size_t count) noexcept {
 
 }  // namespace
 
-std::optional<FoundationClass> foundationClassOf(const EncodedObject& object) noexcept {
-  switch (object.kind) {
-    case EncodedKind::dictionary:
-      return object.isMutable ? FoundationClass::mutableDictionary : FoundationClass::dictionary;
-    case EncodedKind::array:
-      return object.isMutable ? FoundationClass::mutableArray : FoundationClass::array;
-    case EncodedKind::date:
-      return FoundationClass::date;
-    default:
-      return std::nullopt;
-  }
-}
-
 std::optional<FoundationClass> foundationClassNamed(std::string_view name) noexcept {
   for (std::size_t i = 0; i < kClassNames.size(); ++i) {
     if (kClassNames[i].name == name) return static_cast<FoundationClass>(i);
   }
   return std::nullopt;
-}
-
-WrittenSize writtenSize(const EncodedObject& object) noexcept {
-  const auto head = static_cast<std::uint32_t>(headSize(object.count));
-  switch (object.kind) {
-    case EncodedKind::record: {
-      WrittenSize size{1, 2, 0};
-      std::uint32_t fields = 1;  // the class
-      forEachField(object, [&](EncodedRef field, std::int32_t integer) {
-        ++fields;
-        size.references += 2;
-        if (field != (ref::kFixed | ref::kInlineInteger)) return;
-        ++size.objects;
-        size.bytes += static_cast<std::uint32_t>(integerSize(integer));
-      });
-      size.bytes += static_cast<std::uint32_t>(headSize(fields));
-      return size;
-    }
-    case EncodedKind::dictionary:
-      return {3, 6 + 2 * object.count, 1 + 2 * head};
-    case EncodedKind::array:
-      return {2, 4 + object.count, 1 + head};
-    case EncodedKind::date:
-      return {2, 4, 1 + 9};
-    case EncodedKind::real:
-      return {1, 0, 9};
-    case EncodedKind::integer:
-      return {1, 0, static_cast<std::uint32_t>(integerSize(object.integer()))};
-    case EncodedKind::data:
-      return {1, 0, head + object.count};
-  }
-  return {};
 }
 
 /// Writes objects with references of one width.
@@ -93,6 +48,11 @@ class ArchiveWriter::Body {
       : writer_(writer), begin_(begin), at_(begin), offset_(offsets), offsetSize_(offsetSize) {
     std::memcpy(at_, kHeader.data(), kHeaderSize);
     at_ += kHeaderSize;
+    for (const EncodedShape& shape : writer.records_.shapes_) {
+      std::vector<std::uint32_t> keys;
+      for (const ArchiveTexts::Id key : shape.keys) keys.push_back(writer.textObjects_[key]);
+      shapeKeys_.push_back(keysOf(keys));
+    }
   }
 
   void uids() {
@@ -136,18 +96,6 @@ class ArchiveWriter::Body {
     }
   }
 
-  void prepareRecords(const std::vector<EncodedShape>& shapes, std::span<const std::uint32_t> dictionaryKeys,
-                      std::span<const std::uint32_t> arrayKeys, std::span<const std::uint32_t> dateKeys) {
-    for (const EncodedShape& shape : shapes) {
-      std::vector<std::uint32_t> keys;
-      for (const ArchiveTexts::Id key : shape.keys) keys.push_back(writer_.textObjects_[key]);
-      shapeKeys_.push_back(keysOf(keys));
-    }
-    dictionaryKeys_ = keysOf(dictionaryKeys);
-    arrayKeys_ = keysOf(arrayKeys);
-    dateKeys_ = keysOf(dateKeys);
-  }
-
   /// `element`: where "$objects" has the record's first place.
   void record(const EncodedRecord& record, std::uint8_t* element) {
     element_ = element;
@@ -156,16 +104,11 @@ class ArchiveWriter::Body {
     for (const std::uint32_t* word = record.words.data(); word != end;) object(nextEncodedObject(word));
   }
 
-  /// The head of "$objects"; its elements are written elsewhere.
-  std::uint8_t* placeList() {
+  /// "$objects"; its elements are written elsewhere.
+  void placeList() {
     start();
-    at_ = storeHead(at_, kArray, writer_.places_);
-    std::uint8_t* const elements = at_;
-    at_ += writer_.places_ * sizeof(Ref);
-    return elements;
+    at_ = storeHead(at_, kArray, writer_.places_) + writer_.places_ * sizeof(Ref);
   }
-
-  std::uint8_t* at() const noexcept { return at_; }
 
  private:
   void start() noexcept {
@@ -199,7 +142,7 @@ class ArchiveWriter::Body {
     }
   }
   std::uint32_t classOf(const EncodedObject& object) const noexcept {
-    return writer_.classPlaces_[static_cast<std::size_t>(*foundationClassOf(object))];
+    return writer_.classes_[writer_.foundationClasses_[static_cast<std::size_t>(foundationClassOf(object))]].place;
   }
 
   void object(const EncodedObject& object) {
@@ -252,7 +195,7 @@ class ArchiveWriter::Body {
     forEachField(record, [&](EncodedRef field, std::int32_t) {
       put(field == (ref::kFixed | ref::kInlineInteger) ? next_ + integers++ : resolved(field));
     });
-    put(writer_.shapeClassPlaces_[record.shape]);
+    put(writer_.classes_[writer_.shapeClasses_[record.shape]].place);
     if (integers == 0) return;
     forEachField(record, [&](EncodedRef field, std::int32_t integer) {
       if (field != (ref::kFixed | ref::kInlineInteger)) return;
@@ -269,46 +212,49 @@ class ArchiveWriter::Body {
   std::uint8_t* element_ = nullptr;
   std::uint32_t next_ = 0;  // object
   std::uint32_t firstPlace_ = 0;
+  // Heads and keys of the dictionaries that objects are.
   std::vector<Data> shapeKeys_;
-  Data dictionaryKeys_, arrayKeys_, dateKeys_;  // with the heads of their dictionaries
+  const Data dictionaryKeys_ =
+      keysOf(std::array{writer_.objectOf("NS.keys"), writer_.objectOf("NS.objects"), writer_.objectOf("$class")});
+  const Data arrayKeys_ = keysOf(std::array{writer_.objectOf("NS.objects"), writer_.objectOf("$class")});
+  const Data dateKeys_ = keysOf(std::array{writer_.objectOf("NS.time"), writer_.objectOf("$class")});
 };
 
-ArchiveTexts::Id ArchiveWriter::literal(const char* text) { return texts_.idOfLiteral(text); }
+std::size_t ArchiveWriter::Fixed::bytes() const noexcept {
+  return kind == kInteger ? integerSize(integer) : headSize(references.size() / (kind == kDictionary ? 2 : 1));
+}
 
-void ArchiveWriter::nameLiterals() {
+/// Which classes and which texts of the source the archive needs.
+void ArchiveWriter::collectNames() {
   std::vector<ArchiveTexts::Id> needed;
-  for (const char* name : kNames) needed.push_back(literal(name));
+  const auto need = [&](ArchiveTexts::Id text) {
+    needed.push_back(text);
+    return text;
+  };
+  for (const char* const name : kNames) need(literal(name));
+  records_.classUsers_[static_cast<std::size_t>(FoundationClass::null)] = records_.fixedUsers_[ref::kNull];
   for (std::size_t i = 0; i < kFoundationClasses; ++i) {
     if (records_.classUsers_[i] == 0) continue;
-    needed.push_back(literal(kClassNames[i].name));
-    if (kClassNames[i].parent) needed.push_back(literal(kClassNames[i].parent));
+    foundationClasses_[i] = classes_.size();
+    classes_.push_back({need(literal(kClassNames[i].name)), std::nullopt});
+    if (kClassNames[i].parent) classes_.back().parent = need(literal(kClassNames[i].parent));
   }
   for (const EncodedShape& shape : records_.shapes_) {
+    const auto isSame = [&](const Class& each) { return each.name == shape.classText; };
+    const auto known = std::find_if(classes_.begin(), classes_.end(), isSame);
+    shapeClasses_.push_back(static_cast<std::size_t>(known - classes_.begin()));
     if (shape.users == 0) continue;
-    needed.push_back(shape.classText);
+    if (known == classes_.end()) classes_.push_back({need(shape.classText), std::nullopt});
     needed.insert(needed.end(), shape.keys.begin(), shape.keys.end());
   }
   texts_.nameLiterals(needed);
 }
 
-/// The places and objects that are not records', in the order in which they are written.
+/// Gives places and texts their numbers.
 void ArchiveWriter::number() {
   const std::uint32_t* const users = records_.fixedUsers_;
-  records_.classUsers_[static_cast<std::size_t>(FoundationClass::null)] = users[ref::kNull];
-  nameLiterals();
-  std::vector<const std::string*> recordClasses;
-  for (const EncodedShape& shape : records_.shapes_) {
-    const auto isSame = [&](const std::string* known) { return *known == shape.className; };
-    if (shape.users != 0 && std::none_of(recordClasses.begin(), recordClasses.end(), isSame))
-      recordClasses.push_back(&shape.className);
-  }
-  const auto isUsed = [](std::uint32_t count) { return count != 0; };
-  firstTextPlace_ = static_cast<std::uint32_t>(
-      1 + isUsed(users[ref::kTrue]) + isUsed(users[ref::kFalse]) + isUsed(users[ref::kNull]) +
-      std::count_if(std::begin(records_.classUsers_), std::end(records_.classUsers_), isUsed) +
-      static_cast<std::ptrdiff_t>(recordClasses.size()));
-
-  std::uint32_t place = firstTextPlace_;
+  std::uint32_t place = 1 + static_cast<std::uint32_t>(classes_.size());
+  for (const auto fixed : {ref::kTrue, ref::kFalse, ref::kNull}) place += users[fixed] != 0 ? 1 : 0;
   textPlaces_.resize(texts_.size());
   for (ArchiveTexts::Id id = 0; id < texts_.size(); ++id) {
     if (texts_.isValue(id)) textPlaces_[id] = place++;
@@ -323,7 +269,7 @@ void ArchiveWriter::number() {
   for (ArchiveTexts::Id id = 0; id < texts_.size(); ++id) {
     if (!texts_.isWritten(id)) continue;
     textObjects_[id] = objects_++;
-    textBytes_ += texts_.written(id).size();
+    bytes_ += texts_.written(id).size();
   }
 }
 
@@ -332,131 +278,102 @@ std::uint32_t ArchiveWriter::add(Fixed object) {
   return objects_++;
 }
 
-void ArchiveWriter::placeObject(std::uint32_t object) { fixedPlaces_.push_back(object); }
-
-void ArchiveWriter::addClass(const std::string&, ArchiveTexts::Id text, std::optional<ArchiveTexts::Id> parent,
-                             std::uint32_t& place) {
-  std::vector<std::uint32_t> chain{textObjects_[text]};
-  if (parent) chain.push_back(textObjects_[*parent]);
-  chain.push_back(objectOf("NSObject"));
-  const std::uint32_t names = add({.kind = kArray, .references = std::move(chain)});
-  place = static_cast<std::uint32_t>(fixedPlaces_.size());
-  placeObject(add(
-      {.kind = kDictionary, .references = {objectOf("$classname"), objectOf("$classes"), textObjects_[text], names}}));
+std::uint32_t ArchiveWriter::place(std::uint32_t object) {
+  fixedPlaces_.push_back(object);
+  return static_cast<std::uint32_t>(fixedPlaces_.size() - 1);
 }
 
 void ArchiveWriter::addFixedObjects() {
   const std::uint32_t* const users = records_.fixedUsers_;
-  placeObject(objectOf("$null"));
+  place(objectOf("$null"));
   const auto addBoolean = [&](std::uint8_t kind, ref::Fixed placed, ref::Fixed inlined) {
     if (users[placed] == 0 && users[inlined] == 0) return;
-    fixedRefs_[inlined] = add({.kind = kind, .references = {}});
-    if (users[placed] == 0) return;
-    fixedRefs_[placed] = static_cast<std::uint32_t>(fixedPlaces_.size());
-    placeObject(fixedRefs_[inlined]);
+    fixedRefs_[inlined] = add({kind, {}});
+    if (users[placed] != 0) fixedRefs_[placed] = place(fixedRefs_[inlined]);
   };
   addBoolean(kTrue, ref::kTrue, ref::kInlineTrue);
   addBoolean(kFalse, ref::kFalse, ref::kInlineFalse);
-  for (std::size_t i = 0; i < kFoundationClasses; ++i) {
-    if (records_.classUsers_[i] == 0) continue;
-    const ClassName& each = kClassNames[i];
-    std::optional<ArchiveTexts::Id> parent;
-    if (each.parent) parent = literal(each.parent);
-    addClass(each.name, literal(each.name), parent, classPlaces_[i]);
+  for (Class& each : classes_) {
+    std::vector<std::uint32_t> chain{textObjects_[each.name]};
+    if (each.parent) chain.push_back(textObjects_[*each.parent]);
+    chain.push_back(objectOf("NSObject"));
+    const std::uint32_t names = add({kArray, std::move(chain)});
+    each.place =
+        place(add({kDictionary, {objectOf("$classname"), objectOf("$classes"), textObjects_[each.name], names}}));
   }
-  if (users[ref::kNull] != 0) {
-    fixedRefs_[ref::kNull] = static_cast<std::uint32_t>(fixedPlaces_.size());
-    placeObject(
-        add({.kind = kDictionary,
-             .references = {objectOf("$class"), classPlaces_[static_cast<std::size_t>(FoundationClass::null)]}}));
-  }
-  shapeClassPlaces_.resize(records_.shapes_.size());
-  for (std::size_t i = 0; i < records_.shapes_.size(); ++i) {
-    const EncodedShape& shape = records_.shapes_[i];
-    if (shape.users == 0) continue;
-    const auto same =
-        std::find_if(records_.shapes_.begin(), records_.shapes_.begin() + static_cast<std::ptrdiff_t>(i),
-                     [&](const EncodedShape& each) { return each.users != 0 && each.className == shape.className; });
-    if (same != records_.shapes_.begin() + static_cast<std::ptrdiff_t>(i)) {
-      shapeClassPlaces_[i] = shapeClassPlaces_[static_cast<std::size_t>(same - records_.shapes_.begin())];
-    } else {
-      addClass(shape.className, shape.classText, std::nullopt, shapeClassPlaces_[i]);
-    }
-  }
+  if (users[ref::kNull] == 0) return;
+  const std::size_t nullClass = foundationClasses_[static_cast<std::size_t>(FoundationClass::null)];
+  fixedRefs_[ref::kNull] = place(add({kDictionary, {objectOf("$class"), classes_[nullClass].place}}));
 }
 
 /// What follows "$objects", whose number is `objects_` here.
 void ArchiveWriter::addTail() {
   const std::uint32_t list = objects_;
-  tail_.push_back({.kind = kInteger, .references = {}, .integer = kVersion});
-  tail_.push_back({.kind = kDictionary, .references = {objectOf("root"), firstRecordPlace_}});
-  tail_.push_back({.kind = kDictionary,
-                   .references = {objectOf("$version"), objectOf("$archiver"), objectOf("$top"), objectOf("$objects"),
-                                  list + 1, objectOf("NSKeyedArchiver"), list + 2, list}});
+  tail_.push_back({kInteger, {}, kVersion});
+  tail_.push_back({kDictionary, {objectOf("root"), firstRecordPlace_}});
+  tail_.push_back({kDictionary,
+                   {objectOf("$version"), objectOf("$archiver"), objectOf("$top"), objectOf("$objects"), list + 1,
+                    objectOf("NSKeyedArchiver"), list + 2, list}});
   objects_ += static_cast<std::uint32_t>(1 + tail_.size());
 }
 
 void ArchiveWriter::write(GrowingBuffer<std::uint8_t>& output) {
+  collectNames();
   number();
   addFixedObjects();
   std::size_t references = places_;
-  std::size_t bytes = kHeaderSize + uidBytes(places_) + textBytes_ + headSize(places_);
+  bytes_ += kHeaderSize + uidBytes(places_) + headSize(places_);
   for (const std::uint32_t slot : records_.order_) {
     const EncodedRecord& record = records_.records_[slot];
     objects_ += record.objects;
     references += record.references;
-    bytes += record.bytes;
+    bytes_ += record.bytes;
   }
   addTail();
   for (const auto* const objects : {&fixed_, &tail_}) {
     for (const Fixed& object : *objects) {
       references += object.references.size();
-      bytes += object.kind == kInteger ? integerSize(object.integer)
-                                       : headSize(object.references.size() / (object.kind == kDictionary ? 2 : 1));
+      bytes_ += object.bytes();
     }
   }
   const std::uint8_t referenceSize = widthFor(objects_);
-  const std::size_t table = bytes + references * referenceSize;
+  const std::size_t table = bytes_ + references * referenceSize;
   if (table > kLargestFile) refuseSize();
   const std::uint8_t offsetSize = widthFor(table);
+  const std::size_t trailer = table + std::size_t{objects_} * offsetSize;
   output.shrink(0);
-  std::uint8_t* const begin = output.extend(table + std::size_t{objects_} * offsetSize + kTrailerSize);
-
-  const auto writeAll = [&]<class Ref>(Ref) {
-    Body<Ref> body(*this, begin, begin + table, offsetSize);
-    body.uids();
-    body.texts();
-    for (const Fixed& object : fixed_) body.fixed(object);
-    body.prepareRecords(records_.shapes_, std::array{objectOf("NS.keys"), objectOf("NS.objects"), objectOf("$class")},
-                        std::array{objectOf("NS.objects"), objectOf("$class")},
-                        std::array{objectOf("NS.time"), objectOf("$class")});
-    std::size_t tail = 0;
-    for (const Fixed& object : tail_) {
-      tail += object.references.size() * sizeof(Ref) +
-              (object.kind == kInteger ? integerSize(object.integer) : headSize(object.references.size() / 2));
-    }
-    std::uint8_t* const elements = begin + table - tail - places_ * sizeof(Ref);
-    std::uint8_t* element = elements;
-    for (const std::uint32_t object : fixedPlaces_) element = store(element, static_cast<Ref>(object));
-    for (ArchiveTexts::Id id = 0; id < texts_.size(); ++id) {
-      if (texts_.isValue(id)) element = store(element, static_cast<Ref>(textObjects_[id]));
-    }
-    for (const std::uint32_t slot : records_.order_) {
-      const EncodedRecord& record = records_.records_[slot];
-      body.record(record, elements + record.firstPlace * sizeof(Ref));
-    }
-    body.placeList();
-    for (const Fixed& object : tail_) body.fixed(object);
-  };
+  std::uint8_t* const begin = output.extend(trailer + kTrailerSize);
   if (referenceSize == 1) {
-    writeAll(std::uint8_t{});
+    writeObjects<std::uint8_t>(begin, table, offsetSize);
   } else if (referenceSize == 2) {
-    writeAll(std::uint16_t{});
+    writeObjects<std::uint16_t>(begin, table, offsetSize);
   } else {
-    writeAll(std::uint32_t{});
+    writeObjects<std::uint32_t>(begin, table, offsetSize);
   }
-  storeTrailer(begin + table + std::size_t{objects_} * offsetSize, offsetSize, referenceSize, objects_, objects_ - 1,
-               table);
+  storeTrailer(begin + trailer, offsetSize, referenceSize, objects_, objects_ - 1, table);
+}
+
+template <class Ref>
+void ArchiveWriter::writeObjects(std::uint8_t* begin, std::size_t table, std::uint8_t offsetSize) {
+  std::size_t tail = 0;
+  for (const Fixed& object : tail_) tail += object.bytes() + object.references.size() * sizeof(Ref);
+  std::uint8_t* const elements = begin + table - tail - places_ * sizeof(Ref);
+  std::uint8_t* element = elements;
+  for (const std::uint32_t object : fixedPlaces_) element = store(element, static_cast<Ref>(object));
+  for (ArchiveTexts::Id id = 0; id < texts_.size(); ++id) {
+    if (texts_.isValue(id)) element = store(element, static_cast<Ref>(textObjects_[id]));
+  }
+
+  Body<Ref> body(*this, begin, begin + table, offsetSize);
+  body.uids();
+  body.texts();
+  for (const Fixed& object : fixed_) body.fixed(object);
+  for (const std::uint32_t slot : records_.order_) {
+    const EncodedRecord& record = records_.records_[slot];
+    body.record(record, elements + record.firstPlace * sizeof(Ref));
+  }
+  body.placeList();
+  for (const Fixed& object : tail_) body.fixed(object);
 }
 
 }  // namespace zn

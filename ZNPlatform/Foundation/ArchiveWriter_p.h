@@ -13,7 +13,13 @@ namespace zn {
 enum class FoundationClass : std::uint32_t { dictionary, mutableDictionary, array, mutableArray, date, null };
 inline constexpr std::size_t kFoundationClasses = 6;
 
-std::optional<FoundationClass> foundationClassOf(const EncodedObject& object) noexcept;
+/// Of an object that is one of theirs, and has a class at all: a container or a date.
+inline FoundationClass foundationClassOf(const EncodedObject& object) noexcept {
+  if (object.kind == EncodedKind::date) return FoundationClass::date;
+  if (object.kind == EncodedKind::array)
+    return object.isMutable ? FoundationClass::mutableArray : FoundationClass::array;
+  return object.isMutable ? FoundationClass::mutableDictionary : FoundationClass::dictionary;
+}
 /// By its name; nothing for another class.
 std::optional<FoundationClass> foundationClassNamed(std::string_view name) noexcept;
 
@@ -26,14 +32,6 @@ void forEachField(const EncodedObject& record, const Look& look) {
     look(field, hasInteger ? static_cast<std::int32_t>(record.body[++i]) : 0);
   }
 }
-
-/// What an encoded object takes in a file.
-struct WrittenSize {
-  std::uint32_t objects;
-  std::uint32_t references;
-  std::uint32_t bytes;  ///< without the references
-};
-WrittenSize writtenSize(const EncodedObject& object) noexcept;
 
 /// Writes the file of an archive. Its objects stand in this order:
 ///   references to places    object N means place N, so that every other object refers to place N as object N
@@ -54,37 +52,41 @@ class ArchiveWriter {
     std::uint8_t kind;                      // as in the file
     std::vector<std::uint32_t> references;  // of a dictionary: keys, then values
     std::int64_t integer = 0;
+    std::size_t bytes() const noexcept;  // without the references
+  };
+  struct Class {
+    ArchiveTexts::Id name;
+    std::optional<ArchiveTexts::Id> parent;
+    std::uint32_t place = 0;
   };
   template <class Ref>
   class Body;
 
+  void collectNames();
   void number();
   std::uint32_t add(Fixed object);
-  void placeObject(std::uint32_t object);
-  void addClass(const std::string& name, ArchiveTexts::Id text, std::optional<ArchiveTexts::Id> parent,
-                std::uint32_t& place);
+  std::uint32_t place(std::uint32_t object);
   void addFixedObjects();
   void addTail();
-  ArchiveTexts::Id literal(const char* text);
-  void nameLiterals();
-  std::uint32_t objectOf(const char* text) { return textObjects_[literal(text)]; }
-  void measure();
+  template <class Ref>
+  void writeObjects(std::uint8_t* begin, std::size_t table, std::uint8_t offsetSize);
+  ArchiveTexts::Id literal(const char* text) const { return texts_.idOfLiteral(text); }
+  std::uint32_t objectOf(const char* text) const { return textObjects_[literal(text)]; }
 
   EncodedRecords& records_;
   ArchiveTexts& texts_;
-  std::vector<std::uint32_t> textPlaces_;   // by number of the text
-  std::vector<std::uint32_t> textObjects_;  // likewise
+  std::vector<Class> classes_;
+  std::array<std::size_t, kFoundationClasses> foundationClasses_{};  // in `classes_`
+  std::vector<std::size_t> shapeClasses_;                            // likewise
+  std::vector<std::uint32_t> textPlaces_;                            // by number of the text
+  std::vector<std::uint32_t> textObjects_;                           // likewise
   std::vector<Fixed> fixed_, tail_;
   std::vector<std::uint32_t> fixedPlaces_;  // the objects in the first places
-  std::array<std::uint32_t, kFoundationClasses> classPlaces_{};
-  std::vector<std::uint32_t> shapeClassPlaces_;
   std::array<std::uint32_t, ref::kFixedCount> fixedRefs_{};
   std::uint32_t places_ = 0;
-  std::uint32_t firstTextPlace_ = 0;
   std::uint32_t firstRecordPlace_ = 0;
   std::uint32_t objects_ = 0;  // so far
-  std::uint32_t firstRecordObject_ = 0;
-  std::size_t textBytes_ = 0;
+  std::size_t bytes_ = 0;      // likewise, without references
 };
 
 }  // namespace zn

@@ -19,7 +19,58 @@ constexpr std::uint32_t kRoot = 0;
 std::uintptr_t addressOf(const Value& container) noexcept {
   return reinterpret_cast<std::uintptr_t>(container.identity()) | (container.isMutable() ? 1 : 0);
 }
+/// Asks for the memory of all that a container holds, which lies scattered and is about to be looked at.
+void prefetch(const Value& container) noexcept {
+  for (const Value& element : container.elements()) __builtin_prefetch(element.identity());
+  for (const Value::Entry& entry : container.entries()) {
+    __builtin_prefetch(entry.key.identity());
+    __builtin_prefetch(entry.value.identity());
+  }
+}
+
 std::uintptr_t addressOf(const Coding& record) noexcept { return reinterpret_cast<std::uintptr_t>(&record) | 2; }
+
+/// What an object takes in a file.
+struct WrittenSize {
+  std::uint32_t objects;
+  std::uint32_t references;
+  std::uint32_t bytes;  // without the references
+};
+
+inline WrittenSize writtenSizeOfRecord(const EncodedObject& record) noexcept {
+  WrittenSize size{1, 0, 0};
+  std::uint32_t fields = 1;  // the class
+  forEachField(record, [&](EncodedRef field, std::int32_t integer) {
+    ++fields;
+    if (field != (ref::kFixed | ref::kInlineInteger)) return;
+    ++size.objects;
+    size.bytes += static_cast<std::uint32_t>(list::integerSize(integer));
+  });
+  size.references = 2 * fields;
+  size.bytes += static_cast<std::uint32_t>(list::headSize(fields));
+  return size;
+}
+
+inline WrittenSize writtenSize(const EncodedObject& object) noexcept {
+  const auto head = static_cast<std::uint32_t>(list::headSize(object.count));
+  switch (object.kind) {
+    case EncodedKind::record:
+      return writtenSizeOfRecord(object);
+    case EncodedKind::dictionary:
+      return {3, 6 + 2 * object.count, 1 + 2 * head};
+    case EncodedKind::array:
+      return {2, 4 + object.count, 1 + head};
+    case EncodedKind::date:
+      return {2, 4, 1 + 9};
+    case EncodedKind::real:
+      return {1, 0, 9};
+    case EncodedKind::integer:
+      return {1, 0, static_cast<std::uint32_t>(list::integerSize(object.integer()))};
+    case EncodedKind::data:
+      return {1, 0, head + object.count};
+  }
+  return {};
+}
 
 }  // namespace
 
@@ -45,15 +96,14 @@ std::span<const std::uint8_t> EncodedRecords::archive(NSKeyedArchiver& coder, co
 
 bool EncodedRecords::load(std::shared_ptr<const LoadedArchive> archive, std::span<const std::uint8_t> bytes) {
   loaded_ = std::move(archive);
-  texts_.load(loaded_->textBytes(), loaded_->textEnds(), loaded_->literals());
+  texts_.load(loaded_->textBytes(), loaded_->textStarts(), loaded_->literals());
   shapes_ = loaded_->shapes();
   const auto records = static_cast<std::uint32_t>(loaded_->records());
   records_.resize(records);
   for (std::uint32_t slot = 0; slot < records; ++slot) {
     EncodedRecord& record = records_[slot];
     record.words = loaded_->words(slot);
-    measure(record);
-    count(record, true);
+    add(record);
     order_.push_back(slot);
     others_.push_back({slot, 0});
   }
@@ -84,7 +134,8 @@ void EncodedRecords::clear() {
   others_.clear();
   pending_.clear();
   fieldValues_.clear();
-  keptRecords_.clear();
+  owners_.clear();
+  memberOwners_.clear();
   shapes_.clear();
   std::fill(std::begin(classUsers_), std::end(classUsers_), 0u);
   std::fill(std::begin(fixedUsers_), std::end(fixedUsers_), 0u);
@@ -108,12 +159,13 @@ void EncodedRecords::endRound() {
   byRevision_.clear();
   others_.clear();
   pending_.clear();
+  memberOwners_.clear();
   texts_.sweep();
 }
 
 void EncodedRecords::forget(std::uint32_t slot) {
   EncodedRecord& record = records_[slot];
-  count(record, false);
+  remove(record);
   record = {};
   if (slot != kRoot) freeSlots_.push_back(slot);
 }
@@ -161,12 +213,11 @@ void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchi
     if (value.isContainer()) held->values.push_back(std::move(value));
   }
   fieldValues_.clear();
-  held->records.swap(keptRecords_);
+  held->owners.swap(owners_);
   record.words = held->words;
   record.held = std::move(held);
   if (refersToOthers_) record.revision = 0;
-  measure(record);
-  count(record, true);
+  add(record);
 }
 
 void EncodedRecords::encodeWaiting(const Waiting& waiting, NSKeyedArchiver& coder) {
@@ -224,6 +275,7 @@ void EncodedRecords::encodeValue(const Value& value) {
   if (count > kLargestEncodedCount) list::refuseSize();
   words_.push_back(
       encodedHead(value.isArray() ? EncodedKind::array : EncodedKind::dictionary, value.isMutable(), count));
+  prefetch(value);
   for (const Value& element : value.elements()) words_.push_back(refOf(element, false));
   for (const Value::Entry& entry : value.entries()) words_.push_back(refOf(entry.key, false));
   for (const Value::Entry& entry : value.entries()) words_.push_back(refOf(entry.value, false));
@@ -271,33 +323,39 @@ EncodedRef EncodedRecords::refOfField(const Value& value) {
 
 EncodedRef EncodedRecords::refOf(const std::shared_ptr<const Coding>& record) {
   if (!record) return ref::kFixed | ref::kNil;
-  EncodedRef found = 0;
-  const std::uintptr_t address = addressOf(*record);
-  if (find(address, found)) return found;
-  if (level_ >= Value::maximumReadDepth) throw Exception("records nest too deep to be archived");
-  keptRecords_.push_back(record);
-  return placeFor({.record = record.get(), .level = level_ + 1}, address);
+  const std::size_t before = waiting_.size();
+  const EncodedRef ref = refOf(*record);
+  if (waiting_.size() != before) owners_.push_back(record);
+  return ref;
 }
 
-EncodedRef EncodedRecords::refOf(std::span<const std::shared_ptr<const Coding>> records, bool isMutable) {
+EncodedRef EncodedRecords::refOf(const Coding& record) {
+  EncodedRef found = 0;
+  const std::uintptr_t address = addressOf(record);
+  if (find(address, found)) return found;
+  if (level_ >= Value::maximumReadDepth) throw Exception("records nest too deep to be archived");
+  return placeFor({.record = &record, .level = level_ + 1}, address);
+}
+
+EncodedRef EncodedRecords::refOf(std::shared_ptr<const void> owner, std::span<const Coding* const> records,
+                                 bool isMutable) {
   std::vector<EncodedRef> elements;
   elements.reserve(records.size());
   const bool areMembers = slot_ == kRoot && level_ == 1;
-  for (const auto& record : records) {
-    if (record) elements.push_back(areMembers ? member(record) : refOf(record));
-  }
+  for (const Coding* const record : records) elements.push_back(areMembers ? member(*record) : refOf(*record));
+  (areMembers ? memberOwners_ : owners_).push_back(std::move(owner));
   lists_.push_back({isMutable, std::move(elements)});
   return placeFor({.list = static_cast<std::uint32_t>(lists_.size() - 1)}, 0);
 }
 
 /// A record in a list of the root is encoded by itself, if at all, where its revision tells whether it has changed.
-EncodedRef EncodedRecords::member(const std::shared_ptr<const Coding>& record) {
-  const std::uint64_t revision = record->revision();
+EncodedRef EncodedRecords::member(const Coding& record) {
+  const std::uint64_t revision = record.revision();
   if (revision == 0) return refOf(record);
   std::uint32_t slot = slotOf(revision);
   if (slot == kNone) {
     EncodedRef found = 0;
-    const std::uintptr_t address = addressOf(*record);
+    const std::uintptr_t address = addressOf(record);
     if (find(address, found)) return found;
     slot = newSlot();
     records_[slot].revision = revision;
@@ -305,7 +363,7 @@ EncodedRef EncodedRecords::member(const std::shared_ptr<const Coding>& record) {
     records_[slot].held->addresses = {address};
     newest_ = std::max(newest_, revision);
     seen_.set(address, {slot, 0}, [this](std::uintptr_t at, const Found& known) { return isAt(at, known); });
-    pending_.push_back({slot, record.get()});
+    pending_.push_back({slot, &record});
   }
   if (records_[slot].round != round_) order_.push_back(slot);
   records_[slot].round = round_;
@@ -373,30 +431,43 @@ void EncodedRecords::countRef(EncodedRef ref, bool isUsed) {
   }
 }
 
-/// Notes what an archive with this record has to hold for it, or need not hold any more.
-void EncodedRecords::count(const EncodedRecord& record, bool isUsed) {
-  const std::uint32_t step = isUsed ? 1 : UINT32_MAX;
-  for (const std::uint32_t* at = record.words.data(); at != record.words.data() + record.words.size();) {
-    const EncodedObject object = nextEncodedObject(at);
-    if (const auto users = foundationClassOf(object)) classUsers_[static_cast<std::size_t>(*users)] += step;
+/// Finds out what the record takes in an archive, and notes what else that has to hold for it.
+void EncodedRecords::add(EncodedRecord& record) {
+  WrittenSize sum{0, 0, 0};
+  std::uint32_t places = 0;
+  forEachObject(record.words, [&](const EncodedObject& object) {
+    ++places;
+    const WrittenSize size = writtenSize(object);
+    sum.objects += size.objects;
+    sum.references += size.references;
+    sum.bytes += size.bytes;
     if (object.kind == EncodedKind::record) {
-      shapes_[object.shape].users += step;
-      forEachField(object, [&](EncodedRef field, std::int32_t) { countRef(field, isUsed); });
-    } else if (object.kind == EncodedKind::dictionary || object.kind == EncodedKind::array) {
-      for (const EncodedRef each : object.body) countRef(each, isUsed);
+      ++shapes_[object.shape].users;
+      forEachField(object, [&](EncodedRef field, std::int32_t) { countRef(field, true); });
+    } else if (object.kind <= EncodedKind::date) {
+      ++classUsers_[static_cast<std::size_t>(foundationClassOf(object))];
+      if (object.kind == EncodedKind::date) return;
+      for (const EncodedRef each : object.body) countRef(each, true);
     }
-  }
+  });
+  record.places = places;
+  record.objects = sum.objects;
+  record.references = sum.references;
+  record.bytes = sum.bytes;
 }
 
-void EncodedRecords::measure(EncodedRecord& record) {
-  record.places = record.objects = record.references = record.bytes = 0;
-  for (const std::uint32_t* at = record.words.data(); at != record.words.data() + record.words.size();) {
-    const WrittenSize size = writtenSize(nextEncodedObject(at));
-    ++record.places;
-    record.objects += size.objects;
-    record.references += size.references;
-    record.bytes += size.bytes;
-  }
+/// The reverse of `add`.
+void EncodedRecords::remove(const EncodedRecord& record) {
+  forEachObject(record.words, [&](const EncodedObject& object) {
+    if (object.kind == EncodedKind::record) {
+      --shapes_[object.shape].users;
+      forEachField(object, [&](EncodedRef field, std::int32_t) { countRef(field, false); });
+    } else if (object.kind <= EncodedKind::date) {
+      --classUsers_[static_cast<std::size_t>(foundationClassOf(object))];
+      if (object.kind == EncodedKind::date) return;
+      for (const EncodedRef each : object.body) countRef(each, false);
+    }
+  });
 }
 
 std::size_t EncodedRecords::capacity() const noexcept {

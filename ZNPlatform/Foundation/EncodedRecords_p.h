@@ -91,6 +91,12 @@ inline EncodedObject nextEncodedObject(const std::uint32_t*& at) noexcept {
   return object;
 }
 
+template <class Look>
+void forEachObject(std::span<const std::uint32_t> words, const Look& look) {
+  const std::uint32_t* at = words.data();
+  for (const std::uint32_t* const end = at + words.size(); at != end;) look(nextEncodedObject(at));
+}
+
 /// Which fields a record of a class has, in their order.
 struct EncodedShape {
   std::string className;
@@ -105,8 +111,8 @@ struct EncodedRecord {
   struct Held {
     std::vector<std::uint32_t> words;
     std::vector<std::uintptr_t> addresses;  ///< of its containers and records, by place
-    std::vector<Value> values;              ///< keep those addresses theirs
-    std::vector<std::shared_ptr<const Coding>> records;
+    std::vector<Value> values;              ///< keep those addresses theirs, and so do these
+    std::vector<std::shared_ptr<const void>> owners;
   };
   std::span<const std::uint32_t> words;
   std::unique_ptr<Held> held;
@@ -148,7 +154,7 @@ class EncodedRecords {
   void addInteger(const char* key, std::int32_t value);
   EncodedRef refOfField(const Value& value);
   EncodedRef refOf(const std::shared_ptr<const Coding>& record);
-  EncodedRef refOf(std::span<const std::shared_ptr<const Coding>> records, bool isMutable);
+  EncodedRef refOf(std::shared_ptr<const void> owner, std::span<const Coding* const> records, bool isMutable);
 
  private:
   friend class ArchiveWriter;
@@ -180,15 +186,16 @@ class EncodedRecords {
   void putData(std::span<const std::uint8_t> bytes);
   EncodedRef refOf(const Value& value, bool isField);
   EncodedRef placeFor(const Waiting& waiting, std::uintptr_t address);
-  EncodedRef member(const std::shared_ptr<const Coding>& record);
+  EncodedRef refOf(const Coding& record);
+  EncodedRef member(const Coding& record);
   bool find(std::uintptr_t address, EncodedRef& found);
   bool isAt(std::uintptr_t address, const Found& found) const noexcept;
   EncodedRef other(Found found);
   std::uint32_t shapeOf(const Coding& record);
   std::uint32_t slotOf(std::uint64_t revision);
   std::uint32_t newSlot();
-  void measure(EncodedRecord& record);
-  void count(const EncodedRecord& record, bool isUsed);
+  void add(EncodedRecord& record);
+  void remove(const EncodedRecord& record);
   void countRef(EncodedRef ref, bool isUsed);
   void endRound();
   void forget(std::uint32_t slot);
@@ -210,6 +217,7 @@ class EncodedRecords {
   AddressTable<Found> seen_;  // containers and records
   std::vector<Found> others_;
   std::vector<Pending> pending_;
+  std::vector<std::shared_ptr<const void>> memberOwners_;  // of the records in the root's lists
 
   // Of the record that is being encoded.
   std::uint32_t slot_ = 0;
@@ -220,7 +228,7 @@ class EncodedRecords {
   std::vector<Waiting> waiting_;
   std::vector<List> lists_;
   std::deque<Value> fieldValues_;
-  std::vector<std::shared_ptr<const Coding>> keptRecords_;
+  std::vector<std::shared_ptr<const void>> owners_;
   std::vector<const char*> keys_;
   std::vector<std::uint32_t> fields_;
 

@@ -68,6 +68,9 @@ class ZN_EXPORT NSKeyedArchiver {
   void encodeObject(const std::shared_ptr<const Coding>& record, const char* key);  ///< a null pointer is nil
   /// An array of records, as NSMutableArray or NSArray.
   void encodeObjects(std::span<const std::shared_ptr<const Coding>> records, bool isMutable, const char* key);
+  /// The same for records that `owner` keeps alive; none may be null.
+  void encodeObjects(std::shared_ptr<const void> owner, std::span<const Coding* const> records, bool isMutable,
+                     const char* key);
   void encodeBool(bool value, const char* key);
   void encodeInt(std::int32_t value, const char* key);
 

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <utility>
 
 #include "ZNPlatform/Foundation/EncodedRecords_p.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
@@ -73,7 +74,19 @@ void NSKeyedArchiver::encodeObject(const std::shared_ptr<const Coding>& record, 
 
 void NSKeyedArchiver::encodeObjects(std::span<const std::shared_ptr<const Coding>> records, bool isMutable,
                                     const char* key) {
-  records_->addField(key, records_->refOf(records, isMutable));
+  std::vector<const Coding*> present;
+  auto owner = std::make_shared<std::vector<std::shared_ptr<const Coding>>>();
+  for (const auto& record : records) {
+    if (!record) continue;
+    present.push_back(record.get());
+    owner->push_back(record);
+  }
+  encodeObjects(std::move(owner), present, isMutable, key);
+}
+
+void NSKeyedArchiver::encodeObjects(std::shared_ptr<const void> owner, std::span<const Coding* const> records,
+                                    bool isMutable, const char* key) {
+  records_->addField(key, records_->refOf(std::move(owner), records, isMutable));
 }
 
 void NSKeyedArchiver::encodeBool(bool value, const char* key) {

@@ -158,12 +158,13 @@ struct NSKeyedUnarchiver::Loaded final : State {
   struct Archive {
     std::shared_ptr<const LoadedArchive> loaded;
     std::span<const ArchivedClass> classes;
-    std::vector<std::shared_ptr<Coding>> made;  // by their numbers in the archive
+    std::vector<std::shared_ptr<Coding>> made;       // by their numbers in the archive
+    std::unique_ptr<NSKeyedUnarchiver> member = {};  // reads one record in the root's lists after the other
     bool fits = true;
   };
 
   Archive& archive;
-  const std::size_t number_;
+  std::size_t number_;
   LoadedFields fields;
   EncodedObject present;                          // the record being made, which may be one within another
   std::vector<std::shared_ptr<Coding>> nested{};  // by place
@@ -171,12 +172,21 @@ struct NSKeyedUnarchiver::Loaded final : State {
   Loaded(Archive& whole, std::size_t record)
       : archive(whole), number_(record), fields(*whole.loaded, record), present(fields.object(0)) {}
 
-  static std::shared_ptr<Coding> make(Archive& archive, std::size_t number) {
+  static std::shared_ptr<Coding> makeRoot(Archive& archive) {
+    NSKeyedUnarchiver coder(std::make_unique<Loaded>(archive, 0));
+    return static_cast<Loaded&>(*coder.state_).init(coder);
+  }
+
+  /// Members refer to no other members, so one is read at a time.
+  static std::shared_ptr<Coding> makeMember(Archive& archive, std::size_t number) {
     if (archive.made[number]) return archive.made[number];
-    auto state = std::make_unique<Loaded>(archive, number);
-    Loaded& own = *state;
-    NSKeyedUnarchiver coder(std::move(state));
-    return archive.made[number] = own.init(coder);
+    if (!archive.member) archive.member.reset(new NSKeyedUnarchiver(std::make_unique<Loaded>(archive, number)));
+    auto& state = static_cast<Loaded&>(*archive.member->state_);
+    state.number_ = number;
+    state.fields.reset(number);
+    state.present = state.fields.object(0);
+    state.nested.clear();
+    return archive.made[number] = state.init(*archive.member);
   }
 
   std::shared_ptr<Coding> init(NSKeyedUnarchiver& coder) {
@@ -218,7 +228,7 @@ struct NSKeyedUnarchiver::Loaded final : State {
 
   std::shared_ptr<Coding> recordOf(NSKeyedUnarchiver& coder, EncodedRef ref) {
     if (ref == (ref::kFixed | ref::kNil)) return nullptr;
-    if (ref::how(ref) == ref::kOther) return make(archive, ref::number(ref));
+    if (ref::how(ref) == ref::kOther) return makeMember(archive, ref::number(ref));
     const std::uint32_t place = ref::number(ref);
     if (ref::how(ref) != ref::kOwn || fields.object(place).kind != EncodedKind::record) {
       archive.fits = false;
@@ -258,9 +268,7 @@ struct NSKeyedUnarchiver::Loaded final : State {
   /// Not of one that holds records: what they are is found out by making them.
   FieldsForLater later() const override {
     FieldsForLater fieldsForLater;
-    for (std::uint32_t place = 1; place < fields.size(); ++place) {
-      if (fields.object(place).kind == EncodedKind::record) return fieldsForLater;
-    }
+    if (fields.holdsRecords()) return fieldsForLater;
     fieldsForLater.archive_ = archive.loaded;
     fieldsForLater.record_ = number_;
     return fieldsForLater;
@@ -284,7 +292,7 @@ bool NSKeyedUnarchiver::readEncoded(std::span<const std::uint8_t> bytes, std::sp
   if (!encoded->load(archive.loaded, bytes)) return false;
   archive.made.resize(archive.loaded->records());
   try {
-    result.root = Loaded::make(archive, 0);
+    result.root = Loaded::makeRoot(archive);
   } catch (...) {
     archive.fits = false;
   }

@@ -11,14 +11,6 @@ using namespace list;
 
 namespace {
 
-/// Thrown where an archive is not what ArchiveWriter writes.
-struct Unusual {};
-
-[[noreturn]] void refuse() { throw Unusual(); }
-inline void expect(bool isTrue) {
-  if (!isTrue) refuse();
-}
-
 template <class Ref>
 inline std::uint32_t load(const std::uint8_t* at) noexcept {
   Ref value;
@@ -47,12 +39,6 @@ bool isWellFormedUtf16(std::span<const std::uint8_t> text) noexcept {
   return !isAscii;
 }
 
-/// How deep records' containers may nest here; deeper ones are for the thorough reader, which does not recurse on
-/// trust.
-constexpr int kDeepest = 64;
-/// What a record may unfold to, in bytes; beyond, the thorough reader decides.
-constexpr double kLargestRecord = 32e6;
-
 }  // namespace
 
 /// Reads the objects one after the other, in the order in which ArchiveWriter writes them. Nothing outside the bytes is
@@ -61,7 +47,8 @@ class ArchiveParser {
  public:
   ArchiveParser(std::span<const std::uint8_t> bytes, LoadedArchive& archive) : bytes_(bytes), archive_(archive) {}
 
-  void run() {
+  /// The result: where each object begins in the words, by place.
+  std::vector<std::uint32_t> run() {
     openFile();
     if (referenceSize_ == 1) {
       readAll<std::uint8_t>();
@@ -70,7 +57,7 @@ class ArchiveParser {
     } else {
       readAll<std::uint32_t>();
     }
-    splitIntoRecords();
+    return std::move(objectStarts_);
   }
 
  private:
@@ -85,33 +72,33 @@ class ArchiveParser {
   };
 
   void openFile() {
-    expect(bytes_.size() > kHeaderSize + kTrailerSize && bytes_.size() <= kLargestFile &&
-           std::memcmp(bytes_.data(), kHeader.data(), kHeaderSize) == 0);
+    expectUsual(bytes_.size() > kHeaderSize + kTrailerSize && bytes_.size() <= kLargestFile &&
+                std::memcmp(bytes_.data(), kHeader.data(), kHeaderSize) == 0);
     const std::uint8_t* const trailer = bytes_.data() + bytes_.size() - kTrailerSize;
     offsetSize_ = trailer[6];
     referenceSize_ = trailer[7];
     const std::uint64_t objects = loadBytes(trailer + 8, 8);
     const std::uint64_t table = loadBytes(trailer + 24, 8);
-    expect((offsetSize_ == 1 || offsetSize_ == 2 || offsetSize_ == 4) &&
-           (referenceSize_ == 1 || referenceSize_ == 2 || referenceSize_ == 4));
-    expect(objects >= 8 && objects < bytes_.size() && table < bytes_.size() - kTrailerSize &&
-           table + objects * offsetSize_ + kTrailerSize == bytes_.size());
+    expectUsual((offsetSize_ == 1 || offsetSize_ == 2 || offsetSize_ == 4) &&
+                (referenceSize_ == 1 || referenceSize_ == 2 || referenceSize_ == 4));
+    expectUsual(objects >= 8 && objects < bytes_.size() && table < bytes_.size() - kTrailerSize &&
+                table + objects * offsetSize_ + kTrailerSize == bytes_.size());
     objects_ = static_cast<std::uint32_t>(objects);
     end_ = bytes_.data() + table;
     at_ = bytes_.data() + kHeaderSize;
   }
 
-  void need(std::size_t size) const { expect(size <= static_cast<std::size_t>(end_ - at_)); }
+  void need(std::size_t size) const { expectUsual(size <= static_cast<std::size_t>(end_ - at_)); }
 
   /// The count in the head at `at_`, of an object of that kind.
   std::uint32_t head(std::uint8_t kind) {
     need(1);
-    expect((*at_ & 0xF0) == kind);
+    expectUsual((*at_ & 0xF0) == kind);
     std::uint32_t count = *at_++ & 0x0F;
     if (count < 15) return count;
     need(5);
     const std::uint8_t marker = *at_++;
-    expect((marker & 0xFC) == kInteger && marker != (kInteger | 3));
+    expectUsual((marker & 0xFC) == kInteger && marker != (kInteger | 3));
     const std::size_t width = std::size_t{1} << (marker & 3);
     count = static_cast<std::uint32_t>(loadBytes(at_, width));
     at_ += width;
@@ -120,7 +107,7 @@ class ArchiveParser {
 
   std::int64_t integer() {
     need(1);
-    expect((*at_ & 0xFC) == kInteger);
+    expectUsual((*at_ & 0xFC) == kInteger);
     const std::size_t width = std::size_t{1} << (*at_++ & 3);
     need(width);
     at_ += width;
@@ -130,7 +117,7 @@ class ArchiveParser {
   /// A list of so many references, which follow.
   template <class Ref>
   const std::uint8_t* references(std::uint64_t count) {
-    expect(count * sizeof(Ref) <= static_cast<std::size_t>(end_ - at_));
+    expectUsual(count * sizeof(Ref) <= static_cast<std::size_t>(end_ - at_));
     const std::uint8_t* const list = at_;
     at_ += count * sizeof(Ref);
     return list;
@@ -142,9 +129,9 @@ class ArchiveParser {
   }
 
   const std::uint8_t* objectAt(std::uint32_t object) const {
-    expect(object < objects_);
+    expectUsual(object < objects_);
     const std::uint64_t offset = loadBytes(end_ + std::size_t{object} * offsetSize_, offsetSize_);
-    expect(offset < static_cast<std::size_t>(end_ - bytes_.data()));
+    expectUsual(offset < static_cast<std::size_t>(end_ - bytes_.data()));
     return bytes_.data() + offset;
   }
 
@@ -156,7 +143,7 @@ class ArchiveParser {
     readMeanings<Ref>();
     const std::uint8_t* const list = objectAt(objects_ - 4);
     for (std::uint32_t place = firstRecordPlace_; place < places_; ++place) readObject<Ref>();
-    expect(at_ == list);
+    expectUsual(at_ == list);
   }
 
   /// "$objects" and the root, which stand at the end of the file.
@@ -168,20 +155,20 @@ class ArchiveParser {
     at_ = objectAt(objects_ - 2);
     std::uint32_t count = 0;
     const std::uint8_t* const top = list<Ref>(kDictionary, count);
-    expect(count == 1);
+    expectUsual(count == 1);
     firstRecordPlace_ = load<Ref>(top + sizeof(Ref));
-    expect(firstRecordPlace_ > 0 && firstRecordPlace_ < places_ && places_ < objects_);
+    expectUsual(firstRecordPlace_ > 0 && firstRecordPlace_ < places_ && places_ < objects_);
     literalObjects_.push_back(load<Ref>(top));
     at_ = objectAt(objects_ - 1);
     const std::uint8_t* const all = list<Ref>(kDictionary, count);
-    expect(count == 4);
+    expectUsual(count == 4);
     for (std::size_t i = 0; i < 4; ++i) literalObjects_.push_back(load<Ref>(all + i * sizeof(Ref)));
     literalObjects_.push_back(load<Ref>(all + 5 * sizeof(Ref)));
     at_ = begin;
     for (std::uint32_t place = 0; place < places_; ++place) {  // their references
       need(1);
       at_ += 2 + (*at_ & 0x0F);
-      expect(at_ <= end_);
+      expectUsual(at_ <= end_);
     }
   }
 
@@ -192,26 +179,27 @@ class ArchiveParser {
 
   void readTexts() {
     const std::uint8_t* const begin = at_;
-    std::vector<std::uint32_t>::size_type count = 0;
+    std::size_t count = 0;
+    archive_.textStarts_.push_back(0);
     while (at_ < end_ && ((*at_ & 0xF0) == kAscii || (*at_ & 0xF0) == kUtf16)) {
       const bool isWide = (*at_ & 0xF0) == kUtf16;
       const std::uint64_t size = std::uint64_t{head(isWide ? kUtf16 : kAscii)} * (isWide ? 2 : 1);
       need(size);
       const std::span text{at_, static_cast<std::size_t>(size)};
-      expect(isWide ? isWellFormedUtf16(text) : isAscii(text));
+      expectUsual(isWide ? isWellFormedUtf16(text) : isAscii(text));
       at_ += size;
-      archive_.textEnds_.push_back(static_cast<std::uint32_t>(at_ - begin));
+      archive_.textStarts_.push_back(static_cast<std::uint32_t>(at_ - begin));
       ++count;
     }
     archive_.textBytes_.append({begin, at_});
-    expect(count < objects_ - places_);
+    expectUsual(count < objects_ - places_);
     texts_ = static_cast<std::uint32_t>(count);
     for (const std::uint32_t object : literalObjects_) literal(object);
   }
 
   bool isText(std::uint32_t object) const noexcept { return object >= places_ && object - places_ < texts_; }
   Id textOf(std::uint32_t object) const {
-    expect(isText(object));
+    expectUsual(isText(object));
     return object - places_;
   }
   /// A text that the writer's source names.
@@ -234,7 +222,7 @@ class ArchiveParser {
   void readFixed() {
     const std::uint32_t first = places_ + texts_;
     const std::uint32_t end = objectOfPlace<Ref>(firstRecordPlace_);
-    expect(end >= first && end < objects_);
+    expectUsual(end >= first && end < objects_);
     for (std::uint32_t object = first; object < end; ++object) {
       need(1);
       std::uint32_t meaning = kClass;
@@ -248,7 +236,7 @@ class ArchiveParser {
         meaning = kNone;
       } else {
         const std::uint8_t* const entries = list<Ref>(kDictionary, count);
-        expect(count == 1 || count == 2);
+        expectUsual(count == 1 || count == 2);
         if (count == 1) {
           meaning = ref::kFixed | ref::kNull;
         } else {
@@ -274,7 +262,8 @@ class ArchiveParser {
       if (isText(object)) {
         meanings_.push_back(ref::kText | (object - places_));
       } else {
-        expect(object >= firstFixed && object - firstFixed < fixed_.size() && fixed_[object - firstFixed] != kNone);
+        expectUsual(object >= firstFixed && object - firstFixed < fixed_.size() &&
+                    fixed_[object - firstFixed] != kNone);
         meanings_.push_back(fixed_[object - firstFixed]);
       }
     }
@@ -283,21 +272,21 @@ class ArchiveParser {
   /// A reference to a place, as records have it; other records are told apart later.
   std::uint32_t meaning(std::uint32_t reference) const {
     if (reference >= firstRecordPlace_) {
-      expect(reference < places_);
+      expectUsual(reference < places_);
       return ref::kOwn | (reference - firstRecordPlace_);
     }
     const std::uint32_t meaning = meanings_[reference];
-    expect(ref::how(meaning) != ref::kOther);
+    expectUsual(ref::how(meaning) != ref::kOther);
     return meaning;
   }
   const Class& classAt(std::uint32_t reference) const {
-    expect(reference < firstRecordPlace_ && ref::how(meanings_[reference]) == kClass);
+    expectUsual(reference < firstRecordPlace_ && ref::how(meanings_[reference]) == kClass);
     return classes_[ref::number(meanings_[reference])];
   }
   /// Whether objects of that class are mutable.
   bool isMutable(std::uint32_t reference, FoundationClass plain, FoundationClass changeable) const {
     const auto foundation = classAt(reference).foundation;
-    expect(foundation == plain || foundation == changeable);
+    expectUsual(foundation == plain || foundation == changeable);
     return foundation == changeable && plain != changeable;
   }
 
@@ -322,7 +311,7 @@ class ArchiveParser {
       case kData: {
         const std::uint32_t count = head(kData);
         need(count);
-        expect(count <= kLargestEncodedCount);
+        expectUsual(count <= kLargestEncodedCount);
         put(encodedHead(EncodedKind::data, false, count));
         std::uint32_t* const words = archive_.words_.extend((std::size_t{count} + 3) / 4);
         if (count != 0) words[(count - 1) / 4] = 0;
@@ -331,13 +320,13 @@ class ArchiveParser {
         return;
       }
       default:
-        refuse();
+        throw UnusualArchive();
     }
   }
 
   std::uint64_t real() {
     need(9);
-    expect(*at_ == kReal);
+    expectUsual(*at_ == kReal);
     at_ += 9;
     return loadBytes(at_ - 8, 8);
   }
@@ -346,7 +335,7 @@ class ArchiveParser {
   void readDictionary() {
     std::uint32_t count = 0;
     const std::uint8_t* const entries = list<Ref>(kDictionary, count);
-    expect(count != 0);
+    expectUsual(count != 0);
     const auto value = [&](std::uint32_t i) { return load<Ref>(entries + (std::size_t{count} + i) * sizeof(Ref)); };
     const std::uint32_t firstKey = load<Ref>(entries);
     if (count == 3 && isNamed(firstKey, "NS.keys", keysKey_)) {
@@ -371,12 +360,12 @@ class ArchiveParser {
     if (kind == EncodedKind::dictionary) keys = list<Ref>(kArray, keyCount);
     std::uint32_t count = 0;
     const std::uint8_t* const elements = list<Ref>(kArray, count);
-    expect(count <= kLargestEncodedCount && (!keys || keyCount == count));
+    expectUsual(count <= kLargestEncodedCount && (!keys || keyCount == count));
     put(encodedHead(kind, isMutable, count));
     std::uint32_t* word = archive_.words_.extend(std::size_t{count} + keyCount);
     for (std::uint32_t i = 0; i < keyCount; ++i) {
       const std::uint32_t key = meaning(load<Ref>(keys + i * sizeof(Ref)));
-      expect(ref::how(key) == ref::kText);
+      expectUsual(ref::how(key) == ref::kText);
       *word++ = key;
     }
     for (std::uint32_t i = 0; i < count; ++i) *word++ = meaning(load<Ref>(elements + i * sizeof(Ref)));
@@ -406,7 +395,7 @@ class ArchiveParser {
     for (std::size_t i = head + 2; integers != 0; ++i) {  // they follow in this order
       if (archive_.words_[i] != (ref::kFixed | ref::kInlineInteger)) continue;
       const std::int64_t number = integer();
-      expect(number >= INT32_MIN && number <= INT32_MAX);
+      expectUsual(number >= INT32_MIN && number <= INT32_MAX);
       archive_.words_[++i] = static_cast<std::uint32_t>(number);
       --integers;
     }
@@ -418,124 +407,18 @@ class ArchiveParser {
       const auto& known = shapeKeys_[i];
       if (known.place == classPlace && std::ranges::equal(known.keys, keys)) return i;
     }
-    expect(shapeKeys_.size() < 64);
+    expectUsual(shapeKeys_.size() < 64);
     const Class& recordClass = classAt(classPlace);
-    expect(!recordClass.foundation);
+    expectUsual(!recordClass.foundation);
     EncodedShape shape{.className = std::string(archive_.text(recordClass.name).string()),
                        .keys = {},
                        .classText = recordClass.name,
                        .literals = {}};
     for (std::size_t i = 0; i < keys.size(); i += sizeof(Ref)) shape.keys.push_back(literal(load<Ref>(&keys[i])));
-    expect(archive_.isText(shape.keys.back(), "$class"));
+    expectUsual(archive_.isText(shape.keys.back(), "$class"));
     archive_.shapes_.push_back(std::move(shape));
     shapeKeys_.push_back({classPlace, keys});
     return static_cast<std::uint32_t>(shapeKeys_.size() - 1);
-  }
-
-  EncodedObject object(std::uint32_t place) const noexcept {
-    const std::uint32_t* at = archive_.words_.data() + objectStarts_[place];
-    return nextEncodedObject(at);
-  }
-
-  /// Every record in a list of the root is one by itself, with the objects from its own place to the next one's.
-  void splitIntoRecords() {
-    const auto count = static_cast<std::uint32_t>(objectStarts_.size());
-    const EncodedObject root = object(0);
-    expect(root.kind == EncodedKind::record);
-    std::vector<std::uint32_t> firsts{0};
-    std::vector<std::uint32_t> lists;
-    forEachField(root, [&](EncodedRef field, std::int32_t) {
-      if (ref::how(field) != ref::kOwn) return;
-      const EncodedObject list = object(ref::number(field));
-      if (list.kind != EncodedKind::array || list.count == 0) return;
-      const auto isRecord = [&](EncodedRef each) {
-        return ref::how(each) == ref::kOwn && object(ref::number(each)).kind == EncodedKind::record;
-      };
-      if (!std::all_of(list.body.begin(), list.body.end(), isRecord)) return;
-      lists.push_back(ref::number(field));
-      for (const EncodedRef each : list.body) {
-        expect(ref::number(each) > firsts.back());
-        firsts.push_back(ref::number(each));
-      }
-    });
-    for (const std::uint32_t place : lists) expect(firsts.size() == 1 || place < firsts[1]);
-    std::uint32_t member = 0;
-    for (const std::uint32_t place : lists) {
-      const EncodedObject list = object(place);
-      std::uint32_t* const elements = wordsOf(list);
-      for (std::uint32_t i = 0; i < list.count; ++i) elements[i] = ref::kOther | ++member;
-    }
-    for (std::size_t i = 0; i < firsts.size(); ++i) {
-      const std::uint32_t end = i + 1 < firsts.size() ? firsts[i + 1] : count;
-      archive_.starts_.push_back(objectStarts_[firsts[i]]);
-      localise(firsts[i], end, i == 0 ? std::span<const std::uint32_t>(lists) : std::span<const std::uint32_t>());
-    }
-    archive_.starts_.push_back(static_cast<std::uint32_t>(archive_.words_.size()));
-  }
-
-  std::uint32_t* wordsOf(const EncodedObject& object) noexcept {
-    return &archive_.words_[static_cast<std::size_t>(object.body.data() - archive_.words_.data())];
-  }
-
-  struct Measure {
-    enum : std::uint8_t { fresh, inProgress, done } state = fresh;
-    int height = 0;
-    double weight = 0;
-  };
-
-  /// Makes the references of a record's objects those of the record, and looks whether it can be read without care.
-  void localise(std::uint32_t first, std::uint32_t end, std::span<const std::uint32_t> memberLists) {
-    measures_.assign(end - first, {});
-    for (std::uint32_t place = first; place < end; ++place) {
-      const EncodedObject each = object(place);
-      if (each.kind > EncodedKind::array) continue;
-      if (std::find(memberLists.begin(), memberLists.end(), place) != memberLists.end()) continue;
-      std::uint32_t* word = wordsOf(each);
-      for (std::size_t i = 0; i < each.body.size(); ++i) {
-        if (ref::how(word[i]) == ref::kOwn) {
-          expect(word[i] >= first && word[i] < end);
-          word[i] -= first;
-        } else if (word[i] == (ref::kFixed | ref::kInlineInteger)) {
-          ++i;
-        }
-      }
-    }
-    measure(first, 0, 0);
-    expect(measures_[0].weight <= kLargestRecord);
-  }
-
-  void measure(std::uint32_t first, std::uint32_t place, int depth) {
-    Measure& own = measures_[place];
-    if (own.state == Measure::done) return;
-    expect(own.state == Measure::fresh && depth < kDeepest);
-    own.state = Measure::inProgress;
-    const EncodedObject each = object(first + place);
-    double weight = each.kind == EncodedKind::data ? 16.0 + each.count : 16.0;
-    int height = 0;
-    const auto add = [&](EncodedRef ref) {
-      if (ref::how(ref) == ref::kOwn) {
-        measure(first, ref::number(ref), depth + 1);
-        weight += measures_[ref::number(ref)].weight;
-        height = std::max(height, measures_[ref::number(ref)].height);
-      } else if (ref::how(ref) == ref::kText) {
-        weight += 16 + textSize(ref::number(ref));
-      }
-    };
-    if (each.kind == EncodedKind::record) {
-      forEachField(each, [&](EncodedRef field, std::int32_t) { add(field); });
-    } else if (each.kind == EncodedKind::dictionary || each.kind == EncodedKind::array) {
-      for (const EncodedRef ref : each.body) add(ref);
-      for (std::uint32_t i = 0; each.kind == EncodedKind::dictionary && i < each.count; ++i) {
-        keyBytes_ += textSize(ref::number(each.body[i]));
-      }
-      expect(keyBytes_ <= 16 * bytes_.size());
-    }
-    own = {Measure::done, height + 1, weight};
-    expect(depth + own.height < kDeepest);
-  }
-
-  std::uint32_t textSize(Id id) const noexcept {
-    return archive_.textEnds_[id] - (id == 0 ? 0 : archive_.textEnds_[id - 1]);
   }
 
   const std::span<const std::uint8_t> bytes_;
@@ -554,21 +437,20 @@ class ArchiveParser {
   std::vector<Class> classes_;
   std::vector<std::uint32_t> fixed_;
   std::vector<std::uint32_t> meanings_;
-  std::vector<std::uint32_t> objectStarts_;  // in words, by place
+  std::vector<std::uint32_t> objectStarts_;
   struct ShapeKeys {
     std::uint32_t place;
     std::span<const std::uint8_t> keys;
   };
   std::vector<ShapeKeys> shapeKeys_;
-  std::vector<Measure> measures_;  // of the record that is being looked at
-  std::size_t keyBytes_ = 0;
 };
 
 std::shared_ptr<const LoadedArchive> LoadedArchive::read(std::span<const std::uint8_t> bytes) {
   auto archive = std::make_shared<LoadedArchive>();
   try {
-    ArchiveParser(bytes, *archive).run();
-  } catch (const Unusual&) {
+    const auto starts = ArchiveParser(bytes, *archive).run();
+    archive->splitIntoRecords(starts, bytes.size());
+  } catch (const UnusualArchive&) {
     return nullptr;
   }
   return archive;

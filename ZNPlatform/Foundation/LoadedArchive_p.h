@@ -11,6 +11,12 @@
 
 namespace zn {
 
+/// Thrown while an archive is read that is not what ArchiveWriter writes.
+struct UnusualArchive {};
+inline void expectUsual(bool isUsual) {
+  if (!isUsual) throw UnusualArchive();
+}
+
 /// An archive that was read, in the form in which records are kept encoded. Nothing is made of it before somebody asks.
 ///
 /// Only an archive that ArchiveWriter would write the same is read so: whoever reads it checks that it is, byte for
@@ -30,7 +36,7 @@ class LoadedArchive {
   }
   const std::vector<EncodedShape>& shapes() const noexcept { return shapes_; }
   std::span<const std::uint8_t> textBytes() const noexcept { return textBytes_; }
-  std::span<const std::uint32_t> textEnds() const noexcept { return textEnds_; }
+  std::span<const std::uint32_t> textStarts() const noexcept { return textStarts_; }
   std::span<const ArchiveTexts::Id> literals() const noexcept { return literals_; }
 
   Value text(ArchiveTexts::Id id) const;
@@ -40,12 +46,18 @@ class LoadedArchive {
 
  private:
   friend class ArchiveParser;
+  friend class RecordSplitter;
+
+  void splitIntoRecords(std::span<const std::uint32_t> objectStarts, std::size_t fileSize);
+  list::Text written(ArchiveTexts::Id id) const noexcept {
+    return list::withoutHead({textBytes_.data() + textStarts_[id], textStarts_[id + 1] - textStarts_[id]});
+  }
 
   GrowingBuffer<std::uint32_t> words_;
   std::vector<std::uint32_t> starts_;
   std::vector<EncodedShape> shapes_;
   GrowingBuffer<std::uint8_t> textBytes_;
-  GrowingBuffer<std::uint32_t> textEnds_;
+  GrowingBuffer<std::uint32_t> textStarts_;  // and where the last one ends
   std::vector<ArchiveTexts::Id> literals_;
   mutable Mutex mutex_;
   mutable std::vector<Value> keys_ ZN_GUARDED_BY(mutex_);
@@ -54,11 +66,17 @@ class LoadedArchive {
 /// The fields of one record of a loaded archive, as values. Thread: one at a time.
 class LoadedFields {
  public:
-  LoadedFields(const LoadedArchive& archive, std::size_t record);
+  LoadedFields(const LoadedArchive& archive, std::size_t record) : archive_(archive) { reset(record); }
 
   /// An object of the record and the fields that it has, if it is one itself.
-  const EncodedObject& object(std::uint32_t place) const noexcept { return objects_[place]; }
-  std::size_t size() const noexcept { return objects_.size(); }
+  EncodedObject object(std::uint32_t place) const noexcept {
+    const std::uint32_t* at = starts_[place];
+    return nextEncodedObject(at);
+  }
+  std::size_t size() const noexcept { return starts_.size(); }
+  bool holdsRecords() const noexcept { return records_ > 1; }  ///< besides itself
+  /// Begins with another record of the archive.
+  void reset(std::size_t record);
   /// What a field refers to; false where the record has none of that name.
   bool field(const EncodedObject& record, std::string_view key, EncodedRef& ref, std::int32_t& integer);
   /// nil, and `fits` false, for a record.
@@ -66,11 +84,15 @@ class LoadedFields {
 
  private:
   Value made(std::uint32_t place, bool& fits);
+  Value container(const EncodedObject& object, bool& fits);
 
   const LoadedArchive& archive_;
-  std::vector<EncodedObject> objects_;
-  std::vector<Value> values_;  // made of them so far
-  std::size_t next_ = 0;       // fields are mostly asked for in their order
+  std::vector<const std::uint32_t*> starts_;  // of its objects
+  std::size_t records_ = 0;
+  std::vector<Value> values_;  // containers that were made of them
+  // Records of a kind are asked the same, one after the other: which field answered the first question, the second ...
+  std::vector<std::size_t> answers_;
+  std::size_t asked_ = 0;
 };
 
 }  // namespace zn

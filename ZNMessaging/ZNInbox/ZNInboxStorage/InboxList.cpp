@@ -22,19 +22,13 @@ void forEachEntry(const InboxList& list, Look&& look) {
   constexpr std::size_t kAhead = 8;
   constexpr std::size_t kCacheLine = 64;
   for (std::size_t place = 0; place < list.size(); ++place) {
-    if (place + kAhead < list.size()) {
-      const auto* ahead = reinterpret_cast<const char*>(list[place + kAhead].get());
+    const auto* ahead = place + kAhead < list.size() ? list[place + kAhead].get() : nullptr;
+    if (ahead) {
       __builtin_prefetch(ahead);
-      __builtin_prefetch(ahead + kCacheLine);
+      __builtin_prefetch(reinterpret_cast<const char*>(ahead) + kCacheLine);
     }
     if (list[place]) look(list[place], place);
   }
-}
-
-/// A dateless entry sorts after every dated one.
-double sortKey(const ZNInboxModel& entry) {
-  const Value received = entry.receivedDate();
-  return received.isDate() ? received.date().secondsSince1970 : -std::numeric_limits<double>::infinity();
 }
 
 /// The campaigns of a list, numbered from 0 in the order of their first entries: a hash table of numbers alone, which
@@ -116,7 +110,7 @@ InboxList sortedNewestFirst(InboxList list) {
   std::erase(list, nullptr);
   std::vector<double> received;
   received.reserve(list.size());
-  forEachEntry(list, [&](const auto& entry, std::size_t) { received.push_back(sortKey(*entry)); });
+  forEachEntry(list, [&](const auto& entry, std::size_t) { received.push_back(entry->receivedSeconds()); });
   // Lists mostly come sorted but for their end, where new entries were appended: only that end is taken out, sorted and
   // put in from behind, so that what is newer than all of it stays where it is.
   auto sorted = static_cast<std::size_t>(std::is_sorted_until(received.begin(), received.end(), std::greater<>()) -

@@ -26,10 +26,16 @@ const zn::Value& valid(const zn::Value& dictionary, const char* key) {
   return found.isNull() ? zn::nil : found;
 }
 
-/// Asks for the memory of all that a dictionary holds, which is about to be looked at or shared: one by one, each would
-/// wait for its own.
-void prefetch(const zn::Value& dictionary) {
+void prefetchValues(const zn::Value& dictionary) {
   for (const zn::Value::Entry& entry : dictionary.entries()) __builtin_prefetch(entry.value.identity(), 1);
+}
+
+/// Asks for the memory of all that a payload holds, which is about to be looked at and shared: value by value, each
+/// would wait for its own.
+void prefetch(const zn::Value& payload) {
+  prefetchValues(payload);
+  for (const zn::Value::Entry& entry : payload.entries()) prefetchValues(entry.value);
+  prefetchValues(payload[zn::payload::aps][zn::payload::alert]);
 }
 
 bool isDictionary(const zn::Value& read) { return read.isDictionary(); }
@@ -67,6 +73,7 @@ std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithLegacyInboxPlistPayload(cons
         zn::Value data = valid(entry, ZN_DATA).mutableCopy();
         // An entry without a payload stays empty: whoever does not look stores an empty entry.
         if (data.isNil()) return std::make_shared<ZNInboxModel>();
+        prefetch(data);
         zn::Value zintar = valid(data, kNotificationPayloadKeyZintar).mutableCopy();
         if (zintar.isDictionary()) {
           const zn::Value& received = valid(entry, ZN_PUSH_TIME);
@@ -87,11 +94,6 @@ void ZNInboxModel::fillFromPayload(const zn::Value& payload, zn::Date taken) {
   if (!payload.isDictionary()) throw zn::Exception(zn::format("a payload must be a dictionary, not %@", payload));
   updateAll([&, expiryPeriod = zn::defaultInboxExpiryPeriod()](Fields& fields) {
     prefetch(payload);
-    prefetch(valid(payload, kNotificationPayloadKeyZintar));
-    prefetch(valid(payload, ZN_PUSH_APP_EXTRA));
-    const zn::Value& aps = valid(payload, zn::payload::aps);
-    prefetch(aps);
-    prefetch(valid(aps, zn::payload::alert));
     zn::Value payloadCopy = payload.mutableCopy();
     zn::Value zintar = valid(payload, kNotificationPayloadKeyZintar).mutableDictionaryCopy();
     fields.setCampaign(valid(zintar, kNotificationPayloadKeyCampaignID));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <memory>
 
 #include "ZNPlatform/Export.h"
@@ -92,6 +93,13 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   void setRichLandingURL(const zn::Value& value) { setContent(&Fields::richLandingURL, value); }
 
   ZN_PROPERTY(zn::Value, receivedDate, setReceivedDate)  ///< date or nil, like the next two
+  /// Its seconds since 1970, and for nil what sorts after all of them.
+  double receivedSeconds() const {
+    return fields_.read([](const Fields& fields) {
+      return fields.receivedDate.isDate() ? fields.receivedDate.date().secondsSince1970
+                                          : -std::numeric_limits<double>::infinity();
+    });
+  }
   ZN_PROPERTY(zn::Value, clickedDate, setClickedDate)
   ZN_PROPERTY(zn::Value, inboxExpiryDate, setInboxExpiryDate)  ///< after it the entry is removed
   ZN_PROPERTY(bool, isRead, setIsRead)

@@ -52,39 +52,49 @@ std::uint64_t ZNDeviceTriggerCampaign::triggerEventChanges() { return eventChang
 int ZNDeviceTriggerCampaign::getDeviceTriggerType(const zn::Value& type) { return type == zn::Value("test") ? 1 : 0; }
 
 std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithDictionary(const zn::Value& dictionary) {
-  auto campaign = std::make_shared<ZNDeviceTriggerCampaign>();
+  return initWithDictionary(dictionary, nullptr);
+}
+
+std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithDictionary(
+    const zn::Value& dictionary, const std::shared_ptr<ZNDeviceTriggerCampaign>& known) {
+  Fields sent;
   zn::guarded("initWithDictionary:", "exception in initializing ZNDeviceTriggerCampaign : %@", [&] {
     try {
-      campaign->fill(dictionary);
+      fill(sent, dictionary, known ? known->payload() : nullptr);
     } catch (...) {
-      campaign->fields_.set(&Fields::malformation, zn::currentExceptionText());
+      sent.malformation = zn::currentExceptionText();
       throw;
     }
   });
+  if (known && known->isAsSent(sent)) {
+    known->problemLogged_ = false;
+    return known;
+  }
+  auto campaign = std::make_shared<ZNDeviceTriggerCampaign>();
+  campaign->fields_.replace(std::move(sent));
   return campaign;
 }
 
-void ZNDeviceTriggerCampaign::fill(const zn::Value& dictionary) {
+void ZNDeviceTriggerCampaign::fill(Fields& fields, const zn::Value& dictionary,
+                                   const std::shared_ptr<ZNDeviceTriggerPayload>& known) {
   const Reader sent(dictionary);
-  fields_.update([&](Fields& fields) {
-    fields.campaignID = sent["campaign_id"];
-    if (const zn::Value payload = sent.dictionary("payload")) {
-      fields.payload = ZNDeviceTriggerPayload::initWithDictionary(payload);
-    }
-    fields.triggerEvent = sent["trigger_event_name"];
-    fields.attrConditions = sent.dictionary("condition");
-    fields.campaignType = getDeviceTriggerType(sent["type"]);
-    fields.status = sent["status"];
-    fields.expiry = sent["expiry"];
-    fields.priority = sent["priority"];
-    fields.maxTimes = sent["max_times"];
-    fields.campaignDelay = sent["min_delay_between_notifications"];
-    fields.lastUpdatedTime = sent["last_updated"];
-    fields.triggerDelay = sent["show_delay"];
-    fields.maxSyncDelay = sent["max_sync_delay"];
-    fields.shouldSupportOffline = sent.boolean("should_support_offline");
-    fields.shouldIgnoreDND = sent.boolean("should_ignore_dnd");
-  });
+  fields.campaignID = sent["campaign_id"];
+  if (const zn::Value payload = sent.dictionary("payload")) {
+    fields.payload = known && known->isAsSent(payload) ? known : ZNDeviceTriggerPayload::initWithDictionary(payload);
+  }
+  fields.triggerEvent = sent["trigger_event_name"];
+  fields.attrConditions = sent.dictionary("condition");
+  fields.campaignType = getDeviceTriggerType(sent["type"]);
+  fields.status = sent["status"];
+  fields.expiry = sent["expiry"];
+  fields.priority = sent["priority"];
+  fields.maxTimes = sent["max_times"];
+  fields.campaignDelay = sent["min_delay_between_notifications"];
+  fields.lastUpdatedTime = sent["last_updated"];
+  fields.triggerDelay = sent["show_delay"];
+  fields.maxSyncDelay = sent["max_sync_delay"];
+  fields.shouldSupportOffline = sent.boolean("should_support_offline");
+  fields.shouldIgnoreDND = sent.boolean("should_ignore_dnd");
 }
 
 void ZNDeviceTriggerCampaign::updateNotificationPayload(const zn::Value& dictionary) {
@@ -172,7 +182,15 @@ struct ZNDeviceTriggerCampaign::Archived {
 };
 
 void ZNDeviceTriggerCampaign::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  zn::encodeFields(coder, fields_.all(), Archived::fields);
+  fields_.read([&](const Fields& fields) { zn::encodeFields(coder, fields, Archived::fields); });
+}
+
+/// A new record has no fresh contents, and says what is malformed.
+bool ZNDeviceTriggerCampaign::isAsSent(const Fields& sent) const {
+  return fields_.read([&](const Fields& fields) {
+    return !fields.updated_payload && fields.malformation == sent.malformation &&
+           zn::archiveAlike(fields, sent, Archived::fields);
+  });
 }
 
 /// A payload that is put in place of another may be the older one, so the own number counts as well; every later change

@@ -27,6 +27,11 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   /// `initWithDictionary:`: from the server's dictionary. A payload, a condition or a switch of the wrong kind is a
   /// failure; it is logged with the campaign's id, and what was filled in so far stays.
   static std::shared_ptr<ZNDeviceTriggerCampaign> initWithDictionary(const zn::Value& dictionary);
+  /// The same where the campaign is known already, or null: answers `known` itself if a new one would be archived alike
+  /// and `known` holds no fresh contents; its condition's problem is then told once more, as a new one's is. A new one
+  /// takes over the payload of `known` if that would be archived alike.
+  static std::shared_ptr<ZNDeviceTriggerCampaign> initWithDictionary(
+      const zn::Value& dictionary, const std::shared_ptr<ZNDeviceTriggerCampaign>& known);
   /// `initWithCoder:`
   static std::shared_ptr<ZNDeviceTriggerCampaign> initWithCoder(zn::NSKeyedUnarchiver& coder);
 
@@ -103,7 +108,8 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   /// events orders them anew when the count has moved.
   static std::uint64_t triggerEventChanges();
   static const zn::Value& kActiveValue();
-  void fill(const zn::Value& dictionary);
+  static void fill(Fields& fields, const zn::Value& dictionary, const std::shared_ptr<ZNDeviceTriggerPayload>& known);
+  bool isAsSent(const Fields& sent) const;
   std::shared_ptr<const ZNEventCondition> condition() const;
 
   mutable zn::RevisedFields<Fields> fields_;

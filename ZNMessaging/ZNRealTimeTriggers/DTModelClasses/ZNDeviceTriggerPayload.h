@@ -25,6 +25,9 @@ class ZN_EXPORT ZNDeviceTriggerPayload : public ZNModelObject {
   ZN_PROPERTY(zn::Value, category, setCategory)
   ZN_PROPERTY(zn::Value, pushDict, setPushDict)  ///< all of it: the notification's user info
 
+  /// Whether `initWithDictionary` would make of it a payload that archives as this one does.
+  bool isAsSent(const zn::Value& dictionary) const;
+
   const char* archivedClassName() const override { return "ZNDeviceTriggerPayload"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
   std::uint64_t revision() const override { return fields_.revision(); }
@@ -41,5 +44,7 @@ class ZN_EXPORT ZNDeviceTriggerPayload : public ZNModelObject {
     zn::Value category;
     zn::Value pushDict;
   };
+  static Fields fieldsOf(const zn::Value& dictionary);
+
   zn::RevisedFields<Fields> fields_;
 };
