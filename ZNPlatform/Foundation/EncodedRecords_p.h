@@ -197,6 +197,7 @@ class EncodedRecords {
   void add(EncodedRecord& record);
   void remove(const EncodedRecord& record);
   void countRef(EncodedRef ref, bool isUsed);
+  void forgetRemoved();
   void endRound();
   void forget(std::uint32_t slot);
 
