@@ -174,6 +174,24 @@ void CountShowingAndSave(benchmark::State& state) {
     state.SkipWithError("not every showing was counted");
 }
 
+/// What a synchronisation makes of campaigns that are stored already and came unchanged: it reads and compares them.
+void ReadUnchangedCampaigns(benchmark::State& state) {
+  zn::test::benchmarkDevice();
+  const Value stored = answerOf(state.range(0));
+  const Value answer = answerOf(state.range(0));
+  zn::CampaignList known;
+  for (const Value& each : stored.elements()) known.push_back(ZNDeviceTriggerCampaign::initWithDictionary(each));
+  std::size_t kept = 0;
+  for (auto _ : state) {
+    auto next = known.begin();
+    for (const Value& each : answer.elements()) {
+      kept += ZNDeviceTriggerCampaign::initWithDictionary(each, *next) == *next;
+      ++next;
+    }
+  }
+  if (kept != known.size() * static_cast<std::size_t>(state.iterations())) state.SkipWithError("some were made anew");
+}
+
 /// A server's answer of as many campaigns as are stored, all known already, with the file.
 void MergeAnswerAndSave(benchmark::State& state) {
   auto& store = storeOf(state.range(0));
@@ -189,6 +207,7 @@ BENCHMARK(SaveTriggers)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime()
 BENCHMARK(WriteSameTriggerBytes)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(WriteSameTriggerBytesSafely)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(CountShowingAndSave)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(ReadUnchangedCampaigns)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(MergeAnswerAndSave)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace

@@ -31,7 +31,7 @@ def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
     build = pathlib.Path(sys.argv[1])
-    libraries = sorted(each for each in (build / "lib").glob("lib*.so") if each.exists())
+    libraries = sorted(each for each in (build / "lib").glob("lib*.so") if each.is_symlink())  # versioned: installed
     if not libraries:
         sys.exit(f"there is no shared library in {build / 'lib'}: build with BUILD_SHARED_LIBS")
     program = build / "bin/zn_load_library"

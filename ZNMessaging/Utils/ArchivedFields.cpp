@@ -10,12 +10,12 @@ bool hasSameBits(double a, double b) { return std::bit_cast<std::uint64_t>(a) ==
 bool containersArchiveAlike(const zn::Value& a, const zn::Value& b) {
   if (a.isMutable() != b.isMutable()) return false;
   if (a.identity() == b.identity()) return true;
-  if (a.isArray())
-    return std::ranges::equal(a.elements(), b.elements(),
-                              [](const auto& left, const auto& right) { return zn::archiveAlike(left, right); });
-  return std::ranges::equal(a.entries(), b.entries(), [](const zn::Value::Entry& left, const zn::Value::Entry& right) {
+  const auto isAlike = [](const zn::Value& left, const zn::Value& right) { return zn::archiveAlike(left, right); };
+  const auto isEntryAlike = [](const zn::Value::Entry& left, const zn::Value::Entry& right) {
     return left.name() == right.name() && zn::archiveAlike(left.value, right.value);
-  });
+  };
+  return a.isArray() ? std::ranges::equal(a.elements(), b.elements(), isAlike)
+                     : std::ranges::equal(a.entries(), b.entries(), isEntryAlike);
 }
 
 }  // namespace

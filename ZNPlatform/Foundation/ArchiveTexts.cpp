@@ -30,7 +30,7 @@ void ArchiveTexts::load(std::span<const std::uint8_t> bytes, std::span<const std
 void ArchiveTexts::indexLoaded() {
   for (Id id = 0; id < unindexed_; ++id) {
     if (texts_[id].size == 0) continue;  // gone already
-    texts_[id].hash = index_.hashOf(list::withoutHead(written(id)));
+    texts_[id].hash = index_.hashed(list::withoutHead(written(id))).hash;
     index_.add(texts_[id].hash, id);
     if (!isValue(id)) idle_.push_back(id);
   }
@@ -39,10 +39,9 @@ void ArchiveTexts::indexLoaded() {
 
 ArchiveTexts::Id ArchiveTexts::idOf(std::string_view utf8) {
   if (unindexed_ != 0) indexLoaded();
-  const list::Text text = index_.written(utf8);
-  const std::uint32_t hash = index_.hashOf(text);
-  const Id known = index_.find(hash, [&](Id id) { return isSame(written(id), text); });
-  return known != list::TextIndex::kNone ? known : add(text, hash);
+  const list::TextIndex::Hashed text = index_.hashed(utf8);
+  const Id known = index_.find(text.hash, [&](Id id) { return isSame(written(id), text.text); });
+  return known != list::TextIndex::kNone ? known : add(text.text, text.hash);
 }
 
 ArchiveTexts::Id ArchiveTexts::add(const list::Text& text, std::uint32_t hash) {
@@ -65,7 +64,7 @@ ArchiveTexts::Id ArchiveTexts::add(const list::Text& text, std::uint32_t hash) {
 ArchiveTexts::Id ArchiveTexts::idOfLiteral(const char* text) {
   const auto address = reinterpret_cast<std::uintptr_t>(text);
   if (const Id* known = literals_.find(address)) return *known;
-  const list::Text plain = index_.written(text);
+  const list::Text plain = index_.hashed(std::string_view(text)).text;
   const auto loaded = std::find_if(loadedLiterals_.begin(), loadedLiterals_.end(),
                                    [&](Id each) { return isSame(written(each), plain); });
   const Id id = loaded != loadedLiterals_.end() ? *loaded : idOf(std::string_view(text));

@@ -56,7 +56,8 @@ class ArchiveWriter::Body {
   }
 
   void uids() {
-    for (std::uint32_t place = 0; place < writer_.places_; ++place) {
+    const std::uint32_t count = writer_.places_;
+    for (std::uint32_t place = 0; place < count; ++place) {
       start();
       at_ = storeUid(at_, place);
     }
@@ -126,21 +127,25 @@ class ArchiveWriter::Body {
     for (const std::uint32_t object : objects) at = store(at, static_cast<Ref>(object));
     return bytes;
   }
-  std::uint32_t resolved(EncodedRef ref) const noexcept {
-    const std::uint32_t number = ref::number(ref);
-    switch (ref::how(ref)) {
-      case ref::kOwn:
-        return firstPlace_ + number;
-      case ref::kText:
-        return writer_.textPlaces_[number];
-      case ref::kFixed:
-        return writer_.fixedRefs_[number];
-      default: {
-        const auto& other = writer_.records_.others_[number];
-        return writer_.records_.records_[other.slot].firstPlace + other.place;
-      }
+  /// Finds the object that a reference of the present record means.
+  class Resolver {
+   public:
+    explicit Resolver(const Body& body) noexcept
+        : writer_(body.writer_), textPlaces_(writer_.textPlaces_.data()), firstPlace_(body.firstPlace_) {}
+    std::uint32_t operator()(EncodedRef ref) const noexcept {
+      const std::uint32_t number = ref::number(ref);
+      if (ref::how(ref) == ref::kText) return textPlaces_[number];
+      if (ref::how(ref) == ref::kOwn) return firstPlace_ + number;
+      if (ref::how(ref) == ref::kFixed) return writer_.fixedRefs_[number];
+      const auto& other = writer_.records_.others_[number];
+      return writer_.records_.records_[other.slot].firstPlace + other.place;
     }
-  }
+
+   private:
+    const ArchiveWriter& writer_;
+    const std::uint32_t* const textPlaces_;
+    const std::uint32_t firstPlace_;
+  };
   std::uint32_t classOf(const EncodedObject& object) const noexcept {
     return writer_.classes_[writer_.foundationClasses_[static_cast<std::size_t>(foundationClassOf(object))]].place;
   }
@@ -156,7 +161,7 @@ class ArchiveWriter::Body {
         put(next_);
         put(next_ + 1);
         put(classOf(object));
-        list(object.body.first(object.count));
+        keys(object.body.first(object.count));
         return list(object.body.last(object.count));
       case EncodedKind::array:
         put(arrayKeys_);
@@ -183,18 +188,35 @@ class ArchiveWriter::Body {
     }
   }
 
+  // What is stored may be anything for the compiler, members too, so the loops have copies of these.
+
+  void keys(std::span<const EncodedRef> texts) {
+    start();
+    std::uint8_t* at = storeHead(at_, kArray, texts.size());
+    const std::uint32_t* const places = writer_.textPlaces_.data();
+    for (const EncodedRef text : texts) at = store(at, static_cast<Ref>(places[ref::number(text)]));
+    at_ = at;
+  }
+
   void list(std::span<const EncodedRef> refs) {
     start();
-    at_ = storeHead(at_, kArray, refs.size());
-    for (const EncodedRef ref : refs) put(resolved(ref));
+    std::uint8_t* at = storeHead(at_, kArray, refs.size());
+    const Resolver resolve(*this);
+    for (const EncodedRef ref : refs) at = store(at, static_cast<Ref>(resolve(ref)));
+    at_ = at;
   }
 
   void recordObject(const EncodedObject& record) {
     put(shapeKeys_[record.shape]);
     std::uint32_t integers = 0;
+    std::uint8_t* at = at_;
+    const Resolver resolve(*this);
+    const std::uint32_t next = next_;
     forEachField(record, [&](EncodedRef field, std::int32_t) {
-      put(field == (ref::kFixed | ref::kInlineInteger) ? next_ + integers++ : resolved(field));
+      at = store(at,
+                 static_cast<Ref>(field == (ref::kFixed | ref::kInlineInteger) ? next + integers++ : resolve(field)));
     });
+    at_ = at;
     put(writer_.classes_[writer_.shapeClasses_[record.shape]].place);
     if (integers == 0) return;
     forEachField(record, [&](EncodedRef field, std::int32_t integer) {

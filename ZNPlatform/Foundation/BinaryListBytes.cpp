@@ -58,17 +58,26 @@ void refuseSize() { throw Exception("a property list beyond 2 GB cannot be writt
 
 TextIndex::TextIndex() : slots_(1024), seed_(reinterpret_cast<std::uintptr_t>(slots_.data()) * kMultiplier) {}
 
-Text TextIndex::written(std::string_view utf8) {
-  const std::span bytes{reinterpret_cast<const std::uint8_t*>(utf8.data()), utf8.size()};
-  if (isAscii(bytes)) return {bytes, false};
+TextIndex::Hashed TextIndex::hashed(std::string_view utf8) {
+  const Text plain{{reinterpret_cast<const std::uint8_t*>(utf8.data()), utf8.size()}, false};
+  std::uint64_t bits = 0;
+  const std::uint32_t hash = hashOf(plain, bits);
+  if ((bits & kHighBits) == 0) return {plain, hash};
   wide_.clear();
   appendUtf16BigEndian(utf8, wide_);
-  return {wide_, true};
+  return hashed({wide_, true});
 }
 
-std::uint32_t TextIndex::hashOf(const Text& text) const noexcept {
+TextIndex::Hashed TextIndex::hashed(const Text& text) const noexcept {
+  std::uint64_t bits = 0;
+  return {text, hashOf(text, bits)};
+}
+
+/// `bits`: those that any of its words has.
+std::uint32_t TextIndex::hashOf(const Text& text, std::uint64_t& bits) const noexcept {
   std::uint64_t hash = seed_ ^ (text.bytes.size() << 1 | (text.wide ? 1 : 0));
   forEachWord(text.bytes, [&](std::uint64_t word) {
+    bits |= word;
     // Both halves of the product: the last characters of a text, where numbered ones differ, are a word's high bits.
     const auto product = static_cast<Wide>(hash ^ word) * kMultiplier;
     hash = static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);

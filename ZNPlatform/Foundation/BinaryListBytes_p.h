@@ -123,9 +123,13 @@ class TextIndex {
   static constexpr std::uint32_t kNone = UINT32_MAX;
 
   TextIndex();
-  /// In its written form; UTF-8 that is not valid becomes U+FFFD. Valid until the next call.
-  Text written(std::string_view utf8);
-  std::uint32_t hashOf(const Text& text) const noexcept;
+  struct Hashed {
+    Text text;
+    std::uint32_t hash;
+  };
+  /// A text in its written form; UTF-8 that is not valid becomes U+FFFD. Valid until the next call.
+  Hashed hashed(std::string_view utf8);
+  Hashed hashed(const Text& text) const noexcept;
 
   /// The number of a text; kNone where it is new. `isSame` tells whether a number's text is the one.
   template <class IsSame>
@@ -148,6 +152,7 @@ class TextIndex {
     std::uint32_t hash = 0;
     std::uint32_t number = kNone;
   };
+  std::uint32_t hashOf(const Text& text, std::uint64_t& bits) const noexcept;
   void resize(std::size_t texts);
 
   std::vector<Slot> slots_;  // open addressing

@@ -44,9 +44,8 @@ BinaryListWriter::Ref BinaryListWriter::data(std::span<const std::uint8_t> bytes
 }
 
 BinaryListWriter::Ref BinaryListWriter::string(std::string_view utf8) {
-  const list::Text text = index_.written(utf8);
-  const std::uint32_t hash = index_.hashOf(text);
-  const std::uint32_t known = index_.find(hash, [&](std::uint32_t number) {
+  const auto [text, hash] = index_.hashed(utf8);
+  const std::uint32_t known = index_.find(hash, [&, &text = text](std::uint32_t number) {
     const Text& each = texts_[number];
     if (each.size != text.bytes.size() || each.wide != text.wide) return false;
     return text.bytes.empty() || std::memcmp(bytes_.data() + each.position, text.bytes.data(), text.bytes.size()) == 0;

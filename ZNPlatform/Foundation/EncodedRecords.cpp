@@ -203,7 +203,7 @@ std::uint32_t EncodedRecords::slotOf(std::uint64_t revision) {
 void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchiver& coder) {
   slot_ = slot;
   refersToOthers_ = false;
-  words_.clear();
+  words_.shrink(0);
   addresses_.clear();
   waiting_.clear();
   lists_.clear();
@@ -212,8 +212,9 @@ void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchi
 
   EncodedRecord& record = records_[slot];
   auto held = std::make_unique<EncodedRecord::Held>();
-  held->words = words_;
+  held->words.assign(words_.begin(), words_.end());
   held->addresses = addresses_;
+  held->values.reserve(fieldValues_.size());
   for (Value& value : fieldValues_) {
     if (value.isContainer()) held->values.push_back(std::move(value));
   }
@@ -230,7 +231,7 @@ void EncodedRecords::encodeWaiting(const Waiting& waiting, NSKeyedArchiver& code
   if (waiting.value) return encodeValue(*waiting.value);
   const List& list = lists_[waiting.list];
   words_.push_back(encodedHead(EncodedKind::array, list.isMutable, static_cast<std::uint32_t>(list.elements.size())));
-  words_.insert(words_.end(), list.elements.begin(), list.elements.end());
+  words_.append(list.elements);
 }
 
 void EncodedRecords::encodeRecord(const Waiting& waiting, NSKeyedArchiver& coder) {
@@ -240,7 +241,7 @@ void EncodedRecords::encodeRecord(const Waiting& waiting, NSKeyedArchiver& coder
   waiting.record->encodeWithCoder(coder);
   words_.push_back(encodedHead(EncodedKind::record, false, static_cast<std::uint32_t>(fields_.size())));
   words_.push_back(shapeOf(*waiting.record));
-  words_.insert(words_.end(), fields_.begin(), fields_.end());
+  words_.append(fields_);
 }
 
 std::uint32_t EncodedRecords::shapeOf(const Coding& record) {
@@ -281,9 +282,10 @@ void EncodedRecords::encodeValue(const Value& value) {
   words_.push_back(
       encodedHead(value.isArray() ? EncodedKind::array : EncodedKind::dictionary, value.isMutable(), count));
   prefetch(value);
-  for (const Value& element : value.elements()) words_.push_back(refOf(element, false));
-  for (const Value::Entry& entry : value.entries()) words_.push_back(refOf(entry.key, false));
-  for (const Value::Entry& entry : value.entries()) words_.push_back(refOf(entry.value, false));
+  std::uint32_t* word = words_.extend(std::size_t{count} * (value.isArray() ? 1 : 2));
+  for (const Value& element : value.elements()) *word++ = refOf(element, false);
+  for (const Value::Entry& entry : value.entries()) *word++ = ref::kText | texts_.idOf(entry.name());
+  for (const Value::Entry& entry : value.entries()) *word++ = refOf(entry.value, false);
 }
 
 void EncodedRecords::putInteger(EncodedKind kind, std::int64_t bits) {
@@ -295,9 +297,11 @@ void EncodedRecords::putInteger(EncodedKind kind, std::int64_t bits) {
 void EncodedRecords::putData(std::span<const std::uint8_t> bytes) {
   if (bytes.size() > kLargestEncodedCount) list::refuseSize();
   words_.push_back(encodedHead(EncodedKind::data, false, static_cast<std::uint32_t>(bytes.size())));
-  const std::size_t at = words_.size();
-  words_.resize(at + (bytes.size() + 3) / 4);
-  if (!bytes.empty()) std::memcpy(&words_[at], bytes.data(), bytes.size());
+  if (bytes.empty()) return;
+  const std::size_t count = (bytes.size() + 3) / 4;
+  std::uint32_t* const words = words_.extend(count);
+  words[count - 1] = 0;
+  std::memcpy(words, bytes.data(), bytes.size());
 }
 
 /// `isField`: the caller may let go of it.
@@ -477,7 +481,7 @@ void EncodedRecords::remove(const EncodedRecord& record) {
 
 std::size_t EncodedRecords::capacity() const noexcept {
   return texts_.capacity() + records_.capacity() * sizeof(EncodedRecord) + seen_.capacity() + output_.capacity() +
-         words_.capacity() * sizeof words_[0] + waiting_.capacity() * sizeof waiting_[0];
+         words_.capacity() + waiting_.capacity() * sizeof waiting_[0];
 }
 
 }  // namespace zn

@@ -224,7 +224,7 @@ class EncodedRecords {
   std::uint32_t slot_ = 0;
   int level_ = 0;
   bool refersToOthers_ = false;
-  std::vector<std::uint32_t> words_;
+  GrowingBuffer<std::uint32_t> words_;
   std::vector<std::uintptr_t> addresses_;
   std::vector<Waiting> waiting_;
   std::vector<List> lists_;

@@ -93,15 +93,15 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
   void setRichLandingURL(const zn::Value& value) { setContent(&Fields::richLandingURL, value); }
 
   ZN_PROPERTY(zn::Value, receivedDate, setReceivedDate)  ///< date or nil, like the next two
-  /// Its seconds since 1970, and for nil what sorts after all of them.
+  ZN_PROPERTY(zn::Value, clickedDate, setClickedDate)
+  ZN_PROPERTY(zn::Value, inboxExpiryDate, setInboxExpiryDate)  ///< after it the entry is removed
+  /// The received date's seconds since 1970; for nil, what sorts after all of them.
   double receivedSeconds() const {
     return fields_.read([](const Fields& fields) {
       return fields.receivedDate.isDate() ? fields.receivedDate.date().secondsSince1970
                                           : -std::numeric_limits<double>::infinity();
     });
   }
-  ZN_PROPERTY(zn::Value, clickedDate, setClickedDate)
-  ZN_PROPERTY(zn::Value, inboxExpiryDate, setInboxExpiryDate)  ///< after it the entry is removed
   ZN_PROPERTY(bool, isRead, setIsRead)
   bool isUnreadWithPayload() const;  ///< read as one step
 
