@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <vector>
 
@@ -17,7 +18,7 @@ class AddressTable {
     Place& place = placeOf(address);
     return place.address != 0 ? &place.item : nullptr;
   }
-  /// `isKept` tells of an address and its item whether it is still of use.
+  /// `isKept` tells of an address and its item whether it is still of use, once the table is full.
   template <class IsKept>
   void set(std::uintptr_t address, const Item& item, const IsKept& isKept) {
     Place* place = &placeOf(address);
@@ -50,14 +51,13 @@ class AddressTable {
   }
   template <class IsKept>
   void grow(const IsKept& isKept) {
-    std::vector<Place> old(2 * places_.size());
-    old.swap(places_);
-    count_ = 0;
-    for (const Place& place : old) {
-      if (place.address == 0 || !isKept(place.address, place.item)) continue;
-      placeOf(place.address) = place;
-      ++count_;
+    std::vector<Place> kept;
+    for (const Place& place : places_) {
+      if (place.address != 0 && isKept(place.address, place.item)) kept.push_back(place);
     }
+    places_.assign(std::bit_ceil(4 * kept.size() + 64), {});
+    for (const Place& place : kept) placeOf(place.address) = place;
+    count_ = kept.size();
   }
 
   std::vector<Place> places_;

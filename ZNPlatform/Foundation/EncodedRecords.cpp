@@ -111,7 +111,8 @@ bool EncodedRecords::load(std::shared_ptr<const LoadedArchive> archive, std::spa
   ArchiveWriter(*this).write(output_);
   others_.clear();
   lastOrder_.swap(order_);
-  const std::span<const std::uint8_t> written = output_;
+  GrowingBuffer<std::uint8_t> written;  // not kept: most who load save much later, if at all
+  written.swap(output_);
   return written.size() == bytes.size() && std::memcmp(written.data(), bytes.data(), bytes.size()) == 0;
 }
 
