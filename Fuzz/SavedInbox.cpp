@@ -226,7 +226,6 @@ class Run {
     zn::NSKeyedUnarchiver::Result quick;
     const bool isTaken = zn::ArchiveReaders::readEncoded(file_, classes, quick);
     const bool shares = sharesAnything();
-    if (!(isTaken || shares) && getenv("DUMP")) zn::fuzz::writeFile(getenv("DUMP"), file_);
     require(isTaken || shares);
     if (isTaken) require(zn::fuzz::isSame(*std::dynamic_pointer_cast<ZNInboxData>(quick.root), *data_));
     // What was read knows no more which of its containers are those that somebody was given since.
