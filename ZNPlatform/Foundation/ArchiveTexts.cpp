@@ -29,6 +29,7 @@ void ArchiveTexts::load(std::span<const std::uint8_t> bytes, std::span<const std
 
 void ArchiveTexts::indexLoaded() {
   for (Id id = 0; id < unindexed_; ++id) {
+    if (texts_[id].size == 0) continue;  // gone already
     texts_[id].hash = index_.hashed(list::withoutHead(written(id))).hash;
     index_.add(texts_[id].hash, id);
     if (!isValue(id)) idle_.push_back(id);

@@ -77,6 +77,7 @@ std::span<const std::uint8_t> EncodedRecords::archive(NSKeyedArchiver& coder, co
     order_.push_back(kRoot);
     encode(kRoot, root, coder);
     for (std::size_t i = 0; i < pending_.size(); ++i) encode(pending_[i].slot, *pending_[i].record, coder);
+    forgetRemoved();
     ArchiveWriter(*this).write(output_);
   } catch (...) {
     clear();
@@ -136,11 +137,15 @@ void EncodedRecords::clear() {
   loaded_.reset();
 }
 
-void EncodedRecords::endRound() {
+/// Before the archive is written: what is no longer there must not be in it.
+void EncodedRecords::forgetRemoved() {
   for (const std::uint32_t slot : lastOrder_) {
     if (records_[slot].round != round_) forget(slot);
   }
   lastOrder_.clear();
+}
+
+void EncodedRecords::endRound() {
   for (const std::uint32_t slot : order_) {
     if (records_[slot].revision == 0) {
       forget(slot);

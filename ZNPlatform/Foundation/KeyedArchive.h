@@ -146,6 +146,7 @@ class ZN_EXPORT NSKeyedUnarchiver {
   explicit NSKeyedUnarchiver(std::unique_ptr<State> state);
   static Result readThoroughly(std::span<const std::uint8_t> bytes, std::span<const ArchivedClass> classes);
   static bool readEncoded(std::span<const std::uint8_t> bytes, std::span<const ArchivedClass> classes, Result& result);
+  static Data rewritten(std::span<const std::uint8_t> bytes);
   std::unique_ptr<State> state_;
 };
 

@@ -309,6 +309,15 @@ bool NSKeyedUnarchiver::readEncoded(std::span<const std::uint8_t> bytes, std::sp
   return true;
 }
 
+Data NSKeyedUnarchiver::rewritten(std::span<const std::uint8_t> bytes) {
+  const auto archive = LoadedArchive::read(bytes);
+  if (!archive) return {};
+  EncodedRecords encoded;
+  encoded.load(archive, bytes);
+  const auto written = encoded.written();
+  return {written.begin(), written.end()};
+}
+
 NSKeyedUnarchiver::Result NSKeyedUnarchiver::readThoroughly(std::span<const std::uint8_t> bytes,
                                                             std::span<const ArchivedClass> classes) {
   Result result;

@@ -39,6 +39,9 @@ bool isWellFormedUtf16(std::span<const std::uint8_t> text) noexcept {
   return !isAscii;
 }
 
+/// How many texts an archive may name; each is looked for among them.
+constexpr std::size_t kMostLiterals = 1024;
+
 }  // namespace
 
 /// Reads the objects one after the other, in the order in which ArchiveWriter writes them. Nothing outside the bytes is
@@ -206,7 +209,10 @@ class ArchiveParser {
   Id literal(std::uint32_t object) {
     const Id id = textOf(object);
     auto& known = archive_.literals_;
-    if (std::find(known.begin(), known.end(), id) == known.end()) known.push_back(id);
+    if (std::find(known.begin(), known.end(), id) == known.end()) {
+      expectUsual(known.size() < kMostLiterals);
+      known.push_back(id);
+    }
     return id;
   }
   bool isNamed(std::uint32_t object, std::string_view name, std::uint32_t& known) {

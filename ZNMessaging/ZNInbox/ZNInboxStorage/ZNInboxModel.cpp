@@ -293,7 +293,8 @@ std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithCoder(zn::NSKeyedUnarchiver&
   entry->fields_.updateUnrevised([&](Fields& fields) {
     zn::decodeFields(coder, fields, Archived::fields, zn::ReadField::atOnce);
     fields.campaignHash = fields.campaignID.hash();
-    fields.unread = coder.fieldsForLater();
+    // What was read now must be shared with what is read later: only a campaign could share anything.
+    if (!fields.campaignID.isContainer()) fields.unread = coder.fieldsForLater();
     if (fields.unread) {
       fields.unreadHasPayload = coder.decodesDictionaryForKey("notificationPayload");
     } else {

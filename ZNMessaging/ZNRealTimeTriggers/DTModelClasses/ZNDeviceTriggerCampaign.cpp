@@ -1,7 +1,5 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 
-#include <algorithm>
-
 #include "ZNMessaging/Utils/ArchivedFields_p.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -218,12 +216,13 @@ bool ZNDeviceTriggerCampaign::isAsSent(const Fields& sent) const {
   });
 }
 
-/// A payload that is put in place of another may be the older one, so the own number counts as well; every later change
-/// of either has a larger one.
+/// A change of the payload counts as one of the campaign. The payload's own number would not do: campaigns may share
+/// one.
 std::uint64_t ZNDeviceTriggerCampaign::revision() const {
-  return fields_.read([this](const Fields& fields) {
-    return std::max(fields_.revision(), fields.payload ? fields.payload->revision() : 0);
-  });
+  const auto ofPayload = [](const Fields& fields) { return fields.payload ? fields.payload->revision() : 0; };
+  if (fields_.read([&](const Fields& fields) { return fields.payloadRevision != ofPayload(fields); }))
+    fields_.update([&](Fields& fields) { fields.payloadRevision = ofPayload(fields); });
+  return fields_.revision();
 }
 
 std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithCoder(zn::NSKeyedUnarchiver& coder) {

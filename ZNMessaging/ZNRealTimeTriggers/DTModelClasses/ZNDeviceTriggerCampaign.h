@@ -86,6 +86,7 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   struct Fields {
     zn::Value campaignID;
     std::shared_ptr<ZNDeviceTriggerPayload> payload;
+    std::uint64_t payloadRevision = 0;  // that `revision` counts already
     std::shared_ptr<ZNDeviceTriggerPayload> updated_payload;
     zn::Value triggerEvent;
     zn::Value attrConditions;
