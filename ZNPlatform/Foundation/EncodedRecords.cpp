@@ -103,9 +103,7 @@ bool EncodedRecords::load(std::shared_ptr<const LoadedArchive> archive, std::spa
   ArchiveWriter(*this).write(output_);
   others_.clear();
   lastOrder_.swap(order_);
-  GrowingBuffer<std::uint8_t> written;  // not kept: most who load save much later, if at all
-  written.swap(output_);
-  return written.size() == bytes.size() && std::memcmp(written.data(), bytes.data(), bytes.size()) == 0;
+  return output_.size() == bytes.size() && std::memcmp(output_.data(), bytes.data(), bytes.size()) == 0;
 }
 
 void EncodedRecords::setRevisions(std::span<const std::uint64_t> revisions) {
@@ -115,6 +113,7 @@ void EncodedRecords::setRevisions(std::span<const std::uint64_t> revisions) {
   }
   order_.swap(lastOrder_);
   endRound();
+  GrowingBuffer<std::uint8_t>().swap(output_);  // not kept: most who load save much later, if at all
 }
 
 void EncodedRecords::clear() {

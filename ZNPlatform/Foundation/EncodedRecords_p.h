@@ -142,7 +142,7 @@ class EncodedRecords {
   /// Keeps what an archive was read into; before anything else. False where an archive of it is not `bytes`: they are
   /// not what this writes, or they are damaged. Nothing must be done with this then.
   bool load(std::shared_ptr<const LoadedArchive> archive, std::span<const std::uint8_t> bytes);
-  std::span<const std::uint8_t> written() const noexcept { return output_; }  ///< the archive of either
+  std::span<const std::uint8_t> written() const noexcept { return output_; }  ///< what was compared with `bytes`
   /// Of the records that were loaded, in their order; once. 0: one that is not to be kept.
   void setRevisions(std::span<const std::uint64_t> revisions);
   /// Begins anew, with the same memory.
