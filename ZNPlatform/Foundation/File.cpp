@@ -63,7 +63,7 @@ bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
 
 /// For what is synced next: the disk begins with a large file while the rest of it is still being copied.
 bool writeAhead(int descriptor, std::span<const std::uint8_t> bytes) {
-  constexpr std::size_t kPiece = 1 << 20;
+  constexpr std::size_t kPiece = 1 << 18;
   for (std::size_t offset = 0; bytes.size() > kPiece; offset += kPiece) {
     if (!writeAll(descriptor, bytes.first(kPiece))) return false;
     ::sync_file_range(descriptor, static_cast<off_t>(offset), kPiece, SYNC_FILE_RANGE_WRITE);  // a hint: may fail
