@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "Fuzz/SameRecords.h"
+#include "Tests/Support/EntryProperties.h"
 #include "ZNPlatform/Foundation/ArchiveReaders_p.h"
 
 namespace {
@@ -16,25 +17,7 @@ using zn::Value;
 using zn::fuzz::require;
 using Bytes = std::span<const std::uint8_t>;
 using Entry = std::shared_ptr<ZNInboxModel>;
-using Setter = void (ZNInboxModel::*)(const Value&);
-using Getter = Value (ZNInboxModel::*)() const;
-
-constexpr std::pair<Getter, Setter> kProperties[] = {
-    {&ZNInboxModel::notificationPayloadDict, &ZNInboxModel::setNotificationPayloadDict},
-    {&ZNInboxModel::screenDataDict, &ZNInboxModel::setScreenDataDict},
-    {&ZNInboxModel::zintarDict, &ZNInboxModel::setZintarDict},
-    {&ZNInboxModel::notificationTitle, &ZNInboxModel::setNotificationTitle},
-    {&ZNInboxModel::notificationSubTitle, &ZNInboxModel::setNotificationSubTitle},
-    {&ZNInboxModel::notificationBody, &ZNInboxModel::setNotificationBody},
-    {&ZNInboxModel::notificationSound, &ZNInboxModel::setNotificationSound},
-    {&ZNInboxModel::notificationMediaURL, &ZNInboxModel::setNotificationMediaURL},
-    {&ZNInboxModel::screenName, &ZNInboxModel::setScreenName},
-    {&ZNInboxModel::deepLinkURL, &ZNInboxModel::setDeepLinkURL},
-    {&ZNInboxModel::richLandingURL, &ZNInboxModel::setRichLandingURL},
-    {&ZNInboxModel::campaignID, &ZNInboxModel::setCampaignID},
-    {&ZNInboxModel::receivedDate, &ZNInboxModel::setReceivedDate},
-    {&ZNInboxModel::clickedDate, &ZNInboxModel::setClickedDate},
-    {&ZNInboxModel::inboxExpiryDate, &ZNInboxModel::setInboxExpiryDate}};
+using zn::test::kEntryProperties;
 constexpr std::size_t kContents = 11;  // the first ones; dates and the campaign are read at once
 
 /// The objects of a binary property list, each without the numbers by which it refers to others, in an order of theirs.
@@ -152,12 +135,12 @@ class Run {
   Value date() { return zn::Date{1.7e9 + upTo(1 << 24) / 4.0}; }
 
   void set(ZNInboxModel& entry) {
-    const auto which = static_cast<std::size_t>(upTo(std::size(kProperties) - 1));
+    const auto which = static_cast<std::size_t>(upTo(std::size(kEntryProperties) - 1));
     const bool isDate = which > kContents;
     const bool isDictionary = which == 0 || which == 2;
     Value next = upTo(7) == 0 ? Value(zn::nil) : isDate ? date() : isDictionary ? container(0) : value();
     if (isDictionary && !next.isDictionary()) next = Value::dictionary({{"in", next}});
-    (entry.*kProperties[which].second)(next);
+    (entry.*kEntryProperties[which].second)(next);
   }
 
   void add() {
@@ -196,7 +179,7 @@ class Run {
   }
 
   void share(const ZNInboxModel& from, ZNInboxModel& to) {
-    const auto property = kProperties[static_cast<std::size_t>(upTo(kContents - 1))];
+    const auto property = kEntryProperties[static_cast<std::size_t>(upTo(kContents - 1))];
     (to.*property.second)((from.*property.first)());
   }
 
@@ -248,7 +231,7 @@ class Run {
     std::set<const void*> others;
     for (const Entry& entry : entries_) {
       std::set<const void*> own{entry.get()};
-      for (std::size_t i = 0; i < kContents + 1; ++i) collect((entry.get()->*kProperties[i].first)(), own);
+      for (std::size_t i = 0; i < kContents + 1; ++i) collect((entry.get()->*kEntryProperties[i].first)(), own);
       for (const void* each : own) {
         if (!others.insert(each).second) return true;
       }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "Tests/Support/EntryProperties.h"
 #include "Tests/Support/EveryKindOfEntry.h"
 #include "Tests/Support/Threads.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
@@ -16,24 +17,8 @@ namespace {
 using zn::Data;
 using zn::Value;
 using zn::test::json;
+using zn::test::kEntryProperties;
 using Entry = std::shared_ptr<ZNInboxModel>;
-
-constexpr std::pair<Value (ZNInboxModel::*)() const, void (ZNInboxModel::*)(const Value&)> kProperties[] = {
-    {&ZNInboxModel::campaignID, &ZNInboxModel::setCampaignID},
-    {&ZNInboxModel::notificationPayloadDict, &ZNInboxModel::setNotificationPayloadDict},
-    {&ZNInboxModel::screenDataDict, &ZNInboxModel::setScreenDataDict},
-    {&ZNInboxModel::zintarDict, &ZNInboxModel::setZintarDict},
-    {&ZNInboxModel::notificationTitle, &ZNInboxModel::setNotificationTitle},
-    {&ZNInboxModel::notificationSubTitle, &ZNInboxModel::setNotificationSubTitle},
-    {&ZNInboxModel::notificationBody, &ZNInboxModel::setNotificationBody},
-    {&ZNInboxModel::notificationSound, &ZNInboxModel::setNotificationSound},
-    {&ZNInboxModel::notificationMediaURL, &ZNInboxModel::setNotificationMediaURL},
-    {&ZNInboxModel::screenName, &ZNInboxModel::setScreenName},
-    {&ZNInboxModel::deepLinkURL, &ZNInboxModel::setDeepLinkURL},
-    {&ZNInboxModel::richLandingURL, &ZNInboxModel::setRichLandingURL},
-    {&ZNInboxModel::receivedDate, &ZNInboxModel::setReceivedDate},
-    {&ZNInboxModel::clickedDate, &ZNInboxModel::setClickedDate},
-    {&ZNInboxModel::inboxExpiryDate, &ZNInboxModel::setInboxExpiryDate}};
 
 /// Contents, types and mutability, at every level.
 std::string described(const Value& value) {
@@ -44,7 +29,7 @@ std::string described(const Value& value) {
 }
 std::string described(const ZNInboxModel& entry) {
   std::string text = std::string(entry.isRead() ? "read" : "unread") + (entry.hasPayload() ? ", payload\n" : "\n");
-  for (const auto& property : kProperties) text += described((entry.*property.first)());
+  for (const auto& property : kEntryProperties) text += described((entry.*property.first)());
   return text;
 }
 std::vector<std::string> described(const ZNInboxData& inbox) {
@@ -145,12 +130,12 @@ TEST_F(InboxFile, AChangeOfAnyPropertyOfAnEntryThatWasReadIsSaved) {
   inbox = zn::test::everyKindOfEntry();
   save();
   ASSERT_TRUE(relaunch());
-  for (std::size_t i = 0; i < std::size(kProperties); ++i) {
-    const bool isDate = i >= std::size(kProperties) - 3;
+  for (std::size_t i = 0; i < std::size(kEntryProperties); ++i) {
+    const bool isDate = i >= std::size(kEntryProperties) - 3;
     for (const std::size_t place : {0u, 2u, 3u}) {
       const Value changed = isDate ? Value(zn::Date{static_cast<double>(i)})
                                    : Value::dictionary({{"changed", static_cast<std::int64_t>(i)}});
-      (at(place).get()->*kProperties[i].second)(changed);
+      (at(place).get()->*kEntryProperties[i].second)(changed);
       save();
       EXPECT_EQ(saved(), described(*inbox)) << "property " << i << " of entry " << place;
     }
