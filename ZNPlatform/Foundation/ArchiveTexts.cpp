@@ -44,6 +44,19 @@ ArchiveTexts::Id ArchiveTexts::idOf(std::string_view utf8) {
   return known != list::TextIndex::kNone ? known : add(text.text, text.hash);
 }
 
+ArchiveTexts::Id ArchiveTexts::idOfKey(std::string_view utf8) {
+  if (lastKey_ >= nextKeys_.size()) nextKeys_.resize(std::size_t{lastKey_} + 1);
+  Id& next = nextKeys_[lastKey_];
+  if (next >= texts_.size() || !isAscii(next, utf8)) next = idOf(utf8);
+  return lastKey_ = next;
+}
+
+bool ArchiveTexts::isAscii(Id id, std::string_view text) const noexcept {
+  const auto bytes = written(id);
+  if (bytes.size() != list::headSize(text.size()) + text.size() || (bytes[0] & 0xF0) != list::kAscii) return false;
+  return std::memcmp(bytes.data() + bytes.size() - text.size(), text.data(), text.size()) == 0;
+}
+
 ArchiveTexts::Id ArchiveTexts::add(const list::Text& text, std::uint32_t hash) {
   if (text.bytes.size() > list::kLargestFile || own_.size() > list::kLargestFile / 2) list::refuseSize();
   const auto position = static_cast<std::uint32_t>(own_.size());
@@ -84,7 +97,8 @@ void ArchiveTexts::clear() {
   own_.shrink(0);
   loaded_ = nullptr;
   unindexed_ = garbage_ = 0;
-  for (auto* const ids : {&loadedLiterals_, &free_, &idle_, &named_}) ids->clear();
+  lastKey_ = 0;
+  for (auto* const ids : {&loadedLiterals_, &free_, &idle_, &named_, &nextKeys_}) ids->clear();
   literals_.clear();
   index_.clear();
 }
@@ -119,7 +133,7 @@ void ArchiveTexts::repack() {
 
 std::size_t ArchiveTexts::capacity() const noexcept {
   return texts_.capacity() + own_.capacity() + literals_.capacity() + index_.capacity() +
-         (free_.capacity() + idle_.capacity()) * sizeof(Id);
+         (free_.capacity() + idle_.capacity() + nextKeys_.capacity()) * sizeof(Id);
 }
 
 }  // namespace zn

@@ -22,6 +22,8 @@ class ArchiveTexts {
   void load(std::span<const std::uint8_t> bytes, std::span<const std::uint32_t> starts, std::span<const Id> literals);
 
   Id idOf(std::string_view utf8);
+  /// The same for one key after the other: after a key mostly comes the one that came after it before.
+  Id idOfKey(std::string_view utf8);
   Id idOfLiteral(const char* text);  ///< by its address, which is kept
 
   void use(Id id) noexcept { ++texts_[id].users; }
@@ -58,6 +60,7 @@ class ArchiveTexts {
     bool isLiteral;
     bool isNamed;
   };
+  bool isAscii(Id id, std::string_view text) const noexcept;
   Id add(const list::Text& text, std::uint32_t hash);
   void indexLoaded();
   void repack();
@@ -71,6 +74,8 @@ class ArchiveTexts {
   std::vector<Id> free_;
   std::vector<Id> idle_;  // perhaps not used any more
   std::vector<Id> named_;
+  std::vector<Id> nextKeys_;  // by key
+  Id lastKey_ = 0;
   AddressTable<Id> literals_;
   list::TextIndex index_;
 };

@@ -277,7 +277,7 @@ void EncodedRecords::encodeValue(const Value& value) {
   value.prefetchContents();
   std::uint32_t* word = words_.extend(std::size_t{count} * (value.isArray() ? 1 : 2));
   for (const Value& element : value.elements()) *word++ = refOf(element, false);
-  for (const Value::Entry& entry : value.entries()) *word++ = ref::kText | texts_.idOf(entry.name());
+  for (const Value::Entry& entry : value.entries()) *word++ = ref::kText | texts_.idOfKey(entry.name());
   for (const Value::Entry& entry : value.entries()) *word++ = refOf(entry.value, false);
 }
 
