@@ -1,4 +1,5 @@
-// What device triggers cost: an event that nothing waits for, a whole evaluation, saving, and a synchronisation.
+// What device triggers cost: an event that nothing waits for, a whole evaluation, saving, a showing, and a
+// synchronisation, beside libplist and the bare disk.
 
 #include <benchmark/benchmark.h>
 
@@ -7,11 +8,13 @@
 #include <new>
 #include <string>
 
+#include "Benchmarks/BareWrite.h"
 #include "Benchmarks/BenchmarkDevice.h"
 #include "Benchmarks/Libplist.h"
 #include "ZNMessaging/ZNMessaging.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
+#include "ZNPlatform/Foundation/Json.h"
 #include "ZNPlatform/Foundation/KeyedArchive.h"
 #include "ZintarCore/ZNNetworkRequest.h"
 
@@ -71,14 +74,15 @@ Value sentCampaign(std::int64_t number, const std::string& event, bool isTest) {
                             {"payload", zn::test::realisticPayload("campaign-" + std::to_string(number))}});
 }
 
-/// `count` campaigns of which ten wait for ADDED_TO_CART; only the last of these to be considered may be shown.
+/// `count` campaigns of which ten wait for ADDED_TO_CART; only the last of these to be considered may be shown. As they
+/// come from a server: the keys of records that are alike share their storage.
 Value answerOf(std::int64_t count) {
   std::vector<Value> campaigns;
   for (std::int64_t i = 0; i < count; ++i) {
     const bool waits = i < 10;
     campaigns.push_back(sentCampaign(i, waits ? "ADDED_TO_CART" : "EVENT_" + std::to_string(i), waits && i > 0));
   }
-  return Value::array(std::move(campaigns));
+  return *zn::parseJson(zn::jsonText(Value::array(std::move(campaigns))));
 }
 
 ZNDeviceTriggersDataManager& storeOf(std::int64_t count) {
@@ -137,6 +141,57 @@ void SaveTriggers(benchmark::State& state) {
   }
 }
 
+void writeSameBytes(benchmark::State& state, zn::test::BareWrite how) {
+  const auto triggers = storeOf(state.range(0)).activeDeviceTriggers();
+  zn::test::writeBare(state, zn::NSKeyedArchiver::archivedDataWithRootObject(*triggers), how);
+}
+
+void WriteSameTriggerBytes(benchmark::State& state) { writeSameBytes(state, zn::test::BareWrite::renamed); }
+
+void WriteSameTriggerBytesSafely(benchmark::State& state) { writeSameBytes(state, zn::test::BareWrite::safely); }
+
+/// What showing a notification costs the store: one more showing of one campaign is counted and saved, where all
+/// campaigns have been shown before.
+void CountShowingAndSave(benchmark::State& state) {
+  auto& store = storeOf(state.range(0));
+  const auto triggers = store.activeDeviceTriggers();
+  const auto campaigns = triggers->deviceTriggers();
+  triggers->update([&](ZNDeviceTriggers::Fields& fields) {
+    zn::StatusList shown;
+    for (const auto& campaign : *campaigns) {
+      const auto status = ZNDeviceTriggerStatus::initWithDictionary(
+          Value::dictionary({{"campaign_id", campaign->campaignID()}, {"expiry", campaign->expiry()}}));
+      status->setNumberOfTimesShown(1);
+      status->setLastShownTime(1699000000000);
+      shown.push_back(status);
+    }
+    fields.deviceTriggerStatus = std::make_shared<const zn::StatusList>(std::move(shown));
+  });
+  const auto& one = *campaigns->at(campaigns->size() / 2);
+  for (auto _ : state) store.updateCampaignShownForCampaign(one);
+  const std::int64_t counted = triggers->statusForCampaign(one.campaignID())->numberOfTimesShown().integer();
+  if (counted != 1 + static_cast<std::int64_t>(state.iterations()))
+    state.SkipWithError("not every showing was counted");
+}
+
+/// What a synchronisation makes of campaigns that are stored already and came unchanged: it reads and compares them.
+void ReadUnchangedCampaigns(benchmark::State& state) {
+  zn::test::benchmarkDevice();
+  const Value stored = answerOf(state.range(0));
+  const Value answer = answerOf(state.range(0));
+  zn::CampaignList known;
+  for (const Value& each : stored.elements()) known.push_back(ZNDeviceTriggerCampaign::initWithDictionary(each));
+  std::size_t kept = 0;
+  for (auto _ : state) {
+    auto next = known.begin();
+    for (const Value& each : answer.elements()) {
+      kept += ZNDeviceTriggerCampaign::initWithDictionary(each, *next) == *next;
+      ++next;
+    }
+  }
+  if (kept != known.size() * static_cast<std::size_t>(state.iterations())) state.SkipWithError("some were made anew");
+}
+
 /// A server's answer of as many campaigns as are stored, all known already, with the file.
 void MergeAnswerAndSave(benchmark::State& state) {
   auto& store = storeOf(state.range(0));
@@ -149,6 +204,10 @@ BENCHMARK(EvaluateUpToTheSegmentRequest)->Arg(1000)->Arg(10000)->Unit(benchmark:
 BENCHMARK(EncodeTriggers)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(EncodeTriggersWithLibplist)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(SaveTriggers)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(WriteSameTriggerBytes)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(WriteSameTriggerBytesSafely)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(CountShowingAndSave)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(ReadUnchangedCampaigns)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(MergeAnswerAndSave)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace

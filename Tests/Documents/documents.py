@@ -8,7 +8,7 @@ A block of C++ is the body of a function, or a whole program. The line before a 
   <!-- given: DECLARATIONS -->   what stands before the C++ block
   <!-- with: NAME -->            the shell block finds the scenario that was shown last in this file
   <!-- not run: REASON -->       of this shell block it is only tried that programs, options and files exist
-A block "output" is what the block before it prints last, line by line.
+A block "output" is what the block before it prints last, line by line; a block "text" is a drawing.
 """
 import os
 import pathlib
@@ -139,7 +139,7 @@ def run_all(source, programs):
                 elif block.language in ("sh", "jsonl"):
                     printed = run_block(block, scenario, source, programs, folder)
                     scenario = block.text if block.language == "jsonl" else scenario
-                elif block.language not in ("cpp", "cmake", "json"):
+                elif block.language not in ("cpp", "cmake", "json", "text"):
                     raise ValueError(f'nobody tries a block of the language "{block.language}"')
             except (ValueError, subprocess.TimeoutExpired) as problem:
                 print(f"{block.place()}: {problem}")

@@ -34,6 +34,10 @@ TEST_F(InboxListRules, SortsNewestFirstStablyWithDatelessEntriesLast) {
   EXPECT_EQ(ids(zn::sortedNewestFirst(
                 {dateless("x"), entry("a", 5), entry("b", 9), entry("c", 5), dateless("y"), entry("d", -3)})),
             "bacdxy");
+  EXPECT_EQ(ids(zn::sortedNewestFirst({entry("a", 9), entry("b", 7), entry("c", 7), entry("d", 3), entry("e", 8),
+                                       entry("f", 7), entry("g", 10), dateless("x"), entry("h", 3)})),
+            "gaebcfdhx")
+      << "what comes after a sorted beginning goes to its place, behind equal ones";
 }
 
 TEST_F(InboxListRules, ANewCopyReplacesAllStoredOnesAndKeepsFirstReceiptAndClick) {

@@ -5,7 +5,6 @@
 #include <fstream>
 
 #include "Tests/Support/InTheWay.h"
-#include "Tests/Support/RawPropertyList.h"
 #include "Tests/Support/TestDevice.h"
 #include "ZNAnalytics/ZNAnalytics.h"
 #include "ZNMessaging/ZNInbox/ZNInboxHandler.h"
@@ -50,27 +49,6 @@ TEST(InboxStore, ARelaunchReadsEveryFieldOfAClickedPush) {
   const auto size = zn::readFile(device.inboxFile())->size();
   EXPECT_TRUE(launched()->updateInboxStorage());
   EXPECT_EQ(zn::readFile(device.inboxFile())->size(), size) << "shared objects are written shared again";
-}
-
-TEST(InboxStore, AnotherSystemsToolsFindAKeyedArchive) {
-  TestDevice device;
-  const auto store = launched();
-  store->updateClickedNotificationInStorageWithPayload(realisticPayload("c1"));
-  const zn::test::TemporaryFolder folder;
-  std::ofstream(folder / "describe.py") << R"(
-import plistlib, sys
-archive = plistlib.load(open(sys.argv[1], "rb"))
-at = lambda uid: archive["$objects"][uid.data]
-name = lambda o: at(o["$class"])["$classname"]
-root = at(archive["$top"]["root"])
-messages = at(root["zin_inbox_messages"])
-entry = at(messages["NS.objects"][0])
-print(name(root), name(messages), name(entry), name(at(entry["zintarDict"])), *sorted(entry))
-)";
-  EXPECT_EQ(zn::test::outputOfPython(folder / "describe.py", device.inboxFile()),
-            "ZNInboxData NSMutableArray ZNInboxModel NSMutableDictionary $class body cid clickedDate deepLinkURL "
-            "inboxExpiryDate isRead mediaURL notificationPayload receivedDate richLandingURL screenData screenName "
-            "sound subTitle title zintarDict\n");
 }
 
 TEST(InboxStore, AFileThatCannotBeReadNowStaysAndWhatComesMeanwhileIsMergedLater) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "Tests/Support/AnyTypeAnywhere.h"
 #include "Tests/Support/InTheWay.h"
@@ -8,6 +9,7 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTHandler/ZNDeviceTriggersHandler.h"
 #include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/Json.h"
 
 namespace {
 
@@ -189,6 +191,110 @@ TEST_F(TriggerStore, AnyTypeAnywhereInACampaignIsSurvivedAndSaved) {
     ASSERT_TRUE(store->updateDeviceTriggersInPersistentStorage());
   });
   EXPECT_FALSE(zn::fileExistsAtPath(launched()->getDeviceTriggerFilePath() + ".unreadable"));
+}
+
+/// Each property that is archived, of each record, and what is not.
+template <class Record, class... Setters>
+void eachRenews(Record& record, const zn::Coding& whole, Setters... setters) {
+  std::uint64_t last = whole.revision();
+  int number = 0;
+  const auto renews = [&](auto setter) {
+    (record.*setter)({});
+    EXPECT_GT(whole.revision(), last) << record.archivedClassName() << ", setter " << number;
+    last = whole.revision();
+    ++number;
+  };
+  (renews(setters), ...);
+}
+
+TEST_F(TriggerStore, WhatIsArchivedOfARecordCannotChangeUnderOneRevision) {
+  using Campaign = ZNDeviceTriggerCampaign;
+  using Payload = ZNDeviceTriggerPayload;
+  using Status = ZNDeviceTriggerStatus;
+  Status status;
+  eachRenews(status, status, &Status::setCampaignID, &Status::setNumberOfTimesShown, &Status::setLastShownTime,
+             &Status::setExpiry);
+  EXPECT_NE(Status(status).revision(), status.revision());
+  const auto older = Payload::initWithDictionary({});
+  const auto campaign = Campaign::initWithDictionary(sent("a"));
+  campaign->setPayload(Payload::initWithDictionary({}));
+  eachRenews(*campaign->payload(), *campaign, &Payload::setCampaignID, &Payload::setAlertTitle,
+             &Payload::setAlertSubTitle, &Payload::setAlertBody, &Payload::setAlertSound, &Payload::setAttachmentURL,
+             &Payload::setCategory, &Payload::setPushDict);
+  const std::uint64_t before = campaign->revision();
+  campaign->setPayload(older);
+  EXPECT_GT(campaign->revision(), before);
+  eachRenews(*campaign, *campaign, &Campaign::setCampaignID, &Campaign::setPayload, &Campaign::setTriggerEvent,
+             &Campaign::setAttrConditions, &Campaign::setCampaignType, &Campaign::setStatus, &Campaign::setExpiry,
+             &Campaign::setMaxTimes, &Campaign::setPriority, &Campaign::setTriggerDelay, &Campaign::setMaxSyncDelay,
+             &Campaign::setCampaignDelay, &Campaign::setLastUpdatedTime, &Campaign::setShouldSupportOffline,
+             &Campaign::setShouldIgnoreDND);
+  const std::uint64_t last = campaign->revision();
+  campaign->matches("E", zn::nil);
+  campaign->updateNotificationPayload(Value::dictionary({{"aps", 1}}));
+  EXPECT_EQ(campaign->revision(), last) << "neither the condition as it was understood nor fresh contents are archived";
+}
+
+// What a record was archived as is used again while the record stays: it may stay only where a new one would be
+// archived as the same bytes.
+TEST_F(TriggerStore, ASynchronisationKeepsARecordExactlyWhereANewOneWouldBeArchivedAlike) {
+  const Value half = Value::dictionary({{"title", "t"}, {"n", 1}, {"list", Value::array({0.0})}});
+  Value whole = sent("x");
+  whole.setObjectNilHandled(Value::dictionary({{"aps", Value::dictionary({{"alert", half}})}}), "payload");
+  whole.setObjectNilHandled(Value::dictionary({{"filter", half}}), "condition");
+  std::vector<Value> firsts{whole, Value::dictionary({{"campaign_id", "x"}})};
+  const auto with = [&](const Value& value, const char* key) {
+    firsts.push_back(whole);
+    firsts.back().setObjectNilHandled(value, key);
+  };
+  for (const Value& number : {Value(1), Value(1.0), Value(true), Value(0.0), Value(-0.0), Value(std::nan(""))}) {
+    with(number, "priority");
+  }
+  for (const Value& list : {Value::array({1}), Value::array({1}).mutableCopy()}) {
+    with(Value::dictionary({{"list", list}}), "payload");
+  }
+  std::vector<Value> seconds = firsts;
+  seconds.push_back(*zn::parseJson(zn::jsonText(whole)));  // other storage
+  zn::test::forAnyTypeAnywhere(whole, [&](const Value& odd) {
+    if (odd["campaign_id"] == Value("x")) seconds.push_back(odd);
+  });
+  std::size_t kept = 0;
+  for (const Value& first : firsts) {
+    for (const Value& second : seconds) {
+      const auto known = ZNDeviceTriggerCampaign::initWithDictionary(first);
+      const auto made = ZNDeviceTriggerCampaign::initWithDictionary(second);
+      const bool isKept = ZNDeviceTriggerCampaign::initWithDictionary(second, known) == known;
+      EXPECT_EQ(isKept, zn::NSKeyedArchiver::archivedDataWithRootObject(*known) ==
+                                zn::NSKeyedArchiver::archivedDataWithRootObject(*made) &&
+                            known->malformation() == made->malformation())
+          << zn::description(first) << zn::description(second);
+      kept += isKept;
+    }
+  }
+  EXPECT_GT(kept, firsts.size());
+}
+
+TEST_F(TriggerStore, AnUnchangedCampaignIsTheStoredRecordButForWhatASynchronisationEnds) {
+  Value odd = sent("a");
+  odd.setObjectNilHandled(Value::dictionary({{"filter", 5}}), "condition");
+  odd.setObjectNilHandled(zn::test::realisticPayload("a"), "payload");
+  store->saveDeviceTriggerCampaigns(Value::array({odd, sent("b")}), true);
+  const auto again = launched();
+  const auto stored = [&] { return again->activeDeviceTriggers()->campaignsForEvent("E"); };
+  const auto first = stored();
+  const auto complaints = [&] {
+    for (const auto& each : stored()) each->checkIfAttributeConditionSatisfiedForEvent("E", zn::nil);
+    return std::ranges::count_if(device.log(), [](const auto& line) { return line.find("cannot be") != line.npos; });
+  };
+  EXPECT_EQ(complaints(), 1);
+  again->saveDeviceTriggerCampaigns(Value::array({odd}), true);
+  EXPECT_EQ(stored(), (zn::CampaignList{first[1], first[0]})) << "of equals, what came last comes last";
+  EXPECT_EQ(complaints(), 2) << "of what came anew, known or not";
+  first[0]->updateNotificationPayload(Value::dictionary({{"aps", 1}}));
+  again->saveDeviceTriggerCampaigns(Value::array({odd}), true);
+  ASSERT_EQ(stored().size(), 2u);
+  EXPECT_NE(stored()[1], first[0]) << "fresh contents end with a synchronisation";
+  EXPECT_EQ(stored()[1]->payload(), first[0]->payload());
 }
 
 }  // namespace

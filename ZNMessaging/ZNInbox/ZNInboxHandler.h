@@ -154,7 +154,9 @@ class ZN_EXPORT ZNInboxHandler : public std::enable_shared_from_this<ZNInboxHand
   /// The same in this container only: false, and nothing is changed, once another has taken its place.
   bool replaceMessagesIn(const std::shared_ptr<ZNInboxData>& data, const ListChange& change,
                          const BatchNumbers& batches);
-  static zn::InboxListPtr mergeNewEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries);
+  /// `ordered`: what puts the merged list in order, if anything; so no list is made in between.
+  static zn::InboxListPtr mergeNewEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries,
+                                          zn::InboxList (*ordered)(zn::InboxList) = nullptr);
   static zn::InboxListPtr mergeServerEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries);
 
   void adopt(const std::shared_ptr<ZNInboxData>& stored);

@@ -239,7 +239,8 @@ void ZNInboxHandler::recordClick(const zn::Value& payload, BatchNumbers keptIn, 
     const auto entry = ZNInboxModel::initWithNotificationPayload(payload);
     entry->updateClickedDate();
     replaceMessages(
-        [&](const zn::InboxListPtr& stored) { return getSortedInboxArray(mergeNewEntries(stored, {entry})); }, keptIn);
+        [&](const zn::InboxListPtr& stored) { return mergeNewEntries(stored, {entry}, zn::sortedNewestFirst); },
+        keptIn);
     updateInboxStorage();
   });
 }
@@ -315,10 +316,15 @@ zn::InboxListPtr ZNInboxHandler::getSortedInboxArray(const zn::InboxListPtr& lis
       [&] { return published(zn::sortedNewestFirst(listOrEmpty(list))); }, nothing);
 }
 
-zn::InboxListPtr ZNInboxHandler::mergeNewEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries) {
+zn::InboxListPtr ZNInboxHandler::mergeNewEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries,
+                                                 zn::InboxList (*ordered)(zn::InboxList)) {
   return zn::guarded(
       "getInboxArrayPostDuplicationCheckWithNewEntries:", "exception while dedup check %@",
-      [&] { return published(zn::mergedWithNewEntries(listOrEmpty(stored), entries)); }, nothing);
+      [&] {
+        auto merged = zn::mergedWithNewEntries(listOrEmpty(stored), entries);
+        return published(ordered ? ordered(std::move(merged)) : std::move(merged));
+      },
+      nothing);
 }
 
 zn::InboxListPtr ZNInboxHandler::mergeServerEntries(const zn::InboxListPtr& stored, const zn::InboxList& entries) {

@@ -59,11 +59,13 @@ void ArchivedFile::readPartLocked(Part& part, const std::string& path) {
   part.problem = read.error;
   if (read.isUnread) return;
   if (read.root && !isWanted_(*read.root)) {
-    read = {nullptr, true, {}};
+    read = {};
+    read.damaged = true;
     part.problem = "it holds something else";
   }
   part.contents = read.damaged ? Contents::damaged : read.root ? Contents::present : Contents::absent;
   if (read.root) adopt_(read.root);
+  if (read.root && !encoded_) encoded_ = std::move(read.encoded);
 }
 
 bool ArchivedFile::keepAsideLocked(Part& part, const std::string& path, Reports& reports, std::string& error) {
@@ -116,7 +118,7 @@ bool ArchivedFile::saveLocked(const std::function<std::shared_ptr<const Coding>(
   if (!keepAsideLocked(later_, later, reports, error)) return false;
   if (!isLater && !keepAsideLocked(file_, path, reports, error)) return false;
   const std::string& target = isLater ? later : path;
-  NSKeyedArchiver archiver;
+  NSKeyedArchiver archiver(encoded_);
   const auto bytes = archiver.archiveRootObject(*newest());
   if (!fitsStateFile(target, bytes.size(), maximumSize_, &error)) return false;
   if (steps.willReplace && !steps.willReplace(bytes, error)) return false;

@@ -89,7 +89,8 @@ class ZN_EXPORT ArchivedFile {
   Adopt adopt_ ZN_GUARDED_BY(mutex_);
   Part file_ ZN_GUARDED_BY(mutex_);
   Part later_ ZN_GUARDED_BY(mutex_);
-  std::string failure_ ZN_GUARDED_BY(mutex_);  // of the last save; empty if it went well
+  std::shared_ptr<EncodedRecords> encoded_ ZN_GUARDED_BY(mutex_);  // what was read or saved last, for the next save
+  std::string failure_ ZN_GUARDED_BY(mutex_);                      // of the last save; empty if it went well
 };
 
 }  // namespace zn

@@ -7,13 +7,11 @@
 #include <string_view>
 #include <vector>
 
+#include "ZNPlatform/Foundation/BinaryListBytes_p.h"
 #include "ZNPlatform/Foundation/GrowingBuffer_p.h"
 #include "ZNPlatform/Foundation/Value.h"
 
 namespace zn {
-
-/// Binary property lists and archives count time from 2001-01-01 00:00 UTC.
-inline constexpr double kSecondsFrom1970To2001 = 978307200;
 
 /// Streams objects into one growing buffer. Every operation returns the number of the object that it made. Scalars are
 /// written at once; lists of references wait until `finish`, when the number of objects, and with it the smallest width
@@ -21,16 +19,6 @@ inline constexpr double kSecondsFrom1970To2001 = 978307200;
 class BinaryListWriter {
  public:
   using Ref = std::uint32_t;
-  static constexpr Ref kNone = UINT32_MAX;
-
-  /// A string of the list. `note` is the caller's (the archiver keeps its reference to the string there).
-  struct Text {
-    std::uint32_t position;
-    std::uint32_t size : 31;  ///< in bytes as written
-    std::uint32_t wide : 1;
-    Ref object;
-    Ref note;
-  };
 
   BinaryListWriter();
 
@@ -39,36 +27,31 @@ class BinaryListWriter {
   Ref real(double value);
   Ref date(Date date);
   Ref data(std::span<const std::uint8_t> bytes);
-  Ref uid(std::uint32_t index);
-  Ref string(std::string_view text) { return intern(text).object; }
+  Ref string(std::string_view text);  ///< UTF-8 that is not valid becomes U+FFFD
   Ref array(std::span<const Ref> elements);
   Ref dictionary(std::span<const Ref> keys, std::span<const Ref> values);
 
-  /// The entry of a string, written if it is new; UTF-8 that is not valid becomes U+FFFD. Valid until the next call.
-  Text& intern(std::string_view text);
-
-  /// The whole file, which lies in the writer. The writer is used up until `clear`.
+  /// The whole file, which lies in the writer. The writer is used up then.
   std::span<const std::uint8_t> finish(Ref top);
 
-  /// Begins another file in the same memory.
-  void clear();
-  std::size_t capacity() const noexcept;  ///< bytes of memory that it holds
-
  private:
+  static constexpr Ref kNone = UINT32_MAX;
+
   struct List {
     Ref object;
     std::uint32_t count;
     std::uint8_t kind;
   };
-  struct Slot {
-    std::uint32_t hash;
-    std::uint32_t text;  // index plus one; 0: free
+  /// A string of the list: where its characters stand.
+  struct Text {
+    std::uint32_t position;
+    std::uint32_t size : 31;  ///< in bytes as written
+    std::uint32_t wide : 1;
+    Ref object;
   };
-  std::uint8_t* start(std::uint8_t kind, std::size_t count, std::size_t bytes);
+  std::uint8_t* start(std::size_t bytes);
   Ref last() const noexcept { return static_cast<Ref>(offsets_.size() - 1); }
   Ref newList(std::uint8_t kind, std::size_t count);
-  Slot& find(std::span<const std::uint8_t> bytes, std::uint32_t hash, bool wide);
-  void growSlots();
   template <class RefType>
   std::uint8_t* writeLists(std::uint8_t* at, std::uint32_t position);
 
@@ -77,8 +60,7 @@ class BinaryListWriter {
   GrowingBuffer<List> lists_;
   GrowingBuffer<Ref> references_;  // of all lists, one after the other
   GrowingBuffer<Text> texts_;
-  std::vector<Slot> slots_;  // of texts: open addressing
-  Data wide_;                // scratch
+  list::TextIndex index_;
   Ref booleans_[2] = {kNone, kNone};
 };
 

@@ -5,6 +5,7 @@
 #include <new>
 #include <span>
 #include <type_traits>
+#include <utility>
 
 namespace zn {
 
@@ -32,6 +33,11 @@ class GrowingBuffer {
     if (!elements.empty()) std::memcpy(extend(elements.size()), elements.data(), elements.size_bytes());
   }
   void shrink(std::size_t size) noexcept { size_ = size; }
+  void swap(GrowingBuffer& other) noexcept {
+    std::swap(data_, other.data_);
+    std::swap(size_, other.size_);
+    std::swap(capacity_, other.capacity_);
+  }
 
   std::size_t size() const noexcept { return size_; }
   std::size_t capacity() const noexcept { return capacity_ * sizeof(T); }  ///< in bytes

@@ -3,6 +3,7 @@
 #include "ZNPlatform/Foundation/ArchiveObjects_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/File.h"
+#include "ZNPlatform/Foundation/LoadedArchive_p.h"
 
 namespace zn {
 
@@ -13,7 +14,19 @@ using Ref = BinaryListReader::Ref;
 
 }  // namespace
 
+/// Where the fields of the record that is being made come from.
 struct NSKeyedUnarchiver::State {
+  virtual ~State() = default;
+  virtual Value value(std::string_view key) = 0;
+  virtual Value number(std::string_view key) = 0;
+  virtual bool isDictionary(std::string_view key) { return value(key).isDictionary(); }
+  virtual std::shared_ptr<Coding> record(NSKeyedUnarchiver& coder, std::string_view key) = 0;
+  virtual std::vector<std::shared_ptr<Coding>> records(NSKeyedUnarchiver& coder, std::string_view key, bool& isNil) = 0;
+  virtual FieldsForLater later() const { return {}; }
+};
+
+/// Any archive, also a damaged one: what cannot be read is left out.
+struct NSKeyedUnarchiver::Thorough final : State {
   struct Fields {
     Token dictionary;
     std::size_t next = 0;  // records are mostly asked in the order in which they were written
@@ -21,9 +34,12 @@ struct NSKeyedUnarchiver::State {
 
   ArchiveObjects objects;
   std::span<const ArchivedClass> classes;
-  std::vector<std::shared_ptr<Coding>> records;
+  std::vector<std::shared_ptr<Coding>> made;
   Fields* fields = nullptr;  // of the record being made
   int depth = 0;             // of that record
+
+  Thorough(const BinaryListReader& reader, std::span<const ArchivedClass> named)
+      : objects(reader, named), classes(named) {}
 
   std::shared_ptr<Coding> makeRecord(NSKeyedUnarchiver& coder, ArchivePlace& place) {
     objects.describe(place);
@@ -32,7 +48,7 @@ struct NSKeyedUnarchiver::State {
     if (place.species != Species::record) {
       problem = "a value where a record belongs";
     } else if (place.state == ArchivePlace::State::done) {
-      return place.record ? records[place.record - 1] : nullptr;
+      return place.record ? made[place.record - 1] : nullptr;
     } else if (place.state == ArchivePlace::State::inProgress) {
       problem = "a record that contains itself";
     } else if (depth >= Value::maximumReadDepth) {
@@ -47,8 +63,8 @@ struct NSKeyedUnarchiver::State {
     place.state = ArchivePlace::State::done;
     place.record = 0;
     if (record) {
-      records.push_back(record);
-      place.record = static_cast<std::uint32_t>(records.size());
+      made.push_back(record);
+      place.record = static_cast<std::uint32_t>(made.size());
     } else {
       objects.fail("a record that refuses its fields", object);
     }
@@ -92,7 +108,12 @@ struct NSKeyedUnarchiver::State {
     return place && !objects.isNil(*place) ? place : nullptr;
   }
 
-  Value number(std::string_view key) {
+  Value value(std::string_view key) override {
+    const auto object = field(key);
+    return object ? *objects.valueOf(*object, 0).value : Value();
+  }
+
+  Value number(std::string_view key) override {
     const auto object = field(key);
     if (!object) return {};
     Value value = *objects.valueOf(*object, 0).value;
@@ -100,22 +121,214 @@ struct NSKeyedUnarchiver::State {
     if (!value.isNil() && !value.isNull()) objects.fail("a number or boolean of another type", *object);
     return {};
   }
+
+  std::shared_ptr<Coding> record(NSKeyedUnarchiver& coder, std::string_view key) override {
+    const auto object = field(key);
+    ArchivePlace* place = object ? placeOf(*object) : nullptr;
+    return place ? makeRecord(coder, *place) : nullptr;
+  }
+
+  std::vector<std::shared_ptr<Coding>> records(NSKeyedUnarchiver& coder, std::string_view key, bool& isNil) override {
+    std::vector<std::shared_ptr<Coding>> found;
+    const auto object = field(key);
+    ArchivePlace* place = object ? placeOf(*object) : nullptr;
+    if (!place) return found;
+    objects.describe(*place);
+    if (place->species != Species::array) {
+      objects.fail("an array of another type", *object);
+      return found;
+    }
+    isNil = false;
+    Token list;
+    if (!objects.elementsOf(*place, list)) return found;
+    found.reserve(list.count);
+    for (std::size_t i = 0; i < list.count; ++i) {
+      ArchivePlace* element = placeOf(objects.reader().elementAt(list, i));
+      auto record = element ? makeRecord(coder, *element) : nullptr;
+      if (record) found.push_back(std::move(record));
+    }
+    return found;
+  }
 };
 
-NSKeyedUnarchiver::NSKeyedUnarchiver() = default;
+/// An intact archive of ours. Whatever is not as a record wants it makes the archive one for the thorough reader, which
+/// decides what that means.
+struct NSKeyedUnarchiver::Loaded final : State {
+  /// The records of an archive; they are made from the root on.
+  struct Archive {
+    std::shared_ptr<const LoadedArchive> loaded;
+    std::span<const ArchivedClass> classes;
+    std::vector<std::shared_ptr<Coding>> made;       // by their numbers in the archive
+    std::unique_ptr<NSKeyedUnarchiver> member = {};  // reads one record in the root's lists after the other
+    bool fits = true;
+  };
+
+  Archive& archive;
+  std::size_t number_;
+  LoadedFields fields;
+  EncodedObject present;                          // the record being made, which may be one within another
+  std::vector<std::shared_ptr<Coding>> nested{};  // by place
+
+  Loaded(Archive& whole, std::size_t record)
+      : archive(whole), number_(record), fields(*whole.loaded, record), present(fields.object(0)) {}
+
+  static std::shared_ptr<Coding> makeRoot(Archive& archive) {
+    NSKeyedUnarchiver coder(std::make_unique<Loaded>(archive, 0));
+    return static_cast<Loaded&>(*coder.state_).init(coder);
+  }
+
+  /// Members refer to no other members, so one is read at a time.
+  static std::shared_ptr<Coding> makeMember(Archive& archive, std::size_t number) {
+    if (archive.made[number]) return archive.made[number];
+    if (!archive.member) archive.member.reset(new NSKeyedUnarchiver(std::make_unique<Loaded>(archive, number)));
+    auto& state = static_cast<Loaded&>(*archive.member->state_);
+    state.number_ = number;
+    state.fields.reset(number);
+    state.present = state.fields.object(0);
+    state.nested.clear();
+    return archive.made[number] = state.init(*archive.member);
+  }
+
+  std::shared_ptr<Coding> init(NSKeyedUnarchiver& coder) {
+    const std::string& name = archive.loaded->shapes()[present.shape].className;
+    for (const ArchivedClass& each : archive.classes) {
+      if (name != each.name) continue;
+      auto record = each.initWithCoder(coder);
+      archive.fits = archive.fits && record;
+      return record;
+    }
+    archive.fits = false;
+    return nullptr;
+  }
+
+  EncodedRef field(std::string_view key, std::int32_t& integer) {
+    EncodedRef ref = ref::kFixed | ref::kNil;
+    fields.field(present, key, ref, integer);
+    return ref;
+  }
+
+  Value value(std::string_view key) override {
+    std::int32_t integer = 0;
+    const EncodedRef ref = field(key, integer);
+    return ref == (ref::kFixed | ref::kInlineInteger) ? Value(integer) : fields.value(ref, archive.fits);
+  }
+
+  bool isDictionary(std::string_view key) override {
+    std::int32_t integer = 0;
+    const EncodedRef ref = field(key, integer);
+    return ref::how(ref) == ref::kOwn && fields.object(ref::number(ref)).kind == EncodedKind::dictionary;
+  }
+
+  Value number(std::string_view key) override {
+    const Value found = value(key);
+    if (found.isNumber()) return found;
+    archive.fits = archive.fits && (found.isNil() || found.isNull());
+    return {};
+  }
+
+  std::shared_ptr<Coding> recordOf(NSKeyedUnarchiver& coder, EncodedRef ref) {
+    if (ref == (ref::kFixed | ref::kNil)) return nullptr;
+    if (ref::how(ref) == ref::kOther) return makeMember(archive, ref::number(ref));
+    const std::uint32_t place = ref::number(ref);
+    if (ref::how(ref) != ref::kOwn || fields.object(place).kind != EncodedKind::record) {
+      archive.fits = false;
+      return nullptr;
+    }
+    nested.resize(fields.size());
+    if (nested[place]) return nested[place];
+    const EncodedObject outer = std::exchange(present, fields.object(place));
+    auto record = init(coder);
+    present = outer;
+    return nested[place] = std::move(record);
+  }
+
+  std::shared_ptr<Coding> record(NSKeyedUnarchiver& coder, std::string_view key) override {
+    std::int32_t integer = 0;
+    return recordOf(coder, field(key, integer));
+  }
+
+  std::vector<std::shared_ptr<Coding>> records(NSKeyedUnarchiver& coder, std::string_view key, bool& isNil) override {
+    std::vector<std::shared_ptr<Coding>> found;
+    std::int32_t integer = 0;
+    const EncodedRef ref = field(key, integer);
+    if (ref == (ref::kFixed | ref::kNil)) return found;
+    const std::uint32_t place = ref::number(ref);
+    if (ref::how(ref) != ref::kOwn || fields.object(place).kind != EncodedKind::array) {
+      archive.fits = false;
+      return found;
+    }
+    isNil = false;
+    found.reserve(fields.object(place).count);
+    for (const EncodedRef element : fields.object(place).body) {
+      if (auto record = recordOf(coder, element)) found.push_back(std::move(record));
+    }
+    return found;
+  }
+
+  /// Not of one that holds records: what they are is found out by making them.
+  FieldsForLater later() const override {
+    FieldsForLater fieldsForLater;
+    if (fields.holdsRecords()) return fieldsForLater;
+    fieldsForLater.archive_ = archive.loaded;
+    fieldsForLater.record_ = number_;
+    return fieldsForLater;
+  }
+};
+
+NSKeyedUnarchiver::NSKeyedUnarchiver(std::unique_ptr<State> state) : state_(std::move(state)) {}
 NSKeyedUnarchiver::~NSKeyedUnarchiver() = default;
 
 NSKeyedUnarchiver::Result NSKeyedUnarchiver::unarchiveObjectWithData(std::span<const std::uint8_t> bytes,
                                                                      std::span<const ArchivedClass> classes) {
+  Result result;
+  return readEncoded(bytes, classes, result) ? result : readThoroughly(bytes, classes);
+}
+
+bool NSKeyedUnarchiver::readEncoded(std::span<const std::uint8_t> bytes, std::span<const ArchivedClass> classes,
+                                    Result& result) {
+  Loaded::Archive archive{LoadedArchive::read(bytes), classes, {}};
+  if (!archive.loaded) return false;
+  auto encoded = std::make_shared<EncodedRecords>();
+  if (!encoded->load(archive.loaded, bytes)) return false;
+  archive.made.resize(archive.loaded->records());
+  try {
+    result.root = Loaded::makeRoot(archive);
+  } catch (...) {
+    archive.fits = false;
+  }
+  if (!archive.fits) {
+    result.root.reset();
+    return false;
+  }
+  std::vector<std::uint64_t> revisions(archive.made.size() - 1);
+  for (std::size_t i = 0; i < revisions.size(); ++i) {
+    if (archive.made[i + 1]) revisions[i] = archive.made[i + 1]->revision();
+  }
+  encoded->setRevisions(revisions);
+  result.encoded = std::move(encoded);
+  return true;
+}
+
+Data NSKeyedUnarchiver::rewritten(std::span<const std::uint8_t> bytes) {
+  const auto archive = LoadedArchive::read(bytes);
+  if (!archive) return {};
+  EncodedRecords encoded;
+  encoded.load(archive, bytes);
+  const auto written = encoded.written();
+  return {written.begin(), written.end()};
+}
+
+NSKeyedUnarchiver::Result NSKeyedUnarchiver::readThoroughly(std::span<const std::uint8_t> bytes,
+                                                            std::span<const ArchivedClass> classes) {
   Result result;
   const auto reader = BinaryListReader::open(bytes, result.error);
   if (!reader) {
     result.damaged = true;
     return result;
   }
-  NSKeyedUnarchiver unarchiver;
-  unarchiver.state_.reset(new State{ArchiveObjects(*reader, classes), classes, {}});
-  State& state = *unarchiver.state_;
+  auto own = std::make_unique<Thorough>(*reader, classes);
+  Thorough& state = *own;
+  NSKeyedUnarchiver unarchiver(std::move(own));
   if (ArchivePlace* root = state.objects.open()) result.root = state.makeRecord(unarchiver, *root);
   result.error = state.objects.error();
   result.damaged = !result.error.empty();
@@ -134,43 +347,29 @@ NSKeyedUnarchiver::Result NSKeyedUnarchiver::unarchiveObjectWithFile(const std::
   return result;
 }
 
-Value NSKeyedUnarchiver::decodeObjectForKey(std::string_view key) {
-  const auto object = state_->field(key);
-  return object ? *state_->objects.valueOf(*object, 0).value : Value();
+void FieldsForLater::read(const std::function<void(NSKeyedUnarchiver& coder)>& decode) const {
+  if (!archive_) return;
+  NSKeyedUnarchiver::Loaded::Archive archive{archive_, {}, {}};
+  NSKeyedUnarchiver coder(std::make_unique<NSKeyedUnarchiver::Loaded>(archive, record_));
+  decode(coder);
 }
 
+Value NSKeyedUnarchiver::decodeObjectForKey(std::string_view key) { return state_->value(key); }
+bool NSKeyedUnarchiver::decodesDictionaryForKey(std::string_view key) { return state_->isDictionary(key); }
 bool NSKeyedUnarchiver::decodeBoolForKey(std::string_view key) { return state_->number(key).boolValue(); }
-
 std::int32_t NSKeyedUnarchiver::decodeIntForKey(std::string_view key) { return state_->number(key).intValue(); }
 
 std::shared_ptr<Coding> NSKeyedUnarchiver::decodeRecordForKey(std::string_view key) {
-  const auto object = state_->field(key);
-  ArchivePlace* place = object ? state_->placeOf(*object) : nullptr;
-  return place ? state_->makeRecord(*this, *place) : nullptr;
+  return state_->record(*this, key);
 }
 
 std::vector<std::shared_ptr<Coding>> NSKeyedUnarchiver::decodeRecordsForKey(std::string_view key, bool* isNil) {
-  ArchiveObjects& objects = state_->objects;
-  std::vector<std::shared_ptr<Coding>> records;
-  if (isNil) *isNil = true;
-  const auto object = state_->field(key);
-  ArchivePlace* place = object ? state_->placeOf(*object) : nullptr;
-  if (!place) return records;
-  objects.describe(*place);
-  if (place->species != Species::array) {
-    objects.fail("an array of another type", *object);
-    return records;
-  }
-  if (isNil) *isNil = false;
-  Token list;
-  if (!objects.elementsOf(*place, list)) return records;
-  records.reserve(list.count);
-  for (std::size_t i = 0; i < list.count; ++i) {
-    ArchivePlace* element = state_->placeOf(objects.reader().elementAt(list, i));
-    auto record = element ? state_->makeRecord(*this, *element) : nullptr;
-    if (record) records.push_back(std::move(record));
-  }
+  bool isNone = true;
+  auto records = state_->records(*this, key, isNone);
+  if (isNil) *isNil = isNone;
   return records;
 }
+
+FieldsForLater NSKeyedUnarchiver::fieldsForLater() const { return state_->later(); }
 
 }  // namespace zn

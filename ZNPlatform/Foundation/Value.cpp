@@ -71,35 +71,7 @@ Value::Value(const char* text) {
   type_ = Type::string;
 }
 
-Value::Value(const Value& other) noexcept : payload_(other.payload_), type_(other.type_), mutable_(other.mutable_) {
-  retain();
-}
-
-Value::Value(Value&& other) noexcept : payload_(other.payload_), type_(other.type_), mutable_(other.mutable_) {
-  other.type_ = Type::nil;
-  other.mutable_ = false;
-}
-
-Value& Value::operator=(const Value& other) noexcept { return *this = Value(other); }
-
-Value& Value::operator=(Value&& other) noexcept {
-  if (this == &other) return *this;
-  // The old contents go last: freeing them may free the container that `other` lives in.
-  Value old(std::move(*this));
-  payload_ = other.payload_;
-  type_ = std::exchange(other.type_, Type::nil);
-  mutable_ = std::exchange(other.mutable_, false);
-  return *this;
-}
-
-Value::~Value() { release(); }
-
-void Value::retain() const noexcept {
-  if (isShared()) payload_.shared->retain();
-}
-
-void Value::release() noexcept {
-  if (!isShared() || !payload_.shared->releaseIsLast()) return;
+void Value::destroy() noexcept {
   switch (type_) {
     case Type::string:
       StringStorage::destroy(static_cast<StringStorage*>(payload_.shared));
@@ -165,25 +137,9 @@ Value Value::dictionaryTaking(std::span<Entry> entries) {
   return {Type::dictionary, storage};
 }
 
-std::string_view Value::string() const noexcept {
-  if (!isString()) return {};
-  auto* storage = static_cast<StringStorage*>(payload_.shared);
-  return {storage->text(), storage->size};
-}
-
 std::span<const std::uint8_t> Value::data() const noexcept {
   if (!isData()) return {};
   return static_cast<DataStorage*>(payload_.shared)->bytes;
-}
-
-std::span<const Value> Value::elements() const noexcept {
-  if (!isArray()) return {};
-  return static_cast<Block<Value>*>(payload_.shared)->items();
-}
-
-std::span<const Value::Entry> Value::entries() const noexcept {
-  if (!isDictionary()) return {};
-  return static_cast<Block<Entry>*>(payload_.shared)->items();
 }
 
 int Value::depth() const noexcept {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <compare>
 #include <concepts>
 #include <cstdint>
@@ -70,11 +71,23 @@ class ZN_EXPORT Value {
   Value(std::string_view text);
   Value(const char* text);  ///< a null pointer gives nil
 
-  Value(const Value& other) noexcept;
-  Value(Value&& other) noexcept;
-  Value& operator=(const Value& other) noexcept;
-  Value& operator=(Value&& other) noexcept;
-  ~Value();
+  Value(const Value& other) noexcept : payload_(other.payload_), type_(other.type_), mutable_(other.mutable_) {
+    retain();
+  }
+  Value(Value&& other) noexcept
+      : payload_(other.payload_),
+        type_(std::exchange(other.type_, Type::nil)),
+        mutable_(std::exchange(other.mutable_, false)) {}
+  Value& operator=(const Value& other) noexcept { return *this = Value(other); }
+  Value& operator=(Value&& other) noexcept {
+    // The old contents go last: freeing them may free the container that `other` lives in.
+    Value taken(std::move(other));
+    std::swap(payload_, taken.payload_);
+    std::swap(type_, taken.type_);
+    std::swap(mutable_, taken.mutable_);
+    return *this;
+  }
+  ~Value() { release(); }
 
   static Value null() noexcept;
   static Value data(Data bytes);
@@ -105,12 +118,15 @@ class ZN_EXPORT Value {
   bool boolean() const noexcept { return isBoolean() && payload_.boolean; }
   std::int64_t integer() const noexcept { return type_ == Type::integer ? payload_.integer : 0; }
   double real() const noexcept { return type_ == Type::real ? payload_.real : 0; }
-  std::string_view string() const noexcept;
+  std::string_view string() const noexcept {
+    if (!isString()) return {};
+    return {reinterpret_cast<const char*>(payload_.shared + 1), payload_.shared->size};
+  }
   Date date() const noexcept { return isDate() ? Date{payload_.real} : Date{}; }
   std::span<const std::uint8_t> data() const noexcept;
-  std::span<const Value> elements()
-      const noexcept;                               ///< of an array; valid while this Value is neither changed nor gone
-  std::span<const Entry> entries() const noexcept;  ///< of a dictionary, by ascending key; valid likewise
+  inline std::span<const Value> elements()
+      const noexcept;  ///< of an array; valid while this Value is neither changed nor gone
+  inline std::span<const Entry> entries() const noexcept;  ///< of a dictionary, by ascending key; valid likewise
   /// Elements of an array, as `elements()` has them: 0 for anything else, dictionaries too (`entries().size()`).
   std::size_t size() const noexcept { return elements().size(); }
   /// Neither elements nor entries.
@@ -154,19 +170,38 @@ class ZN_EXPORT Value {
   /// take. 0 for scalars.
   std::size_t storageSize() const noexcept;
 
+  /// Asks the processor for the memory of what a container holds, which lies scattered and is about to be looked at: one
+  /// by one, each would be waited for. Nothing else happens.
+  inline void prefetchContents() const noexcept;
+
   /// Tells shared storage: equal for copies that still share, different for others; null for scalars.
   const void* identity() const noexcept { return isShared() ? payload_.shared : nullptr; }
 
  private:
-  struct Shared;
+  /// What several Values may share: how many do, and how many characters or items follow.
+  struct Shared {
+    std::atomic<std::uint32_t> count{1};
+    std::uint32_t size = 0;
+
+    struct Container;
+    void retain() noexcept { count.fetch_add(1, std::memory_order_relaxed); }
+    bool releaseIsLast() noexcept { return count.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+    /// Nobody else holds it, and what others did with it before they let go is visible here.
+    bool isUnique() const noexcept { return count.load(std::memory_order_acquire) == 1; }
+  };
   struct StringStorage;
   struct DataStorage;
   template <class Item>
   struct Block;
   Value(Type type, Shared* shared) noexcept;
   bool isShared() const noexcept { return type_ >= Type::string && type_ != Type::date; }
-  void retain() const noexcept;
-  void release() noexcept;
+  void retain() const noexcept {
+    if (isShared()) payload_.shared->retain();
+  }
+  void release() noexcept {
+    if (isShared() && payload_.shared->releaseIsLast()) destroy();
+  }
+  void destroy() noexcept;
   template <class Item>
   Block<Item>& owned(std::size_t room);
 
@@ -188,6 +223,38 @@ struct Value::Entry {
   Value value;
   std::string_view name() const noexcept { return key.string(); }
 };
+
+/// What arrays and dictionaries share; the items follow.
+struct Value::Shared::Container : Shared {
+  inline Container(bool dictionary, std::size_t room) noexcept;
+  const bool isDictionary;
+  std::int16_t depth = 1;
+  const std::uint32_t capacity;
+  Container* next = nullptr;  ///< links what waits for its destruction
+
+  static void destroy(Container* first) noexcept;
+  static std::int16_t checkedDepth(int deepestChild);
+};
+
+inline std::span<const Value> Value::elements() const noexcept {
+  if (!isArray()) return {};
+  const auto* const container = static_cast<const Shared::Container*>(payload_.shared);
+  return {reinterpret_cast<const Value*>(container + 1), container->size};
+}
+
+inline std::span<const Value::Entry> Value::entries() const noexcept {
+  if (!isDictionary()) return {};
+  const auto* const container = static_cast<const Shared::Container*>(payload_.shared);
+  return {reinterpret_cast<const Entry*>(container + 1), container->size};
+}
+
+inline void Value::prefetchContents() const noexcept {
+  for (const Value& element : elements()) __builtin_prefetch(element.identity());
+  for (const Entry& entry : entries()) {
+    __builtin_prefetch(entry.key.identity());
+    __builtin_prefetch(entry.value.identity());
+  }
+}
 
 inline const Value nil{};
 

@@ -13,21 +13,9 @@
 
 namespace zn {
 
-/// What several Values may share. The last one that lets go frees it.
-struct Value::Shared {
-  struct Container;
-  std::atomic<std::uint32_t> count{1};
-
-  void retain() noexcept { count.fetch_add(1, std::memory_order_relaxed); }
-  bool releaseIsLast() noexcept { return count.fetch_sub(1, std::memory_order_acq_rel) == 1; }
-  /// Nobody else holds it, and what others did with it before they let go is visible here.
-  bool isUnique() const noexcept { return count.load(std::memory_order_acquire) == 1; }
-};
-
 /// The characters follow the header in the same allocation.
 struct Value::StringStorage : Shared {
-  explicit StringStorage(std::size_t characters) noexcept : size(static_cast<std::uint32_t>(characters)) {}
-  const std::uint32_t size;
+  explicit StringStorage(std::size_t characters) noexcept { size = static_cast<std::uint32_t>(characters); }
 
   char* text() noexcept { return reinterpret_cast<char*>(this + 1); }
   static StringStorage* make(std::string_view text) {
@@ -47,23 +35,15 @@ struct Value::DataStorage : Shared {
   Data bytes;
 };
 
-struct Value::Shared::Container : Shared {
-  Container(bool dictionary, std::size_t room) noexcept
-      : isDictionary(dictionary), capacity(static_cast<std::uint32_t>(room)) {}
-  const bool isDictionary;
-  std::int16_t depth = 1;
-  std::uint32_t size = 0;
-  const std::uint32_t capacity;
-  Container* next = nullptr;  ///< links what waits for its destruction
+inline Value::Shared::Container::Container(bool dictionary, std::size_t room) noexcept
+    : isDictionary(dictionary), capacity(static_cast<std::uint32_t>(room)) {}
 
-  static void destroy(Container* first) noexcept;
-  static std::int16_t checkedDepth(int deepestChild) {
-    if (deepestChild >= maximumDepth) {
-      throw Exception("a value may not nest deeper than " + std::to_string(maximumDepth) + " levels");
-    }
-    return static_cast<std::int16_t>(deepestChild + 1);
+inline std::int16_t Value::Shared::Container::checkedDepth(int deepestChild) {
+  if (deepestChild >= maximumDepth) {
+    throw Exception("a value may not nest deeper than " + std::to_string(maximumDepth) + " levels");
   }
-};
+  return static_cast<std::int16_t>(deepestChild + 1);
+}
 
 /// The items follow the header in the same allocation: small containers are what answers are full of.
 template <class Item>

@@ -1,12 +1,14 @@
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxModel.h"
 
+#include <string>
+#include <utility>
+
 #include "ZNMessaging/Constants/ZNInboxExposedConstants.h"
 #include "ZNMessaging/Constants/ZNMessagingConstants.h"
 #include "ZNMessaging/Utils/ArchivedFields_p.h"
 #include "ZNPlatform/Foundation/Dispatch.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
-#include "ZNPlatform/Foundation/NeverDestroyed.h"
 #include "ZintarCore/ExceptionGuard.h"
 #include "ZintarCore/ZNConfigDataManager.h"
 
@@ -16,22 +18,20 @@ constexpr const char* kClickSelector = "updateClickedDate";
 constexpr const char* kClickFailure = "exception while updating inbox data model with clicked info -- %@";
 constexpr const char* kCreationFailure = "exception while creating inbox data model is %@";
 
-/// The dotted paths that an entry is read from, made once.
-struct KeyPaths {
-  static std::string joined(const char* first, const char* second) { return zn::format("%@.%@", first, second); }
-  const std::string campaignID = joined(kNotificationPayloadKeyZintar, kNotificationPayloadKeyCampaignID);
-  const std::string richLandingURL = joined(kNotificationPayloadKeyZintar, kNotificationPayloadKeyRichLandingURL);
-  const std::string deepLinkURL = joined(kNotificationPayloadKeyAppExtra, kNotificationPayloadKeyDeepLinkURL);
-  const std::string screenName = joined(ZN_PUSH_APP_EXTRA, ZN_PUSH_SCREEN_NAME);
-  const std::string screenData = joined(ZN_PUSH_APP_EXTRA, ZN_PUSH_SCREEN_DATA);
-};
+zn::Value dateFromSeconds(const zn::Value& seconds) { return zn::Date{seconds.doubleValue()}; }
 
-const KeyPaths& keyPaths() {
-  static const zn::NeverDestroyed<KeyPaths> paths;
-  return *paths;
+/// As validObjectForKey, without a copy.
+const zn::Value& valid(const zn::Value& dictionary, const char* key) {
+  const zn::Value& found = dictionary[key];
+  return found.isNull() ? zn::nil : found;
 }
 
-zn::Value dateFromSeconds(const zn::Value& seconds) { return zn::Date{seconds.doubleValue()}; }
+/// Of all that a payload holds.
+void prefetch(const zn::Value& payload) {
+  payload.prefetchContents();
+  for (const zn::Value::Entry& entry : payload.entries()) entry.value.prefetchContents();
+  payload[zn::payload::aps][zn::payload::alert].prefetchContents();
+}
 
 bool isDictionary(const zn::Value& read) { return read.isDictionary(); }
 
@@ -65,18 +65,19 @@ std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithLegacyInboxPlistPayload(cons
   return zn::guarded(
       "initWithLegacyInboxPlistPayload:", kCreationFailure,
       [&] {
-        zn::Value data = entry.validObjectForKey(ZN_DATA).mutableCopy();
+        zn::Value data = valid(entry, ZN_DATA).mutableCopy();
         // An entry without a payload stays empty: whoever does not look stores an empty entry.
         if (data.isNil()) return std::make_shared<ZNInboxModel>();
-        zn::Value zintar = data.validObjectForKey(kNotificationPayloadKeyZintar).mutableCopy();
+        prefetch(data);
+        zn::Value zintar = valid(data, kNotificationPayloadKeyZintar).mutableCopy();
         if (zintar.isDictionary()) {
-          const zn::Value received = entry.validObjectForKey(ZN_PUSH_TIME);
-          if (zintar.validObjectForKey(zn::payload::receivedEpoch).isNil() && !received.isNil()) {
+          const zn::Value& received = valid(entry, ZN_PUSH_TIME);
+          if (valid(zintar, zn::payload::receivedEpoch).isNil() && !received.isNil()) {
             zintar.setObjectNilHandled(received.doubleValue(), zn::payload::receivedEpoch);
           }
           // Only a true value is written: an unread entry stays without the key.
-          if (entry.validObjectForKey(ZN_PUSH_IS_READ).boolValue()) zintar.setObjectNilHandled(true, ZN_PUSH_IS_READ);
-          data.setObjectNilHandled(zintar, kNotificationPayloadKeyZintar);
+          if (valid(entry, ZN_PUSH_IS_READ).boolValue()) zintar.setObjectNilHandled(true, ZN_PUSH_IS_READ);
+          data.setObjectNilHandled(std::move(zintar), kNotificationPayloadKeyZintar);
         }
         return initWithNotificationPayload(data, taken);
       },
@@ -86,22 +87,27 @@ std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithLegacyInboxPlistPayload(cons
 void ZNInboxModel::fillFromPayload(const zn::Value& payload, zn::Date taken) {
   if (payload.isNil()) return;
   if (!payload.isDictionary()) throw zn::Exception(zn::format("a payload must be a dictionary, not %@", payload));
-  zn::Value payloadCopy = payload.mutableCopy();
-  zn::Value zintar = payload.validObjectForKey(kNotificationPayloadKeyZintar).mutableDictionaryCopy();
-  setCampaignID(payload.validObjectForKeyPath(keyPaths().campaignID));
-  setNotificationContentProperties(payload.validObjectForKey(zn::payload::aps), zintar);
-  setNotificationDeepLinkingPropertiesWithPayload(payload);
-  fillDates(payloadCopy, zintar, taken);
-  fields_.set(&Fields::notificationPayloadDict, payloadCopy);
-  fields_.set(&Fields::screenDataDict, payload.validObjectForKeyPath(keyPaths().screenData));
-  fields_.set(&Fields::zintarDict, zintar);
+  updateAll([&, expiryPeriod = zn::defaultInboxExpiryPeriod()](Fields& fields) {
+    prefetch(payload);
+    zn::Value payloadCopy = payload.mutableCopy();
+    zn::Value zintar = valid(payload, kNotificationPayloadKeyZintar).mutableDictionaryCopy();
+    fields.setCampaign(valid(zintar, kNotificationPayloadKeyCampaignID));
+    fields.setContent(valid(payload, zn::payload::aps), zintar);
+    fields.setLinks(payload);
+    fields.setDates(payloadCopy, zintar, taken, expiryPeriod);
+    fields.notificationPayloadDict = std::move(payloadCopy);
+    fields.screenDataDict = valid(valid(payload, ZN_PUSH_APP_EXTRA), ZN_PUSH_SCREEN_DATA);
+    fields.zintarDict = std::move(zintar);
+  });
+}
+
+void ZNInboxModel::Fields::setCampaign(const zn::Value& id) {
+  campaignID = id;
+  campaignHash = id.hash();
 }
 
 void ZNInboxModel::setCampaignID(const zn::Value& campaignID) {
-  fields_.update([&, hash = campaignID.hash()](Fields& fields) {
-    fields.campaignID = campaignID;
-    fields.campaignHash = hash;
-  });
+  fields_.update([&](Fields& fields) { fields.setCampaign(campaignID); });
 }
 
 ZNInboxModel::CampaignKey ZNInboxModel::campaignKey() const {
@@ -121,59 +127,81 @@ bool ZNInboxModel::isStill(const Seen& earlier) const {
   });
 }
 
-bool ZNInboxModel::isUnreadWithPayload() const {
-  return fields_.read([](const Fields& fields) { return !fields.isRead && !fields.notificationPayloadDict.isNil(); });
+bool ZNInboxModel::hasPayload() const {
+  return fields_.read([](const Fields& fields) { return fields.holdsPayload(); });
 }
 
-void ZNInboxModel::fillDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken) {
-  if (const zn::Value received = zintar.validObjectForKey(zn::payload::receivedEpoch)) {
-    fields_.set(&Fields::receivedDate, dateFromSeconds(received));
+bool ZNInboxModel::isUnreadWithPayload() const {
+  return fields_.read([](const Fields& fields) { return !fields.isRead && fields.holdsPayload(); });
+}
+
+zn::Value ZNInboxModel::content(zn::Value Fields::*field) const {
+  return fields_.updateUnrevised([&](Fields& fields) {
+    fields.readAll();
+    return fields.*field;
+  });
+}
+
+void ZNInboxModel::setContent(zn::Value Fields::*field, const zn::Value& value) {
+  updateAll([&](Fields& fields) { fields.*field = value; });
+}
+
+template <class Change>
+void ZNInboxModel::updateAll(const Change& change) {
+  fields_.update([&](Fields& fields) {
+    fields.readAll();
+    change(fields);
+  });
+}
+
+void ZNInboxModel::Fields::setDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken, double expiryPeriod) {
+  if (const zn::Value& received = valid(zintar, zn::payload::receivedEpoch)) {
+    receivedDate = dateFromSeconds(received);
   } else {
     // Read from inside "zintar", but written at the payload's top level: extensions and older versions rely on the two
     // places as they are.
-    fields_.set(&Fields::receivedDate, taken);
+    receivedDate = taken;
     payloadCopy.setObjectNilHandled(taken.secondsSince1970, zn::payload::receivedEpoch);
   }
-  if (const zn::Value isRead = zintar.validObjectForKey(ZN_PUSH_IS_READ)) setIsRead(isRead.boolValue());
-  if (const zn::Value clicked = zintar.validObjectForKey(zn::payload::clickedEpoch)) {
-    fields_.set(&Fields::clickedDate, dateFromSeconds(clicked));
-  }
-  if (const zn::Value expiry = zintar.validObjectForKey(ZN_INBOX_EXPIRY)) {
-    fields_.set(&Fields::inboxExpiryDate, dateFromSeconds(expiry));
+  if (const zn::Value& read = valid(zintar, ZN_PUSH_IS_READ)) isRead = read.boolValue();
+  if (const zn::Value& clicked = valid(zintar, zn::payload::clickedEpoch)) clickedDate = dateFromSeconds(clicked);
+  if (const zn::Value& expiry = valid(zintar, ZN_INBOX_EXPIRY)) {
+    inboxExpiryDate = dateFromSeconds(expiry);
     return;
   }
-  zn::Value base = receivedDate();
-  if (base.isNil()) base = clickedDate();
-  if (base.isNil()) return;
-  const std::int64_t expiry = zn::Value(base.date().secondsSince1970 + zn::defaultInboxExpiryPeriod()).longLongValue();
+  const std::int64_t expiry = zn::Value(receivedDate.date().secondsSince1970 + expiryPeriod).longLongValue();
   if (expiry == 0) return;
-  fields_.set(&Fields::inboxExpiryDate, zn::Date{static_cast<double>(expiry)});
-  zintar.setObjectNilHandled(zn::format("%ld", expiry), ZN_INBOX_EXPIRY);
+  inboxExpiryDate = zn::Date{static_cast<double>(expiry)};
+  zintar.setObjectNilHandled(std::to_string(expiry), ZN_INBOX_EXPIRY);
 }
 
 void ZNInboxModel::setNotificationContentProperties(const zn::Value& aps, const zn::Value& zinDict) {
+  updateAll([&](Fields& fields) { fields.setContent(aps, zinDict); });
+}
+
+void ZNInboxModel::Fields::setContent(const zn::Value& aps, const zn::Value& zinDict) {
   if (aps.isNil()) return;  // then not even the media address is taken
-  const zn::Value alert = aps.validObjectForKey(zn::payload::alert);
-  fields_.update([&](Fields& fields) {
-    if (alert.isString()) {
-      fields.notificationBody = alert;
-    } else {
-      fields.notificationTitle = alert.validObjectForKey(zn::payload::title);
-      fields.notificationSubTitle = alert.validObjectForKey(zn::payload::subtitle);
-      fields.notificationBody = alert.validObjectForKey(zn::payload::body);
-    }
-    fields.notificationSound = aps.validObjectForKey(zn::payload::sound);
-    if (!zinDict.isNil()) fields.notificationMediaURL = zinDict.validObjectForKey(ZN_MEDIA_ATTACHMENT);
-  });
+  const zn::Value& alert = valid(aps, zn::payload::alert);
+  if (alert.isString()) {
+    notificationBody = alert;
+  } else {
+    notificationTitle = valid(alert, zn::payload::title);
+    notificationSubTitle = valid(alert, zn::payload::subtitle);
+    notificationBody = valid(alert, zn::payload::body);
+  }
+  notificationSound = valid(aps, zn::payload::sound);
+  if (!zinDict.isNil()) notificationMediaURL = valid(zinDict, ZN_MEDIA_ATTACHMENT);
 }
 
 void ZNInboxModel::setNotificationDeepLinkingPropertiesWithPayload(const zn::Value& payload) {
+  updateAll([&](Fields& fields) { fields.setLinks(payload); });
+}
+
+void ZNInboxModel::Fields::setLinks(const zn::Value& payload) {
   if (payload.isNil()) return;
-  fields_.update([&](Fields& fields) {
-    fields.deepLinkURL = payload.validObjectForKeyPath(keyPaths().deepLinkURL);
-    fields.richLandingURL = payload.validObjectForKeyPath(keyPaths().richLandingURL);
-    fields.screenName = payload.validObjectForKeyPath(keyPaths().screenName);
-  });
+  deepLinkURL = valid(valid(payload, kNotificationPayloadKeyAppExtra), kNotificationPayloadKeyDeepLinkURL);
+  richLandingURL = valid(valid(payload, kNotificationPayloadKeyZintar), kNotificationPayloadKeyRichLandingURL);
+  screenName = valid(valid(payload, ZN_PUSH_APP_EXTRA), ZN_PUSH_SCREEN_NAME);
 }
 
 void ZNInboxModel::updateClickedDate() { updateClickedDate(zn::Date{zn::secondsSince1970()}); }
@@ -196,6 +224,7 @@ bool ZNInboxModel::markClickedIfUnread() {
 }
 
 void ZNInboxModel::Fields::click(zn::Date now) {
+  readAll();
   isRead = true;
   clickedDate = now;
   zn::Value zintar = zintarDict.mutableCopy();
@@ -211,7 +240,10 @@ void ZNInboxModel::Fields::click(zn::Date now) {
 }
 
 zn::Value ZNInboxModel::getLegacyInboxPayload() const {
-  const Fields fields = fields_.all();
+  const Fields fields = fields_.updateUnrevised([](Fields& present) {
+    present.readAll();
+    return present;
+  });
   return zn::Value::dictionary({{ZN_DATA, fields.notificationPayloadDict},
                                 {kNotificationPayloadKeyCampaignID, fields.campaignID},
                                 {ZN_PUSH_TIME, zn::format("%f", fields.receivedDate.date().secondsSince1970)},
@@ -221,34 +253,53 @@ zn::Value ZNInboxModel::getLegacyInboxPayload() const {
 }
 
 struct ZNInboxModel::Archived {
+  static constexpr auto kLater = zn::ReadField::later;
   static constexpr std::tuple fields{
       zn::ArchivedField{"cid", &Fields::campaignID},
-      zn::ArchivedField{"notificationPayload", &Fields::notificationPayloadDict, isDictionary},
-      zn::ArchivedField{"screenData", &Fields::screenDataDict},
-      zn::ArchivedField{"zintarDict", &Fields::zintarDict, isDictionary},
-      zn::ArchivedField{"title", &Fields::notificationTitle},
-      zn::ArchivedField{"subTitle", &Fields::notificationSubTitle},
-      zn::ArchivedField{"body", &Fields::notificationBody},
-      zn::ArchivedField{"sound", &Fields::notificationSound},
-      zn::ArchivedField{"mediaURL", &Fields::notificationMediaURL},
+      zn::ArchivedField{"notificationPayload", &Fields::notificationPayloadDict, isDictionary, kLater},
+      zn::ArchivedField{"screenData", &Fields::screenDataDict, nullptr, kLater},
+      zn::ArchivedField{"zintarDict", &Fields::zintarDict, isDictionary, kLater},
+      zn::ArchivedField{"title", &Fields::notificationTitle, nullptr, kLater},
+      zn::ArchivedField{"subTitle", &Fields::notificationSubTitle, nullptr, kLater},
+      zn::ArchivedField{"body", &Fields::notificationBody, nullptr, kLater},
+      zn::ArchivedField{"sound", &Fields::notificationSound, nullptr, kLater},
+      zn::ArchivedField{"mediaURL", &Fields::notificationMediaURL, nullptr, kLater},
       zn::ArchivedField{"receivedDate", &Fields::receivedDate, zn::isDate},
       zn::ArchivedField{"inboxExpiryDate", &Fields::inboxExpiryDate, zn::isDate},
       zn::ArchivedField{"clickedDate", &Fields::clickedDate, zn::isDate},
       zn::ArchivedField{"isRead", &Fields::isRead},
-      zn::ArchivedField{"screenName", &Fields::screenName},
-      zn::ArchivedField{"deepLinkURL", &Fields::deepLinkURL},
-      zn::ArchivedField{"richLandingURL", &Fields::richLandingURL}};
+      zn::ArchivedField{"screenName", &Fields::screenName, nullptr, kLater},
+      zn::ArchivedField{"deepLinkURL", &Fields::deepLinkURL, nullptr, kLater},
+      zn::ArchivedField{"richLandingURL", &Fields::richLandingURL, nullptr, kLater}};
 };
 
+void ZNInboxModel::Fields::readAll() {
+  if (!unread) return;
+  unread.read([this](zn::NSKeyedUnarchiver& coder) {
+    zn::decodeFields(coder, *this, Archived::fields, Archived::kLater);
+  });
+  unread = {};  // not before all is read
+}
+
 void ZNInboxModel::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  fields_.read([&](const Fields& fields) { zn::encodeFields(coder, fields, Archived::fields); });
+  fields_.updateUnrevised([&](Fields& fields) {
+    fields.readAll();
+    zn::encodeFields(coder, fields, Archived::fields);
+  });
 }
 
 std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithCoder(zn::NSKeyedUnarchiver& coder) {
   auto entry = std::make_shared<ZNInboxModel>();
-  entry->fields_.update([&](Fields& fields) {
-    zn::decodeFields(coder, fields, Archived::fields);
+  entry->fields_.updateUnrevised([&](Fields& fields) {
+    zn::decodeFields(coder, fields, Archived::fields, zn::ReadField::atOnce);
     fields.campaignHash = fields.campaignID.hash();
+    // What was read now must be shared with what is read later: only a campaign could share anything.
+    if (!fields.campaignID.isContainer()) fields.unread = coder.fieldsForLater();
+    if (fields.unread) {
+      fields.unreadHasPayload = coder.decodesDictionaryForKey("notificationPayload");
+    } else {
+      zn::decodeFields(coder, fields, Archived::fields, Archived::kLater);
+    }
   });
   return entry;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <memory>
 
 #include "ZNPlatform/Export.h"
@@ -54,6 +55,7 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
     friend bool operator==(const CampaignKey& a, const CampaignKey& b) { return a.hash == b.hash && a.id == b.id; }
   };
   CampaignKey campaignKey() const;
+  std::size_t campaignHash() const { return fields_.get(&Fields::campaignHash); }  ///< the key's; copies nothing
   bool isOfSameCampaign(const ZNInboxModel& other) const { return campaignKey() == other.campaignKey(); }
   /// What observers of the inbox see of an entry, read as one step.
   struct Seen {
@@ -65,32 +67,56 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
 
   // Setters change the property alone, not what the stored payload says.
 
-  ZN_PROPERTY(zn::Value, notificationPayloadDict, setNotificationPayloadDict)
-  ZN_PROPERTY(zn::Value, screenDataDict, setScreenDataDict)
-  ZN_PROPERTY(zn::Value, zintarDict, setZintarDict)
-  ZN_PROPERTY(zn::Value, notificationTitle, setNotificationTitle)
-  ZN_PROPERTY(zn::Value, notificationSubTitle, setNotificationSubTitle)
-  ZN_PROPERTY(zn::Value, notificationBody, setNotificationBody)
-  ZN_PROPERTY(zn::Value, notificationSound, setNotificationSound)
-  ZN_PROPERTY(zn::Value, notificationMediaURL, setNotificationMediaURL)
-  ZN_PROPERTY(zn::Value, screenName, setScreenName)
-  ZN_PROPERTY(zn::Value, deepLinkURL, setDeepLinkURL)
-  ZN_PROPERTY(zn::Value, richLandingURL, setRichLandingURL)
+  // What an entry of the inbox file holds is made when the first of these is asked for.
+  zn::Value notificationPayloadDict() const { return content(&Fields::notificationPayloadDict); }
+  void setNotificationPayloadDict(const zn::Value& value) { setContent(&Fields::notificationPayloadDict, value); }
+  bool hasPayload() const;  ///< whether notificationPayloadDict gives one, without a look into it
+  zn::Value screenDataDict() const { return content(&Fields::screenDataDict); }
+  void setScreenDataDict(const zn::Value& value) { setContent(&Fields::screenDataDict, value); }
+  zn::Value zintarDict() const { return content(&Fields::zintarDict); }
+  void setZintarDict(const zn::Value& value) { setContent(&Fields::zintarDict, value); }
+  zn::Value notificationTitle() const { return content(&Fields::notificationTitle); }
+  void setNotificationTitle(const zn::Value& value) { setContent(&Fields::notificationTitle, value); }
+  zn::Value notificationSubTitle() const { return content(&Fields::notificationSubTitle); }
+  void setNotificationSubTitle(const zn::Value& value) { setContent(&Fields::notificationSubTitle, value); }
+  zn::Value notificationBody() const { return content(&Fields::notificationBody); }
+  void setNotificationBody(const zn::Value& value) { setContent(&Fields::notificationBody, value); }
+  zn::Value notificationSound() const { return content(&Fields::notificationSound); }
+  void setNotificationSound(const zn::Value& value) { setContent(&Fields::notificationSound, value); }
+  zn::Value notificationMediaURL() const { return content(&Fields::notificationMediaURL); }
+  void setNotificationMediaURL(const zn::Value& value) { setContent(&Fields::notificationMediaURL, value); }
+  zn::Value screenName() const { return content(&Fields::screenName); }
+  void setScreenName(const zn::Value& value) { setContent(&Fields::screenName, value); }
+  zn::Value deepLinkURL() const { return content(&Fields::deepLinkURL); }
+  void setDeepLinkURL(const zn::Value& value) { setContent(&Fields::deepLinkURL, value); }
+  zn::Value richLandingURL() const { return content(&Fields::richLandingURL); }
+  void setRichLandingURL(const zn::Value& value) { setContent(&Fields::richLandingURL, value); }
+
   ZN_PROPERTY(zn::Value, receivedDate, setReceivedDate)  ///< date or nil, like the next two
   ZN_PROPERTY(zn::Value, clickedDate, setClickedDate)
   ZN_PROPERTY(zn::Value, inboxExpiryDate, setInboxExpiryDate)  ///< after it the entry is removed
+  /// The received date's seconds since 1970; for nil, what sorts after all of them.
+  double receivedSeconds() const {
+    return fields_.read([](const Fields& fields) {
+      return fields.receivedDate.isDate() ? fields.receivedDate.date().secondsSince1970
+                                          : -std::numeric_limits<double>::infinity();
+    });
+  }
   ZN_PROPERTY(bool, isRead, setIsRead)
   bool isUnreadWithPayload() const;  ///< read as one step
 
   const char* archivedClassName() const override { return "ZNInboxModel"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
+  std::uint64_t revision() const override { return fields_.revision(); }
 
   ZNInboxModel() = default;  ///< an entry with nothing set
 
  private:
   struct Archived;
   struct Fields {
-    zn::Value receivedDate;  // first, on the mutex's cache line: sorting reads it of every entry
+    // First, beside the mutex: merging and sorting read these two of every entry.
+    zn::Value receivedDate;
+    std::size_t campaignHash = zn::nil.hash();
     zn::Value notificationPayloadDict;
     zn::Value screenDataDict;
     zn::Value zintarDict;
@@ -105,16 +131,29 @@ class ZN_EXPORT ZNInboxModel : public zn::Coding {
     zn::Value clickedDate;
     zn::Value inboxExpiryDate;
     zn::Value campaignID;
-    std::size_t campaignHash = zn::nil.hash();
     bool isRead = false;
+    bool unreadHasPayload = false;
+    zn::FieldsForLater unread;  // payload, texts and links, until the first of them is asked for
 
+    bool holdsPayload() const { return unread ? unreadHasPayload : !notificationPayloadDict.isNil(); }
+    void readAll();
+    void setCampaign(const zn::Value& id);
+    void setContent(const zn::Value& aps, const zn::Value& zinDict);
+    void setLinks(const zn::Value& payload);
+    /// Both copies get what a payload without dates lacks.
+    void setDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken, double expiryPeriod);
     void click(zn::Date now);
   };
 
   void fillFromPayload(const zn::Value& payload, zn::Date taken);
-  void fillDates(zn::Value& payloadCopy, zn::Value& zintar, zn::Date taken);
 
-  zn::GuardedFields<Fields> fields_;
+  zn::Value content(zn::Value Fields::*field) const;
+  void setContent(zn::Value Fields::*field, const zn::Value& value);
+  /// `fields_.update`, for a change that needs what is still to be read.
+  template <class Change>
+  void updateAll(const Change& change);
+
+  mutable zn::RevisedFields<Fields> fields_;  // reading what was left in the archive changes nothing of an entry
 };
 
 namespace zn {

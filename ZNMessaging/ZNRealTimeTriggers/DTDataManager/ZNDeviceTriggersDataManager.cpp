@@ -165,7 +165,9 @@ void ZNDeviceTriggersDataManager::saveServerAnswer(const std::shared_ptr<ZNDevic
     if (!container) return;
     const std::int64_t now = zn::millisecondsSince1970();
     const auto dropped = std::make_shared<zn::DroppedCampaigns>();
-    const zn::CampaignList answer = campaignsIn(campaigns, container->fields().campaigns().empty(), dropped.get());
+    const ZNDeviceTriggers::Fields present = container->fields();
+    const bool takesNameless = present.campaigns().empty();
+    const zn::CampaignList answer = campaignsIn(campaigns, takesNameless, present.campaigns(), dropped.get());
     for (const auto& campaign : answer) tellOfOddExpiry(*campaign);
     container->update([&](ZNDeviceTriggers::Fields& fields) {
       if (limits) limits(fields);
@@ -205,8 +207,10 @@ void ZNDeviceTriggersDataManager::updateStatusEntriesForCampaigns(const zn::Camp
 
 zn::CampaignList ZNDeviceTriggersDataManager::merged(const zn::CampaignList& stored, const zn::CampaignList& answer) {
   zn::CampaignList result = stored;
+  result.reserve(stored.size() + answer.size());
   // Where the list holds each campaign; a replaced one leaves an empty place until the end.
   std::unordered_map<zn::Value, std::vector<std::size_t>, zn::ValueHash> places;
+  places.reserve(stored.size());
   for (std::size_t place = 0; place < stored.size(); ++place) {
     if (stored[place]) places[stored[place]->campaignID()].push_back(place);
   }
@@ -228,6 +232,7 @@ zn::CampaignList ZNDeviceTriggersDataManager::merged(const zn::CampaignList& sto
 
 zn::StatusList ZNDeviceTriggersDataManager::reconciled(const zn::StatusList& statuses,
                                                        const zn::CampaignList& campaigns, std::int64_t now) {
+  if (statuses.empty()) return {};
   std::unordered_map<zn::Value, zn::CampaignList, zn::ValueHash> active;
   for (const auto& campaign : campaigns) {
     if (campaign && campaign->isActive()) active[campaign->campaignID()].push_back(campaign);

@@ -32,7 +32,7 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   /// `saveDeviceTriggerCampaigns:andUpdateLastSyncTime:`: merges campaigns of a server answer (an array of
   /// dictionaries, or nil), drops stopped and expired ones, sorts, and saves. The time of the last synchronisation
   /// becomes now; with the flag false only if it is not 0, so that a device that never synchronised keeps asking for
-  /// everything.
+  /// everything. A known campaign that came unchanged stays the record that it is, unless it holds fresh contents.
   void saveDeviceTriggerCampaigns(const zn::Value& campaigns, bool updateLastSyncTime);
 
   /// `getCampaignsForEvent:withAttributes:`: campaigns that the event triggers, in stored order. The log tells of every
@@ -95,7 +95,8 @@ class ZN_EXPORT ZNDeviceTriggersDataManager {
   static zn::StatusList addedUp(const zn::StatusList& older, const zn::StatusList& newer);
   static zn::CampaignList withoutExpired(const zn::CampaignList& campaigns, std::int64_t now,
                                          zn::DroppedCampaigns* dropped = nullptr);
-  static zn::CampaignList campaignsIn(const zn::Value& answer, bool takesNameless,
+  /// Stored campaigns, or none, that the answer holds unchanged are themselves in the result.
+  static zn::CampaignList campaignsIn(const zn::Value& answer, bool takesNameless, const zn::CampaignList& stored = {},
                                       zn::DroppedCampaigns* dropped = nullptr);
   static void tellOfAnswer(std::size_t count, const ZNDeviceTriggers& container);
   static void countShowing(ZNDeviceTriggers::Fields& fields, const ZNDeviceTriggerCampaign& campaign, std::int64_t now);

@@ -1,5 +1,8 @@
 // What a server answer holds, and what is not kept of it.
 
+#include <unordered_map>
+#include <utility>
+
 #include "ZNMessaging/ZNRealTimeTriggers/DTDataManager/ZNDeviceTriggersDataManager.h"
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Format.h"
@@ -26,7 +29,7 @@ void note(zn::DroppedCampaigns* dropped, const Describe& describe) {
 
 bool isStopped(const ZNDeviceTriggerCampaign& campaign) {
   const zn::Value status = campaign.status();
-  return status == zn::Value("stopped") || status == zn::Value("expired");
+  return status.isString() && (status.string() == "stopped" || status.string() == "expired");
 }
 
 std::string whyExpired(const zn::Value& expiry, std::int64_t now) {
@@ -49,9 +52,28 @@ zn::DroppedCampaign described(const ZNDeviceTriggerCampaign& campaign, std::int6
                                            : whyExpired(campaign.expiry(), now)};
 }
 
+/// Stored campaigns by their ids, those without one left out: a synchronisation never replaces these.
+class KnownCampaigns {
+ public:
+  explicit KnownCampaigns(const zn::CampaignList& stored) {
+    byID_.reserve(stored.size());
+    for (const auto& campaign : stored) {
+      if (zn::Value id = campaign->campaignID()) byID_.try_emplace(std::move(id), campaign);
+    }
+  }
+  std::shared_ptr<ZNDeviceTriggerCampaign> withID(const zn::Value& id) const {
+    const auto found = byID_.find(id);
+    return found == byID_.end() ? nullptr : found->second;
+  }
+
+ private:
+  std::unordered_map<zn::Value, std::shared_ptr<ZNDeviceTriggerCampaign>, zn::ValueHash> byID_;
+};
+
 }  // namespace
 
 zn::CampaignList ZNDeviceTriggersDataManager::campaignsIn(const zn::Value& answer, bool takesNameless,
+                                                          const zn::CampaignList& stored,
                                                           zn::DroppedCampaigns* dropped) {
   zn::CampaignList campaigns;
   if (!answer.isNil() && !answer.isArray()) {
@@ -60,12 +82,14 @@ zn::CampaignList ZNDeviceTriggersDataManager::campaignsIn(const zn::Value& answe
           .name = "the whole answer", .triggerEvent = {}, .because = "\"campaigns\" is " + shown(answer) + ", no list"};
     });
   }
+  const KnownCampaigns known(stored);
   std::size_t number = 0;
-  for (const zn::Value& dictionary : answer.elements()) {
-    ++number;
-    const bool isNameless = dictionary.validObjectForKey("campaign_id").isNil();
-    if (dictionary.isDictionary() && (takesNameless || !isNameless)) {
-      campaigns.push_back(ZNDeviceTriggerCampaign::initWithDictionary(dictionary));
+  const auto sent = answer.elements();
+  for (const zn::Value& dictionary : sent) {
+    if (++number < sent.size()) sent[number].prefetchContents();  // of the next one
+    const zn::Value id = dictionary.validObjectForKey("campaign_id");
+    if (dictionary.isDictionary() && (takesNameless || !id.isNil())) {
+      campaigns.push_back(ZNDeviceTriggerCampaign::initWithDictionary(dictionary, known.withID(id)));
       continue;
     }
     note(dropped, [&] {

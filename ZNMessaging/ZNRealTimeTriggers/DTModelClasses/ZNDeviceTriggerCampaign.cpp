@@ -1,7 +1,6 @@
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/ZNDeviceTriggerCampaign.h"
 
 #include "ZNMessaging/Utils/ArchivedFields_p.h"
-
 #include "ZNMessaging/ZNRealTimeTriggers/DTModelClasses/TriggerNumbers_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
 #include "ZNPlatform/Foundation/Format.h"
@@ -51,44 +50,65 @@ std::uint64_t ZNDeviceTriggerCampaign::triggerEventChanges() { return eventChang
 int ZNDeviceTriggerCampaign::getDeviceTriggerType(const zn::Value& type) { return type == zn::Value("test") ? 1 : 0; }
 
 std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithDictionary(const zn::Value& dictionary) {
-  auto campaign = std::make_shared<ZNDeviceTriggerCampaign>();
+  return initWithDictionary(dictionary, nullptr);
+}
+
+std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithDictionary(
+    const zn::Value& dictionary, const std::shared_ptr<ZNDeviceTriggerCampaign>& known) {
+  if (known && known->isStillMadeOf(dictionary)) {
+    known->problemLogged_ = false;
+    return known;
+  }
+  const std::uint64_t knownRevision = known ? known->revision() : 0;
+  Fields sent;
   zn::guarded("initWithDictionary:", "exception in initializing ZNDeviceTriggerCampaign : %@", [&] {
     try {
-      campaign->fill(dictionary);
+      fill(sent, dictionary, known ? known->payload() : nullptr);
     } catch (...) {
-      campaign->fields_.set(&Fields::malformation, zn::currentExceptionText());
+      sent.malformation = zn::currentExceptionText();
       throw;
     }
   });
+  if (known && known->isAsSent(sent)) {
+    known->problemLogged_ = false;
+    known->remember(dictionary, knownRevision);
+    return known;
+  }
+  auto campaign = std::make_shared<ZNDeviceTriggerCampaign>();
+  campaign->fields_.replace(std::move(sent));
+  campaign->remember(dictionary, campaign->revision());
   return campaign;
 }
 
-void ZNDeviceTriggerCampaign::fill(const zn::Value& dictionary) {
+void ZNDeviceTriggerCampaign::fill(Fields& fields, const zn::Value& dictionary,
+                                   const std::shared_ptr<ZNDeviceTriggerPayload>& known) {
   const Reader sent(dictionary);
-  fields_.update([&](Fields& fields) {
-    fields.campaignID = sent["campaign_id"];
-    if (const zn::Value payload = sent.dictionary("payload")) {
-      fields.payload = ZNDeviceTriggerPayload::initWithDictionary(payload);
-    }
-    fields.triggerEvent = sent["trigger_event_name"];
-    fields.attrConditions = sent.dictionary("condition");
-    fields.campaignType = getDeviceTriggerType(sent["type"]);
-    fields.status = sent["status"];
-    fields.expiry = sent["expiry"];
-    fields.priority = sent["priority"];
-    fields.maxTimes = sent["max_times"];
-    fields.campaignDelay = sent["min_delay_between_notifications"];
-    fields.lastUpdatedTime = sent["last_updated"];
-    fields.triggerDelay = sent["show_delay"];
-    fields.maxSyncDelay = sent["max_sync_delay"];
-    fields.shouldSupportOffline = sent.boolean("should_support_offline");
-    fields.shouldIgnoreDND = sent.boolean("should_ignore_dnd");
-  });
+  fields.campaignID = sent["campaign_id"];
+  if (const zn::Value payload = sent.dictionary("payload")) {
+    fields.payload = known && known->isAsSent(payload) ? known : ZNDeviceTriggerPayload::initWithDictionary(payload);
+  }
+  fields.triggerEvent = sent["trigger_event_name"];
+  fields.attrConditions = sent.dictionary("condition");
+  fields.campaignType = getDeviceTriggerType(sent["type"]);
+  fields.status = sent["status"];
+  fields.expiry = sent["expiry"];
+  fields.priority = sent["priority"];
+  fields.maxTimes = sent["max_times"];
+  fields.campaignDelay = sent["min_delay_between_notifications"];
+  fields.lastUpdatedTime = sent["last_updated"];
+  fields.triggerDelay = sent["show_delay"];
+  fields.maxSyncDelay = sent["max_sync_delay"];
+  fields.shouldSupportOffline = sent.boolean("should_support_offline");
+  fields.shouldIgnoreDND = sent.boolean("should_ignore_dnd");
 }
 
 void ZNDeviceTriggerCampaign::updateNotificationPayload(const zn::Value& dictionary) {
   if (!dictionary.isDictionary() || dictionary.isEmpty()) return;
   setUpdated_payload(ZNDeviceTriggerPayload::initWithDictionary(dictionary.mutableCopy()));
+}
+
+void ZNDeviceTriggerCampaign::setUpdated_payload(std::shared_ptr<ZNDeviceTriggerPayload> payload) {
+  fields_.updateUnrevised([&](Fields& fields) { fields.updated_payload.swap(payload); });
 }
 
 void ZNDeviceTriggerCampaign::setTriggerEvent(const zn::Value& value) {
@@ -109,7 +129,7 @@ void ZNDeviceTriggerCampaign::setAttrConditions(const zn::Value& value) {
 }
 
 std::shared_ptr<const ZNEventCondition> ZNDeviceTriggerCampaign::condition() const {
-  return fields_.update([](Fields& fields) {
+  return fields_.updateUnrevised([](Fields& fields) {
     if (!fields.condition) {
       zn::Value whole = fields.attrConditions.isNil() ? zn::Value::dictionary() : fields.attrConditions;
       if (whole.isDictionary()) {
@@ -167,7 +187,42 @@ struct ZNDeviceTriggerCampaign::Archived {
 };
 
 void ZNDeviceTriggerCampaign::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  zn::encodeFields(coder, fields_.all(), Archived::fields);
+  fields_.read([&](const Fields& fields) { zn::encodeFields(coder, fields, Archived::fields); });
+}
+
+/// The quick answer, without reading the dictionary: mostly the server sends what it sent before. A malformed one is
+/// read again, which logs what is wrong.
+bool ZNDeviceTriggerCampaign::isStillMadeOf(const zn::Value& dictionary) const {
+  const std::uint64_t present = revision();
+  return fields_.read([&](const Fields& fields) {
+    return fields.sentRevision == present && !fields.updated_payload && fields.malformation.empty() &&
+           zn::archiveAlike(fields.sent, dictionary);
+  });
+}
+
+/// `revision`: that of the state that the dictionary makes.
+void ZNDeviceTriggerCampaign::remember(const zn::Value& dictionary, std::uint64_t revision) {
+  fields_.updateUnrevised([&](Fields& fields) {
+    fields.sent = dictionary;
+    fields.sentRevision = revision;
+  });
+}
+
+/// A new record has no fresh contents, and says what is malformed.
+bool ZNDeviceTriggerCampaign::isAsSent(const Fields& sent) const {
+  return fields_.read([&](const Fields& fields) {
+    return !fields.updated_payload && fields.malformation == sent.malformation &&
+           zn::archiveAlike(fields, sent, Archived::fields);
+  });
+}
+
+/// A change of the payload counts as one of the campaign. The payload's own number would not do: campaigns may share
+/// one.
+std::uint64_t ZNDeviceTriggerCampaign::revision() const {
+  const auto ofPayload = [](const Fields& fields) { return fields.payload ? fields.payload->revision() : 0; };
+  if (fields_.read([&](const Fields& fields) { return fields.payloadRevision != ofPayload(fields); }))
+    fields_.update([&](Fields& fields) { fields.payloadRevision = ofPayload(fields); });
+  return fields_.revision();
 }
 
 std::shared_ptr<ZNDeviceTriggerCampaign> ZNDeviceTriggerCampaign::initWithCoder(zn::NSKeyedUnarchiver& coder) {

@@ -27,6 +27,11 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   /// `initWithDictionary:`: from the server's dictionary. A payload, a condition or a switch of the wrong kind is a
   /// failure; it is logged with the campaign's id, and what was filled in so far stays.
   static std::shared_ptr<ZNDeviceTriggerCampaign> initWithDictionary(const zn::Value& dictionary);
+  /// The same where the campaign is known already, or null: answers `known` itself if a new one would be archived alike
+  /// and `known` holds no fresh contents; its condition's problem is then told once more, as a new one's is. A new one
+  /// takes over the payload of `known` if that would be archived alike.
+  static std::shared_ptr<ZNDeviceTriggerCampaign> initWithDictionary(
+      const zn::Value& dictionary, const std::shared_ptr<ZNDeviceTriggerCampaign>& known);
   /// `initWithCoder:`
   static std::shared_ptr<ZNDeviceTriggerCampaign> initWithCoder(zn::NSKeyedUnarchiver& coder);
 
@@ -51,7 +56,8 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   ZN_PROPERTY(zn::Value, campaignID, setCampaignID)
   ZN_PROPERTY(std::shared_ptr<ZNDeviceTriggerPayload>, payload, setPayload)  ///< null without one
   /// What the segment check gave; null without; never archived.
-  ZN_PROPERTY(std::shared_ptr<ZNDeviceTriggerPayload>, updated_payload, setUpdated_payload)
+  std::shared_ptr<ZNDeviceTriggerPayload> updated_payload() const { return fields_.get(&Fields::updated_payload); }
+  void setUpdated_payload(std::shared_ptr<ZNDeviceTriggerPayload> payload);
   zn::Value triggerEvent() const { return fields_.get(&Fields::triggerEvent); }
   void setTriggerEvent(const zn::Value& value);
   zn::Value attrConditions() const { return fields_.get(&Fields::attrConditions); }
@@ -73,12 +79,14 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
 
   const char* archivedClassName() const override { return "ZNDeviceTriggerCampaign"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
+  std::uint64_t revision() const override;  ///< its payload's, too
 
  private:
   struct Archived;
   struct Fields {
     zn::Value campaignID;
     std::shared_ptr<ZNDeviceTriggerPayload> payload;
+    std::uint64_t payloadRevision = 0;  // that `revision` counts already
     std::shared_ptr<ZNDeviceTriggerPayload> updated_payload;
     zn::Value triggerEvent;
     zn::Value attrConditions;
@@ -95,15 +103,20 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
     bool shouldIgnoreDND = false;
     std::string malformation;                           // never archived
     std::shared_ptr<const ZNEventCondition> condition;  // on the first check: most campaigns are never checked
+    zn::Value sent;                                     // what the server sent, and the state that it was made into
+    std::uint64_t sentRevision = 0;
   };
   friend class ZNDeviceTriggers;
   /// How often a trigger event of any campaign was set after it was made: who keeps campaigns in the order of their
   /// events orders them anew when the count has moved.
   static std::uint64_t triggerEventChanges();
   static const zn::Value& kActiveValue();
-  void fill(const zn::Value& dictionary);
+  static void fill(Fields& fields, const zn::Value& dictionary, const std::shared_ptr<ZNDeviceTriggerPayload>& known);
+  bool isAsSent(const Fields& sent) const;
+  bool isStillMadeOf(const zn::Value& dictionary) const;
+  void remember(const zn::Value& dictionary, std::uint64_t revision);
   std::shared_ptr<const ZNEventCondition> condition() const;
 
-  mutable zn::GuardedFields<Fields> fields_;
+  mutable zn::RevisedFields<Fields> fields_;
   mutable std::atomic<bool> problemLogged_{false};
 };

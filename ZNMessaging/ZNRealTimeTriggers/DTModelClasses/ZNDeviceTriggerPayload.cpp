@@ -4,26 +4,32 @@
 #include "ZNMessaging/Utils/ArchivedFields_p.h"
 
 std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggerPayload::initWithDictionary(const zn::Value& dictionary) {
-  namespace key = zn::payload;
   const auto payload = std::make_shared<ZNDeviceTriggerPayload>();
-  const zn::Value zintar = dictionary.validObjectForKey(kNotificationPayloadKeyZintar);
-  const zn::Value aps = dictionary.validObjectForKey(key::aps);
-  const zn::Value alert = aps.validObjectForKey(key::alert);
-  payload->setCampaignID(zintar.validObjectForKey(kNotificationPayloadKeyCampaignID));
-  if (alert.isDictionary()) {
-    payload->setAlertTitle(alert.validObjectForKey(key::title));
-    payload->setAlertSubTitle(alert.validObjectForKey(key::subtitle));
-    payload->setAlertBody(alert.validObjectForKey(key::body));
-  } else if (alert.isString()) {
-    payload->setAlertBody(alert);
-    payload->setAlertTitle("");  // set and empty, not nil
-    payload->setAlertSubTitle("");
-  }
-  payload->setAlertSound(aps.validObjectForKey(key::sound));
-  payload->setCategory(aps.validObjectForKey(key::category));
-  payload->setAttachmentURL(zintar.validObjectForKey(kNotificationPayloadKeyMediaAttachmentURL));
-  payload->setPushDict(dictionary.mutableCopy());
+  payload->fields_.replace(fieldsOf(dictionary));
   return payload;
+}
+
+ZNDeviceTriggerPayload::Fields ZNDeviceTriggerPayload::fieldsOf(const zn::Value& dictionary) {
+  namespace key = zn::payload;
+  const zn::Value& zintar = dictionary[kNotificationPayloadKeyZintar];
+  const zn::Value& aps = dictionary[key::aps];
+  const zn::Value& alert = aps[key::alert];
+  Fields fields;
+  fields.campaignID = zintar.validObjectForKey(kNotificationPayloadKeyCampaignID);
+  if (alert.isDictionary()) {
+    fields.alertTitle = alert.validObjectForKey(key::title);
+    fields.alertSubTitle = alert.validObjectForKey(key::subtitle);
+    fields.alertBody = alert.validObjectForKey(key::body);
+  } else if (alert.isString()) {
+    fields.alertBody = alert;
+    fields.alertTitle = "";  // set and empty, not nil
+    fields.alertSubTitle = "";
+  }
+  fields.alertSound = aps.validObjectForKey(key::sound);
+  fields.category = aps.validObjectForKey(key::category);
+  fields.attachmentURL = zintar.validObjectForKey(kNotificationPayloadKeyMediaAttachmentURL);
+  fields.pushDict = dictionary.mutableCopy();
+  return fields;
 }
 
 struct ZNDeviceTriggerPayload::Archived {
@@ -38,7 +44,12 @@ struct ZNDeviceTriggerPayload::Archived {
 };
 
 void ZNDeviceTriggerPayload::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  zn::encodeFields(coder, fields_.all(), Archived::fields);
+  fields_.read([&](const Fields& fields) { zn::encodeFields(coder, fields, Archived::fields); });
+}
+
+bool ZNDeviceTriggerPayload::isAsSent(const zn::Value& dictionary) const {
+  const Fields sent = fieldsOf(dictionary);
+  return fields_.read([&](const Fields& fields) { return zn::archiveAlike(fields, sent, Archived::fields); });
 }
 
 std::shared_ptr<ZNDeviceTriggerPayload> ZNDeviceTriggerPayload::initWithCoder(zn::NSKeyedUnarchiver& coder) {

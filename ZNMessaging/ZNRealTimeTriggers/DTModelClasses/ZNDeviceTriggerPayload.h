@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "ZNPlatform/Export.h"
@@ -24,8 +25,12 @@ class ZN_EXPORT ZNDeviceTriggerPayload : public ZNModelObject {
   ZN_PROPERTY(zn::Value, category, setCategory)
   ZN_PROPERTY(zn::Value, pushDict, setPushDict)  ///< all of it: the notification's user info
 
+  /// Whether `initWithDictionary` would make of it a payload that archives as this one does.
+  bool isAsSent(const zn::Value& dictionary) const;
+
   const char* archivedClassName() const override { return "ZNDeviceTriggerPayload"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
+  std::uint64_t revision() const override { return fields_.revision(); }
 
  private:
   struct Archived;
@@ -39,5 +44,7 @@ class ZN_EXPORT ZNDeviceTriggerPayload : public ZNModelObject {
     zn::Value category;
     zn::Value pushDict;
   };
-  zn::GuardedFields<Fields> fields_;
+  static Fields fieldsOf(const zn::Value& dictionary);
+
+  zn::RevisedFields<Fields> fields_;
 };

@@ -22,7 +22,7 @@ struct ZNDeviceTriggerStatus::Archived {
 };
 
 void ZNDeviceTriggerStatus::encodeWithCoder(zn::NSKeyedArchiver& coder) const {
-  zn::encodeFields(coder, fields_.all(), Archived::fields);
+  fields_.read([&](const Fields& fields) { zn::encodeFields(coder, fields, Archived::fields); });
 }
 
 std::shared_ptr<ZNDeviceTriggerStatus> ZNDeviceTriggerStatus::initWithCoder(zn::NSKeyedUnarchiver& coder) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "ZNPlatform/Export.h"
@@ -22,6 +23,7 @@ class ZN_EXPORT ZNDeviceTriggerStatus : public ZNModelObject {
 
   const char* archivedClassName() const override { return "ZNDeviceTriggerStatus"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
+  std::uint64_t revision() const override { return fields_.revision(); }
 
  private:
   struct Archived;
@@ -31,5 +33,5 @@ class ZN_EXPORT ZNDeviceTriggerStatus : public ZNModelObject {
     zn::Value lastShownTime;
     zn::Value expiry;
   };
-  zn::GuardedFields<Fields> fields_;
+  zn::RevisedFields<Fields> fields_;
 };

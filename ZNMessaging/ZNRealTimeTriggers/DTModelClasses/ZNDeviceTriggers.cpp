@@ -20,6 +20,15 @@ std::shared_ptr<const List> withoutNull(const std::shared_ptr<const List>& list)
   return copy;
 }
 
+/// A new list of the same records becomes the one that was there, so that what was made of that stays in use.
+template <class List>
+void keepSame(const std::shared_ptr<const List>& before, std::shared_ptr<const List>& now) {
+  if (before && now && *before == *now) now = before;
+}
+void keepSame(const zn::Value& before, zn::Value& now) {
+  if (zn::archiveAlike(before, now)) now = before;
+}
+
 }  // namespace
 
 const zn::CampaignList& ZNDeviceTriggers::Fields::campaigns() const {
@@ -32,18 +41,25 @@ const zn::StatusList& ZNDeviceTriggers::Fields::statuses() const {
   return deviceTriggerStatus ? *deviceTriggerStatus : *none;
 }
 
-/// Ways into the lists, so that an event costs nothing for the campaigns of other events. Never changed once made; a
-/// trigger event that is set later makes a new one.
-struct ZNDeviceTriggers::Index {
-  explicit Index(const Fields& fields) : eventChanges(ZNDeviceTriggerCampaign::triggerEventChanges()) {
-    for (const auto& campaign : fields.campaigns()) campaignsByEvent[campaign->triggerEvent()].push_back(campaign);
-    for (const auto& status : fields.statuses()) statusByCampaign.try_emplace(status->campaignID(), status);
+/// Ways into the campaigns, so that an event costs nothing for the campaigns of other events. Never changed once made;
+/// a trigger event that is set later makes a new one.
+struct ZNDeviceTriggers::CampaignIndex {
+  explicit CampaignIndex(const Fields& fields) : eventChanges(ZNDeviceTriggerCampaign::triggerEventChanges()) {
+    for (const auto& campaign : fields.campaigns()) byEvent[campaign->triggerEvent()].push_back(campaign);
     for (const zn::Value& name : fields.deviceTriggerEvents.elements()) eventNames.insert(name);
   }
-  std::unordered_map<zn::Value, zn::CampaignList, zn::ValueHash> campaignsByEvent;  // in the list's order
-  std::unordered_map<zn::Value, std::shared_ptr<const ZNDeviceTriggerStatus>, zn::ValueHash> statusByCampaign;  // first
+  std::unordered_map<zn::Value, zn::CampaignList, zn::ValueHash> byEvent;  // in the list's order
   std::unordered_set<zn::Value, zn::ValueHash> eventNames;
   const std::uint64_t eventChanges;
+};
+
+/// Likewise for how often campaigns were shown: apart, because every showing makes a new one.
+struct ZNDeviceTriggers::StatusIndex {
+  explicit StatusIndex(const Fields& fields) {
+    byCampaign.reserve(fields.statuses().size());
+    for (const auto& status : fields.statuses()) byCampaign.try_emplace(status->campaignID(), status);
+  }
+  std::unordered_map<zn::Value, std::shared_ptr<const ZNDeviceTriggerStatus>, zn::ValueHash> byCampaign;  // first
 };
 
 std::shared_ptr<ZNDeviceTriggers> ZNDeviceTriggers::init() {
@@ -76,16 +92,23 @@ ZNDeviceTriggers::Fields ZNDeviceTriggers::fields() const {
 
 void ZNDeviceTriggers::update(const std::function<void(Fields&)>& change) {
   Fields before;  // ends after the lock, with all that the change let go
-  std::shared_ptr<const Index> oldIndex;
+  std::shared_ptr<const CampaignIndex> oldCampaignIndex;
+  std::shared_ptr<const StatusIndex> oldStatusIndex;
   zn::Lock lock(mutex_);
   before = fields_;
   const auto reindex = [&]() ZN_REQUIRES(mutex_) {
     fields_.deviceTriggers = withoutNull(fields_.deviceTriggers);
     fields_.deviceTriggerStatus = withoutNull(fields_.deviceTriggerStatus);
-    const bool isCurrent = index_ && before.deviceTriggers == fields_.deviceTriggers &&
-                           before.deviceTriggerStatus == fields_.deviceTriggerStatus &&
-                           before.deviceTriggerEvents.identity() == fields_.deviceTriggerEvents.identity();
-    if (!isCurrent) oldIndex = std::exchange(index_, std::make_shared<const Index>(fields_));
+    keepSame(before.deviceTriggers, fields_.deviceTriggers);
+    keepSame(before.deviceTriggerStatus, fields_.deviceTriggerStatus);
+    keepSame(before.deviceTriggerEvents, fields_.deviceTriggerEvents);
+    if (!campaignIndex_ || before.deviceTriggers != fields_.deviceTriggers ||
+        before.deviceTriggerEvents.identity() != fields_.deviceTriggerEvents.identity()) {
+      oldCampaignIndex = std::exchange(campaignIndex_, std::make_shared<const CampaignIndex>(fields_));
+    }
+    if (!statusIndex_ || before.deviceTriggerStatus != fields_.deviceTriggerStatus) {
+      oldStatusIndex = std::exchange(statusIndex_, std::make_shared<const StatusIndex>(fields_));
+    }
   };
   try {
     change(fields_);
@@ -96,32 +119,36 @@ void ZNDeviceTriggers::update(const std::function<void(Fields&)>& change) {
   reindex();
 }
 
-std::shared_ptr<const ZNDeviceTriggers::Index> ZNDeviceTriggers::index() const {
-  std::shared_ptr<const Index> old;  // ends after the lock
+std::shared_ptr<const ZNDeviceTriggers::CampaignIndex> ZNDeviceTriggers::campaignIndex() const {
+  std::shared_ptr<const CampaignIndex> old;  // ends after the lock
   zn::Lock lock(mutex_);
-  if (index_ && index_->eventChanges != ZNDeviceTriggerCampaign::triggerEventChanges()) {
-    old = std::exchange(index_, std::make_shared<const Index>(fields_));
+  if (campaignIndex_ && campaignIndex_->eventChanges != ZNDeviceTriggerCampaign::triggerEventChanges()) {
+    old = std::exchange(campaignIndex_, std::make_shared<const CampaignIndex>(fields_));
   }
-  return index_;
+  return campaignIndex_;
 }
 
 bool ZNDeviceTriggers::waitsForEvent(const zn::Value& name) const {
-  const auto current = index();
+  const auto current = campaignIndex();
   return current && current->eventNames.contains(name);
 }
 
 zn::CampaignList ZNDeviceTriggers::campaignsForEvent(const zn::Value& name) const {
-  const auto current = index();
+  const auto current = campaignIndex();
   if (!current) return {};
-  const auto found = current->campaignsByEvent.find(name);
-  return found == current->campaignsByEvent.end() ? zn::CampaignList{} : found->second;
+  const auto found = current->byEvent.find(name);
+  return found == current->byEvent.end() ? zn::CampaignList{} : found->second;
 }
 
 std::shared_ptr<const ZNDeviceTriggerStatus> ZNDeviceTriggers::statusForCampaign(const zn::Value& campaignID) const {
-  const auto current = index();
+  std::shared_ptr<const StatusIndex> current;
+  {
+    zn::Lock lock(mutex_);
+    current = statusIndex_;
+  }
   if (!current) return nullptr;
-  const auto found = current->statusByCampaign.find(campaignID);
-  return found == current->statusByCampaign.end() ? nullptr : found->second;
+  const auto found = current->byCampaign.find(campaignID);
+  return found == current->byCampaign.end() ? nullptr : found->second;
 }
 
 struct ZNDeviceTriggers::Archived {

@@ -95,8 +95,9 @@ class ZN_EXPORT ZNDeviceTriggers : public zn::Coding {
 
  private:
   struct Archived;
-  struct Index;
-  std::shared_ptr<const Index> index() const;
+  struct CampaignIndex;
+  struct StatusIndex;
+  std::shared_ptr<const CampaignIndex> campaignIndex() const;
   template <class T>
   T get(T Fields::*field) const {
     zn::Lock lock(mutex_);
@@ -109,5 +110,6 @@ class ZN_EXPORT ZNDeviceTriggers : public zn::Coding {
 
   mutable zn::Mutex mutex_;
   Fields fields_ ZN_GUARDED_BY(mutex_);
-  mutable std::shared_ptr<const Index> index_ ZN_GUARDED_BY(mutex_);
+  mutable std::shared_ptr<const CampaignIndex> campaignIndex_ ZN_GUARDED_BY(mutex_);
+  std::shared_ptr<const StatusIndex> statusIndex_ ZN_GUARDED_BY(mutex_);
 };
