@@ -158,6 +158,9 @@ class EncodedRecords {
 
  private:
   friend class ArchiveWriter;
+  static constexpr std::uint32_t kNone = UINT32_MAX;
+  static constexpr std::uint32_t kRoot = 0;  // its slot
+
   /// What waits for its words: one of these.
   struct Waiting {
     const Value* value = nullptr;
