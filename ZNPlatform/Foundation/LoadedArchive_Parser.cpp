@@ -423,7 +423,10 @@ class ArchiveParser {
     for (std::size_t i = 0; i < keys.size(); i += sizeof(Ref)) shape.keys.push_back(literal(load<Ref>(&keys[i])));
     expectUsual(archive_.isText(shape.keys.back(), "$class"));
     for (auto key = shape.keys.begin(); key != shape.keys.end(); ++key) {  // which of two fields counts is not said
-      expectUsual(std::find(key + 1, shape.keys.end(), *key) == shape.keys.end());
+      const auto isSame = [&](Id other) {
+        return std::ranges::equal(archive_.written(other).bytes, archive_.written(*key).bytes);
+      };
+      expectUsual(std::none_of(key + 1, shape.keys.end(), isSame));
     }
     archive_.shapes_.push_back(std::move(shape));
     shapeKeys_.push_back({classPlace, keys});
