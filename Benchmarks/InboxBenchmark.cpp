@@ -166,8 +166,9 @@ void MergeAsManyNewPushes(benchmark::State& state) {
   zn::InboxList fresh;
   zn::InboxList merged;
   for (auto _ : state) {
-    for (const Value& payload : payloads.elements())
-      fresh.push_back(ZNInboxModel::initWithNotificationPayload(payload));
+    fresh = zn::entriesOf(payloads.elements(), [](const Value& payload) {
+      return ZNInboxModel::initWithNotificationPayload(payload);
+    });
     merged = zn::sortedNewestFirst(zn::mergedWithNewEntries(*stored, fresh));
     state.PauseTiming();  // an inbox keeps its entries; freeing them is no part of a merge
     fresh.clear();

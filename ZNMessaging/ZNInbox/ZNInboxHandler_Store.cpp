@@ -299,11 +299,9 @@ void ZNInboxHandler::forgetUnreadableFiles() {
 void ZNInboxHandler::resetInboxDataWithLegacyPayloadArray(const zn::Value& entries) {
   zn::guarded("resetInboxDataWithLegacyPayloadArray:", "exception while resetting inbox data : %@", [&] {
     if (!entries.isNil() && !entries.isArray()) throw zn::Exception(zn::format("a list was expected, not %@", entries));
-    zn::InboxList made;
-    for (const zn::Value& entry : entries.elements()) {
-      made.push_back(ZNInboxModel::initWithLegacyInboxPlistPayload(entry));
-    }
-    const zn::InboxListPtr list = published(std::move(made));
+    const zn::InboxListPtr list = published(zn::entriesOf(entries.elements(), [](const zn::Value& entry) {
+      return ZNInboxModel::initWithLegacyInboxPlistPayload(entry);
+    }));
     file_.replaceUnread();
     replaceMessages([&](const zn::InboxListPtr&) { return list; });
     updateInboxStorage();

@@ -155,7 +155,9 @@ void ZNInboxHandler::mergeBatches(const std::vector<InboxBatch>& batches) {
     BatchNumbers numbers;
     for (const InboxBatch& batch : batches) {
       numbers.push_back(batch.number);
-      for (const zn::Value& payload : batch.payloads.elements()) entries.push_back(entryOf(batch, payload));
+      const zn::InboxList made = zn::entriesOf(
+          batch.payloads.elements(), [&](const zn::Value& payload) { return entryOf(batch, payload); });
+      entries.insert(entries.end(), made.begin(), made.end());
     }
     replaceMessages([&](const zn::InboxListPtr& stored) { return mergeNewEntries(stored, entries); }, numbers);
   } catch (...) {
@@ -327,10 +329,9 @@ void ZNInboxHandler::syncNotificationsFromServer(SyncCompletion completion) {
 void ZNInboxHandler::mergeServerAnswer(const std::shared_ptr<ZNInboxData>& data, const zn::Value& messages) {
   // The device's time, and only with messages: the next request asks again for all since the last answer that had any.
   data->setLastUpdatedFromServerSync(zn::Date{zn::secondsSince1970()});
-  zn::InboxList entries;
-  for (const zn::Value& message : messages.elements()) {
-    entries.push_back(ZNInboxModel::initWithLegacyInboxPlistPayload(message));
-  }
+  const zn::InboxList entries = zn::entriesOf(messages.elements(), [](const zn::Value& message) {
+    return ZNInboxModel::initWithLegacyInboxPlistPayload(message);
+  });
   replaceMessagesIn(data, [&](const zn::InboxListPtr& stored) { return mergeServerEntries(stored, entries); }, {});
 }
 

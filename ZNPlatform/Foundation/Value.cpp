@@ -188,6 +188,35 @@ Value::Block<Item>& Value::owned(std::size_t room) {
   return *own;
 }
 
+/// The storage of what is that many levels inside: those above must have come already.
+void Value::prefetchLevel(int level) const noexcept {
+  if (level == 0) {
+    // How long it is, is not known before it has come; a container of a few entries takes several lines.
+    constexpr int kCacheLine = 64;
+    const int lines = isContainer() ? 3 : isShared() ? 1 : 0;
+    for (int line = 0; line < lines; ++line) {
+      __builtin_prefetch(reinterpret_cast<const char*>(payload_.shared) + line * kCacheLine);
+    }
+    return;
+  }
+  const auto isDeepEnough = [level](const Value& item) { return level == 1 ? item.isShared() : item.isContainer(); };
+  for (const Value& element : elements()) {
+    if (isDeepEnough(element)) element.prefetchLevel(level - 1);
+  }
+  for (const Entry& entry : entries()) {
+    if (isDeepEnough(entry.value)) entry.value.prefetchLevel(level - 1);
+  }
+}
+
+void Value::prefetchAhead(std::span<const Value> list, std::size_t place) noexcept {
+  constexpr int kLevels = 5;
+  constexpr std::size_t kPlacesALevel = 2;
+  for (int level = 0; level < kLevels; ++level) {
+    const std::size_t ahead = place + kPlacesALevel * static_cast<std::size_t>(kLevels - level);
+    if (ahead < list.size()) list[ahead].prefetchLevel(level);
+  }
+}
+
 std::size_t Value::storageSize() const noexcept {
   const auto allocated = [](std::size_t bytes) {
     constexpr std::size_t kHeader = 8;

@@ -173,6 +173,9 @@ class ZN_EXPORT Value {
   /// Asks the processor for the memory of what a container holds, which lies scattered and is about to be looked at: one
   /// by one, each would be waited for. Nothing else happens.
   inline void prefetchContents() const noexcept;
+  /// The same for a walk through a list whose elements are records, called before each place is looked at: while one
+  /// record is worked on, the memory of the next ones comes, level by level.
+  static void prefetchAhead(std::span<const Value> list, std::size_t place) noexcept;
 
   /// Tells shared storage: equal for copies that still share, different for others; null for scalars.
   const void* identity() const noexcept { return isShared() ? payload_.shared : nullptr; }
@@ -202,6 +205,7 @@ class ZN_EXPORT Value {
     if (isShared() && payload_.shared->releaseIsLast()) destroy();
   }
   void destroy() noexcept;
+  void prefetchLevel(int level) const noexcept;
   template <class Item>
   Block<Item>& owned(std::size_t room);
 

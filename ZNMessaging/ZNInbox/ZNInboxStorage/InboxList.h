@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "ZNMessaging/ZNInbox/ZNInboxStorage/ZNInboxModel.h"
@@ -11,6 +12,18 @@ namespace zn {
 /// Entries in order. A published list is never changed; a new one takes its place.
 using InboxList = std::vector<std::shared_ptr<ZNInboxModel>>;
 using InboxListPtr = std::shared_ptr<const InboxList>;
+
+/// One entry for each of what came together, in order: `make` makes it.
+template <class Make>
+InboxList entriesOf(std::span<const Value> all, Make&& make) {
+  InboxList entries;
+  entries.reserve(all.size());
+  for (std::size_t place = 0; place < all.size(); ++place) {
+    Value::prefetchAhead(all, place);
+    entries.push_back(make(all[place]));
+  }
+  return entries;
+}
 
 // Pure operations on lists; null entries are left out. Each costs time in proportion to the entries, except sorting a
 // list in no order at all.

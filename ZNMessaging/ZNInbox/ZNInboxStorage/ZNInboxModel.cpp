@@ -26,13 +26,6 @@ const zn::Value& valid(const zn::Value& dictionary, const char* key) {
   return found.isNull() ? zn::nil : found;
 }
 
-/// Of all that a payload holds.
-void prefetch(const zn::Value& payload) {
-  payload.prefetchContents();
-  for (const zn::Value::Entry& entry : payload.entries()) entry.value.prefetchContents();
-  payload[zn::payload::aps][zn::payload::alert].prefetchContents();
-}
-
 bool isDictionary(const zn::Value& read) { return read.isDictionary(); }
 
 }  // namespace
@@ -68,7 +61,6 @@ std::shared_ptr<ZNInboxModel> ZNInboxModel::initWithLegacyInboxPlistPayload(cons
         zn::Value data = valid(entry, ZN_DATA).mutableCopy();
         // An entry without a payload stays empty: whoever does not look stores an empty entry.
         if (data.isNil()) return std::make_shared<ZNInboxModel>();
-        prefetch(data);
         zn::Value zintar = valid(data, kNotificationPayloadKeyZintar).mutableCopy();
         if (zintar.isDictionary()) {
           const zn::Value& received = valid(entry, ZN_PUSH_TIME);
@@ -88,7 +80,6 @@ void ZNInboxModel::fillFromPayload(const zn::Value& payload, zn::Date taken) {
   if (payload.isNil()) return;
   if (!payload.isDictionary()) throw zn::Exception(zn::format("a payload must be a dictionary, not %@", payload));
   updateAll([&, expiryPeriod = zn::defaultInboxExpiryPeriod()](Fields& fields) {
-    prefetch(payload);
     zn::Value payloadCopy = payload.mutableCopy();
     zn::Value zintar = valid(payload, kNotificationPayloadKeyZintar).mutableDictionaryCopy();
     fields.setCampaign(valid(zintar, kNotificationPayloadKeyCampaignID));

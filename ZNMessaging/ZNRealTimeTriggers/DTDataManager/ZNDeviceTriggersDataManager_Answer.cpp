@@ -86,7 +86,7 @@ zn::CampaignList ZNDeviceTriggersDataManager::campaignsIn(const zn::Value& answe
   std::size_t number = 0;
   const auto sent = answer.elements();
   for (const zn::Value& dictionary : sent) {
-    if (++number < sent.size()) sent[number].prefetchContents();  // of the next one
+    zn::Value::prefetchAhead(sent, number++);
     const zn::Value id = dictionary.validObjectForKey("campaign_id");
     if (dictionary.isDictionary() && (takesNameless || !id.isNil())) {
       campaigns.push_back(ZNDeviceTriggerCampaign::initWithDictionary(dictionary, known.withID(id)));
