@@ -181,56 +181,53 @@ std::uint32_t EncodedRecords::slotOf(std::uint64_t revision) {
   return known == byRevision_.end() ? kNone : known->second;
 }
 
-void EncodedRecords::countRef(EncodedRef ref, bool isUsed) {
+/// `change`: one more, or one less.
+void EncodedRecords::countRef(EncodedRef ref, std::uint32_t change) {
   const std::uint32_t number = ref::number(ref);
   if (ref::how(ref) == ref::kText) {
-    if (isUsed) {
+    if (change == 1) {
       texts_.use(number);
     } else {
       texts_.release(number);
     }
   } else if (ref::how(ref) == ref::kFixed) {
-    fixedUsers_[number] += isUsed ? 1 : UINT32_MAX;
+    fixedUsers_[number] += change;
+  }
+}
+
+void EncodedRecords::countUsers(const EncodedObject& object, std::uint32_t change) {
+  if (object.kind == EncodedKind::record) {
+    shapes_[object.shape].users += change;
+    forEachField(object, [&](EncodedRef field, std::int32_t) { countRef(field, change); });
+  } else if (object.kind <= EncodedKind::date) {
+    classUsers_[static_cast<std::size_t>(foundationClassOf(object))] += change;
+    if (object.kind == EncodedKind::date) return;
+    for (const EncodedRef each : object.body) countRef(each, change);
   }
 }
 
 /// Finds out what the record takes in an archive, and notes what else that has to hold for it.
 void EncodedRecords::add(EncodedRecord& record) {
-  WrittenSize sum{0, 0, 0};
-  std::uint32_t places = 0;
+  record.places = record.objects = 0;
+  std::uint32_t objects = 0;
+  std::size_t references = 0;
+  std::size_t bytes = 0;
   forEachObject(record.words, [&](const EncodedObject& object) {
-    ++places;
     const WrittenSize size = writtenSize(object);
-    sum.objects += size.objects;
-    sum.references += size.references;
-    sum.bytes += size.bytes;
-    if (object.kind == EncodedKind::record) {
-      ++shapes_[object.shape].users;
-      forEachField(object, [&](EncodedRef field, std::int32_t) { countRef(field, true); });
-    } else if (object.kind <= EncodedKind::date) {
-      ++classUsers_[static_cast<std::size_t>(foundationClassOf(object))];
-      if (object.kind == EncodedKind::date) return;
-      for (const EncodedRef each : object.body) countRef(each, true);
-    }
+    ++record.places;
+    objects += size.objects;
+    references += size.references;
+    bytes += size.bytes;
+    countUsers(object, 1);
   });
-  record.places = places;
-  record.objects = sum.objects;
-  record.references = sum.references;
-  record.bytes = sum.bytes;
+  record.objects = objects;
+  record.references = references;
+  record.bytes = bytes;
 }
 
 /// The reverse of `add`.
 void EncodedRecords::remove(const EncodedRecord& record) {
-  forEachObject(record.words, [&](const EncodedObject& object) {
-    if (object.kind == EncodedKind::record) {
-      --shapes_[object.shape].users;
-      forEachField(object, [&](EncodedRef field, std::int32_t) { countRef(field, false); });
-    } else if (object.kind <= EncodedKind::date) {
-      --classUsers_[static_cast<std::size_t>(foundationClassOf(object))];
-      if (object.kind == EncodedKind::date) return;
-      for (const EncodedRef each : object.body) countRef(each, false);
-    }
-  });
+  forEachObject(record.words, [&](const EncodedObject& object) { countUsers(object, UINT32_MAX); });
 }
 
 std::size_t EncodedRecords::capacity() const noexcept {

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "ZNPlatform/Foundation/EncodedRecords_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -28,19 +29,29 @@ void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchi
   for (std::size_t i = 0; i < waiting_.size(); ++i) encodeWaiting(Waiting(waiting_[i]), coder);
 
   EncodedRecord& record = records_[slot];
-  auto held = std::make_unique<EncodedRecord::Held>();
-  held->words.assign(words_.begin(), words_.end());
-  held->addresses = addresses_;
-  held->values.reserve(fieldValues_.size());
-  for (Value& value : fieldValues_) {
-    if (value.isContainer()) held->values.push_back(std::move(value));
-  }
-  fieldValues_.clear();
-  held->owners.swap(owners_);
-  record.words = held->words;
-  record.held = std::move(held);
+  record.words = words_;
   if (refersToOthers_) record.revision = 0;
   add(record);
+  hold(record);
+}
+
+void EncodedRecords::hold(EncodedRecord& record) {
+  auto held = std::make_unique<EncodedRecord::Held>();
+  const std::size_t ofAddresses = addresses_.size() * sizeof addresses_[0];
+  held->memory = std::make_unique_for_overwrite<std::byte[]>(ofAddresses + words_.size() * sizeof words_[0]);
+  auto* const addresses = reinterpret_cast<std::uintptr_t*>(held->memory.get());
+  auto* const words = reinterpret_cast<std::uint32_t*>(held->memory.get() + ofAddresses);
+  std::ranges::copy(addresses_, addresses);
+  std::ranges::copy(words_, words);
+  held->addresses = {addresses, addresses_.size()};
+  record.words = {words, words_.size()};
+  const auto isContainer = [](const Value& value) { return value.isContainer(); };
+  held->values.reserve(static_cast<std::size_t>(std::ranges::count_if(fieldValues_, isContainer)));
+  std::ranges::copy_if(std::move_iterator(fieldValues_.begin()), std::move_iterator(fieldValues_.end()),
+                       std::back_inserter(held->values), isContainer);
+  fieldValues_.clear();
+  held->owners.swap(owners_);
+  record.held = std::move(held);
 }
 
 void EncodedRecords::encodeWaiting(const Waiting& waiting, NSKeyedArchiver& coder) {
@@ -186,8 +197,7 @@ EncodedRef EncodedRecords::member(const Coding& record) {
     if (find(address, found)) return found;
     slot = newSlot();
     records_[slot].revision = revision;
-    records_[slot].held = std::make_unique<EncodedRecord::Held>();
-    records_[slot].held->addresses = {address};
+    records_[slot].address = address;
     newest_ = std::max(newest_, revision);
     seen_.set(address, {slot, 0}, [this](std::uintptr_t at, const Found& known) { return isAt(at, known); });
     pending_.push_back({slot, &record});
@@ -214,9 +224,10 @@ bool EncodedRecords::find(std::uintptr_t address, EncodedRef& found) {
 
 bool EncodedRecords::isAt(std::uintptr_t address, const Found& found) const noexcept {
   if (found.slot == slot_) return found.place < addresses_.size() && addresses_[found.place] == address;
-  if (found.slot >= records_.size() || !records_[found.slot].held) return false;
-  const auto& addresses = records_[found.slot].held->addresses;
-  return found.place < addresses.size() && addresses[found.place] == address;
+  if (found.slot >= records_.size()) return false;
+  const EncodedRecord& record = records_[found.slot];
+  if (found.place == 0) return record.address == address;
+  return record.held && found.place < record.held->addresses.size() && record.held->addresses[found.place] == address;
 }
 
 EncodedRef EncodedRecords::other(Found found) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -109,13 +110,14 @@ struct EncodedShape {
 struct EncodedRecord {
   /// What an encoded record needs to live on, unless it was loaded.
   struct Held {
-    std::vector<std::uint32_t> words;
-    std::vector<std::uintptr_t> addresses;  ///< of its containers and records, by place
-    std::vector<Value> values;              ///< keep those addresses theirs, and so do these
+    std::unique_ptr<std::byte[]> memory;         ///< of the addresses and the words
+    std::span<const std::uintptr_t> addresses;  ///< of its containers and records, by place
+    std::vector<Value> values;                  ///< keep those addresses theirs, and so do these
     std::vector<std::shared_ptr<const void>> owners;
   };
   std::span<const std::uint32_t> words;
   std::unique_ptr<Held> held;
+  std::uintptr_t address = 0;  ///< its own; 0: it was loaded
   std::uint64_t revision = 0;  ///< 0: not kept beyond the archive
   std::uint32_t places = 0;
   std::uint32_t objects = 0;     ///< that these are written as, without references to places
@@ -182,6 +184,7 @@ class EncodedRecords {
   };
 
   void encode(std::uint32_t slot, const Coding& record, NSKeyedArchiver& coder);
+  void hold(EncodedRecord& record);
   void encodeWaiting(const Waiting& waiting, NSKeyedArchiver& coder);
   void encodeRecord(const Waiting& waiting, NSKeyedArchiver& coder);
   void encodeValue(const Value& value);
@@ -199,7 +202,8 @@ class EncodedRecords {
   std::uint32_t newSlot();
   void add(EncodedRecord& record);
   void remove(const EncodedRecord& record);
-  void countRef(EncodedRef ref, bool isUsed);
+  void countUsers(const EncodedObject& object, std::uint32_t change);
+  void countRef(EncodedRef ref, std::uint32_t change);
   void forgetRemoved();
   void endRound();
   void forget(std::uint32_t slot);
