@@ -59,10 +59,10 @@ void refuseSize() { throw Exception("a property list beyond 2 GB cannot be writt
 TextIndex::TextIndex() : slots_(1024), seed_(reinterpret_cast<std::uintptr_t>(slots_.data()) * kMultiplier) {}
 
 TextIndex::Hashed TextIndex::hashed(std::string_view utf8) {
-  const Text plain{{reinterpret_cast<const std::uint8_t*>(utf8.data()), utf8.size()}, false};
+  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(utf8.data());
   std::uint64_t bits = 0;
-  const std::uint32_t hash = hashOf(plain, bits);
-  if ((bits & kHighBits) == 0) return {plain, hash};
+  const std::uint32_t hash = hashOf({bytes, utf8.size()}, false, bits);
+  if ((bits & kHighBits) == 0) return {{{bytes, utf8.size()}, false}, hash};
   wide_.clear();
   appendUtf16BigEndian(utf8, wide_);
   return hashed({wide_, true});
@@ -70,13 +70,13 @@ TextIndex::Hashed TextIndex::hashed(std::string_view utf8) {
 
 TextIndex::Hashed TextIndex::hashed(const Text& text) const noexcept {
   std::uint64_t bits = 0;
-  return {text, hashOf(text, bits)};
+  return {text, hashOf(text.bytes, text.wide, bits)};
 }
 
 /// `bits`: those that any of its words has.
-std::uint32_t TextIndex::hashOf(const Text& text, std::uint64_t& bits) const noexcept {
-  std::uint64_t hash = seed_ ^ (text.bytes.size() << 1 | (text.wide ? 1 : 0));
-  forEachWord(text.bytes, [&](std::uint64_t word) {
+std::uint32_t TextIndex::hashOf(std::span<const std::uint8_t> text, bool wide, std::uint64_t& bits) const noexcept {
+  std::uint64_t hash = seed_ ^ (text.size() << 1 | (wide ? 1 : 0));
+  forEachWord(text, [&](std::uint64_t word) {
     bits |= word;
     // Both halves of the product: the last characters of a text, where numbered ones differ, are a word's high bits.
     const auto product = static_cast<Wide>(hash ^ word) * kMultiplier;

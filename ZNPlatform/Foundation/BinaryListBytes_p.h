@@ -152,7 +152,7 @@ class TextIndex {
     std::uint32_t hash = 0;
     std::uint32_t number = kNone;
   };
-  std::uint32_t hashOf(const Text& text, std::uint64_t& bits) const noexcept;
+  std::uint32_t hashOf(std::span<const std::uint8_t> text, bool wide, std::uint64_t& bits) const noexcept;
   void resize(std::size_t texts);
 
   std::vector<Slot> slots_;  // open addressing
