@@ -25,7 +25,7 @@ void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchi
   addresses_.clear();
   waiting_.clear();
   lists_.clear();
-  placeFor({.record = &root, .level = slot == kRoot ? 1 : 2}, addressOf(root));
+  placeFor(addressOf(root), nullptr, &root, slot == kRoot ? 1 : 2);
   for (std::size_t i = 0; i < waiting_.size(); ++i) encodeWaiting(Waiting(waiting_[i]), coder);
 
   EncodedRecord& record = records_[slot];
@@ -150,7 +150,7 @@ EncodedRef EncodedRecords::refOf(const Value& value, bool isField) {
   std::uintptr_t address = 0;
   EncodedRef found = 0;
   if (value.isContainer() && find(address = addressOf(value), found)) return found;
-  return placeFor({.value = isField ? &fieldValues_.emplace_back(value) : &value}, address);
+  return placeFor(address, isField ? &fieldValues_.emplace_back(value) : &value);
 }
 
 EncodedRef EncodedRecords::refOfField(const Value& value) {
@@ -172,7 +172,7 @@ EncodedRef EncodedRecords::refOf(const Coding& record) {
   const std::uintptr_t address = addressOf(record);
   if (find(address, found)) return found;
   if (level_ >= Value::maximumReadDepth) throw Exception("records nest too deep to be archived");
-  return placeFor({.record = &record, .level = level_ + 1}, address);
+  return placeFor(address, nullptr, &record, level_ + 1);
 }
 
 EncodedRef EncodedRecords::refOf(std::shared_ptr<const void> owner, std::span<const Coding* const> records,
@@ -183,7 +183,7 @@ EncodedRef EncodedRecords::refOf(std::shared_ptr<const void> owner, std::span<co
   for (const Coding* const record : records) elements.push_back(areMembers ? member(*record) : refOf(*record));
   (areMembers ? memberOwners_ : owners_).push_back(std::move(owner));
   lists_.push_back({isMutable, std::move(elements)});
-  return placeFor({.list = static_cast<std::uint32_t>(lists_.size() - 1)}, 0);
+  return placeFor(0, nullptr, nullptr, 0, static_cast<std::uint32_t>(lists_.size() - 1));
 }
 
 /// A record in a list of the root is encoded by itself, if at all, where its revision tells whether it has changed.
@@ -236,10 +236,12 @@ EncodedRef EncodedRecords::other(Found found) {
   return ref::kOther | static_cast<std::uint32_t>(others_.size() - 1);
 }
 
-EncodedRef EncodedRecords::placeFor(const Waiting& waiting, std::uintptr_t address) {
+/// For one of value, record and list.
+EncodedRef EncodedRecords::placeFor(std::uintptr_t address, const Value* value, const Coding* record, int level,
+                                    std::uint32_t list) {
   if (waiting_.size() > ref::kNumber) list::refuseSize();
   const auto place = static_cast<std::uint32_t>(waiting_.size());
-  waiting_.push_back(waiting);
+  waiting_.push_back({value, record, level, list});
   addresses_.push_back(address);
   if (address != 0) {
     seen_.set(address, {slot_, place}, [this](std::uintptr_t at, const Found& known) { return isAt(at, known); });

@@ -165,10 +165,10 @@ class EncodedRecords {
 
   /// What waits for its words: one of these.
   struct Waiting {
-    const Value* value = nullptr;
-    const Coding* record = nullptr;
-    int level = 0;  // of the record
-    std::uint32_t list = 0;
+    const Value* value;
+    const Coding* record;
+    int level;  // of the record
+    std::uint32_t list;
   };
   struct List {
     bool isMutable;
@@ -191,7 +191,8 @@ class EncodedRecords {
   void putInteger(EncodedKind kind, std::int64_t bits);
   void putData(std::span<const std::uint8_t> bytes);
   EncodedRef refOf(const Value& value, bool isField);
-  EncodedRef placeFor(const Waiting& waiting, std::uintptr_t address);
+  EncodedRef placeFor(std::uintptr_t address, const Value* value, const Coding* record = nullptr, int level = 0,
+                      std::uint32_t list = 0);
   EncodedRef refOf(const Coding& record);
   EncodedRef member(const Coding& record);
   bool find(std::uintptr_t address, EncodedRef& found);
