@@ -18,6 +18,8 @@ class AddressTable {
     Place& place = placeOf(address);
     return place.address != 0 ? &place.item : nullptr;
   }
+  /// Asks the processor for the memory that `find` will look at.
+  void prefetch(std::uintptr_t address) const noexcept { __builtin_prefetch(&places_[indexOf(address)]); }
   /// `isKept` tells of an address and its item whether it is still of use, once the table is full.
   template <class IsKept>
   void set(std::uintptr_t address, const Item& item, const IsKept& isKept) {
@@ -43,10 +45,12 @@ class AddressTable {
     std::uintptr_t address = 0;
     Item item{};
   };
+  std::size_t indexOf(std::uintptr_t address) const noexcept {
+    return (address * 0x9E3779B97F4A7C15) >> 32 & (places_.size() - 1);
+  }
   Place& placeOf(std::uintptr_t address) noexcept {
-    const std::size_t mask = places_.size() - 1;
-    std::size_t i = (address * 0x9E3779B97F4A7C15) >> 32 & mask;
-    while (places_[i].address != 0 && places_[i].address != address) i = (i + 1) & mask;
+    std::size_t i = indexOf(address);
+    while (places_[i].address != 0 && places_[i].address != address) i = (i + 1) & (places_.size() - 1);
     return places_[i];
   }
   template <class IsKept>

@@ -96,10 +96,7 @@ bool EncodedRecords::load(std::shared_ptr<const LoadedArchive> archive, std::spa
 }
 
 void EncodedRecords::setRevisions(std::span<const std::uint64_t> revisions) {
-  for (std::size_t i = 0; i < revisions.size(); ++i) {
-    records_[i + 1].revision = revisions[i];
-    newest_ = std::max(newest_, revisions[i]);
-  }
+  for (std::size_t i = 0; i < revisions.size(); ++i) records_[i + 1].revision = revisions[i];
   order_.swap(lastOrder_);
   endRound();
   GrowingBuffer<std::uint8_t>().swap(output_);  // not kept: most who load save much later, if at all
@@ -139,6 +136,7 @@ void EncodedRecords::endRound() {
       forget(slot);
     } else {
       lastOrder_.push_back(slot);
+      newest_ = std::max(newest_, records_[slot].revision);
     }
   }
   order_.clear();

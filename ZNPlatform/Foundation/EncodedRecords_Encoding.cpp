@@ -113,6 +113,9 @@ void EncodedRecords::encodeValue(const Value& value) {
   value.prefetchContents();
   std::uint32_t* word = words_.extend(std::size_t{count} * (value.isArray() ? 1 : 2));
   for (const Value& element : value.elements()) *word++ = refOf(element, false);
+  for (const Value::Entry& entry : value.entries()) {
+    if (entry.value.isContainer()) seen_.prefetch(addressOf(entry.value));
+  }
   for (const Value::Entry& entry : value.entries()) *word++ = ref::kText | texts_.idOfKey(entry.name());
   for (const Value::Entry& entry : value.entries()) *word++ = refOf(entry.value, false);
 }
@@ -198,7 +201,6 @@ EncodedRef EncodedRecords::member(const Coding& record) {
     slot = newSlot();
     records_[slot].revision = revision;
     records_[slot].address = address;
-    newest_ = std::max(newest_, revision);
     seen_.set(address, {slot, 0}, [this](std::uintptr_t at, const Found& known) { return isAt(at, known); });
     pending_.push_back({slot, &record});
   }

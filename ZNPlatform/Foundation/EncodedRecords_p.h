@@ -220,7 +220,7 @@ class EncodedRecords {
   std::vector<std::uint32_t> order_;                             // those of this archive
   std::vector<std::uint32_t> lastOrder_;                         // and of the one before
   std::size_t expected_ = 0;                                     // in `lastOrder_`: where the next record probably is
-  std::uint64_t newest_ = 0;                                     // revision
+  std::uint64_t newest_ = 0;                                     // revision of an archive before
   std::unordered_map<std::uint64_t, std::uint32_t> byRevision_;  // of the archive before, once it is needed
   std::uint32_t round_ = 0;
   AddressTable<Found> seen_;  // containers and records
