@@ -2,6 +2,7 @@
 #include <cstring>
 #include <optional>
 
+#include "ZNPlatform/Foundation/ArchiveCursor_p.h"
 #include "ZNPlatform/Foundation/ArchiveWriter_p.h"
 #include "ZNPlatform/Foundation/LoadedArchive_p.h"
 
@@ -10,21 +11,6 @@ namespace zn {
 using namespace list;
 
 namespace {
-
-template <class Ref>
-inline std::uint32_t load(const std::uint8_t* at) noexcept {
-  Ref value;
-  std::memcpy(&value, at, sizeof value);
-  if constexpr (sizeof(Ref) == 2) value = __builtin_bswap16(value);
-  if constexpr (sizeof(Ref) == 4) value = __builtin_bswap32(value);
-  return value;
-}
-
-std::uint64_t loadBytes(const std::uint8_t* at, std::size_t size) noexcept {
-  std::uint64_t value = 0;
-  for (std::size_t i = 0; i < size; ++i) value = value << 8 | at[i];
-  return value;
-}
 
 /// Pairs of surrogates are whole, and the text could not have been written as ASCII.
 bool isWellFormedUtf16(std::span<const std::uint8_t> text) noexcept {
@@ -44,15 +30,15 @@ constexpr std::size_t kMostLiterals = 1024;
 
 }  // namespace
 
-/// Reads the objects one after the other, in the order in which ArchiveWriter writes them. Nothing outside the bytes is
-/// touched; what is not needed for that is not checked.
-class ArchiveParser {
+/// Reads the objects in the order in which ArchiveWriter writes them.
+class ArchiveParser : ArchiveCursor {
  public:
-  ArchiveParser(std::span<const std::uint8_t> bytes, LoadedArchive& archive) : bytes_(bytes), archive_(archive) {}
+  ArchiveParser(std::span<const std::uint8_t> bytes, LoadedArchive& archive)
+      : ArchiveCursor(bytes), archive_(archive) {}
 
   /// The result: where each object begins in the words, by place.
   std::vector<std::uint32_t> run() {
-    openFile();
+    expectUsual(objects_ >= 8);
     if (referenceSize_ == 1) {
       readAll<std::uint8_t>();
     } else if (referenceSize_ == 2) {
@@ -73,70 +59,6 @@ class ArchiveParser {
     Id name;
     std::optional<FoundationClass> foundation;
   };
-
-  void openFile() {
-    expectUsual(bytes_.size() > kHeaderSize + kTrailerSize && bytes_.size() <= kLargestFile &&
-                std::memcmp(bytes_.data(), kHeader.data(), kHeaderSize) == 0);
-    const std::uint8_t* const trailer = bytes_.data() + bytes_.size() - kTrailerSize;
-    offsetSize_ = trailer[6];
-    referenceSize_ = trailer[7];
-    const std::uint64_t objects = loadBytes(trailer + 8, 8);
-    const std::uint64_t table = loadBytes(trailer + 24, 8);
-    expectUsual((offsetSize_ == 1 || offsetSize_ == 2 || offsetSize_ == 4) &&
-                (referenceSize_ == 1 || referenceSize_ == 2 || referenceSize_ == 4));
-    expectUsual(objects >= 8 && objects < bytes_.size() && table < bytes_.size() - kTrailerSize &&
-                table + objects * offsetSize_ + kTrailerSize == bytes_.size());
-    objects_ = static_cast<std::uint32_t>(objects);
-    end_ = bytes_.data() + table;
-    at_ = bytes_.data() + kHeaderSize;
-  }
-
-  void need(std::size_t size) const { expectUsual(size <= static_cast<std::size_t>(end_ - at_)); }
-
-  /// The count in the head at `at_`, of an object of that kind.
-  std::uint32_t head(std::uint8_t kind) {
-    need(1);
-    expectUsual((*at_ & 0xF0) == kind);
-    std::uint32_t count = *at_++ & 0x0F;
-    if (count < 15) return count;
-    need(5);
-    const std::uint8_t marker = *at_++;
-    expectUsual((marker & 0xFC) == kInteger && marker != (kInteger | 3));
-    const std::size_t width = std::size_t{1} << (marker & 3);
-    count = static_cast<std::uint32_t>(loadBytes(at_, width));
-    at_ += width;
-    return count;
-  }
-
-  std::int64_t integer() {
-    need(1);
-    expectUsual((*at_ & 0xFC) == kInteger);
-    const std::size_t width = std::size_t{1} << (*at_++ & 3);
-    need(width);
-    at_ += width;
-    return static_cast<std::int64_t>(loadBytes(at_ - width, width));
-  }
-
-  /// A list of so many references, which follow.
-  template <class Ref>
-  const std::uint8_t* references(std::uint64_t count) {
-    expectUsual(count * sizeof(Ref) <= static_cast<std::size_t>(end_ - at_));
-    const std::uint8_t* const list = at_;
-    at_ += count * sizeof(Ref);
-    return list;
-  }
-  template <class Ref>
-  const std::uint8_t* list(std::uint8_t kind, std::uint32_t& count) {
-    count = head(kind);
-    return references<Ref>(count * std::uint64_t{kind == kDictionary ? 2u : 1u});
-  }
-
-  const std::uint8_t* objectAt(std::uint32_t object) const {
-    expectUsual(object < objects_);
-    const std::uint64_t offset = loadBytes(end_ + std::size_t{object} * offsetSize_, offsetSize_);
-    expectUsual(offset < static_cast<std::size_t>(end_ - bytes_.data()));
-    return bytes_.data() + offset;
-  }
 
   template <class Ref>
   void readAll() {
@@ -330,13 +252,6 @@ class ArchiveParser {
     }
   }
 
-  std::uint64_t real() {
-    need(9);
-    expectUsual(*at_ == kReal);
-    at_ += 9;
-    return loadBytes(at_ - 8, 8);
-  }
-
   template <class Ref>
   void readDictionary() {
     std::uint32_t count = 0;
@@ -433,13 +348,7 @@ class ArchiveParser {
     return static_cast<std::uint32_t>(shapeKeys_.size() - 1);
   }
 
-  const std::span<const std::uint8_t> bytes_;
   LoadedArchive& archive_;
-  std::uint8_t offsetSize_ = 0;
-  std::uint8_t referenceSize_ = 0;
-  std::uint32_t objects_ = 0;
-  const std::uint8_t* at_ = nullptr;
-  const std::uint8_t* end_ = nullptr;  // of the objects
   const std::uint8_t* elements_ = nullptr;
   std::uint32_t places_ = 0;
   std::uint32_t firstRecordPlace_ = 0;
