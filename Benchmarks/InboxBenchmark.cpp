@@ -166,9 +166,8 @@ void MergeAsManyNewPushes(benchmark::State& state) {
   zn::InboxList fresh;
   zn::InboxList merged;
   for (auto _ : state) {
-    fresh = zn::entriesOf(payloads.elements(), [](const Value& payload) {
-      return ZNInboxModel::initWithNotificationPayload(payload);
-    });
+    fresh = zn::entriesOf(payloads.elements(),
+                          [](const Value& payload) { return ZNInboxModel::initWithNotificationPayload(payload); });
     merged = zn::sortedNewestFirst(zn::mergedWithNewEntries(*stored, fresh));
     state.PauseTiming();  // an inbox keeps its entries; freeing them is no part of a merge
     fresh.clear();

@@ -13,6 +13,7 @@ namespace zn::test {
 class Note final : public Coding {
  public:
   const char* archivedClassName() const override { return "Note"; }
+  std::uint64_t revision() const override { return state; }
   void encodeWithCoder(NSKeyedArchiver& coder) const override {
     coder.encodeObject(text, "text");
     coder.encodeObject(details, "details");
@@ -44,6 +45,7 @@ class Note final : public Coding {
   std::shared_ptr<const Coding> next;
   std::vector<std::shared_ptr<const Coding>> parts;
   bool partsAreNil = false;
+  std::uint64_t state = 0;
 };
 
 inline std::shared_ptr<const Note> asNote(const std::shared_ptr<const Coding>& record) {

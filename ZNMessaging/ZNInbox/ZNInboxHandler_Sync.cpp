@@ -155,8 +155,8 @@ void ZNInboxHandler::mergeBatches(const std::vector<InboxBatch>& batches) {
     BatchNumbers numbers;
     for (const InboxBatch& batch : batches) {
       numbers.push_back(batch.number);
-      const zn::InboxList made = zn::entriesOf(
-          batch.payloads.elements(), [&](const zn::Value& payload) { return entryOf(batch, payload); });
+      const zn::InboxList made =
+          zn::entriesOf(batch.payloads.elements(), [&](const zn::Value& payload) { return entryOf(batch, payload); });
       entries.insert(entries.end(), made.begin(), made.end());
     }
     replaceMessages([&](const zn::InboxListPtr& stored) { return mergeNewEntries(stored, entries); }, numbers);

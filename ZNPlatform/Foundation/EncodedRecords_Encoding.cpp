@@ -25,6 +25,7 @@ void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchi
   addresses_.clear();
   waiting_.clear();
   lists_.clear();
+  records_[slot].address = addressOf(root);
   placeFor(addressOf(root), nullptr, &root, slot == kRoot ? 1 : 2);
   for (std::size_t i = 0; i < waiting_.size(); ++i) encodeWaiting(Waiting(waiting_[i]), coder);
 

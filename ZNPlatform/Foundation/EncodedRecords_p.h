@@ -110,7 +110,7 @@ struct EncodedShape {
 struct EncodedRecord {
   /// What an encoded record needs to live on, unless it was loaded.
   struct Held {
-    std::unique_ptr<std::byte[]> memory;         ///< of the addresses and the words
+    std::unique_ptr<std::byte[]> memory;        ///< of the addresses and the words
     std::span<const std::uintptr_t> addresses;  ///< of its containers and records, by place
     std::vector<Value> values;                  ///< keep those addresses theirs, and so do these
     std::vector<std::shared_ptr<const void>> owners;

@@ -170,8 +170,8 @@ class ZN_EXPORT Value {
   /// take. 0 for scalars.
   std::size_t storageSize() const noexcept;
 
-  /// Asks the processor for the memory of what a container holds, which lies scattered and is about to be looked at: one
-  /// by one, each would be waited for. Nothing else happens.
+  /// Asks the processor for the memory of what a container holds, which lies scattered and is about to be looked at:
+  /// one by one, each would be waited for. Nothing else happens.
   inline void prefetchContents() const noexcept;
   /// The same for a walk through a list whose elements are records, called before each place is looked at: while one
   /// record is worked on, the memory of the next ones comes, level by level.

@@ -266,9 +266,8 @@ struct ZNInboxModel::Archived {
 
 void ZNInboxModel::Fields::readAll() {
   if (!unread) return;
-  unread.read([this](zn::NSKeyedUnarchiver& coder) {
-    zn::decodeFields(coder, *this, Archived::fields, Archived::kLater);
-  });
+  unread.read(
+      [this](zn::NSKeyedUnarchiver& coder) { zn::decodeFields(coder, *this, Archived::fields, Archived::kLater); });
   unread = {};  // not before all is read
 }
 
