@@ -10,8 +10,6 @@ bool hasSameBits(double a, double b) { return std::bit_cast<std::uint64_t>(a) ==
 bool containersArchiveAlike(const zn::Value& a, const zn::Value& b) {
   if (a.isMutable() != b.isMutable()) return false;
   if (a.identity() == b.identity()) return true;
-  a.prefetchContents();
-  b.prefetchContents();
   const auto isAlike = [](const zn::Value& left, const zn::Value& right) { return zn::archiveAlike(left, right); };
   const auto isEntryAlike = [](const zn::Value::Entry& left, const zn::Value::Entry& right) {
     return left.name() == right.name() && zn::archiveAlike(left.value, right.value);

@@ -82,14 +82,22 @@ zn::CampaignList ZNDeviceTriggersDataManager::campaignsIn(const zn::Value& answe
           .name = "the whole answer", .triggerEvent = {}, .because = "\"campaigns\" is " + shown(answer) + ", no list"};
     });
   }
-  const KnownCampaigns known(stored);
-  std::size_t number = 0;
+  const KnownCampaigns byID(stored);
   const auto sent = answer.elements();
+  // Mostly all that came is compared with what came before.
+  zn::CampaignList present;
+  std::vector<zn::Value> sentBefore;
   for (const zn::Value& dictionary : sent) {
-    zn::Value::prefetchAhead(sent, number++);
-    const zn::Value id = dictionary.validObjectForKey("campaign_id");
-    if (dictionary.isDictionary() && (takesNameless || !id.isNil())) {
-      campaigns.push_back(ZNDeviceTriggerCampaign::initWithDictionary(dictionary, known.withID(id)));
+    present.push_back(byID.withID(dictionary.validObjectForKey("campaign_id")));
+    sentBefore.push_back(present.back() ? present.back()->sentDictionary() : zn::nil);
+  }
+  std::size_t number = 0;
+  for (const zn::Value& dictionary : sent) {
+    zn::Value::prefetchAhead(sent, number);
+    zn::Value::prefetchAhead(sentBefore, number);
+    const auto& known = present[number++];
+    if (dictionary.isDictionary() && (takesNameless || !dictionary.validObjectForKey("campaign_id").isNil())) {
+      campaigns.push_back(ZNDeviceTriggerCampaign::initWithDictionary(dictionary, known));
       continue;
     }
     note(dropped, [&] {

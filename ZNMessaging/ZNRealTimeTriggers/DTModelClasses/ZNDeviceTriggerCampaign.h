@@ -76,6 +76,8 @@ class ZN_EXPORT ZNDeviceTriggerCampaign : public ZNModelObject {
   bool isActive() const { return status() == kActiveValue(); }
   /// What `initWithDictionary` could not read, and left out with all that comes after it; empty where it read all.
   std::string malformation() const { return fields_.get(&Fields::malformation); }
+  /// The server's dictionary that it was made of, if that is known; never archived.
+  zn::Value sentDictionary() const { return fields_.get(&Fields::sent); }
 
   const char* archivedClassName() const override { return "ZNDeviceTriggerCampaign"; }
   void encodeWithCoder(zn::NSKeyedArchiver& coder) const override;
