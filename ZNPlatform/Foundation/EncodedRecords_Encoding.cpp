@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
-#include <iterator>
+#include <memory>
+#include <new>
 
 #include "ZNPlatform/Foundation/EncodedRecords_p.h"
 #include "ZNPlatform/Foundation/Exception.h"
@@ -33,26 +34,39 @@ void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchi
   record.words = words_;
   if (refersToOthers_) record.revision = 0;
   add(record);
-  hold(record);
+  record.held = hold();
+  record.words = record.held->words;
 }
 
-void EncodedRecords::hold(EncodedRecord& record) {
-  auto held = std::make_unique<EncodedRecord::Held>();
-  const std::size_t ofAddresses = addresses_.size() * sizeof addresses_[0];
-  held->memory = std::make_unique_for_overwrite<std::byte[]>(ofAddresses + words_.size() * sizeof words_[0]);
-  auto* const addresses = reinterpret_cast<std::uintptr_t*>(held->memory.get());
-  auto* const words = reinterpret_cast<std::uint32_t*>(held->memory.get() + ofAddresses);
+void EncodedRecord::Held::End::operator()(Held* held) const noexcept {
+  std::destroy(held->values.begin(), held->values.end());
+  held->~Held();
+  ::operator delete(held);
+}
+
+/// For the record that is being encoded, which is complete.
+EncodedRecord::HeldPtr EncodedRecords::hold() {
+  using Held = EncodedRecord::Held;
+  const auto isContainer = [](const Value& value) { return value.isContainer(); };
+  const auto containers = static_cast<std::size_t>(std::ranges::count_if(fieldValues_, isContainer));
+  const std::size_t bytes = sizeof(Held) + containers * sizeof(Value) + addresses_.size() * sizeof addresses_[0] +
+                            words_.size() * sizeof words_[0];
+  EncodedRecord::HeldPtr held(new (::operator new(bytes)) Held{});
+  auto* const values = reinterpret_cast<Value*>(held.get() + 1);
+  auto* const addresses = reinterpret_cast<std::uintptr_t*>(values + containers);
+  auto* const words = reinterpret_cast<std::uint32_t*>(addresses + addresses_.size());
+  Value* value = values;
+  for (Value& each : fieldValues_) {
+    if (each.isContainer()) new (value++) Value(std::move(each));
+  }
+  fieldValues_.clear();
   std::ranges::copy(addresses_, addresses);
   std::ranges::copy(words_, words);
-  held->addresses = {addresses, addresses_.size()};
-  record.words = {words, words_.size()};
-  const auto isContainer = [](const Value& value) { return value.isContainer(); };
-  held->values.reserve(static_cast<std::size_t>(std::ranges::count_if(fieldValues_, isContainer)));
-  std::ranges::copy_if(std::move_iterator(fieldValues_.begin()), std::move_iterator(fieldValues_.end()),
-                       std::back_inserter(held->values), isContainer);
-  fieldValues_.clear();
+  held->values = {values, containers};
   held->owners.swap(owners_);
-  record.held = std::move(held);
+  held->addresses = {addresses, addresses_.size()};
+  held->words = {words, words_.size()};
+  return held;
 }
 
 void EncodedRecords::encodeWaiting(const Waiting& waiting, NSKeyedArchiver& coder) {

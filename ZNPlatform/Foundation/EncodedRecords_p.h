@@ -108,15 +108,20 @@ struct EncodedShape {
 };
 
 struct EncodedRecord {
-  /// What an encoded record needs to live on, unless it was loaded.
+  /// What an encoded record needs to live on, unless it was loaded: one piece of memory, with what it shows.
   struct Held {
-    std::unique_ptr<std::byte[]> memory;        ///< of the addresses and the words
-    std::span<const std::uintptr_t> addresses;  ///< of its containers and records, by place
-    std::vector<Value> values;                  ///< keep those addresses theirs, and so do these
-    std::vector<std::shared_ptr<const void>> owners;
+    std::span<Value> values;                          ///< of fields: they keep the addresses theirs,
+    std::vector<std::shared_ptr<const void>> owners;  ///< and so do these
+    std::span<const std::uintptr_t> addresses;        ///< of its containers and records, by place
+    std::span<const std::uint32_t> words;
+
+    struct End {
+      void operator()(Held* held) const noexcept;
+    };
   };
+  using HeldPtr = std::unique_ptr<Held, Held::End>;
   std::span<const std::uint32_t> words;
-  std::unique_ptr<Held> held;
+  HeldPtr held;
   std::uintptr_t address = 0;  ///< its own; 0: it was loaded
   std::uint64_t revision = 0;  ///< 0: not kept beyond the archive
   std::uint32_t places = 0;
@@ -184,7 +189,7 @@ class EncodedRecords {
   };
 
   void encode(std::uint32_t slot, const Coding& record, NSKeyedArchiver& coder);
-  void hold(EncodedRecord& record);
+  EncodedRecord::HeldPtr hold();
   void encodeWaiting(const Waiting& waiting, NSKeyedArchiver& coder);
   void encodeRecord(const Waiting& waiting, NSKeyedArchiver& coder);
   void encodeValue(const Value& value);
