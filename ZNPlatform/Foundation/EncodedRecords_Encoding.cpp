@@ -28,7 +28,11 @@ void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchi
   lists_.clear();
   records_[slot].address = addressOf(root);
   placeFor(addressOf(root), nullptr, &root, slot == kRoot ? 1 : 2);
-  for (std::size_t i = 0; i < waiting_.size(); ++i) encodeWaiting(Waiting(waiting_[i]), coder);
+  for (std::size_t i = 0; i < waiting_.size(); ++i) {
+    constexpr std::size_t kAhead = 2;
+    if (i + kAhead < waiting_.size() && waiting_[i + kAhead].value) waiting_[i + kAhead].value->prefetchContents();
+    encodeWaiting(Waiting(waiting_[i]), coder);
+  }
 
   EncodedRecord& record = records_[slot];
   record.words = words_;
@@ -125,7 +129,6 @@ void EncodedRecords::encodeValue(const Value& value) {
   if (count > kLargestEncodedCount) list::refuseSize();
   words_.push_back(
       encodedHead(value.isArray() ? EncodedKind::array : EncodedKind::dictionary, value.isMutable(), count));
-  value.prefetchContents();
   std::uint32_t* word = words_.extend(std::size_t{count} * (value.isArray() ? 1 : 2));
   for (const Value& element : value.elements()) *word++ = refOf(element, false);
   for (const Value::Entry& entry : value.entries()) {
