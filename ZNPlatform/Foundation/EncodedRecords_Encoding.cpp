@@ -42,10 +42,10 @@ void EncodedRecords::encode(std::uint32_t slot, const Coding& root, NSKeyedArchi
   record.words = record.held->words;
 }
 
-void EncodedRecord::Held::End::operator()(Held* held) const noexcept {
-  std::destroy(held->values.begin(), held->values.end());
-  held->~Held();
-  ::operator delete(held);
+void EncodedRecord::Held::End::operator()(Held* ended) const noexcept {
+  std::destroy(ended->values.begin(), ended->values.end());
+  ended->~Held();
+  ::operator delete(ended);
 }
 
 /// For the record that is being encoded, which is complete.

@@ -116,7 +116,7 @@ struct EncodedRecord {
     std::span<const std::uint32_t> words;
 
     struct End {
-      void operator()(Held* held) const noexcept;
+      void operator()(Held* ended) const noexcept;
     };
   };
   using HeldPtr = std::unique_ptr<Held, Held::End>;
