@@ -209,8 +209,8 @@ void Value::prefetchLevel(int level) const noexcept {
 }
 
 void Value::prefetchAhead(std::span<const Value> list, std::size_t place) noexcept {
-  constexpr int kLevels = 5;
-  constexpr std::size_t kPlacesALevel = 2;
+  constexpr int kLevels = 5;                // down to an alert's texts in a server's message
+  constexpr std::size_t kPlacesALevel = 2;  // more made no difference
   for (int level = 0; level < kLevels; ++level) {
     const std::size_t ahead = place + kPlacesALevel * static_cast<std::size_t>(kLevels - level);
     if (ahead < list.size()) list[ahead].prefetchLevel(level);

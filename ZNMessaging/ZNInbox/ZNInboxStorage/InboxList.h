@@ -13,7 +13,8 @@ namespace zn {
 using InboxList = std::vector<std::shared_ptr<ZNInboxModel>>;
 using InboxListPtr = std::shared_ptr<const InboxList>;
 
-/// One entry for each of what came together, in order: `make` makes it.
+/// What `make` makes of each of the payloads or older entries that came together: a shared_ptr of an entry. The order
+/// stays.
 template <class Make>
 InboxList entriesOf(std::span<const Value> all, Make&& make) {
   InboxList entries;
