@@ -199,11 +199,15 @@ void Value::prefetchLevel(int level) const noexcept {
     }
     return;
   }
+  const auto beginningOf = [](auto items) {
+    constexpr std::size_t kMost = 32;  // a longer one would only push out what came first
+    return items.first(std::min(items.size(), kMost));
+  };
   const auto isDeepEnough = [level](const Value& item) { return level == 1 ? item.isShared() : item.isContainer(); };
-  for (const Value& element : elements()) {
+  for (const Value& element : beginningOf(elements())) {
     if (isDeepEnough(element)) element.prefetchLevel(level - 1);
   }
-  for (const Entry& entry : entries()) {
+  for (const Entry& entry : beginningOf(entries())) {
     if (isDeepEnough(entry.value)) entry.value.prefetchLevel(level - 1);
   }
 }
